@@ -1,0 +1,11 @@
+# Every outside library, once. README names each with its purpose.
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+find_package(hwy REQUIRED)
+find_package(JPEG REQUIRED)
+find_package(PNG REQUIRED)
+find_package(fmt REQUIRED)
+find_package(CLI11 REQUIRED)
+find_package(nlohmann_json REQUIRED)
+find_package(SQLite3 REQUIRED)
+pkg_check_modules(PANGOCAIRO REQUIRED IMPORTED_TARGET pangocairo)
