@@ -1,0 +1,20 @@
+#include "kestrel/filters/tone/InvertFilter.h"
+
+#include "kestrel/kernels/InvertRow.h"
+
+namespace kestrel {
+
+HRESULT CInvertFilter::TransformWindow(const Window& window) {
+    return InPlace(window, [inversity = Active().inversity](std::span<std::uint8_t> pixels) {
+        kernels::InvertRow(pixels, inversity);
+    });
+}
+
+HRESULT CInvertFilter::TransformColor(unsigned char* pixel) {
+    const HRESULT result = CPdibFilter::TransformColor(pixel);
+    for (int channel = 0; channel < 3; ++channel)
+        pixel[channel] = kernels::InvertByte(pixel[channel], Active().inversity);
+    return result;
+}
+
+}  // namespace kestrel

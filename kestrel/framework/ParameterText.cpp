@@ -1,0 +1,116 @@
+#include "kestrel/framework/ParameterText.h"
+
+#include <charconv>
+#include <cstring>
+
+namespace kestrel {
+namespace {
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+std::string_view SkipSpace(std::string_view text) {
+    while (!text.empty() && (text.front() == ' ' || (text.front() >= '\t' && text.front() <= '\r')))
+        text.remove_prefix(1);
+    return text;
+}
+
+/// The text behind `key` and an equals sign.
+std::optional<std::string_view> BehindEquals(std::string_view text, std::string_view key) {
+    const std::string whole = std::string(key) + '=';
+    const std::size_t at = text.find(whole);
+    if (at == std::string_view::npos) return std::nullopt;
+    return text.substr(at + whole.size());
+}
+
+/// Stores a number that differs and raises the flag.
+template <class Field, class Value>
+bool Store(std::optional<Value> value, Field* field, bool* changed) {
+    if (!value) return false;
+    if (static_cast<Field>(*value) != *field) {
+        *field = static_cast<Field>(*value);
+        *changed = true;
+    }
+    return true;
+}
+
+std::optional<std::int32_t> ReadBehindKey(std::string_view text, std::string_view key) {
+    const auto rest = BehindKey(text, key);
+    return rest ? ReadDecimal(*rest) : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::int32_t> ReadDecimal(std::string_view text) {
+    text = SkipSpace(text);
+    const bool negative = !text.empty() && text.front() == '-';
+    if (negative || (!text.empty() && text.front() == '+')) text.remove_prefix(1);
+    if (text.empty() || !IsDigit(text.front())) return std::nullopt;
+    std::uint32_t value = 0;
+    for (; !text.empty() && IsDigit(text.front()); text.remove_prefix(1))
+        value = value * 10 + static_cast<std::uint32_t>(text.front() - '0');
+    return static_cast<std::int32_t>(negative ? 0 - value : value);
+}
+
+std::optional<double> ReadDouble(std::string_view text) {
+    text = SkipSpace(text);
+    if (!text.empty() && text.front() == '+') text.remove_prefix(1);
+    double value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error == std::errc::invalid_argument) return std::nullopt;
+    return value;
+}
+
+std::optional<std::string_view> BehindKey(std::string_view text, std::string_view key) {
+    const std::size_t at = text.find(key);
+    if (at == std::string_view::npos || at + key.size() >= text.size()) return std::nullopt;
+    return text.substr(at + key.size() + 1);
+}
+
+std::optional<std::int32_t> ReadIntBehindEquals(std::string_view text, std::string_view key) {
+    const auto rest = BehindEquals(text, key);
+    return rest ? ReadDecimal(*rest) : std::nullopt;
+}
+
+std::optional<double> ReadDoubleBehindEquals(std::string_view text, std::string_view key) {
+    const auto rest = BehindEquals(text, key);
+    return rest ? ReadDouble(*rest) : std::nullopt;
+}
+
+bool ReadIntParameter(std::string_view text, std::string_view key, std::int32_t* field, bool* changed) {
+    return Store(ReadBehindKey(text, key), field, changed);
+}
+
+bool ReadUIntParameter(std::string_view text, std::string_view key, std::uint32_t* field, bool* changed) {
+    return Store(ReadBehindKey(text, key), field, changed);
+}
+
+bool ReadByteParameter(std::string_view text, std::string_view key, std::uint8_t* field, bool* changed) {
+    return Store(ReadBehindKey(text, key), field, changed);
+}
+
+bool ReadBoolParameter(std::string_view text, std::string_view key, bool* field, bool* changed) {
+    const auto value = ReadBehindKey(text, key);
+    if (!value) return false;
+    if (*value != (*field ? 1 : 0)) {
+        *field = *value != 0;
+        *changed = true;
+    }
+    return true;
+}
+
+void AppendDecimal(std::string& text, std::int32_t value, int digits) {
+    const std::string plain = std::to_string(value < 0 ? -std::int64_t{value} : std::int64_t{value});
+    if (value < 0) text += '-';
+    const auto width = static_cast<std::size_t>(digits);
+    if (plain.size() < width) text.append(width - plain.size(), '0');
+    text += plain;
+}
+
+HRESULT WriteText(const std::string& text, char* buffer, int size, int least) {
+    if (size < least) return S_OK;
+    if (text.size() >= static_cast<std::size_t>(size)) return E_FAIL;
+    std::memcpy(buffer, text.c_str(), text.size() + 1);
+    return S_OK;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,409 @@
+#include "kestrel/framework/PdibFilter.h"
+
+#include <limits>
+#include <mutex>
+#include <new>
+
+#include "kestrel/framework/ClassTable.h"
+#include "kestrel/framework/DialogFactory.h"
+#include "kestrel/framework/FilterInfo.h"
+#include "kestrel/framework/ParameterText.h"
+#include "kestrel/kernels/Convolve3x3.h"
+#include "kestrel/kernels/Hsl.h"
+
+namespace kestrel {
+namespace {
+
+/// Guards the compare and increment of version numbers, for all filters of the process. Never held during a call.
+std::mutex versionGuard;
+
+/// Largest side that still has room for a border of one pixel.
+constexpr int kLargestSide = std::numeric_limits<int>::max() - 2;
+
+}  // namespace
+
+CPdibFilter::CPdibFilter(const Description& description)
+    : m_ProgID(description.progId), m_Cost(description.cost), description_(description) {
+    CPdibFilter::SetClassInfo(description.clsid);
+}
+
+CPdibFilter::~CPdibFilter() = default;
+
+// Identity and counting
+
+HRESULT CPdibFilter::QueryInterface(const GUID& iid, void** object) {
+    if (iid == IUnknown::kIid || iid == IFilterObject::kIid)
+        *object = static_cast<IFilterObject*>(this);
+    else if (iid == IFilterGeometry::kIid)
+        *object = static_cast<IFilterGeometry*>(this);
+    else if (iid == IFilterPixels::kIid)
+        *object = static_cast<IFilterPixels*>(this);
+    else if (iid == IFilterParameters::kIid)
+        *object = static_cast<IFilterParameters*>(this);
+    else
+        *object = nullptr;
+    if (!*object) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+}
+
+std::uint32_t CPdibFilter::AddRef() { return references_.fetch_add(1, std::memory_order_relaxed) + 1; }
+
+std::uint32_t CPdibFilter::Release() {
+    const std::uint32_t left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (left == 0) delete this;
+    return left;
+}
+
+HRESULT CPdibFilter::GetProgID(char* buffer, int size) {
+    if (static_cast<std::int64_t>(m_ProgID.size()) < size)
+        std::memcpy(buffer, m_ProgID.c_str(), m_ProgID.size() + 1);
+    else if (size > 0)
+        *buffer = '\0';
+    return S_OK;
+}
+
+HRESULT CPdibFilter::CreateFilterInfo(const GUID& iid, void** object) {
+    const Ref<CFilterInfo> info(new CFilterInfo(&description_));
+    return info->QueryInterface(iid, object);
+}
+
+HRESULT CPdibFilter::GetCost(int* cost) {
+    *cost = m_Cost;
+    return S_OK;
+}
+
+HRESULT CPdibFilter::GetFilterId(int* id) {
+    *id = description_.id;
+    return S_OK;
+}
+
+HRESULT CPdibFilter::CreateDialog(const GUID& iid, void** object) {
+    *object = nullptr;
+    const DialogFactory factory = GetDialogFactory();
+    return factory ? factory(m_ProgID.c_str(), iid, object) : E_NOINTERFACE;
+}
+
+HRESULT CPdibFilter::SetClassInfo(const GUID& clsid) {
+    m_Clsid = clsid;
+    if (const ClassRow* row = FindClass(clsid)) m_ProgID = row->description->progId;
+    return S_OK;
+}
+
+// Links
+
+HRESULT CPdibFilter::QueryDownstream(const GUID& iid, void** object) {
+    if (m_Downstream) return m_Downstream->QueryInterface(iid, object);
+    *object = nullptr;
+    return E_NOINTERFACE;
+}
+
+HRESULT CPdibFilter::QueryUpstream(const GUID& iid, void** object) {
+    if (m_Upstream) return m_Upstream->QueryInterface(iid, object);
+    *object = nullptr;
+    return E_NOINTERFACE;
+}
+
+HRESULT CPdibFilter::SetDownstream(IUnknown* next) {
+    m_Dirty = true;
+    m_Downstream = Ref<IFilterGeometry>::Query(next);
+    return m_Downstream ? m_Downstream->ConnectUpstream(static_cast<IFilterPixels*>(this)) : S_OK;
+}
+
+HRESULT CPdibFilter::SetUpstream(IUnknown* previous) {
+    m_Dirty = true;
+    m_Upstream = Ref<IFilterPixels>::Query(previous);
+    return m_Upstream ? m_Upstream->ConnectDownstream(static_cast<IFilterGeometry*>(this)) : S_OK;
+}
+
+HRESULT CPdibFilter::ConnectUpstream(IUnknown* previous) {
+    m_UpstreamDirty = true;
+    m_Upstream = Ref<IFilterPixels>::Query(previous);
+    return S_OK;
+}
+
+HRESULT CPdibFilter::ConnectDownstream(IUnknown* next) {
+    m_UpstreamDirty = true;
+    m_Downstream = Ref<IFilterGeometry>::Query(next);
+    return S_OK;
+}
+
+// State
+
+bool CPdibFilter::HasChanged() { return false; }
+
+HRESULT CPdibFilter::CommitChanges() { return S_OK; }
+
+void CPdibFilter::RebuildTables() {}
+
+HRESULT CPdibFilter::Update(bool* changed, int* version, bool track) {
+    if (m_Upstream) {
+        int unseen = -1;
+        m_Upstream->Update(&m_UpstreamDirty, track ? &m_UpstreamVersion : &unseen, track);
+    }
+    const bool geometryChanged = !(m_InPending == m_InActive);
+    if (HasChanged() || geometryChanged) {
+        SetViewSize(m_InPending.ViewWidth, m_InPending.ViewHeight);
+        m_InActive = m_InPending;
+        m_Out = m_InActive;
+        CommitChanges();
+        m_Dirty = true;
+    }
+    if (m_Downstream) {
+        m_Downstream->SetSize(m_Out.Width, m_Out.Height);
+        m_Downstream->SetFullSize(m_Out.FullWidth, m_Out.FullHeight);
+        m_Downstream->SetOffset(m_Out.OffsetX, m_Out.OffsetY);
+    }
+    bool isNew = m_Dirty || m_UpstreamDirty;
+    const std::lock_guard guard(versionGuard);
+    if (isNew && *version == m_Version) ++m_Version;
+    if (*version != m_Version) {
+        isNew = true;
+        *version = m_Version;
+    }
+    *changed = *changed || isNew;
+    return S_OK;
+}
+
+HRESULT CPdibFilter::GetGeometry(int* width, int* height, int* offsetX, int* offsetY, int* fullWidth, int* fullHeight) {
+    bool changed = false;
+    int version = -1;
+    Update(&changed, &version, false);
+    *width = m_Out.Width;
+    *height = m_Out.Height;
+    *offsetX = m_Out.OffsetX;
+    *offsetY = m_Out.OffsetY;
+    *fullWidth = m_Out.FullWidth;
+    *fullHeight = m_Out.FullHeight;
+    return S_OK;
+}
+
+// Geometry, on its way downstream
+
+HRESULT CPdibFilter::SetSize(int width, int height) {
+    m_InPending.Width = width;
+    m_InPending.Height = height;
+    return S_OK;
+}
+
+HRESULT CPdibFilter::SetOffset(int x, int y) {
+    m_InPending.OffsetX = x;
+    m_InPending.OffsetY = y;
+    return S_OK;
+}
+
+HRESULT CPdibFilter::SetFullSize(int width, int height) {
+    m_InPending.FullWidth = width;
+    m_InPending.FullHeight = height;
+    return S_OK;
+}
+
+HRESULT CPdibFilter::SetViewSize(int width, int height) {
+    m_InPending.ViewWidth = width;
+    m_InPending.ViewHeight = height;
+    return m_Downstream ? m_Downstream->SetViewSize(width, height) : S_OK;
+}
+
+HRESULT CPdibFilter::GetRequiredSize(int* width, int* height, double aspect) {
+    int wantedWidth = -1;
+    int wantedHeight = -1;
+    if (m_Downstream) m_Downstream->GetRequiredSize(&wantedWidth, &wantedHeight, aspect);
+    *width = -1;
+    *height = -1;
+    return wantedWidth > 0 && wantedHeight > 0 ? MapSize(wantedWidth, wantedHeight, width, height) : S_OK;
+}
+
+HRESULT CPdibFilter::MapSize(int width, int height, int* outWidth, int* outHeight) {
+    *outWidth = width;
+    *outHeight = height;
+    return S_OK;
+}
+
+HRESULT CPdibFilter::SetRenderScale(double scale) {
+    m_RenderScale = scale;
+    return m_Downstream ? m_Downstream->SetRenderScale(scale) : S_OK;
+}
+
+HRESULT CPdibFilter::SetAnchor(int x, int y) {
+    m_Anchor[0] = x;
+    m_Anchor[1] = y;
+    return m_Downstream ? m_Downstream->SetAnchor(x, y) : S_OK;
+}
+
+HRESULT CPdibFilter::GetAnchor(int* x, int* y) { return m_Downstream ? m_Downstream->GetAnchor(x, y) : S_OK; }
+
+HRESULT CPdibFilter::BeginChange() { return m_Downstream ? m_Downstream->BeginChange() : S_OK; }
+
+HRESULT CPdibFilter::EndChange() { return m_Downstream ? m_Downstream->EndChange() : S_OK; }
+
+Ref<IFilterGeometry> CPdibFilter::PassDownstream() {
+    if (m_Downstream) return m_Downstream;
+    Ref<IFilterGeometry> next;
+    return QueryDownstream(IFilterGeometry::kIid, next.Out()) == S_OK ? next : nullptr;
+}
+
+Ref<IFilterPixels> CPdibFilter::PassUpstream() {
+    if (m_Upstream) return m_Upstream;
+    Ref<IFilterPixels> previous;
+    return QueryUpstream(IFilterPixels::kIid, previous.Out()) == S_OK ? previous : nullptr;
+}
+
+HRESULT CPdibFilter::PassAlong14(void* first, void* second) {
+    const auto next = PassDownstream();
+    return next ? next->PassAlong14(first, second) : S_OK;
+}
+
+HRESULT CPdibFilter::PassAlong15(void* value) {
+    const auto next = PassDownstream();
+    return next ? next->PassAlong15(value) : S_OK;
+}
+
+HRESULT CPdibFilter::PassAlong16(void* first, void* second, void* third) {
+    const auto next = PassDownstream();
+    return next ? next->PassAlong16(first, second, third) : S_OK;
+}
+
+HRESULT CPdibFilter::PassAlong17(void* value) {
+    const auto next = PassDownstream();
+    return next ? next->PassAlong17(value) : S_OK;
+}
+
+HRESULT CPdibFilter::PassAlong18(void* value) {
+    const auto next = PassDownstream();
+    return next ? next->PassAlong18(value) : S_OK;
+}
+
+// Pixels, on their way upstream
+
+HRESULT CPdibFilter::TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height,
+                                   std::uint8_t* const* rows, std::uint8_t* const* maskRows) {
+    try {
+        return TransformWindow({dstX, dstY, srcX, srcY, std::max(width, 0), std::max(height, 0), rows, maskRows});
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    }
+}
+
+HRESULT CPdibFilter::TransformWindow(const Window& window) {
+    const HRESULT result = FetchUpstream(window);
+    m_Dirty = m_UpstreamDirty = result != S_OK;
+    return result;
+}
+
+HRESULT CPdibFilter::FetchUpstream(const Window& window) {
+    if (!m_Upstream) return E_FAIL;
+    return m_Upstream->TransformArea(window.dstX, window.dstY, window.srcX, window.srcY, window.width, window.height,
+                                     window.rows, window.maskRows);
+}
+
+HRESULT CPdibFilter::FetchWhole(CWorkImage& image, int x, int y) {
+    return FetchUpstream({x, y, 0, 0, m_InActive.Width, m_InActive.Height, image.Rows(), image.MaskRows()});
+}
+
+HRESULT CPdibFilter::SetAbort(bool abort) {
+    if (m_Upstream) m_Upstream->SetAbort(abort);
+    m_Abort.store(abort, std::memory_order_relaxed);
+    return S_OK;
+}
+
+HRESULT CPdibFilter::TransformColor(unsigned char* pixel) {
+    const auto previous = PassUpstream();
+    return previous ? previous->TransformColor(pixel) : S_OK;
+}
+
+HRESULT CPdibFilter::SendEvent(void* event) {
+    const auto previous = PassUpstream();
+    return previous ? previous->SendEvent(event) : S_OK;
+}
+
+// Texts
+
+HRESULT CPdibFilter::SetParameterText(const char*, int) { return S_OK; }
+
+HRESULT CPdibFilter::GetParameterTextForSave(char* buffer, int size) {
+    return WriteText("Generic Filter Parameter", buffer, size, 31);
+}
+
+HRESULT CPdibFilter::GetParameterText(char*, int) { return E_NOTIMPL; }
+
+HRESULT CPdibFilter::SetExtraParameter(const char* key, const char* value) {
+    m_Extra[key] = value;
+    return S_OK;
+}
+
+HRESULT CPdibFilter::GetExtraParameter(const char* key, char* buffer, int size) {
+    const auto found = m_Extra.find(key);
+    return size < 1 || found == m_Extra.end() ? E_FAIL : WriteText(found->second, buffer, size, 1);
+}
+
+void CPdibFilter::RgbToHsl(std::uint8_t r, std::uint8_t g, std::uint8_t b, double* hue, double* lightness,
+                           double* saturation) {
+    const kernels::Hsl hsl = kernels::RgbToHsl(r, g, b);
+    *hue = hsl.hue;
+    *lightness = hsl.lightness;
+    *saturation = hsl.saturation;
+}
+
+void CPdibFilter::HslToRgb(double hue, double lightness, double saturation, std::uint8_t* r, std::uint8_t* g,
+                           std::uint8_t* b) {
+    const kernels::Bgr bgr = kernels::HslToRgb(hue, lightness, saturation);
+    *r = bgr.red;
+    *g = bgr.green;
+    *b = bgr.blue;
+}
+
+// Whole pictures
+
+bool CPdibFilter::CopyFromCache(const Window& window) {
+    return CopyFromCache(window,
+                         [](std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask,
+                            std::span<const std::uint8_t> cachePixels, std::span<const std::uint8_t> cacheMask) {
+                             std::copy(cachePixels.begin(), cachePixels.end(), pixels.begin());
+                             std::copy(cacheMask.begin(), cacheMask.end(), mask.begin());
+                         });
+}
+
+HRESULT CPdibFilter::Deliver(const Window& window) {
+    if (!CopyFromCache(window)) return kNotDone;
+    SetClean();
+    return S_OK;
+}
+
+void CPdibFilter::EnsureWorkImages(int workWidth, int workHeight, int cacheWidth, int cacheHeight) {
+    const auto ensure = [](std::unique_ptr<CWorkImage>& image, int width, int height) {
+        if (width == 0 && height == 0) return;
+        if (image) {
+            const std::int64_t asked = std::int64_t{width} * height;
+            const std::int64_t area = std::int64_t{image->Width()} * image->Height();
+            if (image->Width() < width || image->Height() < height || area / 4 > asked) image.reset();
+        }
+        if (!image) image = std::make_unique<CWorkImage>(width, height);
+    };
+    ensure(m_Work, workWidth, workHeight);
+    ensure(m_Cache, cacheWidth, cacheHeight);
+}
+
+bool CPdibFilter::ConvolveRegion3x3(const double kernel[3][3], int bias, const Window& window) {
+    if (IsStale()) {
+        const int width = m_InActive.Width;
+        const int height = m_InActive.Height;
+        if (width > kLargestSide || height > kLargestSide) throw std::bad_alloc();
+        EnsureWorkImages(width + 2, height + 2, width, height);
+        m_Work->Clear();  // the border counts as nothing there, like a pixel of mask 255
+        FetchWhole(*m_Work, 1, 1);
+        bool done = true;
+        for (int y = 0; y < height && done; ++y) {
+            if (Aborted()) {
+                done = false;
+                break;
+            }
+            kernels::ConvolveRow3x3(kernel, bias, m_Work->Rows() + y, m_Work->MaskRows() + y, width, m_Cache->Rows()[y],
+                                    m_Cache->MaskRows()[y]);
+        }
+        m_Work.reset();
+        if (!done) return false;
+    }
+    return CopyFromCache(window);
+}
+
+}  // namespace kestrel

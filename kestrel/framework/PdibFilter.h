@@ -1,0 +1,214 @@
+#pragma once
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <string>
+#include <type_traits>
+
+#include "kestrel/foundation/Export.h"
+#include "kestrel/foundation/Ref.h"
+#include "kestrel/framework/Description.h"
+#include "kestrel/framework/FilterGeometry.h"
+#include "kestrel/framework/IFilterGeometry.h"
+#include "kestrel/framework/IFilterObject.h"
+#include "kestrel/framework/IFilterParameters.h"
+#include "kestrel/framework/IFilterPixels.h"
+#include "kestrel/framework/Module.h"
+#include "kestrel/framework/Window.h"
+#include "kestrel/image/WorkImage.h"
+
+namespace kestrel {
+
+/// Base of all filters: a link in a line from a source to a sink. Upstream is where pixels come from, downstream where
+/// the picture goes. Nothing is computed before the end of the line asks for pixels.
+///
+/// One thread at a time may use a line; only `SetAbort` may come from another one. Neighbours hold counted references
+/// to each other, so a line lives until its links are cut.
+class KESTREL_API CPdibFilter : public ModuleObject,
+                                public IFilterObject,
+                                public IFilterGeometry,
+                                public IFilterPixels,
+                                public IFilterParameters {
+public:
+    explicit CPdibFilter(const Description& description);
+
+    // IUnknown
+    HRESULT QueryInterface(const GUID& iid, void** object) override;
+    std::uint32_t AddRef() final;
+    std::uint32_t Release() final;
+
+    // IFilterObject
+    HRESULT GetProgID(char* buffer, int size) override;
+    HRESULT CreateFilterInfo(const GUID& iid, void** object) override;
+    HRESULT GetCost(int* cost) override;
+    HRESULT GetFilterId(int* id) override;
+    HRESULT QueryDownstream(const GUID& iid, void** object) override;
+    HRESULT QueryUpstream(const GUID& iid, void** object) override;
+    HRESULT SetDownstream(IUnknown* next) override;
+    HRESULT SetUpstream(IUnknown* previous) override;
+    HRESULT CreateDialog(const GUID& iid, void** object) override;
+    HRESULT SetClassInfo(const GUID& clsid) override;
+    bool HasChanged() override;
+    HRESULT CommitChanges() override;
+    HRESULT MapSize(int width, int height, int* outWidth, int* outHeight) override;
+    /// Makes the tables that follow from the active parameters; `CommitChanges` of filters with tables calls it.
+    virtual void RebuildTables();
+
+    // IFilterGeometry
+    HRESULT SetSize(int width, int height) override;
+    HRESULT SetOffset(int x, int y) override;
+    HRESULT SetFullSize(int width, int height) override;
+    HRESULT SetViewSize(int width, int height) override;
+    HRESULT GetRequiredSize(int* width, int* height, double aspect) override;
+    HRESULT SetRenderScale(double scale) override;
+    HRESULT SetAnchor(int x, int y) override;
+    HRESULT GetAnchor(int* x, int* y) override;
+    HRESULT BeginChange() override;
+    HRESULT EndChange() override;
+    HRESULT ConnectUpstream(IUnknown* previous) override;
+    HRESULT PassAlong14(void* first, void* second) override;
+    HRESULT PassAlong15(void* value) override;
+    HRESULT PassAlong16(void* first, void* second, void* third) override;
+    HRESULT PassAlong17(void* value) override;
+    HRESULT PassAlong18(void* value) override;
+
+    // IFilterPixels
+    /// Hands the request to `TransformWindow`; memory that does not suffice becomes `E_OUTOFMEMORY`.
+    HRESULT TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height, std::uint8_t* const* rows,
+                          std::uint8_t* const* maskRows) final;
+    HRESULT SetAbort(bool abort) override;
+    HRESULT Update(bool* changed, int* version, bool track) override;
+    HRESULT GetGeometry(int* width, int* height, int* offsetX, int* offsetY, int* fullWidth, int* fullHeight) override;
+    HRESULT ConnectDownstream(IUnknown* next) override;
+    HRESULT TransformColor(unsigned char* pixel) override;
+    HRESULT SendEvent(void* event) override;
+
+    // IFilterParameters
+    HRESULT SetParameterText(const char* text, int flag) override;
+    HRESULT GetParameterTextForSave(char* buffer, int size) override;
+    HRESULT GetParameterText(char* buffer, int size) override;
+    HRESULT SetExtraParameter(const char* key, const char* value) override;
+    HRESULT GetExtraParameter(const char* key, char* buffer, int size) override;
+
+    /// Colour models, told in `kernels/Hsl.h`; hue in degrees, lightness and saturation 0..1.
+    static void RgbToHsl(std::uint8_t r, std::uint8_t g, std::uint8_t b, double* hue, double* lightness,
+                         double* saturation);
+    static void HslToRgb(double hue, double lightness, double saturation, std::uint8_t* r, std::uint8_t* g,
+                         std::uint8_t* b);
+
+protected:
+    virtual ~CPdibFilter();
+
+    /// Makes a window of this filter's output. The base passes the request upstream as it stands.
+    virtual HRESULT TransformWindow(const Window& window);
+
+    /// Result of a request that was not finished because of an abort or a failure in the filter.
+    static constexpr HRESULT kNotDone = 1;
+
+    /// Sends a request to the upstream neighbour; `E_FAIL` without one.
+    HRESULT FetchUpstream(const Window& window);
+    /// Fetches the whole input picture into `image` with its corner at (`x`, `y`).
+    HRESULT FetchWhole(CWorkImage& image, int x = 0, int y = 0);
+
+    /// In-place pattern: asks upstream first, then gives each row of the request, from the last to the first, to
+    /// `rule(pixels)` or `rule(pixels, mask)`, spans over the caller's rows. Allocates nothing.
+    template <class RowRule>
+    HRESULT InPlace(const Window& window, const RowRule& rule);
+
+    /// Must the cached picture be made again?
+    bool IsStale() const { return m_Dirty || m_UpstreamDirty || !m_Cache; }
+    /// Marks the output as made.
+    void SetClean() { m_Dirty = m_UpstreamDirty = false; }
+    bool Aborted() const { return m_Abort.load(std::memory_order_relaxed); }
+
+    /// Cached-whole pattern, second half: gives each row of the request that lies inside the output picture, from the
+    /// last to the first, to `copy(pixels, mask, cachePixels, cacheMask)`, and marks the output as made.
+    template <class RowCopy>
+    HRESULT Deliver(const Window& window, const RowCopy& copy);
+    /// The same, copying the rows as they stand.
+    HRESULT Deliver(const Window& window);
+
+    /// Keeps or remakes the work picture and the cache: one that is too small, or more than four times too large, is
+    /// dropped. A pair of zeros leaves that picture alone. Throws `std::bad_alloc`.
+    void EnsureWorkImages(int workWidth, int workHeight, int cacheWidth, int cacheHeight);
+
+    /// Convolves the whole input with nine weights (by rows, the lower row first) into the cache when it is stale, then
+    /// copies the window. A neighbour of mask 255 gives its weight to the centre. False when aborted; the flags are the
+    /// caller's to clear.
+    bool ConvolveRegion3x3(const double kernel[3][3], int bias, const Window& window);
+
+    std::string m_ProgID;
+    GUID m_Clsid{};
+    FilterGeometry m_InActive;    ///< input geometry that this filter has accepted
+    FilterGeometry m_Out;         ///< output geometry
+    FilterGeometry m_InPending;   ///< input geometry as pushed from upstream, not yet accepted
+    bool m_Dirty = false;         ///< this filter's own output is out of date
+    bool m_UpstreamDirty = true;  ///< what comes from upstream has changed
+    std::atomic<bool> m_Abort{false};
+    std::int32_t m_UpstreamVersion = -1;  ///< last version seen of the upstream neighbour
+    std::int32_t m_Version = 0;           ///< version of this filter's output
+    double m_RenderScale = 1.0;           ///< picture now rendered / full-size picture
+    std::int32_t m_Anchor[2] = {0, 0};
+    std::int32_t m_AnchorResult[2] = {0, 0};
+    Ref<IFilterGeometry> m_Downstream;
+    Ref<IFilterPixels> m_Upstream;
+    std::unique_ptr<CWorkImage> m_Work;   ///< input of a neighbourhood operation, kept only during the computation
+    std::unique_ptr<CWorkImage> m_Cache;  ///< output of a filter that computes whole pictures, kept between requests
+    std::int32_t m_Cost = 5000;
+    std::map<std::string, std::string> m_Extra;
+
+private:
+    /// The rows of a request that lie inside both the cache and the output picture; false when aborted.
+    template <class RowCopy>
+    bool CopyFromCache(const Window& window, const RowCopy& copy);
+    bool CopyFromCache(const Window& window);
+
+    /// The interface of a neighbour, or of whatever an overriding class answers in its place.
+    Ref<IFilterGeometry> PassDownstream();
+    Ref<IFilterPixels> PassUpstream();
+
+    const Description& description_;
+    std::atomic<std::uint32_t> references_{0};
+};
+
+template <class RowRule>
+HRESULT CPdibFilter::InPlace(const Window& window, const RowRule& rule) {
+    if (const HRESULT result = FetchUpstream(window); result != S_OK) return result;
+    for (int h = window.height - 1; h >= 0; --h) {
+        if (Aborted()) return kNotDone;
+        if constexpr (std::is_invocable_v<RowRule, std::span<std::uint8_t>, std::span<std::uint8_t>>)
+            rule(window.Pixels(h), window.Mask(h));
+        else
+            rule(window.Pixels(h));
+    }
+    SetClean();
+    return S_OK;
+}
+
+template <class RowCopy>
+HRESULT CPdibFilter::Deliver(const Window& window, const RowCopy& copy) {
+    if (!CopyFromCache(window, copy)) return kNotDone;
+    SetClean();
+    return S_OK;
+}
+
+template <class RowCopy>
+bool CPdibFilter::CopyFromCache(const Window& window, const RowCopy& copy) {
+    if (!m_Cache || window.srcX < 0 || window.srcY < 0) return true;
+    Window inside = window;  // a cache that was reused may be larger than the picture
+    inside.width = std::min({window.width, m_Cache->Width() - window.srcX, m_Out.Width - window.srcX});
+    inside.height = std::min({window.height, m_Cache->Height() - window.srcY, m_Out.Height - window.srcY});
+    if (inside.width <= 0) return true;
+    const Window cached{window.srcX,     window.srcY,        0, 0, inside.width, inside.height,
+                        m_Cache->Rows(), m_Cache->MaskRows()};
+    for (int h = inside.height - 1; h >= 0; --h) {
+        if (Aborted()) return false;
+        copy(inside.Pixels(h), inside.Mask(h), cached.Pixels(h), cached.Mask(h));
+    }
+    return true;
+}
+
+}  // namespace kestrel
