@@ -1,13 +1,26 @@
 #include "kestrel/framework/ClassTable.h"
 
+#include "kestrel/filters/tone/AdoptColorFilter.h"
+#include "kestrel/filters/tone/BlackWhitenessFilter.h"
+#include "kestrel/filters/tone/BrightnessContrastFilter.h"
+#include "kestrel/filters/tone/DuoColorFilter.h"
+#include "kestrel/filters/tone/Exposure2Filter.h"
+#include "kestrel/filters/tone/ExposureFilter.h"
 #include "kestrel/filters/tone/InvertFilter.h"
+#include "kestrel/filters/tone/InvertMaskFilter.h"
+#include "kestrel/filters/tone/RGBColorFilter.h"
+#include "kestrel/filters/tone/SepiaFilter.h"
+#include "kestrel/filters/tone/TransparencyFilter.h"
 
 namespace kestrel {
 namespace {
 
 // The order is that of the registration and of a catalogue's entries with equal ids.
 constexpr ClassRow kClasses[] = {
-    FilterRow<CInvertFilter>(),
+    FilterRow<CSepiaFilter>(),      FilterRow<CBrightnessContrastFilter>(), FilterRow<CTransparencyFilter>(),
+    FilterRow<CRGBColorFilter>(),   FilterRow<CBlackWhitenessFilter>(),     FilterRow<CInvertFilter>(),
+    FilterRow<CAdoptColorFilter>(), FilterRow<CExposure2Filter>(),          FilterRow<CExposureFilter>(),
+    FilterRow<CDuoColorFilter>(),   FilterRow<CInvertMaskFilter>(),
 };
 
 }  // namespace

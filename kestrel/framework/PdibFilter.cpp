@@ -370,17 +370,20 @@ HRESULT CPdibFilter::Deliver(const Window& window) {
 }
 
 void CPdibFilter::EnsureWorkImages(int workWidth, int workHeight, int cacheWidth, int cacheHeight) {
+    // True when a new picture was made.
     const auto ensure = [](std::unique_ptr<CWorkImage>& image, int width, int height) {
-        if (width == 0 && height == 0) return;
+        if (width == 0 && height == 0) return false;
         if (image) {
             const std::int64_t asked = std::int64_t{width} * height;
             const std::int64_t area = std::int64_t{image->Width()} * image->Height();
             if (image->Width() < width || image->Height() < height || area / 4 > asked) image.reset();
         }
-        if (!image) image = std::make_unique<CWorkImage>(width, height);
+        if (image) return false;
+        image = std::make_unique<CWorkImage>(width, height);
+        return true;
     };
     ensure(m_Work, workWidth, workHeight);
-    ensure(m_Cache, cacheWidth, cacheHeight);
+    if (ensure(m_Cache, cacheWidth, cacheHeight)) m_Cache->Clear();  // what no input covers is nothing
 }
 
 bool CPdibFilter::ConvolveRegion3x3(const double kernel[3][3], int bias, const Window& window) {

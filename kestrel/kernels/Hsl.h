@@ -1,6 +1,8 @@
 #pragma once
 #include <cstdint>
 
+#include "kestrel/foundation/Truncate.h"
+
 namespace kestrel::kernels {
 
 /// Hue in degrees 0..360 (0 for greys), lightness and saturation 0..1.
@@ -43,11 +45,7 @@ constexpr Hsl RgbToHsl(std::uint8_t red, std::uint8_t green, std::uint8_t blue) 
 
 namespace detail {
 /// A channel of 0.0..1.0 (or beyond) as a byte: truncated, the low byte kept.
-constexpr std::uint8_t ChannelByte(double value) {
-    const double scaled = value * 255.0;
-    if (!(scaled > -2147483649.0 && scaled < 2147483648.0)) return 0;  // low byte of 0x80000000
-    return static_cast<std::uint8_t>(static_cast<std::int32_t>(scaled));
-}
+constexpr std::uint8_t ChannelByte(double value) { return static_cast<std::uint8_t>(TruncateToInt(value * 255.0)); }
 }  // namespace detail
 
 /// Back to three bytes. Lightness and saturation beyond 0..1 wrap in the byte; nothing is clamped.

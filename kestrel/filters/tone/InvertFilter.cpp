@@ -1,6 +1,6 @@
 #include "kestrel/filters/tone/InvertFilter.h"
 
-#include "kestrel/kernels/InvertRow.h"
+#include "kestrel/kernels/ColourRows.h"
 
 namespace kestrel {
 

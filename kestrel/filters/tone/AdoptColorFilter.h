@@ -1,0 +1,53 @@
+#pragma once
+#include "kestrel/framework/TwinFilter.h"
+#include "kestrel/kernels/Hsl.h"
+
+namespace kestrel {
+
+/// Gives the whole picture one colour and keeps its lights and darks.
+struct AdoptColorParameters {
+    std::int32_t intensity = 100;  ///< percent, 0..100
+    std::uint8_t colorRed = 0;
+    std::uint8_t colorGreen = 0;
+    std::uint8_t colorBlue = 0;
+    bool operator==(const AdoptColorParameters&) const = default;
+};
+
+inline constexpr ParameterTable<AdoptColorParameters, 4> kAdoptColorText{
+    .keys = {{{"Intensity", &AdoptColorParameters::intensity, {0, 100}, "IDS_ADOPTCOLOR_HEADER"},
+              {"ColorRed", &AdoptColorParameters::colorRed, {0, 255}, "IDS_ADOPTCOLOR_HEADER"},
+              {"ColorGreen", &AdoptColorParameters::colorGreen, {0, 255}, "IDS_ADOPTCOLOR_HEADER"},
+              {"ColorBlue", &AdoptColorParameters::colorBlue, {0, 255}, "IDS_ADOPTCOLOR_HEADER"}}},
+    .written = "Intensity=%.3d, ColorRed=%.3d, ColorGreen=%.3d, ColorBlue=%.3d",
+    .leastBuffer = 201,
+    .standard = "ColorRed=000,ColorGreen=000,ColorBlue=000,Intensity=100"};
+
+inline constexpr Description kAdoptColor{
+    .progId = "TMFilter.AdoptColor.1",
+    .clsid = MakeGuid("{58B0722B-50DD-4AFF-8251-F6C73F4732DB}"),
+    .id = 27,
+    .nameKey = "IDS_ADOPTCOLOR_NAME",
+    .name = "Colorize",
+    .icon = "icons_adoptcolor",
+    .help = "HLP_COLORIZE",
+    .summary = "Gives the whole picture one colour and keeps its lights and darks."};
+
+class CAdoptColorFilter final : public TwinFilter<AdoptColorParameters, kAdoptColorText, kAdoptColor> {
+public:
+    HRESULT TransformColor(unsigned char* pixel) override;
+
+protected:
+    HRESULT TransformWindow(const Window& window) override;
+
+private:
+    HRESULT Analyse();
+
+    kernels::Hsl color_{};  ///< the colour that was asked for
+    double Scale = 1.0;     ///< lightness of a pixel becomes l * Scale + Offset
+    double Offset = 0.0;
+    double MeanLightness = 0.0;
+    double MaxLightness = 0.0;
+    double MinLightness = 1.0;
+};
+
+}  // namespace kestrel

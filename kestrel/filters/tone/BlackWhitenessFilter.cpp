@@ -1,0 +1,19 @@
+#include "kestrel/filters/tone/BlackWhitenessFilter.h"
+
+#include "kestrel/kernels/ColourRows.h"
+
+namespace kestrel {
+
+HRESULT CBlackWhitenessFilter::TransformWindow(const Window& window) {
+    return InPlace(window, [percent = Active().blackWhiteness](std::span<std::uint8_t> pixels) {
+        kernels::BlackWhiteRow(pixels, percent);
+    });
+}
+
+HRESULT CBlackWhitenessFilter::TransformColor(unsigned char* pixel) {
+    const HRESULT result = CPdibFilter::TransformColor(pixel);
+    kernels::Store(pixel, kernels::BlackWhitePixel(kernels::Load(pixel), Active().blackWhiteness));
+    return result;
+}
+
+}  // namespace kestrel

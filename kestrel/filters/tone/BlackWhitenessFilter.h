@@ -1,0 +1,35 @@
+#pragma once
+#include "kestrel/framework/TwinFilter.h"
+
+namespace kestrel {
+
+/// Turns the picture to black and white, in part or whole.
+struct BlackWhitenessParameters {
+    std::int32_t blackWhiteness = 100;  ///< percent of the grey, 0..100
+    bool operator==(const BlackWhitenessParameters&) const = default;
+};
+
+inline constexpr ParameterTable<BlackWhitenessParameters, 1> kBlackWhitenessText{
+    .keys = {{{"BlackWhiteNess", &BlackWhitenessParameters::blackWhiteness, {0, 100}, "IDS_BLACKWHITE_NAME"}}},
+    .written = "BlackWhiteNess=%.3d",
+    .leastBuffer = 31,
+    .standard = "BlackWhiteNess=100"};
+
+inline constexpr Description kBlackWhiteness{.progId = "TMFilter.BlackWhiteness.1",
+                                             .clsid = MakeGuid("{04E4A0E0-7DA4-4831-98F2-2EE1E44504EC}"),
+                                             .id = 30,
+                                             .nameKey = "IDS_BLACKWHITE_NAME",
+                                             .name = "Black & White",
+                                             .icon = "icons_blackwhite",
+                                             .help = "HLP_BLACKWHITE",
+                                             .summary = "Turns the picture to black and white, in part or whole."};
+
+class CBlackWhitenessFilter final : public TwinFilter<BlackWhitenessParameters, kBlackWhitenessText, kBlackWhiteness> {
+public:
+    HRESULT TransformColor(unsigned char* pixel) override;
+
+protected:
+    HRESULT TransformWindow(const Window& window) override;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,47 @@
+#pragma once
+#include <array>
+
+#include "kestrel/framework/TwinFilter.h"
+
+namespace kestrel {
+
+/// Removes or gives a colour cast; greys stay as they are.
+struct Exposure2Parameters {
+    std::int32_t red = 0;  ///< -100..100
+    std::int32_t green = 0;
+    std::int32_t blue = 0;
+    bool operator==(const Exposure2Parameters&) const = default;
+};
+
+inline constexpr ParameterTable<Exposure2Parameters, 3> kExposure2Text{
+    .keys = {{{"Red", &Exposure2Parameters::red, {-100, 100}, "IDS_EXPOSURE2_RED"},
+              {"Green", &Exposure2Parameters::green, {-100, 100}, "IDS_EXPOSURE2_GREEN"},
+              {"Blue", &Exposure2Parameters::blue, {-100, 100}, "IDS_EXPOSURE2_BLUE"}}},
+    .written = "Red=%.3d, Green=%.3d, Blue=%.3d",
+    .leastBuffer = 31,
+    .standard = "Red=000,Green=000,Blue=000"};
+
+inline constexpr Description kExposure2{.progId = "TMFilter.Exposure2.1",
+                                        .clsid = MakeGuid("{A6A4671F-5E3C-4903-AE79-FCA373AE352D}"),
+                                        .id = 41,
+                                        .nameKey = "IDS_EXPOSURE2_NAME",
+                                        .name = "Color Correction",
+                                        .icon = "icons_filter1",
+                                        .help = "HLP_EXPOSURE2",
+                                        .summary = "Removes or gives a colour cast; greys stay as they are."};
+
+class CExposure2Filter final : public TwinFilter<Exposure2Parameters, kExposure2Text, kExposure2> {
+public:
+    void RebuildTables() override;
+
+protected:
+    HRESULT TransformWindow(const Window& window) override;
+
+private:
+    /// What a tone loses at full distance from the grey.
+    std::array<std::int32_t, 256> CastRed{};
+    std::array<std::int32_t, 256> CastGreen{};
+    std::array<std::int32_t, 256> CastBlue{};
+};
+
+}  // namespace kestrel

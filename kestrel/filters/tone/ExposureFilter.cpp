@@ -1,0 +1,39 @@
+#include "kestrel/filters/tone/ExposureFilter.h"
+
+#include "kestrel/filters/tone/ToneTables.h"
+#include "kestrel/foundation/Truncate.h"
+#include "kestrel/kernels/ColourRows.h"
+
+namespace kestrel {
+namespace {
+
+void FillBytes(std::array<std::uint8_t, 256>& table, std::int32_t slider) {
+    const auto curve = PowerCurve(ToneExponent(slider));
+    for (std::size_t i = 0; i < 256; ++i) table[i] = static_cast<std::uint8_t>(TruncateToInt(curve[i]));
+}
+
+}  // namespace
+
+void CExposureFilter::RebuildTables() {
+    FillBytes(GammaFirst, Pending().red);  // at a commit the pending record is the active one
+    FillBytes(GammaSecond, Pending().blue);
+}
+
+HRESULT CExposureFilter::TransformWindow(const Window& window) {
+    const auto saturation = static_cast<std::int32_t>(std::int64_t{Active().green} * 80 / 100);
+    if (saturation == 0) {
+        std::array<std::uint8_t, 256> both;
+        for (std::size_t i = 0; i < 256; ++i) both[i] = GammaSecond[GammaFirst[i]];
+        return InPlace(window, [&both](std::span<std::uint8_t> pixels) { kernels::TableRow(pixels, both.data()); });
+    }
+    const double factor = kernels::SaturationFactor(saturation);
+    return InPlace(window, [this, factor](std::span<std::uint8_t> pixels) {
+        kernels::MapPixels(pixels, [this, factor](kernels::Bgr p) {
+            const kernels::Bgr s =
+                kernels::SaturatePixel({GammaFirst[p.blue], GammaFirst[p.green], GammaFirst[p.red]}, factor);
+            return kernels::Bgr{GammaSecond[s.blue], GammaSecond[s.green], GammaSecond[s.red]};
+        });
+    });
+}
+
+}  // namespace kestrel

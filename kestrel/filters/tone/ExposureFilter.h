@@ -1,0 +1,45 @@
+#pragma once
+#include <array>
+
+#include "kestrel/framework/TwinFilter.h"
+
+namespace kestrel {
+
+/// Corrects exposure, saturation and brightness.
+struct ExposureParameters {
+    std::int32_t red = 0;    ///< exposure, -100..100; the three key names are the stored form
+    std::int32_t green = 0;  ///< saturation, -100..100
+    std::int32_t blue = 0;   ///< brightness, -100..100
+    bool operator==(const ExposureParameters&) const = default;
+};
+
+inline constexpr ParameterTable<ExposureParameters, 3> kExposureText{
+    .keys = {{{"Red", &ExposureParameters::red, {-100, 100}, "IDS_EXPOSURE_RED"},
+              {"Green", &ExposureParameters::green, {-100, 100}, "IDS_EXPOSURE_GREEN"},
+              {"Blue", &ExposureParameters::blue, {-100, 100}, "IDS_EXPOSURE_BLUE"}}},
+    .written = "Red=%.3d, Green=%.3d, Blue=%.3d",
+    .leastBuffer = 31,
+    .standard = "Red=000,Green=000,Blue=000"};
+
+inline constexpr Description kExposure{.progId = "TMFilter.Exposure.1",
+                                       .clsid = MakeGuid("{09017BFC-F0AA-4A04-881B-724FC4FE4EA0}"),
+                                       .id = 19,
+                                       .nameKey = "IDS_EXPOSURE_NAME",
+                                       .name = "Exposure Correction",
+                                       .icon = "icons_exposure",
+                                       .help = "HLP_EXPOSURECORRECTION",
+                                       .summary = "Corrects exposure, saturation and brightness."};
+
+class CExposureFilter final : public TwinFilter<ExposureParameters, kExposureText, kExposure> {
+public:
+    void RebuildTables() override;
+
+protected:
+    HRESULT TransformWindow(const Window& window) override;
+
+private:
+    std::array<std::uint8_t, 256> GammaFirst{};   ///< exposure, before the saturation
+    std::array<std::uint8_t, 256> GammaSecond{};  ///< brightness, behind it
+};
+
+}  // namespace kestrel

@@ -1,0 +1,27 @@
+#include "kestrel/filters/tone/RGBColorFilter.h"
+
+#include "kestrel/kernels/ColourRows.h"
+
+namespace kestrel {
+namespace {
+
+kernels::ColourShift Shift(const RGBColorParameters& p) {
+    const auto bytes = [](std::int64_t percent) { return percent * 255 / 100; };
+    return {bytes(p.blue), bytes(p.green), bytes(p.red)};
+}
+
+}  // namespace
+
+HRESULT CRGBColorFilter::TransformWindow(const Window& window) {
+    return InPlace(window,
+                   [shift = Shift(Active())](std::span<std::uint8_t> pixels) { kernels::ShiftRow(pixels, shift); });
+}
+
+HRESULT CRGBColorFilter::TransformColor(unsigned char* pixel) {
+    const HRESULT result = CPdibFilter::TransformColor(pixel);
+    // Pending on purpose: a single colour shows what a slider is about to do.
+    kernels::Store(pixel, kernels::ShiftPixel(kernels::Load(pixel), Shift(Pending())));
+    return result;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,39 @@
+#pragma once
+#include "kestrel/framework/TwinFilter.h"
+
+namespace kestrel {
+
+/// Adds to or takes from each colour channel.
+struct RGBColorParameters {
+    std::int32_t red = 0;  ///< percent of the full range, -100..100
+    std::int32_t green = 0;
+    std::int32_t blue = 0;
+    bool operator==(const RGBColorParameters&) const = default;
+};
+
+inline constexpr ParameterTable<RGBColorParameters, 3> kRGBColorText{
+    .keys = {{{"Red", &RGBColorParameters::red, {-100, 100}, "IDS_COLOR_RED"},
+              {"Green", &RGBColorParameters::green, {-100, 100}, "IDS_COLOR_GREEN"},
+              {"Blue", &RGBColorParameters::blue, {-100, 100}, "IDS_COLOR_BLUE"}}},
+    .written = "Red=%.3d, Green=%.3d, Blue=%.3d",
+    .leastBuffer = 31,
+    .standard = "Red=000,Green=000,Blue=000"};
+
+inline constexpr Description kRGBColor{.progId = "TMFilter.RGBColor.1",
+                                       .clsid = MakeGuid("{576ED016-D447-451C-B847-000D6CF9D815}"),
+                                       .id = 21,
+                                       .nameKey = "IDS_COLOR_NAME",
+                                       .name = "Color",
+                                       .icon = "icons_color",
+                                       .help = "HLP_COLOR",
+                                       .summary = "Adds to or takes from each colour channel."};
+
+class CRGBColorFilter final : public TwinFilter<RGBColorParameters, kRGBColorText, kRGBColor> {
+public:
+    HRESULT TransformColor(unsigned char* pixel) override;
+
+protected:
+    HRESULT TransformWindow(const Window& window) override;
+};
+
+}  // namespace kestrel

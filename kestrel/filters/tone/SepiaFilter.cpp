@@ -1,0 +1,17 @@
+#include "kestrel/filters/tone/SepiaFilter.h"
+
+#include "kestrel/kernels/ColourRows.h"
+
+namespace kestrel {
+
+HRESULT CSepiaFilter::TransformWindow(const Window& window) {
+    return InPlace(window, [keep = Active().keep](std::span<std::uint8_t> pixels) { kernels::SepiaRow(pixels, keep); });
+}
+
+HRESULT CSepiaFilter::TransformColor(unsigned char* pixel) {
+    const HRESULT result = CPdibFilter::TransformColor(pixel);
+    kernels::Store(pixel, kernels::SepiaPixel(kernels::Load(pixel), Active().keep));
+    return result;
+}
+
+}  // namespace kestrel

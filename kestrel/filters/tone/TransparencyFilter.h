@@ -1,0 +1,27 @@
+#pragma once
+#include "kestrel/filters/tone/KeepByteFilter.h"
+
+namespace kestrel {
+
+inline constexpr KeepByteTable kTransparencyText =
+    MakeKeepByteTable("Transparency", "Transparency=%.3d", "Transparency=000", "IDS_TRANS_NAME");
+
+inline constexpr Description kTransparency{.progId = "TMFilter.Transparency.1",
+                                           .clsid = MakeGuid("{69A1B9ED-43C4-47E7-85B9-6EFF2AE942F4}"),
+                                           .id = 36,
+                                           .nameKey = "IDS_TRANS_NAME",
+                                           .name = "Transparency",
+                                           .icon = "icons_transpar",
+                                           .help = "HLP_TRANS",
+                                           .summary = "Makes the whole picture transparent, in part or whole."};
+
+/// Makes the whole picture transparent, in part or whole.
+class CTransparencyFilter final : public KeepByteFilter<kTransparencyText, kTransparency> {
+public:
+    HRESULT TransformColor(unsigned char* pixel) override;
+
+protected:
+    HRESULT TransformWindow(const Window& window) override;
+};
+
+}  // namespace kestrel
