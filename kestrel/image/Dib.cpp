@@ -1,0 +1,124 @@
+#include "kestrel/image/Dib.h"
+
+#include <cstdlib>
+
+#include "kestrel/image/DibModule.h"
+#include "kestrel/image/DibRecord.h"
+
+namespace kestrel {
+namespace {
+
+constexpr std::size_t kFileHeader = 14;
+constexpr std::uint64_t kCreateRoom = 1078;    // file header, record header, full colour table
+constexpr std::uint64_t kCreateExRoom = 1064;  // record header, full colour table
+
+/// 0xRRGGBB; every new table repeats them.
+constexpr std::uint32_t kStandardColors[16] = {0x000000, 0x800000, 0x008000, 0x808000, 0x000080, 0x800080,
+                                               0x008080, 0xC0C0C0, 0x808080, 0xFF0000, 0x00FF00, 0xFFFF00,
+                                               0x0000FF, 0xFF00FF, 0x00FFFF, 0xFFFFFF};
+
+Dib* Create(int depth, int width, int height, std::uint64_t room) {
+    const int bits = BitsOfDepth(depth);
+    if (bits < 0) return nullptr;
+    const std::int64_t rowBytes = CreatedRowBytes(bits, width);
+    // 47 bits of row times 31 bits of height may not fit 64; neither fits a record.
+    if (rowBytes > INT64_C(0xFFFFFFFF) || rowBytes < -INT64_C(0xFFFFFFFF)) return nullptr;
+    const std::int64_t imageSize = std::max<std::int64_t>(rowBytes * height, 0);
+    if (imageSize > INT64_C(0xFFFFFFFF)) return nullptr;
+    // The rows that will be walked can be longer than the size on record; the block must hold them.
+    const std::uint64_t rows = std::max(static_cast<std::uint64_t>(imageSize), WalkedImageBytes(bits, width, height));
+    Dib* dib = rows > UINT64_MAX - room ? nullptr : AllocateRecord(rows + room);
+    if (dib) FillRecord(dib, depth, width, height, static_cast<std::uint32_t>(imageSize));
+    return dib;
+}
+
+}  // namespace
+
+// Making and freeing -------------------------------------------------------------------------------------------------
+
+Dib* AllocateRecord(std::uint64_t bytes) {
+    if (bytes > PTRDIFF_MAX) return nullptr;
+    return static_cast<Dib*>(std::calloc(1, std::max<std::size_t>(bytes, sizeof(Dib))));
+}
+
+void FillRecord(Dib* dib, int depth, int width, int height, std::uint32_t imageSize) {
+    *dib = Dib{};
+    dib->biSize = sizeof(Dib);
+    dib->biWidth = width;
+    dib->biHeight = height;
+    dib->biPlanes = 1;
+    dib->biBitCount = static_cast<std::uint16_t>(depth);
+    dib->biSizeImage = imageSize;
+    dib->biClrUsed = CreatedColors(depth);
+    std::uint8_t* entry = DibColorTable(dib);
+    for (std::uint32_t i = 0; i < dib->biClrUsed; ++i, entry += 4) {
+        const std::uint32_t color = kStandardColors[i % 16];
+        entry[0] = static_cast<std::uint8_t>(color);
+        entry[1] = static_cast<std::uint8_t>(color >> 8);
+        entry[2] = static_cast<std::uint8_t>(color >> 16);
+        entry[3] = 0;
+    }
+}
+
+Dib* DibCreate(int bitDepth, int width, int height) {
+    return Create(bitDepth, std::max(width, 0), std::max(height, 0), kCreateRoom);
+}
+
+Dib* DibCreateEx(int bitDepth, int width, int height, std::size_t extraBytes) {
+    return extraBytes > PTRDIFF_MAX ? nullptr : Create(bitDepth, width, height, kCreateExRoom + extraBytes);
+}
+
+void DibFree(Dib* dib) {
+    if (dib && !DibModule::Owns(dib)) std::free(dib);
+}
+
+// Where things lie in a block ----------------------------------------------------------------------------------------
+
+int DibBitsPerPixel(const Dib* dib) { return BitsOfDepth(dib->biBitCount); }
+
+std::size_t DibRowSize(const Dib* dib) {
+    return static_cast<std::size_t>(WalkedRowBytes(DibBitsPerPixel(dib), dib->biWidth));
+}
+
+std::uint64_t WalkedImageBytes(const Dib* dib) {
+    return WalkedImageBytes(DibBitsPerPixel(dib), dib->biWidth, dib->biHeight);
+}
+
+std::uint32_t DibImageSize(Dib* dib) {
+    if (dib->biSizeImage == 0)
+        dib->biSizeImage = static_cast<std::uint32_t>(std::min<std::uint64_t>(WalkedImageBytes(dib), UINT32_MAX));
+    return dib->biSizeImage;
+}
+
+std::uint32_t DibColorCount(const Dib* dib) {
+    return dib->biClrUsed == 0 && dib->biBitCount < 9 ? 1u << dib->biBitCount : dib->biClrUsed;
+}
+
+std::uint32_t DibColorCount(Dib* dib) {
+    dib->biClrUsed = DibColorCount(static_cast<const Dib*>(dib));
+    return dib->biClrUsed;
+}
+
+const std::uint8_t* DibColorTable(const Dib* dib) { return reinterpret_cast<const std::uint8_t*>(dib) + dib->biSize; }
+
+std::uint8_t* DibColorTable(Dib* dib) { return reinterpret_cast<std::uint8_t*>(dib) + dib->biSize; }
+
+std::size_t PixelOffset(const Dib* dib) {
+    return dib->biCompression == kDibBitFields ? dib->biSize + std::size_t{12} : TableEnd(dib);
+}
+
+const std::uint8_t* DibRow(const Dib* dib, int row) {
+    return reinterpret_cast<const std::uint8_t*>(dib) + PixelOffset(dib) + DibRowSize(dib) * static_cast<unsigned>(row);
+}
+
+std::uint8_t* DibRow(Dib* dib, int row) {
+    return reinterpret_cast<std::uint8_t*>(dib) + PixelOffset(dib) + DibRowSize(dib) * static_cast<unsigned>(row);
+}
+
+std::size_t DIBFileSize(Dib* dib) {
+    if (!dib) return 0;
+    DibColorCount(dib);
+    return TableEnd(dib) + kFileHeader + DibImageSize(dib);
+}
+
+}  // namespace kestrel
