@@ -1,0 +1,29 @@
+# What an installed Kestrel is: the shared library, its headers, the program, the manual page, and the two ways to be
+# found (a CMake package and a pkg-config file), both of which may be moved with the prefix.
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kestrel)
+
+install(TARGETS kestrel_shared EXPORT kestrelTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+# Filters are reached by their ProgID and kernels by the filters; neither is an interface.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/kestrel/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kestrel
+    FILES_MATCHING PATTERN "*.h"
+    PATTERN "*-inl.h" EXCLUDE
+    PATTERN "kernels" EXCLUDE
+    PATTERN "filters" EXCLUDE)
+
+file(RELATIVE_PATH to_lib "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+set_target_properties(kestrel_app PROPERTIES INSTALL_RPATH "$ORIGIN/${to_lib}")
+install(TARGETS kestrel_app RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/docs/kestrel.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+
+install(EXPORT kestrelTargets NAMESPACE kestrel:: DESTINATION ${package_dir})
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/kestrelConfig.cmake.in
+    ${PROJECT_BINARY_DIR}/kestrelConfig.cmake INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/kestrelConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/kestrelConfig.cmake ${PROJECT_BINARY_DIR}/kestrelConfigVersion.cmake
+    DESTINATION ${package_dir})
+
+file(RELATIVE_PATH to_prefix "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+configure_file(${PROJECT_SOURCE_DIR}/cmake/kestrel.pc.in ${PROJECT_BINARY_DIR}/kestrel.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/kestrel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
