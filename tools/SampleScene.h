@@ -132,7 +132,8 @@ inline Color Below(Vec eye, Vec d) {
         const double blades = Cloud(gx * 26, gz * 7, 4, 62), patch = Cloud(gx * 0.7, gz * 0.7, 4, 63);
         Color c = Mix({0.03, 0.07, 0.012}, {0.26, 0.34, 0.06}, Clamp(0.75 * blades + 0.75 * patch - 0.28));
         c = c + Color{0.20, 0.14, 0.02} * Smooth(0.55, 0.85, blades);
-        const auto fx = static_cast<std::int64_t>(std::floor(gx * 7)), fz = static_cast<std::int64_t>(std::floor(gz * 3));
+        const auto fx = static_cast<std::int64_t>(std::floor(gx * 7)),
+                   fz = static_cast<std::int64_t>(std::floor(gz * 3));
         const double ox = gx * 7 - std::floor(gx * 7) - 0.5, oz = gz * 3 - std::floor(gz * 3) - 0.5;
         if (Random(fx, fz, 64) < 0.10 * Smooth(0.4, 0.7, patch) + 0.02 && ox * ox + oz * oz < 0.05)
             c = Random(fx, fz, 65) < 0.5 ? Color{0.95, 0.80, 0.12} : Color{0.85, 0.16, 0.22};
@@ -142,8 +143,8 @@ inline Color Below(Vec eye, Vec d) {
     const double wx = eye.x + s * d.x, wz = eye.z + s * d.z;
     const double calm = 1 / (1 + 0.015 * wz);
     const double tilt = 0.16 * calm;
-    const Vec normal = Unit({tilt * (Cloud(wx * 1.5, wz * 3.5, 4, 71) - 0.5), 1,
-                             tilt * (Cloud(wx * 1.5 + 40, wz * 3.5, 4, 72) - 0.5)});
+    const Vec normal = Unit(
+        {tilt * (Cloud(wx * 1.5, wz * 3.5, 4, 71) - 0.5), 1, tilt * (Cloud(wx * 1.5 + 40, wz * 3.5, 4, 72) - 0.5)});
     Vec mirrored = d - normal * (2 * Dot(d, normal));
     mirrored.y = std::fabs(mirrored.y);
     const double fresnel = 0.08 + 0.88 * Power(1 - Clamp(-Dot(d, normal)), 2);
@@ -247,7 +248,8 @@ inline Color Face(const Solid& head, Vec n) {
     }
     const double smile = at(0, -0.38 + 0.8 * n.x * n.x, 0.26, 0.035);
     c = Mix(c, {0.42, 0.06, 0.06}, 0.9 * Smooth(1.2, 0.8, smile));
-    const double line = 0.46 - 0.9 * n.x * n.x + 0.06 * Cloud(n.x * 18, 2.0 * head.doll, 3, 92) + 1.6 * std::max(0.0, n.z);
+    const double line =
+        0.46 - 0.9 * n.x * n.x + 0.06 * Cloud(n.x * 18, 2.0 * head.doll, 3, 92) + 1.6 * std::max(0.0, n.z);
     const double strands = Cloud(n.x * 42, n.y * 5 + n.z * 5, 4, 93);
     const Color hair = kHair[head.doll] * (0.5 + 1.6 * strands);
     return Mix(c, hair, Smooth(line - 0.03, line + 0.03, n.z > 0 ? n.y + 1.2 * n.z : n.y));
@@ -286,10 +288,11 @@ inline Color Shade(const Solid& s, Vec p, Vec d, int mirrors) {
         }
         case Surface::kGloss: {
             const Color seen = mirrors > 0 ? Trace(p + n * 1e-6, bounce, mirrors - 1) : Color{0.3, 0.3, 0.3};
-            return Lit(s.color, p, n, &s, 0) + seen * (0.05 + 0.70 * Power(edge, 1)) + Color{6, 5.4, 4.6} * Power(shine, 9) +
-                   Color{4, 4, 4} * Power(lamp, 10);
+            return Lit(s.color, p, n, &s, 0) + seen * (0.05 + 0.70 * Power(edge, 1)) +
+                   Color{6, 5.4, 4.6} * Power(shine, 9) + Color{4, 4, 4} * Power(lamp, 10);
         }
-        case Surface::kMirror: break;
+        case Surface::kMirror:
+            break;
     }
     const Color seen = mirrors > 0 ? Trace(p + n * 1e-6, bounce, mirrors - 1) : Color{0.3, 0.3, 0.3};
     return seen * s.color * 0.9 + Color{8, 7, 6} * Power(shine, 10) + Color{5, 5, 5} * Power(lamp, 11);
@@ -334,7 +337,8 @@ inline Color Leaves(double u, double v, double& cover) {
     if (farthest < 0 || v > farthest * farthest * 1.35 + 0.08) return c;
     for (std::uint32_t layer = 0; layer < 5; ++layer) {  // from the back to the front
         const double size = 0.020 + 0.005 * layer;
-        const auto cx = static_cast<std::int64_t>(std::floor(u / size)), cy = static_cast<std::int64_t>(std::floor(v / size));
+        const auto cx = static_cast<std::int64_t>(std::floor(u / size)),
+                   cy = static_cast<std::int64_t>(std::floor(v / size));
         for (std::int64_t y = cy - 1; y <= cy + 1; ++y)
             for (std::int64_t x = cx - 1; x <= cx + 1; ++x) {
                 const double px = (static_cast<double>(x) + Random(x, y, 101 + layer)) * size;

@@ -36,7 +36,8 @@ inline constexpr TellingSetting kTellingSettings[] = {
     {"Passpartout",
      "BordersizeOn=1,Borderhori=040,Borderverti=040,TotalHori=150,TotalVerti=150,Radius=010,Red=120,Green=020,Blue=040,"
      "Transparency=000,Poscorhori=000,Poscorverti=000"},
-    {"PrintCrop", "MarginL=0.1, MarginR=0.7, MarginB=0.1, MarginT=0.9, Width=15, Height=10, Measur=1, PPI=100, FixedPPI=0"},
+    {"PrintCrop",
+     "MarginL=0.1, MarginR=0.7, MarginB=0.1, MarginT=0.9, Width=15, Height=10, Measur=1, PPI=100, FixedPPI=0"},
     {"PrintPad", "AspectRatioX=1, AspectRatioY=1, ForceRatio=1, Toggle=0, Landscape=1, PadColor=d0c8b0"},
     {"PrintScale", "PrintWidth=240, PrintHeight=240, PrintTurn=1"},
     {"RGBColor", "Red=025,Green=-05,Blue=-30"},

@@ -1,5 +1,5 @@
-// Stands in for libFuzzer in the tests: gives a fuzz target every seed file whole, cut short and with bytes changed, and
-// random bytes, always the same ones. It finds no new paths; it keeps the target and what was once found alive.
+// Stands in for libFuzzer in the tests: gives a fuzz target every seed file whole, cut short and with bytes changed,
+// and random bytes, always the same ones. It finds no new paths; it keeps the target and what was once found alive.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
