@@ -1,0 +1,42 @@
+#pragma once
+// The sample picture as a packed DIB: the scene seen through a lens and on a sensor.
+#include <cstdint>
+#include <thread>
+#include <vector>
+
+#include "kestrel/image/Dib.h"
+#include "tools/SampleScene.h"
+
+namespace kestrel::sample {
+
+/// One pixel: four rays, darker corners, a little grain.
+inline void Expose(int x, int yFromTop, int width, int height, std::uint8_t* pixel) {
+    const double h = height;
+    Color light;
+    for (int ray = 0; ray < 4; ++ray)
+        light = light + Seen((x + 0.25 + 0.5 * (ray & 1)) / h, (yFromTop + 0.25 + 0.5 * (ray >> 1)) / h, width / h);
+    const double fromMiddleX = (x + 0.5) / width - 0.5, fromMiddleY = (yFromTop + 0.5) / h - 0.5;
+    light = light * (0.25 * (1 - 0.55 * (fromMiddleX * fromMiddleX + fromMiddleY * fromMiddleY)));
+    const double grain = 3 * (Random(x, yFromTop, 7) + Random(x, yFromTop, 8) - 1);
+    const double channels[] = {light.z, light.y, light.x};
+    for (const double channel : channels)
+        *pixel++ = static_cast<std::uint8_t>(std::clamp(Develop(channel) + grain + 0.5, 0.0, 255.0));
+}
+
+/// A 24-bit picture; the same bytes for the same size. Null when memory does not suffice.
+inline DibPtr Render(int width, int height) {
+    DibPtr dib(DibCreate(24, width, height));
+    if (!dib) return dib;
+    const unsigned threads = std::max(1u, std::thread::hardware_concurrency());
+    const auto rows = [&](unsigned first) {
+        for (int row = static_cast<int>(first); row < height; row += static_cast<int>(threads))
+            for (int x = 0; x < width; ++x) Expose(x, height - 1 - row, width, height, DibRow(dib.get(), row) + x * 3);
+    };
+    std::vector<std::thread> workers;
+    for (unsigned i = 1; i < threads; ++i) workers.emplace_back(rows, i);
+    rows(0);
+    for (auto& worker : workers) worker.join();
+    return dib;
+}
+
+}  // namespace kestrel::sample
