@@ -50,15 +50,16 @@ constexpr Bgr BlackWhitePixel(Bgr p, std::int32_t percent) {
 }
 void BlackWhiteRow(std::span<std::uint8_t> row, std::int32_t percent);
 
+/// The tint of the brown tone: what each channel adds to the grey.
+inline constexpr int kSepiaRedTint = 49;
+inline constexpr int kSepiaGreenTint = -13;
+inline constexpr int kSepiaBlueTint = -55;
 /// A brown tone over the colour; `keep` is the share of the colour in 1/255.
 constexpr Bgr SepiaPixel(Bgr p, std::uint8_t keep) {
-    constexpr int kRedTint = 49;
-    constexpr int kGreenTint = -13;
-    constexpr int kBlueTint = -55;
     const int grey = Luminance(p);
     const int tone = 255 - keep;
     const auto mix = [&](int byte, int tint) { return ClampToByte((byte * keep + (grey + tint) * tone) / 255); };
-    return {mix(p.blue, kBlueTint), mix(p.green, kGreenTint), mix(p.red, kRedTint)};
+    return {mix(p.blue, kSepiaBlueTint), mix(p.green, kSepiaGreenTint), mix(p.red, kSepiaRedTint)};
 }
 void SepiaRow(std::span<std::uint8_t> row, std::uint8_t keep);
 

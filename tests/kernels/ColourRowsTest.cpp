@@ -1,0 +1,136 @@
+// Every compiled instruction set gives the bytes of the one-pixel rules: all settings, all tails, nothing beyond.
+#include "kestrel/kernels/ColourRows.h"
+
+#include <gtest/gtest.h>
+#include <hwy/highway.h>
+#include <hwy/tests/hwy_gtest.h>
+
+#include <climits>
+#include <functional>
+#include <random>
+#include <vector>
+
+namespace kestrel::kernels {
+namespace {
+
+struct ColourRowsTest : hwy::TestWithParamTarget {};
+HWY_TARGET_INSTANTIATE_TEST_SUITE_P(ColourRowsTest);
+
+using Row = std::vector<std::uint8_t>;
+using RowForm = std::function<void(std::span<std::uint8_t>)>;
+using PixelRule = std::function<Bgr(Bgr)>;
+
+Row RandomRow(std::size_t size, unsigned seed) {
+    std::mt19937 random(seed);
+    Row row(size);
+    for (auto& byte : row) byte = static_cast<std::uint8_t>(random());
+    return row;
+}
+
+void ExpectRowIsRule(Row row, std::size_t offset, std::size_t size, const RowForm& form, const PixelRule& rule) {
+    Row want = row;
+    for (std::size_t i = offset; i + 2 < offset + size; i += 3) Store(&want[i], rule(Load(&want[i])));
+    form(std::span(row).subspan(offset, size));
+    ASSERT_EQ(row, want) << "offset " << offset << " size " << size;
+}
+
+struct Form {
+    const char* name;
+    std::function<void(std::span<std::uint8_t>, int)> row;
+    std::function<Bgr(Bgr, int)> rule;
+    std::vector<int> settings;
+};
+
+std::vector<int> Settings(int least, int greatest, std::initializer_list<int> wild) {
+    std::vector<int> settings(wild);
+    for (int i = least; i <= greatest; ++i) settings.push_back(i);
+    return settings;
+}
+
+ColourShift ShiftOf(int v) { return {v, -std::int64_t{v}, v / 2}; }
+
+const std::vector<Form>& Forms() {
+    static const std::vector<Form> forms = {
+        {"Invert", [](auto row, int v) { InvertRow(row, v); },
+         [](Bgr p, int v) {
+             return Bgr{InvertByte(p.blue, v), InvertByte(p.green, v), InvertByte(p.red, v)};
+         },
+         Settings(-2, 102, {INT_MIN, INT_MAX, 65535})},
+        {"BlackWhite", [](auto row, int v) { BlackWhiteRow(row, v); },
+         [](Bgr p, int v) { return BlackWhitePixel(p, v); }, Settings(-2, 102, {INT_MIN, INT_MAX})},
+        {"Sepia", [](auto row, int v) { SepiaRow(row, static_cast<std::uint8_t>(v)); },
+         [](Bgr p, int v) { return SepiaPixel(p, static_cast<std::uint8_t>(v)); }, Settings(0, 255, {})},
+        {"Transparency", [](auto row, int v) { TransparencyRow(row, static_cast<std::uint8_t>(v)); },
+         [](Bgr p, int v) {
+             const auto keep = static_cast<std::uint8_t>(v);
+             return Bgr{TransparencyByte(p.blue, keep), TransparencyByte(p.green, keep), TransparencyByte(p.red, keep)};
+         },
+         Settings(0, 255, {})},
+        {"Shift", [](auto row, int v) { ShiftRow(row, ShiftOf(v)); },
+         [](Bgr p, int v) { return ShiftPixel(p, ShiftOf(v)); }, Settings(-260, 260, {INT_MIN, INT_MAX})},
+    };
+    return forms;
+}
+
+TEST_P(ColourRowsTest, EverySetting) {
+    Row row = RandomRow(3 * 700, 11);
+    for (std::size_t i = 0; i < 256; ++i) row[3 * i] = row[3 * i + 1] = row[3 * i + 2] = static_cast<std::uint8_t>(i);
+    for (std::size_t i = 0; i < 30; ++i) row[3 * 256 + i] = i % 3 == 1 ? 255 : 0;
+    for (const Form& form : Forms()) {
+        SCOPED_TRACE(form.name);
+        for (const int v : form.settings) {
+            SCOPED_TRACE(v);
+            ExpectRowIsRule(
+                row, 0, row.size(), [&](auto r) { form.row(r, v); }, [&](Bgr p) { return form.rule(p, v); });
+        }
+    }
+}
+
+TEST_P(ColourRowsTest, EveryTailAndNothingBeyond) {
+    for (const Form& form : Forms()) {
+        SCOPED_TRACE(form.name);
+        for (std::size_t offset = 0; offset < 4; ++offset)
+            for (std::size_t pixels = 0; pixels <= 140; ++pixels)
+                ExpectRowIsRule(
+                    RandomRow(4 + 3 * 140 + 64, static_cast<unsigned>(pixels)), offset, pixels * 3,
+                    [&](auto r) { form.row(r, 73); }, [&](Bgr p) { return form.rule(p, 73); });
+    }
+}
+
+// The rules themselves, in another form.
+TEST(ColourRules, QuotientsCutTowardZero) {
+    for (int p = 0; p < 256; ++p)
+        for (int v = -150; v <= 250; ++v) {
+            const double mix = (v * (255.0 - p) + (100.0 - v) * p) / 100.0;
+            ASSERT_EQ(InvertByte(static_cast<std::uint8_t>(p), v),
+                      static_cast<std::uint8_t>(static_cast<int>(mix + (mix < 0 ? -1e-9 : 1e-9))));
+        }
+}
+
+TEST(ColourRules, HslThereAndBackMovesAByteByOneAtMost) {
+    for (int r = 0; r < 256; r += 3)
+        for (int g = 0; g < 256; g += 3)
+            for (int b = 0; b < 256; b += 3) {
+                const Bgr p{static_cast<std::uint8_t>(b), static_cast<std::uint8_t>(g), static_cast<std::uint8_t>(r)};
+                const Hsl hsl = RgbToHsl(p.red, p.green, p.blue);
+                const Bgr back = HslToRgb(hsl.hue, hsl.lightness, hsl.saturation);
+                ASSERT_LE(std::abs(back.red - r) + std::abs(back.green - g) + std::abs(back.blue - b), 3);
+                ASSERT_TRUE(back.red <= r && back.green <= g && back.blue <= b) << "truncation only loses";
+            }
+}
+
+TEST(ColourRules, HuesOfTheCorners) {
+    const struct {
+        std::uint8_t r, g, b;
+        double hue, saturation;
+    } corners[] = {{255, 0, 0, 0, 1},   {255, 255, 0, 60, 1},  {0, 255, 0, 120, 1}, {0, 255, 255, 180, 1},
+                   {0, 0, 255, 240, 1}, {255, 0, 255, 300, 1}, {9, 9, 9, 0, 0}};
+    for (const auto& c : corners) {
+        const Hsl hsl = RgbToHsl(c.r, c.g, c.b);
+        EXPECT_EQ(hsl.hue, c.hue);
+        EXPECT_EQ(hsl.saturation, c.saturation);
+    }
+}
+
+}  // namespace
+}  // namespace kestrel::kernels
