@@ -1,5 +1,9 @@
 #include "kestrel/framework/ClassTable.h"
 
+#include "kestrel/filters/neighbourhood/BlurFilter.h"
+#include "kestrel/filters/neighbourhood/EmbossFilter.h"
+#include "kestrel/filters/neighbourhood/FindEdgesFilter.h"
+#include "kestrel/filters/neighbourhood/SharpenFilter.h"
 #include "kestrel/filters/tone/AdoptColorFilter.h"
 #include "kestrel/filters/tone/BlackWhitenessFilter.h"
 #include "kestrel/filters/tone/BrightnessContrastFilter.h"
@@ -17,10 +21,11 @@ namespace {
 
 // The order is that of the registration and of a catalogue's entries with equal ids.
 constexpr ClassRow kClasses[] = {
-    FilterRow<CSepiaFilter>(),      FilterRow<CBrightnessContrastFilter>(), FilterRow<CTransparencyFilter>(),
-    FilterRow<CRGBColorFilter>(),   FilterRow<CBlackWhitenessFilter>(),     FilterRow<CInvertFilter>(),
-    FilterRow<CAdoptColorFilter>(), FilterRow<CExposure2Filter>(),          FilterRow<CExposureFilter>(),
-    FilterRow<CDuoColorFilter>(),   FilterRow<CInvertMaskFilter>(),
+    FilterRow<CSepiaFilter>(),        FilterRow<CBrightnessContrastFilter>(), FilterRow<CSharpenFilter>(),
+    FilterRow<CTransparencyFilter>(), FilterRow<CRGBColorFilter>(),           FilterRow<CBlurFilter>(),
+    FilterRow<CEmbossFilter>(),       FilterRow<CFindEdgesFilter>(),          FilterRow<CBlackWhitenessFilter>(),
+    FilterRow<CInvertFilter>(),       FilterRow<CAdoptColorFilter>(),         FilterRow<CExposure2Filter>(),
+    FilterRow<CExposureFilter>(),     FilterRow<CDuoColorFilter>(),           FilterRow<CInvertMaskFilter>(),
 };
 
 }  // namespace

@@ -1,0 +1,23 @@
+#pragma once
+#include "kestrel/filters/neighbourhood/ConvolutionFilter.h"
+
+namespace kestrel {
+
+inline constexpr ParameterTable<ConvolutionParameters, 2> kSharpenText{
+    .keys = {{StrengthKey("Sharpness", "IDS_SCHARF_HEADER"), kVersionKey}},
+    .written = "Sharpness=%.3d,ExtraParam=|SHARP|",
+    .leastBuffer = 31,
+    .standard = "Sharpness=000,ExtraParam=|SHARP|"};
+
+inline constexpr Description kSharpen{.progId = "TMFilter.Sharpen.1",
+                                      .clsid = MakeGuid("{34CF6091-ABBC-4EA4-9A0C-1A05CC829DDD}"),
+                                      .id = 23,
+                                      .nameKey = "IDS_SCHARF_NAME",
+                                      .name = "Sharpness",
+                                      .icon = "icons_scharfz",
+                                      .help = "HLP_SCHARF",
+                                      .summary = "Makes edges and fine detail stand out."};
+
+class CSharpenFilter final : public ConvolutionFilter<kSharpenText, kSharpen, kernels::kSharpenKernel> {};
+
+}  // namespace kestrel
