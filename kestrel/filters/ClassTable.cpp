@@ -1,5 +1,6 @@
 #include "kestrel/framework/ClassTable.h"
 
+#include "kestrel/filters/composition/SoftFrameFilter.h"
 #include "kestrel/filters/neighbourhood/BlurFilter.h"
 #include "kestrel/filters/neighbourhood/EmbossFilter.h"
 #include "kestrel/filters/neighbourhood/FindEdgesFilter.h"
@@ -19,13 +20,27 @@
 namespace kestrel {
 namespace {
 
-// The order is that of the registration and of a catalogue's entries with equal ids.
+// The order is that of the registration and of a catalogue's entries with equal ids. One row a line, so that two
+// branches that add classes merge by themselves.
 constexpr ClassRow kClasses[] = {
-    FilterRow<CSepiaFilter>(),        FilterRow<CBrightnessContrastFilter>(), FilterRow<CSharpenFilter>(),
-    FilterRow<CTransparencyFilter>(), FilterRow<CRGBColorFilter>(),           FilterRow<CBlurFilter>(),
-    FilterRow<CEmbossFilter>(),       FilterRow<CFindEdgesFilter>(),          FilterRow<CBlackWhitenessFilter>(),
-    FilterRow<CInvertFilter>(),       FilterRow<CAdoptColorFilter>(),         FilterRow<CExposure2Filter>(),
-    FilterRow<CExposureFilter>(),     FilterRow<CDuoColorFilter>(),           FilterRow<CInvertMaskFilter>(),
+    // clang-format off
+    FilterRow<CSepiaFilter>(),
+    FilterRow<CBrightnessContrastFilter>(),
+    FilterRow<CSharpenFilter>(),
+    FilterRow<CTransparencyFilter>(),
+    FilterRow<CRGBColorFilter>(),
+    FilterRow<CBlurFilter>(),
+    FilterRow<CEmbossFilter>(),
+    FilterRow<CFindEdgesFilter>(),
+    FilterRow<CBlackWhitenessFilter>(),
+    FilterRow<CSoftFrameFilter>(),
+    FilterRow<CInvertFilter>(),
+    FilterRow<CAdoptColorFilter>(),
+    FilterRow<CExposure2Filter>(),
+    FilterRow<CExposureFilter>(),
+    FilterRow<CDuoColorFilter>(),
+    FilterRow<CInvertMaskFilter>(),
+    // clang-format on
 };
 
 }  // namespace

@@ -114,7 +114,8 @@ protected:
     HRESULT FetchWhole(CWorkImage& image, int x = 0, int y = 0);
 
     /// In-place pattern: asks upstream first, then gives each row of the request, from the last to the first, to
-    /// `rule(pixels)` or `rule(pixels, mask)`, spans over the caller's rows. Allocates nothing.
+    /// `rule(pixels)`, `rule(pixels, mask)` or `rule(y, pixels, mask)`: spans over the caller's rows, and the number of
+    /// the row in the picture. Allocates nothing.
     template <class RowRule>
     HRESULT InPlace(const Window& window, const RowRule& rule);
 
@@ -181,6 +182,8 @@ HRESULT CPdibFilter::InPlace(const Window& window, const RowRule& rule) {
         if (Aborted()) return kNotDone;
         if constexpr (std::is_invocable_v<RowRule, std::span<std::uint8_t>, std::span<std::uint8_t>>)
             rule(window.Pixels(h), window.Mask(h));
+        else if constexpr (std::is_invocable_v<RowRule, int, std::span<std::uint8_t>, std::span<std::uint8_t>>)
+            rule(window.srcY + h, window.Pixels(h), window.Mask(h));
         else
             rule(window.Pixels(h));
     }

@@ -1,0 +1,75 @@
+#pragma once
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "kestrel/kernels/Hsl.h"
+
+namespace kestrel::kernels {
+
+/// Rules that lay pictures over each other. Pixels are blue, green, red; a mask byte of 0 is opaque, 255 is nothing.
+/// Divisions cut toward zero.
+
+/// `over` on `under`, an opaque byte, by the mask of `over`.
+constexpr std::uint8_t BlendByte(int under, int over, int mask) {
+    return static_cast<std::uint8_t>((under * mask + over * (255 - mask)) / 255);
+}
+
+/// Lays a pixel `over`, with its mask, over the pixel `under`, which takes the result, as its mask does.
+constexpr void OverPixel(std::uint8_t* under, std::uint8_t& underMask, const std::uint8_t* over,
+                         std::uint8_t overMask) {
+    if (overMask == 255) return;
+    if (overMask == 0 || underMask == 255) {
+        for (int i = 0; i < 3; ++i) under[i] = over[i];
+        underMask = overMask;
+        return;
+    }
+    if (underMask == 0) {
+        for (int i = 0; i < 3; ++i) under[i] = BlendByte(under[i], over[i], overMask);
+        return;
+    }
+    const int overWeight = (255 - overMask) * 255;
+    const int underWeight = overMask * (255 - underMask);
+    for (int i = 0; i < 3; ++i)
+        under[i] =
+            static_cast<std::uint8_t>((overWeight * over[i] + underWeight * under[i]) / (overWeight + underWeight));
+    underMask = static_cast<std::uint8_t>(overMask * underMask / 255);
+}
+
+/// Lays `n` pixels of `src` over the opaque pixels of `dst` by the mask of `src`.
+void BlendRow(std::uint8_t* dst, const std::uint8_t* src, const std::uint8_t* mask, std::size_t n);
+/// Lays `n` pixels of `src` with their mask over `dst`, which has a mask of its own.
+void BlendRowWithMask(std::uint8_t* dst, std::uint8_t* dstMask, const std::uint8_t* src, const std::uint8_t* mask,
+                      std::size_t n);
+
+/// Mask value of a board of `transparency` percent; beyond 0..255 for a percentage beyond 0..100.
+constexpr std::int64_t BoardAlpha(std::int32_t transparency) { return std::int64_t{transparency} * 255 / 100; }
+
+/// Lets a board of colour `board` and mask `alpha` show through the transparent parts of a pixel; an opaque pixel, and
+/// any pixel over a board whose `alpha` is above 254, stays as it is. 64 bits hold the sums for any percentage; the low
+/// byte is kept.
+constexpr void PaintInnerPixel(std::uint8_t* pixel, std::uint8_t& mask, Bgr board, std::int64_t alpha) {
+    if (alpha > 254 || mask == 0) return;
+    const std::int64_t m = mask;
+    const std::int64_t n = m * alpha / 255;
+    const std::uint8_t colour[3] = {board.blue, board.green, board.red};
+    for (int i = 0; i < 3; ++i) {
+        const std::int64_t shown = colour[i] * (255 - alpha) / 255;
+        const std::int64_t sum = pixel[i] * (255 - m) + shown * m;
+        pixel[i] = static_cast<std::uint8_t>(sum / (n == 0 ? 255 : 255 - n));
+    }
+    mask = static_cast<std::uint8_t>(n);
+}
+/// The same for `n` pixels.
+void PaintInnerRow(std::uint8_t* pixels, std::uint8_t* mask, std::size_t n, Bgr board, std::int64_t alpha);
+
+/// Lays a single pixel with its mask (four bytes) on a board. A board mask beyond a byte is held to it.
+constexpr void LayOnBoard(std::uint8_t* pixel, Bgr board, std::int64_t alpha) {
+    std::uint8_t result[3] = {board.blue, board.green, board.red};
+    auto mask = static_cast<std::uint8_t>(std::clamp<std::int64_t>(alpha, 0, 255));
+    OverPixel(result, mask, pixel, pixel[3]);
+    for (int i = 0; i < 3; ++i) pixel[i] = result[i];
+    pixel[3] = mask;
+}
+
+}  // namespace kestrel::kernels

@@ -1,0 +1,118 @@
+#include "kestrel/kernels/Composite.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <utility>
+
+namespace kestrel::kernels {
+namespace {
+
+struct Layer {
+    std::uint8_t byte;
+    std::uint8_t mask;
+};
+
+Layer Over(Layer under, Layer over) {
+    std::uint8_t dst[3] = {under.byte, under.byte, under.byte};
+    const std::uint8_t src[3] = {over.byte, over.byte, over.byte};
+    BlendRowWithMask(dst, &under.mask, src, &over.mask, 1);
+    return {dst[0], under.mask};
+}
+
+TEST(BlendRow, MixesByTheMaskOfTheSource) {
+    std::uint8_t dst[] = {10, 20, 30, 10, 20, 30, 10, 20, 30, 0, 255, 99};
+    const std::uint8_t src[] = {200, 100, 0, 200, 100, 0, 200, 100, 0, 255, 0, 99};
+    const std::uint8_t mask[] = {0, 255, 51, 128};
+    BlendRow(dst, src, mask, 4);
+    // 51 of 255 is a fifth of the old pixel; 128 of 255 is cut, never rounded.
+    const std::uint8_t want[] = {200, 100, 0, 10, 20, 30, 162, 84, 6, 127, 128, 99};
+    EXPECT_TRUE(std::equal(std::begin(dst), std::end(dst), want));
+}
+
+TEST(BlendRowWithMask, FourCases) {
+    struct Case {
+        Layer under, over, want;
+    };
+    const Case cases[] = {
+        {{10, 77}, {200, 0}, {200, 0}},       // an opaque pixel covers
+        {{10, 77}, {200, 255}, {10, 77}},     // nothing changes nothing
+        {{10, 0}, {200, 51}, {162, 0}},       // on an opaque pixel: a mix
+        {{10, 255}, {200, 51}, {200, 51}},    // on nothing: the pixel with its mask
+        {{0, 128}, {255, 128}, {169, 64}},    // 127*255*255 / (127*255 + 128*127)
+        {{100, 254}, {50, 1}, {50, 0}},       // the mask is cut: 254 / 255
+        {{255, 128}, {255, 254}, {255, 127}}  // one colour stays that colour
+    };
+    for (const Case& c : cases) {
+        const Layer got = Over(c.under, c.over);
+        EXPECT_EQ(got.byte, c.want.byte) << int{c.over.byte} << " mask " << int{c.over.mask};
+        EXPECT_EQ(got.mask, c.want.mask) << int{c.over.byte} << " mask " << int{c.over.mask};
+    }
+}
+
+// Against the model in real numbers: opacities multiply through, colours weigh by what is seen of them.
+TEST(BlendRowWithMask, IsWithinOneUnitOfTheRealComposite) {
+    for (int underMask = 0; underMask < 256; underMask += 5)
+        for (int overMask = 0; overMask < 256; overMask += 3) {
+            const Layer got =
+                Over({40, static_cast<std::uint8_t>(underMask)}, {220, static_cast<std::uint8_t>(overMask)});
+            const double over = 1 - overMask / 255.0;
+            const double under = (1 - over) * (1 - underMask / 255.0);
+            EXPECT_NEAR(got.mask, 255 * (1 - over - under), 1.0) << underMask << " " << overMask;
+            const double seen = over + under > 0 ? (220 * over + 40 * under) / (over + under) : 40;
+            EXPECT_NEAR(got.byte, seen, 1.0) << underMask << " " << overMask;
+        }
+}
+
+TEST(PaintInner, ShowsTheBoardThroughTransparentPixels) {
+    struct Case {
+        Layer pixel;
+        std::int64_t alpha;
+        Layer want;
+    };
+    const Case cases[] = {
+        {{10, 0}, 0, {10, 0}},         // an opaque pixel hides the board
+        {{10, 255}, 0, {180, 0}},      // nothing shows the board
+        {{10, 255}, 128, {178, 128}},  // 180*127/255 = 89 is cut before 89*255/127 = 178
+        {{10, 51}, 0, {44, 0}},        // four fifths of the pixel, one of the board
+        {{10, 255}, 255, {10, 255}},   // a board of nothing changes nothing
+    };
+    for (const Case& c : cases) {
+        std::uint8_t pixel[3] = {c.pixel.byte, c.pixel.byte, c.pixel.byte};
+        std::uint8_t mask = c.pixel.mask;
+        PaintInnerRow(pixel, &mask, 1, {180, 180, 180}, c.alpha);
+        EXPECT_EQ(pixel[1], c.want.byte) << c.alpha;
+        EXPECT_EQ(mask, c.want.mask) << c.alpha;
+    }
+}
+
+TEST(PaintInner, AnyPercentageIsDefined) {
+    for (const std::int32_t transparency : {INT_MIN, -100, -1, 101, INT_MAX}) {
+        for (int m = 0; m < 256; ++m) {
+            std::uint8_t pixel[4] = {1, 128, 255, static_cast<std::uint8_t>(m)};
+            PaintInnerPixel(pixel, pixel[3], {255, 0, 9}, BoardAlpha(transparency));
+            EXPECT_TRUE(transparency < 0 || pixel[3] == m) << transparency << " " << m;
+        }
+        std::uint8_t nothing[4] = {1, 2, 3, 255};
+        LayOnBoard(nothing, {255, 0, 9}, BoardAlpha(transparency));
+        EXPECT_EQ(nothing[0], 255);
+        EXPECT_EQ(nothing[3], transparency < 0 ? 0 : 255);
+    }
+}
+
+TEST(LayOnBoard, FollowsTheMaskOfThePixel) {
+    const auto lay = [](std::uint8_t byte, std::uint8_t mask, std::int64_t alpha) {
+        std::uint8_t pixel[4] = {byte, byte, byte, mask};
+        LayOnBoard(pixel, {180, 180, 180}, alpha);
+        return std::pair<int, int>{pixel[0], pixel[3]};
+    };
+    EXPECT_EQ(lay(10, 0, 77), (std::pair{10, 0}));
+    EXPECT_EQ(lay(10, 255, 77), (std::pair{180, 77}));
+    EXPECT_EQ(lay(10, 51, 0), (std::pair{44, 0}));
+    EXPECT_EQ(lay(10, 51, 255), (std::pair{10, 51}));
+    // w1 = 127*255 = 32385, w2 = 128*127 = 16256: (323850 + 2926080) / 48641 = 66, mask 128*128/255 = 64
+    EXPECT_EQ(lay(10, 128, 128), (std::pair{66, 64}));
+}
+
+}  // namespace
+}  // namespace kestrel::kernels
