@@ -5,6 +5,7 @@
 #include "kestrel/filters/neighbourhood/EmbossFilter.h"
 #include "kestrel/filters/neighbourhood/FindEdgesFilter.h"
 #include "kestrel/filters/neighbourhood/SharpenFilter.h"
+#include "kestrel/filters/neighbourhood/StaubFilter.h"
 #include "kestrel/filters/tone/AdoptColorFilter.h"
 #include "kestrel/filters/tone/BlackWhitenessFilter.h"
 #include "kestrel/filters/tone/BrightnessContrastFilter.h"
@@ -30,6 +31,7 @@ constexpr ClassRow kClasses[] = {
     FilterRow<CTransparencyFilter>(),
     FilterRow<CRGBColorFilter>(),
     FilterRow<CBlurFilter>(),
+    FilterRow<CStaubFilter>(),
     FilterRow<CEmbossFilter>(),
     FilterRow<CFindEdgesFilter>(),
     FilterRow<CBlackWhitenessFilter>(),

@@ -1,0 +1,98 @@
+// Finding and repairing specks in rows, against counting one by one in the picture.
+#include "kestrel/kernels/Dust.h"
+
+#include <gtest/gtest.h>
+#include <hwy/highway.h>
+#include <hwy/tests/hwy_gtest.h>
+
+#include <climits>
+#include <random>
+#include <vector>
+
+namespace kestrel::kernels {
+namespace {
+
+struct DustTest : hwy::TestWithParamTarget {};
+HWY_TARGET_INSTANTIATE_TEST_SUITE_P(DustTest);
+
+/// Eleven rows of brightness, `missing` of them outside the picture.
+struct Band {
+    Band(int pixels, int missing, int spread, unsigned seed) : width(pixels) {
+        std::mt19937 random(seed);
+        for (int i = 0; i < kDustWindow; ++i) {
+            std::vector<std::int16_t> row(DustRowLength(width), kDustOutside);
+            std::vector<std::uint8_t> bytes(static_cast<std::size_t>(width) * 3);
+            for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random() % static_cast<unsigned>(spread));
+            if (i >= missing) MeasureBrightness(bytes.data(), width, row.data());
+            rows.push_back(row);
+        }
+        for (const auto& row : rows) table.push_back(row.data());
+    }
+
+    int Count(int x, std::int64_t tolerance) const {
+        int count = 0;
+        const std::int64_t s = rows[5][static_cast<std::size_t>(x) + 5];
+        for (const auto& row : rows)
+            for (int column = std::max(0, x - 5); column <= std::min(width - 1, x + 5); ++column) {
+                const std::int64_t t = row[static_cast<std::size_t>(column) + 5];
+                if (t != kDustOutside && s - tolerance < t && t < s + tolerance) ++count;
+            }
+        return count;
+    }
+
+    int width;
+    std::vector<std::vector<std::int16_t>> rows;
+    std::vector<const std::int16_t*> table;
+};
+
+TEST_P(DustTest, SpecksAreThoseWithFewOfTheirKindAround) {
+    unsigned seed = 1;
+    for (int width = 1; width <= 70; ++width)
+        for (const int spread : {1, 20, 256})
+            for (const DustRule rule : {DustRule{5, 45},
+                                        {0, 1},
+                                        {60, 15},
+                                        {121, 766},
+                                        {120, 100000},
+                                        {3, 0},
+                                        {3, -7},
+                                        {-1, 45},
+                                        {-1, 0},
+                                        {INT_MIN, INT_MIN},
+                                        {INT_MAX, INT_MAX},
+                                        {8, INT_MAX}}) {
+                const Band band(width, static_cast<int>(seed % 6), spread, seed);
+                ++seed;
+                std::vector<std::uint8_t> specks(static_cast<std::size_t>(width) + kDustSlack + 16, 0xA5);
+                FindSpecks(band.table.data(), width, rule, specks.data());
+                std::vector<std::uint8_t> plain(specks.size());
+                FindSpecksPlain(band.table.data(), width, rule, plain.data());
+                for (int x = 0; x < width; ++x) {
+                    const int want = band.Count(x, rule.tolerance) <= rule.maxRegion;
+                    ASSERT_EQ(int{specks[static_cast<std::size_t>(x)]}, want)
+                        << "width " << width << " x " << x << " rule " << rule.maxRegion << ", " << rule.tolerance;
+                    ASSERT_EQ(int{plain[static_cast<std::size_t>(x)]}, want);
+                }
+                for (std::size_t i = specks.size() - 16; i < specks.size(); ++i) ASSERT_EQ(specks[i], 0xA5);
+            }
+}
+
+TEST(Dust, RepairsSpecksButForTheEnds) {
+    const std::vector<std::uint8_t> low{9, 0, 0, 9, 0, 0, 9, 0, 0, 0, 0, 0};
+    const std::vector<std::uint8_t> middle{9, 0, 255, 10, 90, 255, 9, 8, 255, 0, 0, 0};
+    const std::vector<std::uint8_t> high{9, 0, 0, 9, 0, 255, 9, 0, 0, 7, 0, 0};
+    const std::uint8_t* rows[] = {low.data(), middle.data(), high.data()};
+    const std::vector<std::uint8_t> specks{1, 1, 0, 1};
+    std::vector<std::uint8_t> out = middle;
+    RepairSpecks(rows, specks.data(), 4, out.data());
+    // blue (8 * 9 + 10) / 9, green (90 + 8) / 9, red 4 * 255 / 9; the pixel that is no speck and both ends stay
+    EXPECT_EQ(out, (std::vector<std::uint8_t>{9, 0, 255, 9, 10, 113, 9, 8, 255, 0, 0, 0}));
+    for (const int width : {1, 2}) {
+        std::vector<std::uint8_t> few = middle;
+        RepairSpecks(rows, specks.data(), width, few.data());
+        EXPECT_EQ(few, middle);
+    }
+}
+
+}  // namespace
+}  // namespace kestrel::kernels
