@@ -17,14 +17,15 @@
 #include "kestrel/filters/tone/RGBColorFilter.h"
 #include "kestrel/filters/tone/SepiaFilter.h"
 #include "kestrel/filters/tone/TransparencyFilter.h"
+#include "kestrel/framework/PdibFilterChain.h"
+#include "kestrel/framework/PdibFilterCreator.h"
 
 namespace kestrel {
 namespace {
 
-// The order is that of the registration and of a catalogue's entries with equal ids. One row a line, so that two
-// branches that add classes merge by themselves.
+// The order is that of the registration and of a catalogue's entries with equal ids.
+// clang-format off
 constexpr ClassRow kClasses[] = {
-    // clang-format off
     FilterRow<CSepiaFilter>(),
     FilterRow<CBrightnessContrastFilter>(),
     FilterRow<CSharpenFilter>(),
@@ -42,8 +43,10 @@ constexpr ClassRow kClasses[] = {
     FilterRow<CExposureFilter>(),
     FilterRow<CDuoColorFilter>(),
     FilterRow<CInvertMaskFilter>(),
-    // clang-format on
+    ServerRow<CPdibFilterChain>(),
+    ServerRow<CPdibFilterCreator>(),
 };
+// clang-format on
 
 }  // namespace
 

@@ -34,6 +34,12 @@ constexpr ClassRow FilterRow() {
     return {&T::kDescription, &CreateInstance<T>, &T::Parameters};
 }
 
+/// The row of a class that is no filter.
+template <class T>
+constexpr ClassRow ServerRow() {
+    return {&T::kDescription, &CreateInstance<T>, nullptr};
+}
+
 /// All classes in their fixed order. Defined beside the filters, which the framework does not know.
 KESTREL_API std::span<const ClassRow> ClassTable();
 

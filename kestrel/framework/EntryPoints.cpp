@@ -1,0 +1,24 @@
+#include "kestrel/framework/EntryPoints.h"
+
+#include "kestrel/framework/ClassFactory.h"
+#include "kestrel/framework/ClassStore.h"
+#include "kestrel/framework/Module.h"
+
+extern "C" {
+
+kestrel::HRESULT DllGetClassObject(const kestrel::GUID& clsid, const kestrel::GUID& iid, void** object) {
+    return kestrel::GetClassObject(clsid, iid, object);
+}
+
+kestrel::HRESULT DllCanUnloadNow() { return kestrel::Module::Count() == 0 ? kestrel::S_OK : kestrel::S_FALSE; }
+
+kestrel::HRESULT DllRegisterServer() {
+    kestrel::RegisterClasses();
+    return kestrel::S_OK;
+}
+
+kestrel::HRESULT DllUnregisterServer() {
+    kestrel::UnregisterClasses();
+    return kestrel::S_OK;
+}
+}
