@@ -193,12 +193,12 @@ bool CPdibFilterChain::IsInLine(const IFilterObject* filter) {
 // Changes of the line
 
 void CPdibFilterChain::InsertFirst(IFilterObject* filter) {
-    const Ref old = std::exchange(m_First, Ref(filter));
     if (m_Source) filter->SetUpstream(m_Source.get());
-    if (old)
-        filter->SetDownstream(old.get());
+    if (m_First)
+        filter->SetDownstream(m_First.get());
     else if (m_Sink)
         filter->SetDownstream(m_Sink.get());
+    m_First = Ref(filter);  // last: were a link to throw, the line behind would be lost
 }
 
 void CPdibFilterChain::InsertAfterCursor(IFilterObject* filter) {

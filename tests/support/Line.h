@@ -30,6 +30,7 @@ public:
     HRESULT TransformColor(unsigned char*) override { return S_OK; }
     HRESULT SendEvent(void*) override { return S_OK; }
 
+    IFilterGeometry* Downstream() const { return downstream_.get(); }
     /// Replaces the picture; consumers see a new version.
     void SetPicture(Picture picture);
 
