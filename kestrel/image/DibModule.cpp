@@ -52,18 +52,19 @@ bool DibModule::Add(const std::string& name, std::span<const std::uint8_t> recor
     if (image > record.size() || std::max(start, header.biSize + masks) + image > record.size()) return false;
     if (header.biCompression == kDibPlain && image < rows) return false;
 
-    const std::scoped_lock guard(lock_);
-    if (records_.contains(name)) return false;
     // Expanded images are walked as whole rows, wherever their size on record ends.
     if (rows > PTRDIFF_MAX - start - masks) return false;
-    Dib* block = AllocateRecord(std::max<std::uint64_t>(record.size(), start + masks + rows));
+    DibPtr block(AllocateRecord(std::max<std::uint64_t>(record.size(), start + masks + rows)));
     if (!block) return false;
-    std::memcpy(block, record.data(), record.size());
-    records_.emplace(name, block);
+    std::memcpy(static_cast<void*>(block.get()), record.data(), record.size());
+
     Registry& registry = AllBlocks();
-    const std::scoped_lock all(registry.lock);
-    registry.blocks.insert(block);
+    const std::scoped_lock guard(lock_, registry.lock);
+    const auto [place, isNew] = records_.try_emplace(name, nullptr);
+    if (!isNew) return false;
+    registry.blocks.insert(block.get());
     registry.count = registry.blocks.size();
+    place->second = block.release();
     return true;
 }
 

@@ -10,7 +10,9 @@ namespace kestrel {
 namespace {
 
 std::uint32_t Number(std::span<const std::uint8_t> bytes, std::size_t at) {
-    return bytes[at] | bytes[at + 1] << 8 | bytes[at + 2] << 16 | static_cast<std::uint32_t>(bytes[at + 3]) << 24;
+    std::uint32_t value = 0;
+    for (std::size_t i = 4; i-- > 0;) value = value << 8 | bytes[at + i];
+    return value;
 }
 
 std::unique_ptr<CWorkImage> FromBytes(const std::vector<std::uint8_t>& bytes) {
@@ -45,7 +47,7 @@ TEST(WorkImage, BlockOfFiveByThree) {
     EXPECT_EQ(Number(block, 32 + image + 4 + 20), 24u);
     EXPECT_EQ(Number(block, 32 + image + 4 + 32), 0u);
 
-    for (int row = 0; row < 3; ++row) {
+    for (unsigned row = 0; row < 3; ++row) {
         EXPECT_EQ(picture.Rows()[row] - block.data(), 32 + 40 + 16 * row);
         EXPECT_EQ(picture.MaskRows()[row] - block.data(), 32 + image + 4 + 40 + 8 * row);
     }
