@@ -83,16 +83,4 @@ void ShiftRow(std::span<std::uint8_t> row, ColourShift shift);
 /// Every byte through a table of 256.
 void TableRow(std::span<std::uint8_t> row, const std::uint8_t* table);
 
-/// Factor on saturation for a slider of -100..100; 101 gives infinity, which saturates fully.
-constexpr double SaturationFactor(std::int32_t slider) {
-    return slider > 0 ? 101.0 / (101.0 - slider) : (slider + 100.0) / 100.0;
-}
-
-/// Multiplies the saturation, held within 0..1. Greys stay as they are.
-constexpr Bgr SaturatePixel(Bgr p, double factor) {
-    const Hsl hsl = RgbToHsl(p.red, p.green, p.blue);
-    if (hsl.saturation == 0.0) return p;
-    return HslToRgb(hsl.hue, hsl.lightness, std::clamp(hsl.saturation * factor, 0.0, 1.0));
-}
-
 }  // namespace kestrel::kernels

@@ -7,8 +7,11 @@
 
 #include <climits>
 #include <functional>
+#include <limits>
 #include <random>
 #include <vector>
+
+#include "kestrel/kernels/HslRows.h"
 
 namespace kestrel::kernels {
 namespace {
@@ -49,6 +52,18 @@ std::vector<int> Settings(int least, int greatest, std::initializer_list<int> wi
 
 ColourShift ShiftOf(int v) { return {v, -std::int64_t{v}, v / 2}; }
 
+/// Runs over hues, scales below and above 1 and intensities with the setting; the last one has no number for a scale.
+Colouring ColouringOf(int v) {
+    return {{v * 3.5, 0.0, (v & 15) / 15.0},
+            v == INT_MAX ? std::numeric_limits<double>::quiet_NaN() : 1.0 + (v % 7) / 3.0,
+            (v % 5) / 4.0 - 0.5,
+            v % 4 == 0 ? 1.0 : v / 100.0};
+}
+
+TwoColours TwoColoursOf(int v) {
+    return {{(v & 127) * 2.75, (v & 7) / 7.0, (v & 3) / 3.0}, {(v & 63) * 5.5, (v & 15) / 15.0, 0.8}, v / 100.0};
+}
+
 const std::vector<Form>& Forms() {
     static const std::vector<Form> forms = {
         {"Invert", [](auto row, int v) { InvertRow(row, v); },
@@ -68,6 +83,16 @@ const std::vector<Form>& Forms() {
          Settings(0, 255, {})},
         {"Shift", [](auto row, int v) { ShiftRow(row, ShiftOf(v)); },
          [](Bgr p, int v) { return ShiftPixel(p, ShiftOf(v)); }, Settings(-260, 260, {INT_MIN, INT_MAX})},
+        {"Saturate", [](auto row, int v) { SaturateRow(row, v / 40.0); },
+         [](Bgr p, int v) { return SaturatePixel(p, v / 40.0); }, Settings(-4, 200, {INT_MAX})},
+        {"Saturate beyond all bounds",
+         [](auto row, int) { SaturateRow(row, std::numeric_limits<double>::infinity()); },
+         [](Bgr p, int) { return SaturatePixel(p, std::numeric_limits<double>::infinity()); },
+         {0}},
+        {"Colour", [](auto row, int v) { ColourRow(row, ColouringOf(v)); },
+         [](Bgr p, int v) { return ColourPixel(p, ColouringOf(v)); }, Settings(-3, 103, {INT_MAX})},
+        {"TwoColours", [](auto row, int v) { TwoColourRow(row, TwoColoursOf(v)); },
+         [](Bgr p, int v) { return TwoColourPixel(p, TwoColoursOf(v)); }, Settings(-3, 103, {INT_MIN, INT_MAX})},
     };
     return forms;
 }

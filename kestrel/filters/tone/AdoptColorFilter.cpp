@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "kestrel/kernels/ColourRows.h"
+#include "kestrel/kernels/HslRows.h"
 
 namespace kestrel {
 
@@ -53,26 +53,11 @@ HRESULT CAdoptColorFilter::TransformWindow(const Window& window) {
         }
     if (Active().intensity == 0) return Deliver(window);
 
-    const double intensity = Active().intensity / 100.0;
-    const bool mixed = Active().intensity != 100;
-    const auto rule = [&](kernels::Bgr p) {
-        constexpr double kBrightest = 2.0;  // two, not one: beyond white the byte wraps
-        const double l = kernels::RgbToHsl(p.red, p.green, p.blue).lightness * Scale + Offset;
-        const kernels::Bgr colored = kernels::HslToRgb(color_.hue,
-                                                       l > kBrightest ? kBrightest
-                                                       : l < 0.0      ? 0.0
-                                                                      : l,
-                                                       color_.saturation);
-        if (!mixed) return colored;
-        const auto mix = [&](int over, int under) {
-            return static_cast<std::uint8_t>(TruncateToInt(over * intensity + under * (1.0 - intensity)));
-        };
-        return kernels::Bgr{mix(colored.blue, p.blue), mix(colored.green, p.green), mix(colored.red, p.red)};
-    };
+    const kernels::Colouring colouring{color_, Scale, Offset, Active().intensity / 100.0};
     return Deliver(window, [&](std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask,
                                std::span<const std::uint8_t> cachePixels, std::span<const std::uint8_t> cacheMask) {
         std::copy(cachePixels.begin(), cachePixels.end(), pixels.begin());
-        kernels::MapPixels(pixels, rule);
+        kernels::ColourRow(pixels, colouring);
         std::copy(cacheMask.begin(), cacheMask.end(), mask.begin());
     });
 }

@@ -2,17 +2,9 @@
 
 #include <cmath>
 
-#include "kestrel/kernels/ColourRows.h"
+#include "kestrel/kernels/HslRows.h"
 
 namespace kestrel {
-namespace {
-
-/// The tone table, then the saturation.
-kernels::Bgr Rule(kernels::Bgr p, const std::uint8_t* table, double factor) {
-    return kernels::SaturatePixel({table[p.blue], table[p.green], table[p.red]}, factor);
-}
-
-}  // namespace
 
 void CBrightnessContrastFilter::RebuildTables() {
     const double factor = std::exp(Active().contrast / 33.0);
@@ -27,17 +19,17 @@ HRESULT CBrightnessContrastFilter::TransformWindow(const Window& window) {
         return InPlace(window, [table](std::span<std::uint8_t> pixels) { kernels::TableRow(pixels, table); });
     return InPlace(window,
                    [table, factor = kernels::SaturationFactor(Active().saturation)](std::span<std::uint8_t> pixels) {
-                       kernels::MapPixels(pixels, [table, factor](kernels::Bgr p) { return Rule(p, table, factor); });
+                       kernels::TableRow(pixels, table);
+                       kernels::SaturateRow(pixels, factor);
                    });
 }
 
 HRESULT CBrightnessContrastFilter::TransformColor(unsigned char* pixel) {
     const HRESULT result = CPdibFilter::TransformColor(pixel);
-    const kernels::Bgr p = kernels::Load(pixel);
-    if (Active().saturation == 0)
-        kernels::Store(pixel, {ToneTable[p.blue], ToneTable[p.green], ToneTable[p.red]});
-    else
-        kernels::Store(pixel, Rule(p, ToneTable.data(), kernels::SaturationFactor(Active().saturation)));
+    kernels::Bgr p = kernels::Load(pixel);
+    p = {ToneTable[p.blue], ToneTable[p.green], ToneTable[p.red]};
+    if (Active().saturation != 0) p = kernels::SaturatePixel(p, kernels::SaturationFactor(Active().saturation));
+    kernels::Store(pixel, p);
     return result;
 }
 

@@ -2,7 +2,7 @@
 
 #include "kestrel/filters/tone/ToneTables.h"
 #include "kestrel/foundation/Truncate.h"
-#include "kestrel/kernels/ColourRows.h"
+#include "kestrel/kernels/HslRows.h"
 
 namespace kestrel {
 namespace {
@@ -28,11 +28,9 @@ HRESULT CExposureFilter::TransformWindow(const Window& window) {
     }
     const double factor = kernels::SaturationFactor(saturation);
     return InPlace(window, [this, factor](std::span<std::uint8_t> pixels) {
-        kernels::MapPixels(pixels, [this, factor](kernels::Bgr p) {
-            const kernels::Bgr s =
-                kernels::SaturatePixel({GammaFirst[p.blue], GammaFirst[p.green], GammaFirst[p.red]}, factor);
-            return kernels::Bgr{GammaSecond[s.blue], GammaSecond[s.green], GammaSecond[s.red]};
-        });
+        kernels::TableRow(pixels, GammaFirst.data());
+        kernels::SaturateRow(pixels, factor);
+        kernels::TableRow(pixels, GammaSecond.data());
     });
 }
 

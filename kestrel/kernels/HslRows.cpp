@@ -1,0 +1,100 @@
+#include "kestrel/kernels/HslRows.h"  // plain headers first: nothing shared may be compiled for one target
+
+#include <cmath>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "kestrel/kernels/HslRows.cpp"
+#include <hwy/foreach_target.h>  // compiles this file once for each instruction set
+
+#include "kestrel/kernels/Hsl-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace kestrel::kernels::HWY_NAMESPACE {
+
+void SaturateRow(std::span<std::uint8_t> row, double factor) {
+    const auto wide = [factor](auto d, auto p) HWY_ATTR {
+        auto hsl = RgbToHslLanes(d, p);
+        const auto grey = hn::Eq(hsl.saturation, hn::Zero(d));
+        hsl.saturation = hn::Min(hn::Max(hn::Mul(hsl.saturation, hn::Set(d, factor)), hn::Zero(d)), hn::Set(d, 1.0));
+        auto out = HslToRgbLanes(d, hsl);
+        out.blue = hn::IfThenElse(grey, p.blue, out.blue);
+        out.green = hn::IfThenElse(grey, p.green, out.green);
+        out.red = hn::IfThenElse(grey, p.red, out.red);
+        return out;
+    };
+    MapDoubles(row, wide, [factor](Bgr p) { return SaturatePixel(p, factor); });
+}
+
+void ColourRow(std::span<std::uint8_t> row, const Colouring& c) {
+    const auto wide = [&c](auto d, auto p) HWY_ATTR {
+        auto l = hn::Add(hn::Mul(RgbToHslLanes(d, p).lightness, hn::Set(d, c.scale)), hn::Set(d, c.offset));
+        l = hn::Max(hn::Min(l, hn::Set(d, 2.0)), hn::Zero(d));
+        auto over =
+            HslToRgbLanes(d, HslLanes<decltype(l)>{hn::Set(d, c.colour.hue), l, hn::Set(d, c.colour.saturation)});
+        if (c.intensity == 1.0) return over;
+        const hn::Rebind<std::int32_t, decltype(d)> d32;
+        const auto mix = [&](auto a, auto b) HWY_ATTR {
+            // The low byte of the new channel, as it would be stored.
+            const auto byte = hn::PromoteTo(d, hn::And(hn::DemoteTo(d32, a), hn::Set(d32, 255)));
+            return hn::Add(hn::Mul(byte, hn::Set(d, c.intensity)), hn::Mul(b, hn::Set(d, 1.0 - c.intensity)));
+        };
+        over.blue = mix(over.blue, p.blue);
+        over.green = mix(over.green, p.green);
+        over.red = mix(over.red, p.red);
+        return over;
+    };
+    MapDoubles(row, wide, [&c](Bgr p) { return ColourPixel(p, c); });
+}
+
+void TwoColourRow(std::span<std::uint8_t> row, const TwoColours& duo) {
+    const auto wide = [&duo](auto d, auto p) HWY_ATTR {
+        const auto zero = hn::Zero(d);
+        const auto one = hn::Set(d, 1.0);
+        const auto l = RgbToHslLanes(d, p).lightness;
+        auto tone = hn::Add(hn::Mul(hn::Sub(one, l), hn::Add(l, hn::Set(d, duo.dark.lightness))),
+                            hn::Mul(hn::Sub(l, hn::Set(d, duo.bright.lightness)), l));
+        tone = hn::Min(hn::Max(tone, zero), one);
+        const auto first =
+            HslToRgbLanes(d, HslLanes<decltype(l)>{hn::Set(d, duo.dark.hue), tone, hn::Set(d, duo.dark.saturation)});
+        const auto second = HslToRgbLanes(
+            d, HslLanes<decltype(l)>{hn::Set(d, duo.bright.hue), tone, hn::Set(d, duo.bright.saturation)});
+        const auto intensity = hn::Set(d, duo.intensity);
+        const auto w1 = hn::Mul(hn::Sub(one, l), intensity);
+        const auto w2 = hn::Mul(l, intensity);
+        const auto w0 = hn::Set(d, 1.0 - duo.intensity);
+        const auto mix = [&](auto a, auto b, auto old) HWY_ATTR {
+            const auto sum =
+                hn::Add(hn::Add(hn::Mul(TruncateLanes(d, a), w1), hn::Mul(TruncateLanes(d, b), w2)), hn::Mul(old, w0));
+            return hn::Min(hn::Max(sum, zero), hn::Set(d, 255.0));
+        };
+        return BgrLanes<decltype(l)>{mix(first.blue, second.blue, p.blue), mix(first.green, second.green, p.green),
+                                     mix(first.red, second.red, p.red)};
+    };
+    MapDoubles(row, wide, [&duo](Bgr p) { return TwoColourPixel(p, duo); });
+}
+
+}  // namespace kestrel::kernels::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace kestrel::kernels {
+
+HWY_EXPORT(SaturateRow);
+void SaturateRow(std::span<std::uint8_t> row, double factor) { HWY_DYNAMIC_DISPATCH(SaturateRow)(row, factor); }
+
+HWY_EXPORT(ColourRow);
+void ColourRow(std::span<std::uint8_t> row, const Colouring& c) {
+    // A scale that is no number, or an intensity outside 0..1, may leave 32 bits.
+    const bool fits = std::isfinite(c.scale) && std::isfinite(c.offset) && c.intensity >= 0.0 && c.intensity <= 1.0;
+    if (fits) return HWY_DYNAMIC_DISPATCH(ColourRow)(row, c);
+    MapPixels(row, [&c](Bgr p) { return ColourPixel(p, c); });
+}
+
+HWY_EXPORT(TwoColourRow);
+void TwoColourRow(std::span<std::uint8_t> row, const TwoColours& duo) {
+    if (duo.intensity >= 0.0 && duo.intensity <= 1.0) return HWY_DYNAMIC_DISPATCH(TwoColourRow)(row, duo);
+    MapPixels(row, [&duo](Bgr p) { return TwoColourPixel(p, duo); });  // sums that may leave 32 bits
+}
+
+}  // namespace kestrel::kernels
+#endif

@@ -1,0 +1,67 @@
+#pragma once
+#include <algorithm>
+#include <cstdint>
+#include <span>
+
+#include "kestrel/foundation/Truncate.h"
+#include "kestrel/kernels/ColourRows.h"
+#include "kestrel/kernels/Hsl.h"
+
+namespace kestrel::kernels {
+
+/// Rules that pass through hue, lightness and saturation, and their row forms.
+
+/// Factor on saturation for a slider of -100..100; 101 gives infinity, which saturates fully.
+constexpr double SaturationFactor(std::int32_t slider) {
+    return slider > 0 ? 101.0 / (101.0 - slider) : (slider + 100.0) / 100.0;
+}
+
+/// Multiplies the saturation, held within 0..1. Greys stay as they are.
+constexpr Bgr SaturatePixel(Bgr p, double factor) {
+    const Hsl hsl = RgbToHsl(p.red, p.green, p.blue);
+    if (hsl.saturation == 0.0) return p;
+    return HslToRgb(hsl.hue, hsl.lightness, std::clamp(hsl.saturation * factor, 0.0, 1.0));
+}
+void SaturateRow(std::span<std::uint8_t> row, double factor);
+
+/// Gives a pixel a hue and a saturation; its lightness becomes l × `scale` + `offset`.
+struct Colouring {
+    Hsl colour;  ///< its lightness is not used
+    double scale;
+    double offset;
+    double intensity;  ///< share of the new colour; 1 leaves nothing of the old one
+};
+constexpr Bgr ColourPixel(Bgr p, const Colouring& c) {
+    constexpr double kBrightest = 2.0;  // two, not one: beyond white the byte wraps
+    const double l = RgbToHsl(p.red, p.green, p.blue).lightness * c.scale + c.offset;
+    const Bgr over = HslToRgb(c.colour.hue, l > kBrightest ? kBrightest : l < 0.0 ? 0.0 : l, c.colour.saturation);
+    if (c.intensity == 1.0) return over;
+    const auto mix = [&](int a, int b) {
+        return static_cast<std::uint8_t>(TruncateToInt(a * c.intensity + b * (1.0 - c.intensity)));
+    };
+    return {mix(over.blue, p.blue), mix(over.green, p.green), mix(over.red, p.red)};
+}
+void ColourRow(std::span<std::uint8_t> row, const Colouring& colouring);
+
+/// Paints dark areas in one colour and bright areas in another.
+struct TwoColours {
+    Hsl dark;
+    Hsl bright;  ///< its lightness is counted from white
+    double intensity;
+};
+constexpr Bgr TwoColourPixel(Bgr p, const TwoColours& duo) {
+    const double l = RgbToHsl(p.red, p.green, p.blue).lightness;
+    // Dark pixels rise by the lightness of the first colour, bright ones fall by the darkness of the second.
+    const double tone = std::clamp((1.0 - l) * (l + duo.dark.lightness) + (l - duo.bright.lightness) * l, 0.0, 1.0);
+    const Bgr first = HslToRgb(duo.dark.hue, tone, duo.dark.saturation);
+    const Bgr second = HslToRgb(duo.bright.hue, tone, duo.bright.saturation);
+    const double w1 = (1.0 - l) * duo.intensity;
+    const double w2 = l * duo.intensity;
+    const double w0 = 1.0 - duo.intensity;
+    const auto mix = [&](int a, int b, int old) { return ClampToByte(TruncateToInt(a * w1 + b * w2 + old * w0)); };
+    return {mix(first.blue, second.blue, p.blue), mix(first.green, second.green, p.green),
+            mix(first.red, second.red, p.red)};
+}
+void TwoColourRow(std::span<std::uint8_t> row, const TwoColours& duo);
+
+}  // namespace kestrel::kernels
