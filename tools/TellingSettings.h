@@ -8,6 +8,7 @@ namespace kestrel {
 struct TellingSetting {
     std::string_view filter;  ///< the word in the middle of the ProgID
     std::string_view text;    ///< parameter text
+    bool cutOut = false;      ///< shows on a picture with transparent surroundings only
 };
 
 inline constexpr TellingSetting kTellingSettings[] = {
@@ -28,9 +29,9 @@ inline constexpr TellingSetting kTellingSettings[] = {
      "YIQOn=0, FilterOn=1"},
     {"HSB", "Hue=040,Sat=020,Bright=000,HueB=060,SatB=040,BrightB=000"},
     {"Histo", "Intensity=090"},
-    {"ImgBg", "Red=090,Green=150,Blue=210,Transparency=000"},
+    {"ImgBg", "Red=090,Green=150,Blue=210,Transparency=000", true},
     {"Invert", "Inversity=100"},
-    {"InvertMask", "Red=230,Green=200,Blue=120,Transparency=040"},
+    {"InvertMask", "Red=230,Green=200,Blue=120,Transparency=040", true},
     {"Offset", "OffsetX=060,OffsetY=040"},
     {"Optimize", "Slider1=040,Slider2=030,Slider3=020,Slider4=030"},
     {"Passpartout",
@@ -38,7 +39,7 @@ inline constexpr TellingSetting kTellingSettings[] = {
      "Transparency=000,Poscorhori=000,Poscorverti=000"},
     {"PrintCrop",
      "MarginL=0.1, MarginR=0.7, MarginB=0.1, MarginT=0.9, Width=15, Height=10, Measur=1, PPI=100, FixedPPI=0"},
-    {"PrintPad", "AspectRatioX=1, AspectRatioY=1, ForceRatio=1, Toggle=0, Landscape=1, PadColor=d0c8b0"},
+    {"PrintPad", "AspectRatioX=1, AspectRatioY=1, ForceRatio=1, Toggle=0, Landscape=1, PadColor=d0c8b0", true},
     {"PrintScale", "PrintWidth=240, PrintHeight=240, PrintTurn=1"},
     {"RGBColor", "Red=025,Green=-05,Blue=-30"},
     {"Rauchglas",
@@ -57,7 +58,8 @@ inline constexpr TellingSetting kTellingSettings[] = {
     {"Sepia", "Sepia=090"},
     {"Shadow",
      "LightDirection=1350, InnerOn=0, LightIntensity=050, ShadowDensity=070, ShadowBlur=020, Size=020, "
-     "ShadowDistance=012, ShadowRed=020, ShadowGreen=020, ShadowBlue=060"},
+     "ShadowDistance=012, ShadowRed=020, ShadowGreen=020, ShadowBlue=060",
+     true},
     {"Sharpen", "Sharpness=080,ExtraParam=|SHARP|,Version=2"},
     {"SoftFrame", "SoftCorner=1,FrameWidth=30,Links=1,Oben=1,Rechts=1,Unten=1"},
     {"Staub", "MaxRgnSize=012,GrayTolerance=030"},

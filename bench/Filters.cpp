@@ -1,0 +1,103 @@
+// Every filter of the catalogue over the whole picture, computed afresh each time; the time includes getting the rows
+// from the source, which is one plain copy. Then what a line costs that has nothing to compute.
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "bench/Bench.h"
+#include "bench/BenchSource.h"
+#include "kestrel/framework/ClassTable.h"
+#include "kestrel/framework/IFilterObject.h"
+#include "kestrel/framework/IFilterParameters.h"
+#include "kestrel/image/WorkImage.h"
+#include "tools/TellingSettings.h"
+
+namespace kestrel::bench {
+namespace {
+
+/// A line of filters behind a source, without a sink; cut when it goes.
+class BenchLine {
+public:
+    BenchLine() : source_(new BenchSource(BenchPicture())) {}
+    BenchLine(const BenchLine&) = delete;
+    BenchLine& operator=(const BenchLine&) = delete;
+    ~BenchLine() {
+        for (const auto& filter : filters_) {
+            filter->SetUpstream(nullptr);
+            filter->SetDownstream(nullptr);
+        }
+        source_->ConnectDownstream(nullptr);
+    }
+
+    void Add(const ClassRow& row, std::string_view text) {
+        Ref<IFilterObject> filter;
+        if (row.create(IFilterObject::kIid, filter.Out()) != S_OK) throw std::runtime_error(row.description->progId);
+        Ref<IFilterParameters>::Query(filter.get())->SetParameterText(std::string(text).c_str(), 1);
+        if (filters_.empty())
+            filter->SetUpstream(source_.get());
+        else
+            filter->SetUpstream(filters_.back().get());
+        last_ = Ref<IFilterPixels>::Query(filter.get());
+        filters_.push_back(std::move(filter));
+    }
+
+    void Update() {
+        bool changed = false;
+        if (last_->Update(&changed, &version_, true) != S_OK) throw std::runtime_error("Update failed");
+    }
+
+    /// The whole output, with nothing kept from the last time.
+    void Render() {
+        source_->Touch();
+        int width = 0, height = 0, ignored = 0;
+        last_->GetGeometry(&width, &height, &ignored, &ignored, &ignored, &ignored);
+        if (width <= 0 || height <= 0) throw std::runtime_error("no output");
+        if (!out_ || out_->Width() != width || out_->Height() != height)
+            out_ = std::make_unique<CWorkImage>(width, height);
+        if (last_->TransformArea(0, 0, 0, 0, width, height, out_->Rows(), out_->MaskRows()) != S_OK)
+            throw std::runtime_error("the request was not done");
+    }
+
+private:
+    Ref<BenchSource> source_;
+    std::vector<Ref<IFilterObject>> filters_;
+    Ref<IFilterPixels> last_;
+    std::unique_ptr<CWorkImage> out_;
+    int version_ = -1;
+};
+
+void AddFilter(const ClassRow& row) {
+    const std::string progId = row.description->progId;
+    const TellingSetting* setting = FindTellingSetting(progId);
+    const auto line = std::make_shared<std::unique_ptr<BenchLine>>();  // made by the first run, if there is one
+    const std::string name = setting ? std::string(setting->filter) : progId;
+    Add("filter/" + name, [=, &row] {
+        if (!setting) throw std::runtime_error(progId + " has no telling setting");
+        if (!*line) {
+            *line = std::make_unique<BenchLine>();
+            (*line)->Add(row, setting->text);
+        }
+        (*line)->Render();
+    });
+}
+
+}  // namespace
+
+void AddFilters() {
+    for (const ClassRow& row : ClassTable())
+        if (row.IsFilter()) AddFilter(row);
+
+    const auto ten = std::make_shared<std::unique_ptr<BenchLine>>();
+    Add("update/ten clean filters", [=] {
+        if (!*ten) {
+            *ten = std::make_unique<BenchLine>();
+            for (int i = 0; i < 10; ++i)
+                (*ten)->Add(*FindClass(std::string_view("TMFilter.Invert.1")), "Inversity=050");
+            (*ten)->Update();
+        }
+        (*ten)->Update();
+    });
+}
+
+}  // namespace kestrel::bench
