@@ -1,5 +1,8 @@
 #include "kestrel/framework/ClassTable.h"
 
+#include "kestrel/filters/composition/ImgBgFilter.h"
+#include "kestrel/filters/composition/PasspartoutFilter.h"
+#include "kestrel/filters/composition/RauchglasFilter.h"
 #include "kestrel/filters/composition/SoftFrameFilter.h"
 #include "kestrel/filters/neighbourhood/BlurFilter.h"
 #include "kestrel/filters/neighbourhood/EmbossFilter.h"
@@ -39,8 +42,11 @@ constexpr ClassRow kClasses[] = {
     FilterRow<CSoftFrameFilter>(),
     FilterRow<CInvertFilter>(),
     FilterRow<CAdoptColorFilter>(),
+    FilterRow<CPasspartoutFilter>(),
+    FilterRow<CRauchglasFilter>(),
     FilterRow<CExposure2Filter>(),
     FilterRow<CExposureFilter>(),
+    FilterRow<CImgBgFilter>(),
     FilterRow<CDuoColorFilter>(),
     FilterRow<CInvertMaskFilter>(),
     ServerRow<CPdibFilterChain>(),

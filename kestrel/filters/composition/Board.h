@@ -1,0 +1,63 @@
+#pragma once
+#include <cstdint>
+#include <string>
+
+#include "kestrel/foundation/Truncate.h"
+#include "kestrel/kernels/Hsl.h"
+
+namespace kestrel {
+
+/// A coloured board: under the picture, beyond its edges, or as a pane over it.
+struct BoardParameters {
+    bool bordersizeOn = true;      ///< the board is given by its borders; otherwise by its total size
+    std::int32_t borderHori = 1;   ///< left and right border, pixels; below 0 the board covers the picture's edge
+    std::int32_t borderVerti = 1;  ///< the same at the bottom and the top
+    std::int32_t totalHori = 150;  ///< size of the whole board, pixels
+    std::int32_t totalVerti = 150;
+    std::int32_t radius = 5;  ///< of the board's corners, pixels
+    std::uint8_t red = 0;
+    std::uint8_t green = 0;
+    std::uint8_t blue = 105;
+    std::int32_t poscorhori = 0;  ///< shifts the picture on the board, pixels
+    std::int32_t poscorverti = 0;
+    std::int32_t transparency = 0;  ///< of the board, percent
+    bool operator==(const BoardParameters&) const = default;
+
+    kernels::Bgr Colour() const { return {blue, green, red}; }
+};
+
+/// What filters with these parameters write.
+inline constexpr const char* kBoardWritten =
+    "BordersizeOn=%.1d, Borderhori=%.3d, Borderverti=%.3d, TotalHori=%.4d, TotalVerti=%.4d, Radius=%.3d, "
+    "Blue=%.3d , Green=%.3d, Red=%.3d, Poscorhori=%.3d, Poscorverti=%.3d, Transparency=%.3d";
+inline constexpr int kBoardLeastBuffer = 221;
+
+/// `value` rounded to the nearest integer, halves away from 0.
+constexpr std::int32_t RoundBySign(double value) { return TruncateToInt(value < 0 ? value - 0.5 : value + 0.5); }
+
+/// Holds the lengths that are in use to what a board may have at this scale, and gives `report` the log line of each
+/// length that it changes.
+template <class Report>
+void ClipParameters(BoardParameters& board, double renderScale, const Report& report) {
+    const auto hold = [&](std::int32_t& length, const char* name, int least, int greatest) {
+        const std::int32_t low = RoundBySign(least * renderScale);
+        const std::int32_t high = RoundBySign(greatest * renderScale);
+        if (length > high) {
+            length = high;
+            report(std::string(name) + " clipped to max\n");
+        }
+        if (length < low) {
+            length = low;
+            report(std::string(name) + " clipped to min\n");
+        }
+    };
+    if (board.bordersizeOn) {
+        hold(board.borderHori, "m_nBorderHori", -50, 1000);
+        hold(board.borderVerti, "m_nBorderVerti", -50, 1000);
+    } else {
+        hold(board.totalHori, "m_nTotalHori", 1, 10000);
+        hold(board.totalVerti, "m_nTotalVerti", 1, 10000);
+    }
+}
+
+}  // namespace kestrel

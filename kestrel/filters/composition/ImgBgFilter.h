@@ -1,0 +1,46 @@
+#pragma once
+#include "kestrel/framework/TwinFilter.h"
+#include "kestrel/kernels/Hsl.h"
+
+namespace kestrel {
+
+struct ImgBgParameters {
+    std::uint8_t red = 180;
+    std::uint8_t green = 180;
+    std::uint8_t blue = 180;
+    std::int32_t transparency = 0;  ///< of the background, percent
+    bool operator==(const ImgBgParameters&) const = default;
+
+    kernels::Bgr Colour() const { return {blue, green, red}; }
+};
+
+inline constexpr ParameterTable<ImgBgParameters, 4> kImgBgText{
+    .keys = {{{"Red", &ImgBgParameters::red, {0, 255}, "IDS_IMGBG_COLOR"},
+              {"Green", &ImgBgParameters::green, {0, 255}, "IDS_IMGBG_COLOR"},
+              {"Blue", &ImgBgParameters::blue, {0, 255}, "IDS_IMGBG_COLOR"},
+              {"Transparency", &ImgBgParameters::transparency, {0, 100}, "IDS_IMGBG_TRANS"}}},
+    .written = "Blue=%.3d , Green=%.3d, Red=%.3d, Transparency=%.3d",
+    .leastBuffer = 221,
+    .standard = "Red=180,Green=180,Blue=180,Transparency=000"};
+
+inline constexpr Description kImgBg{.progId = "TMFilter.ImgBg.1",
+                                    .clsid = MakeGuid("{445FCA29-864C-48BF-90D2-C72E6C0D8014}"),
+                                    .id = 38,
+                                    .nameKey = "IDS_IMGBG_NAME",
+                                    .name = "Simple Backdrop",
+                                    .icon = "icons_colorfiller",
+                                    .help = "HLP_IMGBG",
+                                    .summary = "Fills the transparent parts of the picture with a colour."};
+
+/// Fills the transparent parts of the picture with a colour: a board of the picture's own size under it.
+class CImgBgFilter final : public TwinFilter<ImgBgParameters, kImgBgText, kImgBg> {
+public:
+    CImgBgFilter() : TwinFilter({.transparency = 255}) {}
+    HRESULT CommitChanges() override;
+    HRESULT TransformColor(unsigned char* pixel) override;
+
+protected:
+    HRESULT TransformWindow(const Window& window) override;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,101 @@
+#include "kestrel/filters/composition/RauchglasFilter.h"
+
+#include "kestrel/kernels/ByteTable.h"
+#include "kestrel/kernels/Composite.h"
+#include "kestrel/kernels/ConvolutionKernels.h"
+
+namespace kestrel {
+namespace {
+
+/// The columns or rows of a request that the pane covers.
+struct Span {
+    int from;
+    int size;  ///< 0 when the pane has no area
+};
+
+/// A pane of `percent` of `whole` pixels, moved by `position` percent of the room that it has.
+Span PaneSpan(int whole, std::int32_t percent, std::int32_t position) {
+    const std::int64_t size = std::int64_t{percent} * whole / 100;
+    std::int64_t from = 0;
+    const std::int64_t room = (whole - size) / 2;
+    if (__builtin_mul_overflow(room, std::int64_t{position} + 100, &from))  // far outside, on the side of the sign
+        from = (room < 0) == (position < -100) ? std::numeric_limits<std::int64_t>::max()
+                                               : std::numeric_limits<std::int64_t>::min();
+    from /= 100;
+    const std::int64_t last = std::min<std::int64_t>(from + size - 1, whole - 1);
+    from = std::max<std::int64_t>(from, 0);
+    return last < from ? Span{0, 0} : Span{static_cast<int>(from), static_cast<int>(last - from + 1)};
+}
+
+kernels::ByteTable PaneTable(std::uint8_t colour, std::int64_t alpha) {
+    kernels::ByteTable table;
+    for (int byte = 0; byte < 256; ++byte)
+        table[static_cast<std::size_t>(byte)] =
+            static_cast<std::uint8_t>(byte * alpha / 255 + colour * (255 - alpha) / 255);
+    return table;
+}
+
+RauchglasParameters StartingParameters() {
+    RauchglasParameters parameters;
+    parameters.bordersizeOn = false;
+    parameters.poscorhori = parameters.poscorverti = 10;
+    parameters.transparency = 255;
+    return parameters;
+}
+
+}  // namespace
+
+CRauchglasFilter::CRauchglasFilter() : TwinFilter(StartingParameters()) {}
+
+std::string CRauchglasFilter::WithSourceSize(std::string text) const {
+    text += ", SrcWidth=";
+    AppendDecimal(text, std::max(m_InActive.Width, m_InActive.FullWidth), 4);
+    text += ", SrcHeight=";
+    AppendDecimal(text, std::max(m_InActive.Height, m_InActive.FullHeight), 4);
+    return text;
+}
+
+std::string CRauchglasFilter::PendingText() const { return WithSourceSize(TwinFilter::PendingText()); }
+std::string CRauchglasFilter::ActiveText() const { return WithSourceSize(TwinFilter::ActiveText()); }
+
+HRESULT CRauchglasFilter::TransformWindow(const Window& window) {
+    if (const HRESULT result = FetchUpstream(window); result != S_OK) return result;
+    const RauchglasParameters& glass = Active();
+    const Span x = PaneSpan(window.width, glass.borderHori, glass.poscorhori);
+    const Span y = PaneSpan(window.height, glass.borderVerti, glass.poscorverti);
+    if (x.size > 0 && y.size > 0) {
+        const Window pane{
+            window.dstX + x.from, window.dstY + y.from, window.srcX + x.from, window.srcY + y.from, x.size, y.size,
+            window.rows,          window.maskRows};
+        const bool blurs = glass.radius > 0 && (x.size > 2 || y.size > 2);
+        if ((blurs && !BlurPane(pane)) || (glass.transparency < 100 && !TintRect(pane))) {
+            m_Dirty = true;
+            return kNotDone;
+        }
+    }
+    SetClean();
+    return S_OK;
+}
+
+bool CRauchglasFilter::BlurPane(const Window& pane) {
+    double kernel[3][3];
+    kernels::MixWithIdentity(kernels::ConvolutionKernels[kernels::kBlurKernel],
+                             std::min(Active().radius, 100) * m_RenderScale, kernel);
+    return ConvolveRegion3x3(kernel, 0, pane);
+}
+
+/// Mixes the pane's colour into what lies under it. False when aborted.
+bool CRauchglasFilter::TintRect(const Window& pane) {
+    const RauchglasParameters& glass = Active();
+    const std::int64_t alpha = kernels::BoardAlpha(glass.transparency);
+    if (alpha > 254) return true;
+    const kernels::ChannelTables tint{PaneTable(glass.blue, alpha), PaneTable(glass.green, alpha),
+                                      PaneTable(glass.red, alpha)};
+    for (int h = pane.height - 1; h >= 0; --h) {
+        if (Aborted()) return false;
+        kernels::ChannelTablesRow(pane.Pixels(h), tint);
+    }
+    return true;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,308 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <numbers>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kestrel/diagnostics/LogSeam.h"
+#include "kestrel/filters/composition/RoundCorners.h"
+#include "kestrel/kernels/ArcCoverage.h"
+#include "tests/support/Line.h"
+
+namespace kestrel {
+namespace {
+using test::Apply;
+using test::Line;
+using test::Picture;
+using test::Pixel;
+
+constexpr const char* kPasspartout = "TMFilter.Passpartout.1";
+constexpr Pixel kBoard{10, 20, 30, 0};
+const std::string kColours = ",Red=30,Green=20,Blue=10";
+
+Picture Board(const std::string& text, const Picture& picture) {
+    return Apply(kPasspartout, (text + ",Radius=0" + kColours).c_str(), picture);
+}
+
+/// How many pixels of the picture are those of the board.
+int CountBoard(const Picture& picture) {
+    int count = 0;
+    for (int y = 0; y < picture.Height(); ++y)
+        for (int x = 0; x < picture.Width(); ++x) count += picture.At(x, y) == kBoard;
+    return count;
+}
+
+// Geometry ------------------------------------------------------------------------------------------------------------
+
+TEST(Passpartout, ABorderGoesAroundThePicture) {
+    const Picture picture = Picture::Random(9, 5, 1, false);
+    const Picture result = Board("Borderhori=3,Borderverti=2", picture);
+    ASSERT_EQ(result.Width(), 15);
+    ASSERT_EQ(result.Height(), 9);
+    EXPECT_EQ(result.Cut(3, 2, 9, 5).Difference(picture), "");
+    EXPECT_EQ(CountBoard(result), 15 * 9 - 9 * 5);
+}
+
+TEST(Passpartout, ABorderOfNothingShowsNoBoard) {
+    const Picture picture = Picture::Random(9, 5, 1, false);
+    EXPECT_EQ(Board("Borderhori=0,Borderverti=0", picture).Difference(picture), "");
+}
+
+TEST(Passpartout, ATotalSizeNeverCutsThePicture) {
+    const Picture picture = Picture::Random(20, 6, 2, false);
+    const Picture result = Board("BordersizeOn=0,TotalHori=10,TotalVerti=11", picture);
+    ASSERT_EQ(result.Width(), 20);
+    ASSERT_EQ(result.Height(), 11);
+    EXPECT_EQ(result.Cut(0, 2, 20, 6).Difference(picture), "");  // five rows more: two below, three above
+    EXPECT_EQ(CountBoard(result), 20 * 5);
+}
+
+TEST(Passpartout, ThePictureMovesOnTheBoard) {
+    const Picture picture = Picture::Random(8, 8, 3, false);
+    const Picture border = Board("Borderhori=4,Borderverti=4,Poscorhori=-2,Poscorverti=3", picture);
+    EXPECT_EQ(border.Cut(2, 7, 8, 8).Difference(picture), "");
+    EXPECT_EQ(CountBoard(border), 16 * 16 - 8 * 8);
+    const Picture total = Board("BordersizeOn=0,TotalHori=20,TotalVerti=20,Poscorhori=5,Poscorverti=-6", picture);
+    EXPECT_EQ(total.Cut(11, 0, 8, 8).Difference(picture), "");
+    const Picture cut = Board("BordersizeOn=0,TotalHori=20,TotalVerti=20,Poscorhori=-9,Poscorverti=8", picture);
+    EXPECT_EQ(cut.Cut(0, 14, 5, 6).Difference(picture.Cut(3, 0, 5, 6)), "");
+    EXPECT_EQ(CountBoard(cut), 20 * 20 - 5 * 6);
+}
+
+TEST(Passpartout, AFrameThatIsLargerThanItsContentCountsAsThePicture) {
+    Line line(Picture(10, 10, Pixel{1, 2, 3, 0}));
+    line.source->geometry.FullWidth = 14;
+    line.source->geometry.FullHeight = 8;
+    line.source->geometry.OffsetX = 3;
+    line.Add(kPasspartout, "Borderhori=2,Borderverti=0");
+    const FilterGeometry g = line.Geometry();
+    EXPECT_EQ(g.Width, 18);
+    EXPECT_EQ(g.Height, 10);
+    EXPECT_EQ(g.FullWidth, 18);
+    EXPECT_EQ(g.OffsetX, 0);
+}
+
+TEST(Passpartout, LengthsFollowTheRenderScale) {
+    Line line(Picture(10, 10, Pixel{}));
+    line.Add(kPasspartout, "Borderhori=5,Borderverti=-5,Radius=7,Poscorhori=-3");
+    Ref<IFilterGeometry>::Query(&line.Filter(0))->SetRenderScale(0.5);
+    EXPECT_EQ(line.Geometry().Width, 16);  // 2.5 rounds to 3
+    EXPECT_FALSE(line.Filter(0).HasChanged());
+    // 3, -3, 75, 75, 4, -2 back at full scale
+    EXPECT_EQ(line.ActiveText(0),
+              "BordersizeOn=1, Borderhori=006, Borderverti=-006, TotalHori=0150, TotalVerti=0150, Radius=008, Blue=105 "
+              ", Green=000, Red=000, Poscorhori=-004, Poscorverti=000, Transparency=000");
+    Ref<IFilterGeometry>::Query(&line.Filter(0))->SetRenderScale(2.0);
+    EXPECT_TRUE(line.Filter(0).HasChanged());
+    EXPECT_EQ(line.Geometry().Width, 30);
+}
+
+TEST(Passpartout, LengthsInUseAreHeldAndTheLogTellsIt) {
+    static std::vector<std::string> lines;
+    lines.clear();
+    SetLogReceiver([](int, const char*, int, const std::string& text) { lines.push_back(text); });
+    Line line(Picture(100, 100, Pixel{}));
+    line.Add(kPasspartout, "Borderhori=2000000000,Borderverti=-51,TotalHori=2000000000");
+    EXPECT_EQ(line.Geometry().Width, 2100);
+    EXPECT_EQ(line.Geometry().Height, 100);
+    SetLogReceiver(nullptr);
+    EXPECT_EQ(lines, (std::vector<std::string>{"m_nBorderHori clipped to max\n", "m_nBorderVerti clipped to min\n",
+                                               "CPasspartoutFilter---PARMS CLIPPED\n"}));
+    EXPECT_FALSE(line.Filter(0).HasChanged());
+    line.SetText(0, "BordersizeOn=0,TotalVerti=0");
+    EXPECT_EQ(line.Geometry().Width, 10000);
+    EXPECT_EQ(line.Geometry().Height, 100);
+}
+
+// Painting ------------------------------------------------------------------------------------------------------------
+
+TEST(Passpartout, ANegativeBorderTintsTheEdgeOfThePicture) {
+    const Picture picture(30, 20, Pixel{100, 100, 100, 0});
+    const Picture result = Board("Borderhori=-4,Borderverti=-3,Transparency=50", picture);
+    ASSERT_EQ(result.Width(), 30);
+    for (int y = 0; y < 20; ++y)
+        for (int x = 0; x < 30; ++x) {
+            const bool inner = x >= 4 && x < 26 && y >= 3 && y < 17;
+            EXPECT_EQ(result.At(x, y), inner ? (Pixel{100, 100, 100, 0}) : (Pixel{55, 60, 65, 0})) << x << " " << y;
+        }
+    // Without transparency the board simply covers the edge.
+    EXPECT_EQ(CountBoard(Board("Borderhori=-4,Borderverti=-3", picture)), 30 * 20 - 22 * 14);
+}
+
+TEST(Passpartout, ABandOverThePictureHasBoardAtItsSides) {
+    const Picture picture(10, 20, Pixel{100, 100, 100, 0});
+    const Picture result = Board("Borderhori=5,Borderverti=-3,Transparency=20", picture);
+    ASSERT_EQ(result.Width(), 20);
+    ASSERT_EQ(result.Height(), 20);
+    const Pixel board{10, 20, 30, 51};
+    for (const int y : {0, 2, 17, 19}) {
+        EXPECT_EQ(result.At(4, y), board);
+        EXPECT_EQ(result.At(5, y), (Pixel{28, 36, 44, 0})) << y;
+        EXPECT_EQ(result.At(14, y), (Pixel{28, 36, 44, 0}));
+        EXPECT_EQ(result.At(15, y), board);
+    }
+    EXPECT_EQ(result.At(4, 3), board);
+    EXPECT_EQ(result.At(5, 3), (Pixel{100, 100, 100, 0}));
+}
+
+TEST(Passpartout, BordersThatMeetTintEachPixelOnce) {
+    const Picture picture(30, 10, Pixel{100, 100, 100, 0});
+    const Picture result = Board("Borderhori=-20,Borderverti=-8,Transparency=50", picture);
+    EXPECT_EQ(result.Difference(Picture(30, 10, Pixel{55, 60, 65, 0})), "");
+}
+
+TEST(Passpartout, TheBoardShowsThroughTransparentPixels) {
+    Picture picture(3, 1, Pixel{100, 100, 100, 0});
+    picture.Set(1, 0, {100, 100, 100, 255});
+    picture.Set(2, 0, {100, 100, 100, 51});
+    const Picture result = Board("Borderhori=1,Borderverti=0", picture);
+    EXPECT_EQ(result.At(1, 0), (Pixel{100, 100, 100, 0}));
+    EXPECT_EQ(result.At(2, 0), kBoard);
+    EXPECT_EQ(result.At(3, 0), (Pixel{82, 84, 86, 0}));
+    const Picture clear = Board("Borderhori=1,Borderverti=0,Transparency=100", picture);
+    EXPECT_EQ(clear.At(0, 0), (Pixel{10, 20, 30, 255}));
+    EXPECT_EQ(clear.At(3, 0), (Pixel{100, 100, 100, 51}));
+}
+
+TEST(Passpartout, ColoursLieOnTheBoardAsPixelsDo) {
+    Line line(Picture(1, 1, Pixel{}));
+    line.Add(kPasspartout, ("Transparency=0" + kColours).c_str());
+    line.Update();
+    EXPECT_EQ(line.Color({100, 100, 100, 0}), (Pixel{100, 100, 100, 0}));
+    EXPECT_EQ(line.Color({100, 100, 100, 255}), kBoard);
+    EXPECT_EQ(line.Color({100, 100, 100, 51}), (Pixel{82, 84, 86, 0}));
+}
+
+// Corners -------------------------------------------------------------------------------------------------------------
+
+TEST(ArcCoverage, SumsToTheCircle) {
+    for (const int radius : {5, 20, 100, 333}) {
+        double covered = 0;
+        for (int j = 0; j < radius; ++j)
+            for (int i = 0; i < radius; ++i) covered += kernels::ArcCoverage(i, j, radius);
+        // Chords lie inside the arc; what they lose falls with the length of a chord, not with its number.
+        const double quarter = std::numbers::pi / 4 * radius * radius;
+        EXPECT_LT(covered, quarter);
+        EXPECT_GT(covered, quarter - 0.5) << radius;
+    }
+}
+
+TEST(ArcCoverage, IsNearTheAreaOfEachPixel) {
+    constexpr int kRadius = 30;
+    constexpr int kSteps = 40;
+    for (int j = 0; j < kRadius; ++j)
+        for (int i = 0; i < kRadius; ++i) {
+            int inside = 0;
+            for (int v = 0; v < kSteps; ++v)
+                for (int u = 0; u < kSteps; ++u) {
+                    const double dx = kRadius - i - (u + 0.5) / kSteps;
+                    const double dy = kRadius - j - (v + 0.5) / kSteps;
+                    inside += dx * dx + dy * dy < kRadius * kRadius;
+                }
+            EXPECT_NEAR(kernels::ArcCoverage(i, j, kRadius), inside / double{kSteps * kSteps}, 0.02) << i << " " << j;
+        }
+}
+
+/// Mask of a board of this size with rounded corners.
+Picture Rounded(int width, int height, int radius, std::uint8_t mask = 0) {
+    Picture picture(width, height, Pixel{0, 0, 0, mask});
+    RoundCorners(width, height, radius, picture.MaskRows());
+    return picture;
+}
+
+TEST(RoundCorners, AllFormsAreSymmetric) {
+    // Corners; a stadium; pointed ends, wide and tall; lenses; odd sizes; a radius beyond the picture.
+    const int cases[][3] = {{40, 30, 9},   {60, 20, 10},  {60, 20, 17}, {20, 60, 17},     {40, 30, 22},
+                            {41, 31, 25},  {41, 31, 15},  {7, 5, 4},    {40, 30, 60},     {1, 1, 1},
+                            {33, 10, 300}, {2, 900, 500}, {5, 5, -3},   {30, 30, INT_MAX}};
+    for (const auto& [width, height, radius] : cases) {
+        const Picture picture = Rounded(width, height, radius);
+        EXPECT_TRUE(picture.GuardsIntact());
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x) {
+                // The middle of an odd side belongs to one quarter, whose circle ends there.
+                EXPECT_EQ(picture.At(x, y).mask, picture.At(width - 1 - x, y).mask) << radius << " " << x << " " << y;
+                EXPECT_EQ(picture.At(x, y).mask, picture.At(x, height - 1 - y).mask) << radius << " " << x << " " << y;
+            }
+    }
+}
+
+TEST(RoundCorners, EachCornerActsAloneWithTheSameArc) {
+    const int radius = 24;
+    const Picture corners = Rounded(100, 100, radius);
+    for (const auto& [width, height] : {std::pair{100, 30}, {30, 100}, {40, 30}, {31, 41}}) {
+        const Picture picture = Rounded(width, height, radius);
+        for (int y = 0; y < (height + 1) / 2; ++y)
+            for (int x = 0; x < (width + 1) / 2; ++x)
+                EXPECT_EQ(picture.At(x, y).mask, corners.At(x, y).mask) << width << " " << x << " " << y;
+    }
+}
+
+TEST(RoundCorners, ByHand) {
+    // Radius 1: the chord halves the pixel. Radius 2: the diagonal pixel keeps (1 - 0.268)^2 / 3.464 = 0.1547.
+    EXPECT_EQ(Rounded(4, 4, 1).At(0, 0).mask, 255 - 127);
+    EXPECT_EQ(Rounded(4, 4, 1).At(1, 0).mask, 0);
+    EXPECT_EQ(Rounded(8, 8, 2).At(0, 0).mask, 255 - 39);
+    EXPECT_EQ(Rounded(8, 8, 2).At(0, 1).mask, 255 - 220);  // 1 - 0.268 / 2 = 0.866
+    EXPECT_EQ(Rounded(8, 8, 2, 155).At(0, 1).mask, 255 - 86);
+    EXPECT_EQ(Rounded(8, 8, 0).Difference(Picture(8, 8, Pixel{})), "");
+    EXPECT_EQ(Rounded(200, 200, 100).At(0, 0).mask, 255);
+}
+
+TEST(Passpartout, RoundsTheBoard) {
+    const Picture picture(30, 20, Pixel{1, 2, 3, 0});
+    const Picture result = Apply(kPasspartout, "Borderhori=5,Borderverti=5,Radius=8", picture);
+    const Picture mask = Rounded(40, 30, 8);
+    for (int y = 0; y < 30; ++y)
+        for (int x = 0; x < 40; ++x) EXPECT_EQ(result.At(x, y).mask, mask.At(x, y).mask) << x << " " << y;
+}
+
+// Requests ------------------------------------------------------------------------------------------------------------
+
+TEST(Passpartout, WindowsAreCutsOfOneComputation) {
+    Line line(Picture::Random(50, 40, 9));
+    line.Add(kPasspartout, "Borderhori=-7,Borderverti=6,Radius=12,Transparency=35,Poscorhori=3");
+    const Picture whole = line.Render();
+    const int requests = line.source->requests;
+    for (int y = 0; y < whole.Height(); y += 11)
+        for (int x = 0; x < whole.Width(); x += 13) {
+            const int width = std::min(13, whole.Width() - x);
+            const int height = std::min(11, whole.Height() - y);
+            EXPECT_EQ(line.Render(x, y, width, height).Difference(whole.Cut(x, y, width, height)), "");
+        }
+    EXPECT_EQ(line.source->requests, requests);
+}
+
+TEST(Passpartout, AnAbortInTheMiddleLeavesTheWorkToDo) {
+    Line line(Picture::Random(20, 20, 10));
+    line.Add(kPasspartout, "Borderhori=3,Borderverti=3");
+    line.Update();
+    line.source->afterRequest = [&] { line.Abort(true); };
+    Picture into(26, 26);
+    EXPECT_NE(line.Request(into, 0, 0, 0, 0, 26, 26), S_OK);
+    line.source->afterRequest = nullptr;
+    line.Abort(false);
+    EXPECT_EQ(line.Request(into, 0, 0, 0, 0, 26, 26), S_OK);
+    Line fresh(Picture::Random(20, 20, 10));
+    fresh.Add(kPasspartout, "Borderhori=3,Borderverti=3");
+    EXPECT_EQ(into.Difference(fresh.Render()), "");
+}
+
+TEST(Passpartout, AnyNumberIsSafe) {
+    const Picture picture = Picture::Random(7, 5, 11);
+    for (const char* text :
+         {"Borderhori=-2147483648,Borderverti=-50,Transparency=2147483647", "Radius=2147483647", "Radius=-2147483648",
+          "Poscorhori=2147483647,Poscorverti=-2147483648", "Poscorhori=-2147483648,Transparency=-2147483648",
+          "Poscorhori=-9,Poscorverti=9,Borderhori=-50,Borderverti=-50,Transparency=-3", "Borderhori=4,Radius=6"})
+        Apply(kPasspartout, text, picture);
+    Line line(picture);
+    line.Add(kPasspartout, "Radius=5");
+    Ref<IFilterGeometry>::Query(&line.Filter(0))->SetRenderScale(0.0);
+    EXPECT_EQ(line.Geometry().Width, 7);
+    EXPECT_NE(line.ActiveText(0).find("Radius=-2147483648"), std::string::npos);  // 0 / 0 is no number
+}
+
+}  // namespace
+}  // namespace kestrel
