@@ -1,0 +1,120 @@
+#include "kestrel/settings/RegistryKeys.h"
+
+#include <algorithm>
+#include <exception>
+
+#include "kestrel/settings/Branches.h"
+#include "kestrel/settings/Store.h"
+
+namespace kestrel {
+
+std::filesystem::path MachineStore() { return SystemFolder() / "settings.db"; }
+std::filesystem::path UserStore() { return ConfigFolder() / "settings.db"; }
+
+namespace {
+
+/// A branch within a file.
+struct Place {
+    std::filesystem::path file;
+    std::string prefix;
+
+    std::string Key(std::string_view key) const { return prefix + std::string(key); }
+};
+
+/// In the order in which they are read.
+std::vector<Place> PlacesOf(HKEY branch) {
+    switch (branch) {
+        case HKEY_CLASSES_ROOT:
+            return {{UserStore(), "Software\\Classes\\"}, {MachineStore(), "Software\\Classes\\"}};
+        case HKEY_CURRENT_USER:
+            return {{UserStore(), ""}};
+        case HKEY_LOCAL_MACHINE:
+            return {{MachineStore(), ""}};
+    }
+    return {};
+}
+
+QvString ToText(const std::string& bytes) { return {bytes.data(), static_cast<int>(bytes.size())}; }
+
+}  // namespace
+
+Status RegistryWrite(HKEY branch, const std::vector<RegistryText>& texts) {
+    auto places = PlacesOf(branch);
+    std::reverse(places.begin(), places.end());  // all users first
+    return Guarded([&] {
+        Status status = kBadArguments;
+        for (const auto& place : places) {
+            try {
+                Store store(place.file, Store::Access::kWrite);
+                for (const auto& text : texts) store.Set(place.Key(text.key), text.name, text.text);
+                store.Commit();
+                return kSuccess;
+            } catch (const StoreError& error) {
+                status = error.status;
+            }
+        }
+        return status;
+    });
+}
+
+Status RegistryRead(HKEY branch, const char* key, const char* name, QvString& text) {
+    if (!key || !name) return kBadArguments;
+    return Guarded([&] {
+        Status status = kKeyMissing;
+        for (const auto& place : PlacesOf(branch)) {
+            const Store store(place.file, Store::Access::kRead);
+            if (const auto found = store.Get(place.Key(key), name)) {
+                text = ToText(*found);
+                return kSuccess;
+            }
+            if (store.HasKey(place.Key(key))) status = kKeyUnreadable;
+        }
+        return status;
+    });
+}
+
+int DeleteKeyAndAllSubkeys(HKEY branch, const char* key) {
+    if (!key || std::all_of(key, key + std::char_traits<char>::length(key), [](char c) { return c == '\\'; }))
+        return kBadArguments;
+    return Guarded([&] {
+        Status status = kKeyMissing;
+        for (const auto& place : PlacesOf(branch)) {
+            if (!Store(place.file, Store::Access::kRead).HasKey(place.Key(key))) continue;
+            try {
+                Store store(place.file, Store::Access::kWrite);
+                store.DeleteKey(place.Key(key));
+                store.Commit();
+                if (status == kKeyMissing) status = kSuccess;
+            } catch (const StoreError&) {
+                status = kKeyNotWritable;
+            }
+        }
+        return status;
+    });
+}
+
+Status RegistryList(HKEY branch, const char* key, RegistryContents& contents) {
+    if (!key) return kBadArguments;
+    return Guarded([&] {
+        Status status = kKeyMissing;
+        contents = {};
+        for (const auto& place : PlacesOf(branch)) {
+            const Store store(place.file, Store::Access::kRead);
+            if (!store.HasKey(place.Key(key))) continue;
+            status = kSuccess;
+            for (auto& name : store.Subkeys(place.Key(key)))
+                if (std::find(contents.subkeys.begin(), contents.subkeys.end(), name) == contents.subkeys.end())
+                    contents.subkeys.push_back(std::move(name));
+            for (auto& text : store.Texts(place.Key(key))) {
+                const auto same = [&](const auto& other) { return other.first == text.first; };
+                if (std::none_of(contents.texts.begin(), contents.texts.end(), same))
+                    contents.texts.push_back(std::move(text));
+            }
+        }
+        std::sort(contents.subkeys.begin(), contents.subkeys.end());
+        std::sort(contents.texts.begin(), contents.texts.end());
+        return status;
+    });
+}
+
+}  // namespace kestrel

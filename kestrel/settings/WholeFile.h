@@ -1,0 +1,38 @@
+#pragma once
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "kestrel/foundation/Export.h"
+
+namespace kestrel {
+
+/// All bytes of a regular file; none when it is missing, unreadable or something else (a folder, a pipe). `errno` says
+/// why.
+KESTREL_API std::optional<std::string> ReadWholeFile(const std::filesystem::path& file);
+
+/// Replaces a file's bytes: after a kill or on a full disk it holds the old bytes or the new ones, never a part. They
+/// are written to "<file>.new" first, so one writer at a time. False leaves the old file; `errno` says why.
+[[nodiscard]] KESTREL_API bool WriteWholeFile(const std::filesystem::path& file, const std::string& bytes);
+
+/// Holds an exclusive lock on a file or folder until the end of the object; the lock falls with a dying process. One
+/// object serves one thread.
+class KESTREL_API FileLock {
+public:
+    /// Waits at most `milliseconds`. The file must exist and be readable.
+    FileLock(const std::filesystem::path& file, int milliseconds);
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+    ~FileLock();
+
+    bool Held() const { return descriptor_ >= 0; }
+
+private:
+    int descriptor_ = -1;
+};
+
+/// Takes an exclusive `flock` on an open file, waiting at most `milliseconds`. Among objects of one process it excludes
+/// as well, since each has a descriptor of its own.
+[[nodiscard]] KESTREL_API bool LockDescriptor(int descriptor, int milliseconds);
+
+}  // namespace kestrel
