@@ -118,6 +118,9 @@ protected:
     /// the row in the picture. Allocates nothing.
     template <class RowRule>
     HRESULT InPlace(const Window& window, const RowRule& rule);
+    /// The walk alone, for filters that go over the rows more than once; false when aborted.
+    template <class RowRule>
+    bool WalkRows(const Window& window, const RowRule& rule) const;
 
     /// Must the cached picture be made again?
     bool IsStale() const { return m_Dirty || m_UpstreamDirty || !m_Cache; }
@@ -178,8 +181,15 @@ private:
 template <class RowRule>
 HRESULT CPdibFilter::InPlace(const Window& window, const RowRule& rule) {
     if (const HRESULT result = FetchUpstream(window); result != S_OK) return result;
+    if (!WalkRows(window, rule)) return kNotDone;
+    SetClean();
+    return S_OK;
+}
+
+template <class RowRule>
+bool CPdibFilter::WalkRows(const Window& window, const RowRule& rule) const {
     for (int h = window.height - 1; h >= 0; --h) {
-        if (Aborted()) return kNotDone;
+        if (Aborted()) return false;
         if constexpr (std::is_invocable_v<RowRule, std::span<std::uint8_t>, std::span<std::uint8_t>>)
             rule(window.Pixels(h), window.Mask(h));
         else if constexpr (std::is_invocable_v<RowRule, int, std::span<std::uint8_t>, std::span<std::uint8_t>>)
@@ -187,8 +197,7 @@ HRESULT CPdibFilter::InPlace(const Window& window, const RowRule& rule) {
         else
             rule(window.Pixels(h));
     }
-    SetClean();
-    return S_OK;
+    return true;
 }
 
 template <class RowCopy>

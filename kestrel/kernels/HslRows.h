@@ -12,9 +12,7 @@ namespace kestrel::kernels {
 /// Rules that pass through hue, lightness and saturation, and their row forms.
 
 /// Factor on saturation for a slider of -100..100; 101 gives infinity, which saturates fully.
-constexpr double SaturationFactor(std::int32_t slider) {
-    return slider > 0 ? 101.0 / (101.0 - slider) : (slider + 100.0) / 100.0;
-}
+constexpr double SatFactor(double slider) { return slider > 0 ? 101.0 / (101.0 - slider) : (slider + 100.0) / 100.0; }
 
 /// Multiplies the saturation, held within 0..1. Greys stay as they are.
 constexpr Bgr SaturatePixel(Bgr p, double factor) {

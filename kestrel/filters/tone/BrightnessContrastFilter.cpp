@@ -17,18 +17,17 @@ HRESULT CBrightnessContrastFilter::TransformWindow(const Window& window) {
     const std::uint8_t* const table = ToneTable.data();
     if (Active().saturation == 0)
         return InPlace(window, [table](std::span<std::uint8_t> pixels) { kernels::TableRow(pixels, table); });
-    return InPlace(window,
-                   [table, factor = kernels::SaturationFactor(Active().saturation)](std::span<std::uint8_t> pixels) {
-                       kernels::TableRow(pixels, table);
-                       kernels::SaturateRow(pixels, factor);
-                   });
+    return InPlace(window, [table, factor = kernels::SatFactor(Active().saturation)](std::span<std::uint8_t> pixels) {
+        kernels::TableRow(pixels, table);
+        kernels::SaturateRow(pixels, factor);
+    });
 }
 
 HRESULT CBrightnessContrastFilter::TransformColor(unsigned char* pixel) {
     const HRESULT result = CPdibFilter::TransformColor(pixel);
     kernels::Bgr p = kernels::Load(pixel);
     p = {ToneTable[p.blue], ToneTable[p.green], ToneTable[p.red]};
-    if (Active().saturation != 0) p = kernels::SaturatePixel(p, kernels::SaturationFactor(Active().saturation));
+    if (Active().saturation != 0) p = kernels::SaturatePixel(p, kernels::SatFactor(Active().saturation));
     kernels::Store(pixel, p);
     return result;
 }

@@ -1,22 +1,12 @@
 #include "kestrel/filters/tone/ExposureFilter.h"
 
 #include "kestrel/filters/tone/ToneTables.h"
-#include "kestrel/foundation/Truncate.h"
 #include "kestrel/kernels/HslRows.h"
 
 namespace kestrel {
-namespace {
-
-void FillBytes(std::array<std::uint8_t, 256>& table, std::int32_t slider) {
-    const auto curve = PowerCurve(ToneExponent(slider));
-    for (std::size_t i = 0; i < 256; ++i) table[i] = static_cast<std::uint8_t>(TruncateToInt(curve[i]));
-}
-
-}  // namespace
-
 void CExposureFilter::RebuildTables() {
-    FillBytes(GammaFirst, Pending().red);  // at a commit the pending record is the active one
-    FillBytes(GammaSecond, Pending().blue);
+    GammaFirst = PowerTable(ToneExponent(Pending().red));  // at a commit the pending record is the active one
+    GammaSecond = PowerTable(ToneExponent(Pending().blue));
 }
 
 HRESULT CExposureFilter::TransformWindow(const Window& window) {
@@ -26,7 +16,7 @@ HRESULT CExposureFilter::TransformWindow(const Window& window) {
         for (std::size_t i = 0; i < 256; ++i) both[i] = GammaSecond[GammaFirst[i]];
         return InPlace(window, [&both](std::span<std::uint8_t> pixels) { kernels::TableRow(pixels, both.data()); });
     }
-    const double factor = kernels::SaturationFactor(saturation);
+    const double factor = kernels::SatFactor(saturation);
     return InPlace(window, [this, factor](std::span<std::uint8_t> pixels) {
         kernels::TableRow(pixels, GammaFirst.data());
         kernels::SaturateRow(pixels, factor);

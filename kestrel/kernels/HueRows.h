@@ -1,0 +1,54 @@
+#pragma once
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <span>
+
+#include "kestrel/kernels/HslRows.h"
+
+namespace kestrel::kernels {
+
+/// Filters that change a pixel by its hue, through a table of whole degrees.
+
+/// A sum of percentages held within -100..100.
+constexpr int ClampPercent(std::int64_t sum) { return static_cast<int>(std::clamp<std::int64_t>(sum, -100, 100)); }
+
+/// Factor on the saturation for each whole degree of hue.
+using TuningFactors = std::array<double, 360>;
+
+/// Multiplies the saturation by the factor of the hue. Greys stay as they are.
+constexpr Bgr TuningPixel(Bgr p, const TuningFactors& factors) {
+    const Hsl hsl = RgbToHsl(p.red, p.green, p.blue);
+    if (hsl.saturation == 0.0) return p;
+    const double factor = factors[static_cast<std::size_t>(hsl.hue)];
+    return HslToRgb(hsl.hue, hsl.lightness, std::clamp(hsl.saturation * factor, 0.0, 1.0));
+}
+void TuningRow(std::span<std::uint8_t> row, const TuningFactors& factors);
+
+/// What is done to a colour of one whole degree of hue.
+struct HsbChange {
+    double hue = 0.0;         ///< degrees added, -180..180
+    double saturation = 1.0;  ///< factor
+    double brightness = 0.0;  ///< added to the lightness
+};
+/// A change for each whole degree, and as the last one that of the greys, of which only the brightness is used.
+using HsbChanges = std::array<HsbChange, 361>;
+
+/// Turns hue, saturation and lightness by the change of the pixel's hue.
+constexpr Bgr HsbPixel(Bgr p, const HsbChanges& changes) {
+    Hsl hsl = RgbToHsl(p.red, p.green, p.blue);
+    const bool isGrey = hsl.saturation == 0.0;
+    const HsbChange& change = isGrey ? changes.back() : changes[static_cast<std::size_t>(hsl.hue)];
+    if (!isGrey) {
+        hsl.hue += change.hue;
+        if (hsl.hue < 0.0)
+            hsl.hue += 360.0;
+        else if (hsl.hue >= 360.0)
+            hsl.hue -= 360.0;
+        hsl.saturation = std::clamp(hsl.saturation * change.saturation, 0.0, 1.0);
+    }
+    return HslToRgb(hsl.hue, std::clamp(hsl.lightness + change.brightness, 0.0, 1.0), hsl.saturation);
+}
+void HsbRow(std::span<std::uint8_t> row, const HsbChanges& changes);
+
+}  // namespace kestrel::kernels
