@@ -12,14 +12,23 @@
 #include "kestrel/filters/tone/AdoptColorFilter.h"
 #include "kestrel/filters/tone/BlackWhitenessFilter.h"
 #include "kestrel/filters/tone/BrightnessContrastFilter.h"
+#include "kestrel/filters/tone/ColorTuningFilter.h"
 #include "kestrel/filters/tone/DuoColorFilter.h"
 #include "kestrel/filters/tone/Exposure2Filter.h"
 #include "kestrel/filters/tone/ExposureFilter.h"
+#include "kestrel/filters/tone/GammaFilter.h"
+#include "kestrel/filters/tone/GradCurvesFilter.h"
+#include "kestrel/filters/tone/HSBFilter.h"
+#include "kestrel/filters/tone/HistoFilter.h"
 #include "kestrel/filters/tone/InvertFilter.h"
 #include "kestrel/filters/tone/InvertMaskFilter.h"
+#include "kestrel/filters/tone/OptimizeFilter.h"
 #include "kestrel/filters/tone/RGBColorFilter.h"
+#include "kestrel/filters/tone/RgbMixerFilter.h"
 #include "kestrel/filters/tone/SepiaFilter.h"
+#include "kestrel/filters/tone/TonwertFilter.h"
 #include "kestrel/filters/tone/TransparencyFilter.h"
+#include "kestrel/filters/tone/WhiteBlackGreyFilter.h"
 #include "kestrel/framework/PdibFilterChain.h"
 #include "kestrel/framework/PdibFilterCreator.h"
 
@@ -31,7 +40,9 @@ namespace {
 constexpr ClassRow kClasses[] = {
     FilterRow<CSepiaFilter>(),
     FilterRow<CBrightnessContrastFilter>(),
+    FilterRow<CHSBFilter>(),
     FilterRow<CSharpenFilter>(),
+    FilterRow<CColorTuningFilter>(),
     FilterRow<CTransparencyFilter>(),
     FilterRow<CRGBColorFilter>(),
     FilterRow<CBlurFilter>(),
@@ -42,15 +53,22 @@ constexpr ClassRow kClasses[] = {
     FilterRow<CSoftFrameFilter>(),
     FilterRow<CInvertFilter>(),
     FilterRow<CAdoptColorFilter>(),
+    FilterRow<CTonwertFilter>(),
     FilterRow<CPasspartoutFilter>(),
     FilterRow<CRauchglasFilter>(),
     FilterRow<CExposure2Filter>(),
     FilterRow<CExposureFilter>(),
+    FilterRow<CGammaFilter>(),
+    FilterRow<COptimizeFilter>(),
+    FilterRow<CHistoFilter>(),
     FilterRow<CImgBgFilter>(),
     FilterRow<CDuoColorFilter>(),
     FilterRow<CInvertMaskFilter>(),
+    FilterRow<CRgbMixerFilter>(),
     ServerRow<CPdibFilterChain>(),
     ServerRow<CPdibFilterCreator>(),
+    FilterRow<CGradCurvesFilter>(),
+    FilterRow<CWhiteBlackGreyFilter>(),
 };
 // clang-format on
 

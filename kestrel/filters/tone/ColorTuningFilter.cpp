@@ -1,0 +1,27 @@
+#include "kestrel/filters/tone/ColorTuningFilter.h"
+
+#include "kestrel/kernels/HueSectors.h"
+
+namespace kestrel {
+
+void CColorTuningFilter::RebuildTables() {
+    for (int hue = 0; hue < 360; ++hue) {
+        std::int64_t sum = 0;
+        for (std::size_t i = 0; i < kernels::kHueSectors.size(); ++i)
+            sum += std::int64_t{table::Value(kColorTuningText.keys[i], Active())} *
+                   kernels::SectorWeight(hue, kernels::kHueSectors[i]);
+        TuningFactor[static_cast<std::size_t>(hue)] = kernels::SatFactor(kernels::ClampPercent(sum / 100));
+    }
+}
+
+HRESULT CColorTuningFilter::TransformWindow(const Window& window) {
+    return InPlace(window, [this](std::span<std::uint8_t> pixels) { kernels::TuningRow(pixels, TuningFactor); });
+}
+
+HRESULT CColorTuningFilter::TransformColor(unsigned char* pixel) {
+    const HRESULT result = CPdibFilter::TransformColor(pixel);
+    kernels::Store(pixel, kernels::TuningPixel(kernels::Load(pixel), TuningFactor));
+    return result;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,42 @@
+#include "kestrel/filters/tone/HSBFilter.h"
+
+#include "kestrel/kernels/HueSectors.h"
+
+namespace kestrel {
+namespace {
+
+/// Degrees brought into -180..180 by whole turns.
+int WithinHalfTurn(std::int64_t degrees) {
+    const auto rest = static_cast<int>(degrees % 360);
+    return rest > 180 ? rest - 360 : rest < -180 ? rest + 360 : rest;
+}
+
+}  // namespace
+
+void CHSBFilter::RebuildTables() {
+    for (int degree = 0; degree < 360; ++degree) {
+        std::array<std::int64_t, 3> sums{};  // hue, saturation, brightness, in hundredths
+        for (std::size_t key = 0; key < kHsbText.keys.size(); ++key) {
+            const std::size_t group = key / 3;
+            const int weight = group == 0 ? 100 : kernels::SectorWeight(degree, kernels::kHueSectors[group - 1]);
+            sums[key % 3] += std::int64_t{table::Value(kHsbText.keys[key], Active())} * weight;
+        }
+        HsbShift[static_cast<std::size_t>(degree)] = {
+            .hue = static_cast<double>(WithinHalfTurn(sums[0] / 100)),
+            .saturation = kernels::SatFactor(kernels::ClampPercent(sums[1] / 100)),
+            .brightness = kernels::ClampPercent(sums[2] / 100) / 100.0};
+    }
+    HsbShift.back() = {.hue = 0.0, .saturation = 0.0, .brightness = Active().bright / 100.0};
+}
+
+HRESULT CHSBFilter::TransformWindow(const Window& window) {
+    return InPlace(window, [this](std::span<std::uint8_t> pixels) { kernels::HsbRow(pixels, HsbShift); });
+}
+
+HRESULT CHSBFilter::TransformColor(unsigned char* pixel) {
+    const HRESULT result = CPdibFilter::TransformColor(pixel);
+    kernels::Store(pixel, kernels::HsbPixel(kernels::Load(pixel), HsbShift));
+    return result;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,38 @@
+#include "kestrel/filters/tone/HistoFilter.h"
+
+#include <cmath>
+
+#include "kestrel/kernels/GainRow.h"
+#include "kestrel/kernels/Histogram.h"
+
+namespace kestrel {
+namespace {
+
+/// What each luminance is multiplied by. Stored values are single precision, what is between them is double.
+kernels::LuminanceGains Gains(const kernels::Histogram& histogram, double power) {
+    std::array<float, 256> cumulative{};
+    float last = 0;
+    for (std::size_t i = 0; i < 256; ++i) {
+        if (histogram[i] != 0) last = static_cast<float>(last + std::pow(histogram[i], power));
+        cumulative[i] = last;
+    }
+    const auto k = static_cast<float>(255.0 / last);
+    kernels::LuminanceGains gains{};
+    for (std::size_t y = 1; y < 256; ++y) gains[y] = cumulative[y] * k / static_cast<float>(y);
+    return gains;
+}
+
+}  // namespace
+
+HRESULT CHistoFilter::TransformWindow(const Window& window) {
+    if (const HRESULT result = FetchUpstream(window); result != S_OK) return result;
+    kernels::Histogram luminance{};
+    if (!WalkRows(window, [&](std::span<std::uint8_t> pixels) { kernels::CountLuminance(pixels, luminance); }))
+        return kNotDone;
+    const kernels::LuminanceGains gains = Gains(luminance, Active().intensity / 100.0);
+    if (!WalkRows(window, [&](std::span<std::uint8_t> pixels) { kernels::GainRow(pixels, gains); })) return kNotDone;
+    SetClean();
+    return S_OK;
+}
+
+}  // namespace kestrel

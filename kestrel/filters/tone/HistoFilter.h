@@ -1,0 +1,35 @@
+#pragma once
+#include "kestrel/framework/TwinFilter.h"
+
+namespace kestrel {
+
+/// Spreads the brightness of a region evenly.
+struct HistoParameters {
+    std::int32_t intensity = 0;  ///< percent, 0..100: weight of how often a tone occurs; 0 spreads the tones in use
+    bool operator==(const HistoParameters&) const = default;
+};
+
+inline constexpr ParameterTable<HistoParameters, 1> kHistoText{
+    .keys = {{{"Intensity", &HistoParameters::intensity, {0, 100}, "IDS_HISTO_NAME"}}},
+    .written = "Intensity=%.3d",
+    .leastBuffer = 31,
+    .standard = "Intensity=000"};
+
+inline constexpr Description kHisto{
+    .progId = "TMFilter.Histo.1",
+    .clsid = MakeGuid("{E429A054-4E0B-41EB-AF5A-7ED64C0C1E5E}"),
+    .id = 20,
+    .nameKey = "IDS_HISTO_NAME",
+    .name = "Equalize\nBrightness",
+    .icon = "icons_tonaladj",
+    .help = "HLP_HISTO",
+    .summary =
+        "Equalises the brightness histogram of the region that is asked for; 0 is not neutral, it spreads the "
+        "tones in use evenly."};
+
+class CHistoFilter final : public TwinFilter<HistoParameters, kHistoText, kHisto> {
+protected:
+    HRESULT TransformWindow(const Window& window) override;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,46 @@
+#pragma once
+#include "kestrel/framework/TwinFilter.h"
+#include "kestrel/kernels/ByteTable.h"
+
+namespace kestrel {
+
+/// Corrects exposure and the contrast of highlights and shadows by the luminance, and the saturation.
+struct OptimizeParameters {
+    std::int32_t slider1 = 0;  ///< exposure, -100..100
+    std::int32_t slider2 = 0;  ///< contrast of highlights, -100..100
+    std::int32_t slider3 = 0;  ///< contrast of shadows, -100..100
+    std::int32_t slider4 = 0;  ///< saturation, -100..100
+    bool operator==(const OptimizeParameters&) const = default;
+};
+
+inline constexpr ParameterTable<OptimizeParameters, 4> kOptimizeText{
+    .keys = {{{"Slider1", &OptimizeParameters::slider1, {-100, 100}, "IDS_OPT_SLIDER1"},
+              {"Slider2", &OptimizeParameters::slider2, {-100, 100}, "IDS_OPT_SLIDER2"},
+              {"Slider3", &OptimizeParameters::slider3, {-100, 100}, "IDS_OPT_SLIDER3"},
+              {"Slider4", &OptimizeParameters::slider4, {-100, 100}, "IDS_OPT_SLIDER4"}}},
+    .written = "Slider1=%.3d, Slider2=%.3d, Slider3=%.3d, Slider4=%.3d",
+    .leastBuffer = 31,
+    .standard = "Slider1=000,Slider2=000,Slider3=000,Slider4=000"};
+
+inline constexpr Description kOptimize{
+    .progId = "TMFilter.Optimize.1",
+    .clsid = MakeGuid("{274FC05D-A8EB-472F-B137-EB7C080F40F7}"),
+    .id = 13,
+    .nameKey = "IDS_OPT_NAME",
+    .name = "Exposure Correction",
+    .icon = "icons_exposure",
+    .help = "HLP_OPT",
+    .summary = "Corrects exposure and the contrast of highlights and shadows by the luminance, and the saturation."};
+
+class COptimizeFilter final : public TwinFilter<OptimizeParameters, kOptimizeText, kOptimize> {
+public:
+    void RebuildTables() override;
+
+protected:
+    HRESULT TransformWindow(const Window& window) override;
+
+private:
+    kernels::ByteTable ToneCurve = kernels::kIdentityTable;
+};
+
+}  // namespace kestrel

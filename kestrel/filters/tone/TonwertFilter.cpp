@@ -1,0 +1,102 @@
+#include "kestrel/filters/tone/TonwertFilter.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "kestrel/filters/tone/ToneTables.h"
+#include "kestrel/foundation/Truncate.h"
+#include "kestrel/kernels/ColourRows.h"
+
+namespace kestrel {
+
+HRESULT CTonwertFilter::Measure(const Window& window) {
+    EnsureWorkImages(0, 0, m_InActive.Width, m_InActive.Height);
+    if (!m_Cache) return S_OK;
+    if (FetchWhole(*m_Cache) != S_OK) return kNotDone;
+    HistLuma = {};
+    kernels::ChannelHistograms channels;
+    const Window whole{0, 0, 0, 0, m_InActive.Width, m_InActive.Height, m_Cache->Rows(), m_Cache->MaskRows()};
+    if (!WalkRows(whole, [&](std::span<const std::uint8_t> pixels) {
+            kernels::CountLuminance(pixels, HistLuma);
+            kernels::CountChannels(pixels, channels);
+        }))
+        return kNotDone;
+    HistRed = channels.red;
+    HistGreen = channels.green;
+    HistBlue = channels.blue;
+    // The whole picture is counted, but the share that is given up is that of the request.
+    const std::uint64_t clip = kernels::ClipCount(window.width, window.height);
+    const auto limits = [clip](const kernels::Histogram& histogram) {
+        const kernels::ToneLimits found = kernels::Clip(histogram, clip, clip);
+        return Limits{static_cast<std::uint8_t>(found.low), static_cast<std::uint8_t>(found.high)};
+    };
+    luma_ = limits(HistLuma);
+    red_ = limits(HistRed);
+    green_ = limits(HistGreen);
+    blue_ = limits(HistBlue);
+    return S_OK;
+}
+
+CTonwertFilter::BlackWhite CTonwertFilter::Points(Limits limits) const {
+    const TonwertParameters& p = Active();
+    if (!p.autoContrast) return {p.lo, std::int64_t{255} - p.hi};
+    return {std::clamp<std::int64_t>(std::int64_t{limits.low} + p.addlo, 0, 125),
+            std::clamp<std::int64_t>(std::int64_t{limits.high} - p.addhi, 130, 255)};
+}
+
+std::int64_t CTonwertFilter::EstimateMidtone(double pixels, BlackWhite points) const {
+    std::uint32_t sum = 0;  // 32 bits that wrap are part of the rule: above 8 megapixels they may
+    for (std::int64_t i = 0; i < 256; ++i) {
+        const std::uint32_t count = HistLuma[static_cast<std::size_t>(i)];
+        if (i <= points.black) sum += count;
+        if (i >= points.white) sum += 256 * count;
+        if (i > points.black && i < points.white) sum += static_cast<std::uint32_t>(i + 1) * count;
+    }
+    const double mean = static_cast<std::int32_t>(sum) / pixels - 1.0;
+    const auto d =
+        static_cast<double>(std::clamp<std::int64_t>(std::int64_t{TruncateToInt(mean + 0.5)} - 100, -70, 125));
+    const double e = d > 0 ? 1.0 + 2 * d / 125 : 1.0 - (0.5 * d) / -70;
+    if (e > 1.0) return std::max(TruncateToInt((1.0 - e) * 50.0), -100);
+    if (e < 1.0) return std::min(TruncateToInt((1.0 - e) * 200.0), 100);
+    return 0;
+}
+
+HRESULT CTonwertFilter::TransformWindow(const Window& window) {
+    if (IsStale())
+        if (const HRESULT result = Measure(window); result != S_OK) {
+            m_UpstreamDirty = true;  // a cache that is half made must not look clean
+            return result;
+        }
+
+    const BlackWhite lumaPoints = Points(luma_);
+    std::int64_t midtone = Active().med;
+    if (Active().autoTone) {
+        const double pixels = static_cast<double>(window.width) * window.height;
+        midtone = EstimateMidtone(pixels, lumaPoints) + Active().addmed;
+    }
+    const auto m = static_cast<std::int32_t>(std::clamp<std::int64_t>(midtone, -100, 100));
+    const auto curve = PowerCurve(ToneExponent(m, 200.0, 50.0));
+    kernels::ByteTable tone{};
+    for (std::size_t i = 0; i < 256; ++i) tone[i] = kernels::ClampToByte(TruncateToInt(curve[i] + 0.5));
+
+    const auto make = [&tone](BlackWhite points) {
+        return kernels::Composed(kernels::LevelsTable(points.black, points.white), tone);
+    };
+    kernels::ChannelTables tables;
+    if (Active().autoContrastRGB)
+        tables = {make(Points(blue_)), make(Points(green_)), make(Points(red_))};
+    else
+        tables.blue = tables.green = tables.red = make(lumaPoints);
+
+    const HRESULT result =
+        Deliver(window, [&](std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask,
+                            std::span<const std::uint8_t> cachePixels, std::span<const std::uint8_t> cacheMask) {
+            std::copy(cachePixels.begin(), cachePixels.end(), pixels.begin());
+            kernels::ChannelTablesRow(pixels, tables);
+            std::copy(cacheMask.begin(), cacheMask.end(), mask.begin());
+        });
+    if (result != S_OK) m_Dirty = true;
+    return result;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,68 @@
+#pragma once
+#include <array>
+
+#include "kestrel/framework/TwinFilter.h"
+#include "kestrel/kernels/ByteTable.h"
+
+namespace kestrel {
+
+/// Removes a colour cast: the picked grey point becomes neutral.
+struct WhiteBlackGreyParameters {
+    std::int32_t redG = 255;  ///< grey point, 0..255
+    std::int32_t greenG = 255;
+    std::int32_t blueG = 255;
+    std::int32_t mode = 0;       ///< 0 linear, 1 curves, 2 curves and common contrast, 3 curves and contrast by channel
+    std::int32_t opacity = 100;  ///< percent of the effect, 0..100
+    bool filterOn = true;        ///< the filter acts at all
+    bool operator==(const WhiteBlackGreyParameters&) const = default;
+};
+
+inline constexpr ParameterTable<WhiteBlackGreyParameters, 6> kWhiteBlackGreyText{
+    .keys = {{{"RedG", &WhiteBlackGreyParameters::redG, {0, 255}, "IDS_WHITEBLACKGREY_RGB"},
+              {"GreenG", &WhiteBlackGreyParameters::greenG, {0, 255}, "IDS_WHITEBLACKGREY_RGB"},
+              {"BlueG", &WhiteBlackGreyParameters::blueG, {0, 255}, "IDS_WHITEBLACKGREY_RGB"},
+              {"Mode", &WhiteBlackGreyParameters::mode, {0, 3}, "IDS_WHITEBLACKGREY_MODES"},
+              {"Opacity", &WhiteBlackGreyParameters::opacity, {0, 100}, "IDS_WHITEBLACKGREY_OPACITY"},
+              {"FilterOn", &WhiteBlackGreyParameters::filterOn, {0, 1}}}},
+    .written = "RedG=%.3d, GreenG=%.3d, BlueG=%.3d, Mode=%d, Opacity=%.3d, FilterOn=%.1d",
+    .leastBuffer = 41,
+    .standard = "RedG=255, GreenG=255, BlueG=255, Mode=0, Opacity=100, FilterOn=1"};
+
+inline constexpr Description kWhiteBlackGrey{
+    .progId = "TMFilter.WhiteBlackGrey.1",
+    .clsid = MakeGuid("{C249826F-F763-4715-99B8-7C98069092DC}"),
+    .id = 10,
+    .nameKey = "IDS_WHITEBLACKGREY_NAME",
+    .name = "White Balance",
+    .icon = "icons_whitebalance",
+    .help = "HLP_WHITEBLACKGREY",
+    .summary =
+        "Removes a colour cast by a picked grey point; modes 2 and 3 also stretch the contrast, measured in the "
+        "region that is asked for."};
+
+class CWhiteBlackGreyFilter final : public TwinFilter<WhiteBlackGreyParameters, kWhiteBlackGreyText, kWhiteBlackGrey> {
+public:
+    CWhiteBlackGreyFilter() : TwinFilter({0, 0, 0, 1, 0, false}) {}
+
+protected:
+    HRESULT TransformWindow(const Window& window) override;
+    void ReadText(std::string_view text) override;
+
+private:
+    /// A value for each channel: red, green, blue.
+    using Triple = std::array<std::int32_t, 3>;
+
+    /// Tables for modes that do not look at the picture; the identity for an unknown mode.
+    void BuildSimpleTables();
+    /// Tables for modes 2 and 3 from black points, white points and the grey point.
+    void BuildRangeTables(Triple black, Triple white, const Triple& grey);
+    /// Measures the region and builds the tables of mode 2 or 3.
+    void BuildMeasuredTables(const Window& window);
+
+    kernels::ByteTable LevelRed{};
+    kernels::ByteTable LevelGreen{};
+    kernels::ByteTable LevelBlue{};
+    const std::array<kernels::ByteTable*, 3> levels_ = {&LevelRed, &LevelGreen, &LevelBlue};
+};
+
+}  // namespace kestrel
