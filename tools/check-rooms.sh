@@ -12,11 +12,11 @@ kestrel/settings            kestrel/foundation
 kestrel/image               kestrel/foundation
 kestrel/kernels             kestrel/foundation/Truncate.h kestrel/foundation/Export.h
 kestrel/framework           kestrel/foundation kestrel/image kestrel/kernels kestrel/diagnostics
-kestrel/filters             kestrel/foundation kestrel/image kestrel/kernels kestrel/framework
+kestrel/filters             kestrel/foundation kestrel/image kestrel/kernels kestrel/framework kestrel/diagnostics
 kestrel/codec               kestrel/foundation kestrel/image
 kestrel/storage             kestrel/foundation kestrel/image kestrel/diagnostics kestrel/codec
 kestrel/dialogs             kestrel
-kestrel/host                kestrel/foundation kestrel/image kestrel/framework kestrel/codec kestrel/storage
+kestrel/host                kestrel/foundation kestrel/image kestrel/kernels kestrel/framework kestrel/codec kestrel/storage
 apps/kestrel                kestrel/foundation kestrel/host
 apps/darkroom               kestrel/foundation kestrel/host kestrel/dialogs
 '
@@ -30,8 +30,8 @@ tiff            kestrel/codec
 libraw/         kestrel/codec
 Magick++        kestrel/codec
 zlib.h          kestrel/storage kestrel/codec
-pango/          kestrel/image kestrel/framework kestrel/filters
-cairo           kestrel/image kestrel/framework kestrel/filters
+pango/          kestrel/host
+cairo           kestrel/host
 sqlite3.h       kestrel/settings
 SimpleIni.h     kestrel/settings
 CLI/            apps/kestrel

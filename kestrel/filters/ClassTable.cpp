@@ -3,6 +3,7 @@
 #include "kestrel/filters/composition/ImgBgFilter.h"
 #include "kestrel/filters/composition/PasspartoutFilter.h"
 #include "kestrel/filters/composition/RauchglasFilter.h"
+#include "kestrel/filters/composition/SchattenFilter.h"
 #include "kestrel/filters/composition/SoftFrameFilter.h"
 #include "kestrel/filters/neighbourhood/BlurFilter.h"
 #include "kestrel/filters/neighbourhood/EmbossFilter.h"
@@ -49,6 +50,7 @@ constexpr ClassRow kClasses[] = {
     FilterRow<CStaubFilter>(),
     FilterRow<CEmbossFilter>(),
     FilterRow<CFindEdgesFilter>(),
+    FilterRow<CSchattenFilter>(),
     FilterRow<CBlackWhitenessFilter>(),
     FilterRow<CSoftFrameFilter>(),
     FilterRow<CInvertFilter>(),

@@ -1,0 +1,70 @@
+#include "kestrel/filters/composition/MaskRounds.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace kestrel {
+
+MaskRounds::MaskRounds(std::uint8_t* const* rows, int width, int height, RowRule rule)
+    : rows_(rows),
+      width_(width),
+      height_(height),
+      rule_(std::move(rule)),
+      pieces_((width_ + kPiece - 1) / kPiece),
+      changed_(static_cast<std::size_t>(pieces_ * height_), 1),
+      nowChanged_(changed_.size(), 0) {
+    for (auto& line : lines_) line.resize(static_cast<std::size_t>(width_));
+}
+
+bool MaskRounds::MayChange(std::int64_t piece, std::int64_t y) const {
+    const std::int64_t first = std::max<std::int64_t>(piece - 1, 0);
+    const std::int64_t end = std::min(piece + 2, pieces_);
+    for (std::int64_t row = y - 1; row <= y + 1; ++row)
+        for (std::int64_t p = first; p < end; ++p)
+            if (changed_[static_cast<std::size_t>(row * pieces_ + p)]) return true;
+    return false;
+}
+
+/// Makes row `y` from the row before this round (which it keeps in `lines_[0]`) and its neighbours. False when no piece
+/// of it can change; the row was then not written.
+bool MaskRounds::MakeRow(const MaskArea& area, std::int64_t y, const std::uint8_t* below) {
+    bool written = false;
+    const bool entered = y < last_.bottom || y >= last_.top;
+    for (std::int64_t piece = area.left / kPiece; piece * kPiece < area.right; ++piece) {
+        const std::int64_t from = std::max(area.left, piece * kPiece);
+        const std::int64_t to = std::min(area.right, (piece + 1) * kPiece);
+        if (!entered && from >= last_.left && to <= last_.right && !MayChange(piece, y)) continue;
+        if (!written) std::memcpy(lines_[0].data(), rows_[y], lines_[0].size());
+        written = true;
+        std::uint8_t* out = rows_[y] + from;
+        const std::uint8_t* before = lines_[0].data() + from;
+        rule_({below + from, before, rows_[y + 1] + from}, out, static_cast<std::size_t>(to - from));
+        if (std::memcmp(out, before, static_cast<std::size_t>(to - from)) == 0) continue;
+        nowChanged_[static_cast<std::size_t>(y * pieces_ + piece)] = 1;
+        changedAny_ = true;
+    }
+    return written;
+}
+
+bool MaskRounds::Round(MaskArea area, const std::atomic<bool>& abort) {
+    area = {std::max<std::int64_t>(area.left, 1), std::max<std::int64_t>(area.bottom, 1),
+            std::min(area.right, width_ - 1), std::min(area.top, height_ - 1)};
+    std::fill(nowChanged_.begin(), nowChanged_.end(), std::uint8_t{0});
+    changedAny_ = false;
+    const std::uint8_t* below = area.bottom < area.top ? rows_[area.bottom - 1] : nullptr;
+    for (std::int64_t y = area.bottom; y < area.top; ++y) {
+        if (abort.load(std::memory_order_relaxed)) return false;
+        if (MakeRow(area, y, below)) {
+            std::swap(lines_[0], lines_[1]);
+            below = lines_[1].data();
+        } else {
+            below = rows_[y];
+        }
+    }
+    last_ = area;
+    changed_.swap(nowChanged_);
+    return true;
+}
+
+}  // namespace kestrel

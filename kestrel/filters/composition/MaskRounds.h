@@ -1,0 +1,48 @@
+#pragma once
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "kestrel/kernels/MaskRows.h"
+
+namespace kestrel {
+
+/// Columns left to right − 1 and rows bottom to top − 1 of a mask.
+struct MaskArea {
+    std::int64_t left, bottom, right, top;
+};
+
+/// Applies one 3 × 3 rule to a mask many times. From the second round on it skips what cannot change: a piece of a row
+/// whose surroundings were the same before the last round and after it would come out as it is.
+class MaskRounds {
+public:
+    using RowRule = std::function<void(const kernels::MaskNeighbours&, std::uint8_t*, std::size_t)>;
+
+    /// The rows stay the caller's. The outermost bytes are read and never written.
+    MaskRounds(std::uint8_t* const* rows, int width, int height, RowRule rule);
+
+    /// Runs one round over an area that contains that of the round before. False when `abort` was set.
+    bool Round(MaskArea area, const std::atomic<bool>& abort);
+    /// Did the last round change a byte?
+    bool Changed() const { return changedAny_; }
+
+private:
+    static constexpr std::int64_t kPiece = 128;  ///< columns that are skipped or made together
+
+    bool MayChange(std::int64_t piece, std::int64_t y) const;
+    bool MakeRow(const MaskArea& area, std::int64_t y, const std::uint8_t* below);
+
+    std::uint8_t* const* rows_;
+    std::int64_t width_;
+    std::int64_t height_;
+    RowRule rule_;
+    std::int64_t pieces_;                   ///< of one row
+    std::vector<std::uint8_t> changed_;     ///< pieces that the last round changed, by rows
+    std::vector<std::uint8_t> nowChanged_;  ///< the same of the round that is running
+    std::vector<std::uint8_t> lines_[2];    ///< rows as they were before this round
+    MaskArea last_{};
+    bool changedAny_ = true;
+};
+
+}  // namespace kestrel

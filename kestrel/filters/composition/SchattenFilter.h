@@ -1,0 +1,102 @@
+#pragma once
+#include "kestrel/filters/composition/MaskRounds.h"
+#include "kestrel/framework/TwinFilter.h"
+
+namespace kestrel {
+
+struct SchattenParameters {
+    std::int32_t lightDirection = 1350;  ///< where the light comes from, tenths of a degree, 0..3600
+    bool innerOn = false;                ///< the shadow falls into the picture; otherwise behind it
+    std::int32_t lightIntensity = 0;     ///< of the relief at the edges, percent; 0 is none
+    std::int32_t shadowDensity = 0;      ///< percent; 0 is no shadow
+    std::int32_t shadowBlur = 20;        ///< fifths of a round of blur
+    std::int32_t size = 0;               ///< growth of the shadow's shape, pixels
+    std::int32_t shadowDistance = 3;     ///< pixels
+    std::uint8_t shadowRed = 0;
+    std::uint8_t shadowGreen = 0;
+    std::uint8_t shadowBlue = 0;
+    bool operator==(const SchattenParameters&) const = default;
+};
+
+inline constexpr ParameterTable<SchattenParameters, 10> kSchattenText{
+    .keys = {{{"LightDirection", &SchattenParameters::lightDirection, {0, 3600}, "IDS_SCHATTEN_RICHTUNG"},
+              {"InnerOn", &SchattenParameters::innerOn, {0, 1}, "IDS_SCHATTEN_INNEN"},
+              {"LightIntensity", &SchattenParameters::lightIntensity, {0, 100}, "IDS_SCHATTEN_INTENSITAET"},
+              {"ShadowDensity", &SchattenParameters::shadowDensity, {0, 100}, "IDS_SCHATTEN_DICHTE"},
+              {"ShadowBlur", &SchattenParameters::shadowBlur, {0, 100}, "IDS_SCHATTEN_WEICH"},
+              {"Size", &SchattenParameters::size, {0, 255}, "IDS_SCHATTEN_GROESSE"},
+              {"ShadowDistance", &SchattenParameters::shadowDistance, {0, 255}, "IDS_SCHATTEN_ABSTAND"},
+              {"ShadowRed", &SchattenParameters::shadowRed, {0, 255}, "IDS_SCHATTEN_FARBE"},
+              {"ShadowGreen", &SchattenParameters::shadowGreen, {0, 255}, "IDS_SCHATTEN_FARBE"},
+              {"ShadowBlue", &SchattenParameters::shadowBlue, {0, 255}, "IDS_SCHATTEN_FARBE"}}},
+    .written =
+        "LightDirection=%.4d, InnerOn=%.1d, LightIntensity=%.3d, ShadowDensity=%.3d, ShadowBlur=%.3d, "
+        "Size=%.3d, ShadowDistance=%.3d, ShadowRed=%.3d, ShadowGreen=%.3d, ShadowBlue=%.3d",
+    .leastBuffer = 201,
+    .standard =
+        "LightDirection=1350,LightIntensity=0,InnerOn=0,ShadowDensity=0,ShadowBlur=20,Size=0,ShadowDistance=3,"
+        "ShadowRed=0,ShadowGreen=0,ShadowBlue=0"};
+
+inline constexpr Description kSchatten{
+    .progId = "TMFilter.Shadow.1",
+    .clsid = MakeGuid("{4544F873-F263-47D9-B407-3BBADF76C30F}"),
+    .id = 26,
+    .cost = 9500,
+    .nameKey = "IDS_SCHATTEN_NAME",
+    .name = "Buttonize & Shadow",
+    .icon = "icons_light_fx",
+    .help = "HLP_SCHATTEN",
+    .summary = "Raises the picture's edges by a light and gives its shape a shadow, behind it or into it."};
+
+/// Where a light of this direction (tenths of a degree) pushes the shadow: −2..2 columns and rows for two pixels of
+/// distance.
+struct DirectionSteps {
+    int x;
+    int y;
+    explicit DirectionSteps(std::int32_t direction);
+};
+
+/// Relief and shadow from the shape that the picture's mask has. The output grows so that the shadow fits; the active
+/// blur, size and distance are those of the scale that is rendered.
+class CSchattenFilter final : public TwinFilter<SchattenParameters, kSchattenText, kSchatten> {
+public:
+    CSchattenFilter();
+    bool HasChanged() override;
+    HRESULT CommitChanges() override;
+
+protected:
+    void ReadText(std::string_view text) override;
+    HRESULT TransformWindow(const Window& window) override;
+
+private:
+    SchattenParameters Scaled() const;
+    void RecalcPads();
+    void RecalcGeometry();
+    void RecalcLight();
+
+    HRESULT Compute();
+    bool Buttonize();
+    bool DropShadow();
+    HRESULT InnerShadow();
+
+    MaskArea Input(int x, int y) const;
+    void CopyMask(int x, int y);
+    bool Spread();
+    bool BlurRounds(MaskArea area);
+    bool BlurRest();
+    bool Fill(int percent);
+    bool Over(CWorkImage& top, const CWorkImage& under, const MaskArea& area);
+    MaskArea Whole() const { return {0, 0, m_Out.Width, m_Out.Height}; }
+
+    std::int32_t m_nBlurRounds = 0;
+    std::int32_t m_nBlurRest = 0;  ///< fifths of a round, 0..4
+    int m_nShadowDX = 0;           ///< where the shadow falls, pixels
+    int m_nShadowDY = 0;
+    int m_nPadLeft = 0;  ///< room around the picture, pixels
+    int m_nPadRight = 0;
+    int m_nPadBottom = 0;
+    int m_nPadTop = 0;
+    double m_LightKernel[3][3] = {};  ///< weights of the relief, lower row first
+};
+
+}  // namespace kestrel
