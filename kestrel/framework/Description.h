@@ -14,6 +14,9 @@ struct Description {
     const char* icon = "";     ///< icon base
     const char* help = "";     ///< key of the help topic
     const char* summary = "";  ///< what the filter does, one sentence for a user
+    /// Every request asks upstream exactly once, with the arguments as they stand, before it touches the caller's rows,
+    /// and the output has the input's size. Hosts may then hand such a line the rows of the picture itself.
+    bool inPlace = false;
 };
 
 }  // namespace kestrel

@@ -35,7 +35,8 @@ inline constexpr Description kSoftFrame{.progId = "TMFilter.SoftFrame.1",
                                         .name = "Soft Edge",
                                         .icon = "icons_softframe",
                                         .help = "HLP_SOFTFRAME",
-                                        .summary = "Fades the picture out towards chosen edges."};
+                                        .summary = "Fades the picture out towards chosen edges.",
+                                        .inPlace = true};
 
 /// Fades the picture out towards chosen edges. Works on the mask rows of the caller and touches only what is fading.
 class CSoftFrameFilter final : public TwinFilter<SoftFrameParameters, kSoftFrameText, kSoftFrame> {

@@ -22,7 +22,8 @@ inline constexpr Description kBlackWhiteness{.progId = "TMFilter.BlackWhiteness.
                                              .name = "Black & White",
                                              .icon = "icons_blackwhite",
                                              .help = "HLP_BLACKWHITE",
-                                             .summary = "Turns the picture to black and white, in part or whole."};
+                                             .summary = "Turns the picture to black and white, in part or whole.",
+                                             .inPlace = true};
 
 class CBlackWhitenessFilter final : public TwinFilter<BlackWhitenessParameters, kBlackWhitenessText, kBlackWhiteness> {
 public:

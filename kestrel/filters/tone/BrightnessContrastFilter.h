@@ -28,7 +28,8 @@ inline constexpr Description kBrightnessContrast{.progId = "TMFilter.BrightnessC
                                                  .name = "Image\nEnhancement",
                                                  .icon = "icons_hkuk",
                                                  .help = "HLP_IMAGE_ENHANCEMENT",
-                                                 .summary = "Changes brightness, contrast and saturation."};
+                                                 .summary = "Changes brightness, contrast and saturation.",
+                                                 .inPlace = true};
 
 class CBrightnessContrastFilter final
     : public TwinFilter<BrightnessContrastParameters, kBrightnessContrastText, kBrightnessContrast> {

@@ -34,7 +34,8 @@ inline constexpr Description kDuoColor{.progId = "TMFilter.DuoColor.1",
                                        .name = "Bicolor",
                                        .icon = "icons_bicolor",
                                        .help = "HLP_DUOCOLORIZE",
-                                       .summary = "Paints dark areas in one colour and bright areas in another."};
+                                       .summary = "Paints dark areas in one colour and bright areas in another.",
+                                       .inPlace = true};
 
 class CDuoColorFilter final : public TwinFilter<DuoColorParameters, kDuoColorText, kDuoColor> {
 public:

@@ -28,7 +28,8 @@ inline constexpr Description kExposure2{.progId = "TMFilter.Exposure2.1",
                                         .name = "Color Correction",
                                         .icon = "icons_filter1",
                                         .help = "HLP_EXPOSURE2",
-                                        .summary = "Removes or gives a colour cast; greys stay as they are."};
+                                        .summary = "Removes or gives a colour cast; greys stay as they are.",
+                                        .inPlace = true};
 
 class CExposure2Filter final : public TwinFilter<Exposure2Parameters, kExposure2Text, kExposure2> {
 public:

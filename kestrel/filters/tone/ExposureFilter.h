@@ -28,7 +28,8 @@ inline constexpr Description kExposure{.progId = "TMFilter.Exposure.1",
                                        .name = "Exposure Correction",
                                        .icon = "icons_exposure",
                                        .help = "HLP_EXPOSURECORRECTION",
-                                       .summary = "Corrects exposure, saturation and brightness."};
+                                       .summary = "Corrects exposure, saturation and brightness.",
+                                       .inPlace = true};
 
 class CExposureFilter final : public TwinFilter<ExposureParameters, kExposureText, kExposure> {
 public:

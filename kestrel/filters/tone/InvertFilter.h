@@ -22,7 +22,8 @@ inline constexpr Description kInvert{.progId = "TMFilter.Invert.1",
                                      .name = "Invert Image",
                                      .icon = "icons_invert",
                                      .help = "HLP_INVERT",
-                                     .summary = "Turns the picture into its negative, in part or whole."};
+                                     .summary = "Turns the picture into its negative, in part or whole.",
+                                     .inPlace = true};
 
 class CInvertFilter final : public TwinFilter<InvertParameters, kInvertText, kInvert> {
 public:

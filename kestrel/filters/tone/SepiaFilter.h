@@ -12,7 +12,8 @@ inline constexpr Description kSepia{.progId = "TMFilter.Sepia.1",
                                     .name = "Sepia",
                                     .icon = "icons_sepia",
                                     .help = "HLP_SEPIA",
-                                    .summary = "Tones the picture brown, as an old photograph is."};
+                                    .summary = "Tones the picture brown, as an old photograph is.",
+                                    .inPlace = true};
 
 /// Tones the picture brown, as an old photograph is.
 class CSepiaFilter final : public KeepByteFilter<kSepiaText, kSepia> {

@@ -13,7 +13,8 @@ inline constexpr Description kTransparency{.progId = "TMFilter.Transparency.1",
                                            .name = "Transparency",
                                            .icon = "icons_transpar",
                                            .help = "HLP_TRANS",
-                                           .summary = "Makes the whole picture transparent, in part or whole."};
+                                           .summary = "Makes the whole picture transparent, in part or whole.",
+                                           .inPlace = true};
 
 /// Makes the whole picture transparent, in part or whole.
 class CTransparencyFilter final : public KeepByteFilter<kTransparencyText, kTransparency> {

@@ -1,0 +1,68 @@
+#include "kestrel/host/PictureSink.h"
+
+namespace kestrel {
+
+HRESULT PictureSink::QueryInterface(const GUID& iid, void** object) {
+    *object = iid == IUnknown::kIid || iid == IFilterGeometry::kIid ? static_cast<IFilterGeometry*>(this) : nullptr;
+    if (!*object) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+}
+
+std::uint32_t PictureSink::AddRef() { return references_.fetch_add(1, std::memory_order_relaxed) + 1; }
+
+std::uint32_t PictureSink::Release() {
+    const std::uint32_t left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (left == 0) delete this;
+    return left;
+}
+
+HRESULT PictureSink::SetSize(int width, int height) {
+    geometry_.Width = width;
+    geometry_.Height = height;
+    return S_OK;
+}
+
+HRESULT PictureSink::SetOffset(int x, int y) {
+    geometry_.OffsetX = x;
+    geometry_.OffsetY = y;
+    return S_OK;
+}
+
+HRESULT PictureSink::SetFullSize(int width, int height) {
+    geometry_.FullWidth = width;
+    geometry_.FullHeight = height;
+    return S_OK;
+}
+
+HRESULT PictureSink::SetViewSize(int width, int height) {
+    geometry_.ViewWidth = width;
+    geometry_.ViewHeight = height;
+    return S_OK;
+}
+
+HRESULT PictureSink::GetRequiredSize(int* width, int* height, double) {
+    *width = -1;
+    *height = -1;
+    return S_OK;
+}
+
+HRESULT PictureSink::ConnectUpstream(IUnknown* previous) {
+    upstream_ = Ref<IFilterPixels>::Query(previous);
+    return S_OK;
+}
+
+// What a picture has no use for.
+
+HRESULT PictureSink::SetRenderScale(double) { return S_OK; }
+HRESULT PictureSink::SetAnchor(int, int) { return S_OK; }
+HRESULT PictureSink::GetAnchor(int*, int*) { return S_OK; }
+HRESULT PictureSink::BeginChange() { return S_OK; }
+HRESULT PictureSink::EndChange() { return S_OK; }
+HRESULT PictureSink::PassAlong14(void*, void*) { return S_OK; }
+HRESULT PictureSink::PassAlong15(void*) { return S_OK; }
+HRESULT PictureSink::PassAlong16(void*, void*, void*) { return S_OK; }
+HRESULT PictureSink::PassAlong17(void*) { return S_OK; }
+HRESULT PictureSink::PassAlong18(void*) { return S_OK; }
+
+}  // namespace kestrel

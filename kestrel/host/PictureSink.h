@@ -1,0 +1,50 @@
+#pragma once
+#include <atomic>
+
+#include "kestrel/foundation/Export.h"
+#include "kestrel/foundation/Ref.h"
+#include "kestrel/framework/FilterGeometry.h"
+#include "kestrel/framework/IFilterGeometry.h"
+#include "kestrel/framework/IFilterPixels.h"
+#include "kestrel/framework/Module.h"
+
+namespace kestrel {
+
+/// The end of a line: keeps what it is told and the link that pixels are asked from.
+class KESTREL_API PictureSink final : public ModuleObject, public IFilterGeometry {
+public:
+    HRESULT QueryInterface(const GUID& iid, void** object) override;
+    std::uint32_t AddRef() override;
+    std::uint32_t Release() override;
+
+    HRESULT SetSize(int width, int height) override;
+    HRESULT SetOffset(int x, int y) override;
+    HRESULT SetFullSize(int width, int height) override;
+    HRESULT SetViewSize(int width, int height) override;
+    /// This host takes every size as it comes: -1, -1.
+    HRESULT GetRequiredSize(int* width, int* height, double aspect) override;
+    HRESULT SetRenderScale(double scale) override;
+    HRESULT SetAnchor(int x, int y) override;
+    HRESULT GetAnchor(int* x, int* y) override;
+    HRESULT BeginChange() override;
+    HRESULT EndChange() override;
+    HRESULT ConnectUpstream(IUnknown* previous) override;
+    HRESULT PassAlong14(void* first, void* second) override;
+    HRESULT PassAlong15(void* value) override;
+    HRESULT PassAlong16(void* first, void* second, void* third) override;
+    HRESULT PassAlong17(void* value) override;
+    HRESULT PassAlong18(void* value) override;
+
+    const FilterGeometry& Geometry() const { return geometry_; }
+    /// The last link of the line; null while nothing is connected.
+    IFilterPixels* Upstream() const { return upstream_.get(); }
+
+private:
+    ~PictureSink() = default;
+
+    FilterGeometry geometry_;
+    Ref<IFilterPixels> upstream_;
+    std::atomic<std::uint32_t> references_{0};
+};
+
+}  // namespace kestrel

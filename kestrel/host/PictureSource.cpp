@@ -1,0 +1,93 @@
+#include "kestrel/host/PictureSource.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace kestrel {
+
+void PictureSource::SetPicture(const Dib* image, const Dib* mask) {
+    image_ = image;
+    mask_ = mask;
+    ++version_;
+}
+
+HRESULT PictureSource::QueryInterface(const GUID& iid, void** object) {
+    *object = iid == IUnknown::kIid || iid == IFilterPixels::kIid ? static_cast<IFilterPixels*>(this) : nullptr;
+    if (!*object) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+}
+
+std::uint32_t PictureSource::AddRef() { return references_.fetch_add(1, std::memory_order_relaxed) + 1; }
+
+std::uint32_t PictureSource::Release() {
+    const std::uint32_t left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (left == 0) delete this;
+    return left;
+}
+
+HRESULT PictureSource::TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height,
+                                     std::uint8_t* const* rows, std::uint8_t* const* maskRows) {
+    // 64 bits: a corner far outside plus a size may not fit 32.
+    const std::int64_t left = std::max<std::int64_t>(0, -std::int64_t{srcX});
+    const std::int64_t right = std::min<std::int64_t>(width, std::int64_t{Width()} - srcX);
+    const std::int64_t bottom = std::max<std::int64_t>(0, -std::int64_t{srcY});
+    const std::int64_t top = std::min<std::int64_t>(height, std::int64_t{Height()} - srcY);
+    if (aborted_) return S_FALSE;
+    if (right <= left) return S_OK;
+    const auto columns = static_cast<std::size_t>(right - left);
+    for (std::int64_t y = bottom; y < top; ++y) {
+        if (aborted_) return S_FALSE;
+        const int row = static_cast<int>(srcY + y);
+        std::uint8_t* const pixels = rows[dstY + y] + (dstX + left) * 3;
+        const std::uint8_t* const own = DibRow(image_, row) + (srcX + left) * 3;
+        if (pixels != own) std::memcpy(pixels, own, columns * 3);
+        std::uint8_t* const mask = maskRows[dstY + y] + (dstX + left);
+        if (!mask_) {
+            std::memset(mask, 0, columns);
+        } else if (const std::uint8_t* const ownMask = DibRow(mask_, row) + (srcX + left); mask != ownMask) {
+            std::memcpy(mask, ownMask, columns);
+        }
+    }
+    return S_OK;
+}
+
+HRESULT PictureSource::SetAbort(bool abort) {
+    aborted_ = abort;
+    return S_OK;
+}
+
+HRESULT PictureSource::Update(bool* changed, int* version, bool) {
+    if (downstream_) {
+        downstream_->SetSize(Width(), Height());
+        downstream_->SetFullSize(Width(), Height());
+        downstream_->SetOffset(0, 0);
+    }
+    if (*version != version_) {
+        *version = version_;
+        *changed = true;
+    }
+    return S_OK;
+}
+
+HRESULT PictureSource::GetGeometry(int* width, int* height, int* offsetX, int* offsetY, int* fullWidth,
+                                   int* fullHeight) {
+    bool changed = false;
+    int version = -1;
+    Update(&changed, &version, false);
+    *width = *fullWidth = Width();
+    *height = *fullHeight = Height();
+    *offsetX = *offsetY = 0;
+    return S_OK;
+}
+
+HRESULT PictureSource::ConnectDownstream(IUnknown* next) {
+    downstream_ = Ref<IFilterGeometry>::Query(next);
+    return S_OK;
+}
+
+HRESULT PictureSource::TransformColor(unsigned char*) { return S_OK; }
+
+HRESULT PictureSource::SendEvent(void*) { return S_OK; }
+
+}  // namespace kestrel

@@ -1,0 +1,242 @@
+#include "kestrel/host/Rendering.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <vector>
+
+#include "kestrel/framework/ClassTable.h"
+#include "kestrel/framework/IFilterObject.h"
+#include "kestrel/framework/IFilterParameters.h"
+#include "kestrel/framework/PdibFilterChain.h"
+#include "kestrel/framework/PdibFilterCreator.h"
+#include "kestrel/framework/ZeroFilter.h"
+
+namespace kestrel {
+namespace {
+
+constexpr const char* kFieldSeparator = "\t";
+constexpr const char* kRecordSeparator = "\n";
+
+/// Text of a program's user, as a message can show it: in quotes, without control characters, of bounded length.
+std::string Quoted(std::string_view text) {
+    std::string quoted = "\"";
+    for (const char c : text.substr(0, 60)) quoted += static_cast<unsigned char>(c) < ' ' ? '?' : c;
+    return quoted + (text.size() > 60 ? "...\"" : "\"");
+}
+
+/// Why a line of a chain text cannot be used; empty when it can.
+std::string FaultOf(std::string_view line, bool ended) {
+    if (line.find('\0') != line.npos) return "it holds a zero byte";
+    const std::size_t tab = line.find('\t');
+    if (tab == line.npos) return fmt::format("there is no TAB between a ProgID and a parameter text: {}", Quoted(line));
+    if (line.find('\t', tab + 1) != line.npos) return "it holds more than one TAB";
+    const ClassRow* const row = FindClass(line.substr(0, tab));
+    if (!row || !row->IsFilter()) return fmt::format("there is no filter {}", Quoted(line.substr(0, tab)));
+    if (!ended) return "it does not end with a line feed, so it may be cut off";
+    return "";
+}
+
+std::optional<ChainFault> FindFault(std::string_view text) {
+    for (int line = 1; !text.empty(); ++line) {
+        const std::size_t end = text.find('\n');
+        const bool ended = end != text.npos;
+        std::string reason = FaultOf(text.substr(0, end), ended);
+        if (reason.empty() && line > Rendering::kMostFilters)
+            reason = fmt::format("a chain holds at most {} filters", Rendering::kMostFilters);
+        if (!reason.empty()) return ChainFault{line, reason};
+        text.remove_prefix(ended ? end + 1 : text.size());
+    }
+    return std::nullopt;
+}
+
+/// Pointers to all rows of a block.
+std::vector<std::uint8_t*> RowTable(Dib* dib) {
+    std::vector<std::uint8_t*> rows;
+    rows.reserve(static_cast<std::size_t>(dib->biHeight));
+    for (int y = 0; y < dib->biHeight; ++y) rows.push_back(DibRow(dib, y));
+    return rows;
+}
+
+}  // namespace
+
+Rendering::Rendering()
+    : creator_(new CPdibFilterCreator),
+      chain_(new CPdibFilterChain),
+      source_(new PictureSource),
+      sink_(new PictureSink) {
+    chain_->SetSource(source_.get());
+    chain_->SetSink(sink_.get());
+}
+
+Rendering::~Rendering() = default;
+
+// Chain
+
+std::optional<ChainFault> Rendering::SetChainText(std::string_view text) {
+    if (auto fault = FindFault(text)) return fault;
+    // Behind the last filter a record that names a filter of the chain would set that one in place of adding another.
+    // A place holder at the end, of a class that no text names, has every record meet a filter of its own number; the
+    // records done, it stands behind them and is cut off with the rest.
+    const Ref<CZeroFilter> end(new CZeroFilter);
+    int lines = FilterCount();
+    chain_->InsertFilter(lines, static_cast<IFilterObject*>(end.get()));
+    chain_->SetChainText(std::string(text).c_str(), kFieldSeparator, kRecordSeparator, creator_.get());
+    chain_->RemoveFiltersByProgIDQuiet(kZero.progId);  // still there when memory did not suffice for a filter
+    lines = static_cast<int>(std::count(text.begin(), text.end(), '\n'));
+    if (FilterCount() != lines) throw std::bad_alloc();
+    return std::nullopt;
+}
+
+HRESULT Rendering::AddFilter(const char* progId, const char* text) {
+    if (FilterCount() >= kMostFilters) return E_FAIL;
+    Ref<IFilterObject> filter;
+    if (const HRESULT made = creator_->CreateFilter(progId, IFilterObject::kIid, filter.Out()); made != S_OK)
+        return made;
+    if (text) {
+        if (const auto parameters = Ref<IFilterParameters>::Query(filter.get())) parameters->SetParameterText(text, 1);
+    }
+    return chain_->AddFilter(filter.get());
+}
+
+std::string Rendering::ChainText(bool active) const {
+    for (int size = 1 << 16;; size *= 4) {
+        std::string text(static_cast<std::size_t>(size), '\0');
+        if (chain_->GetChainText(text.data(), size, kFieldSeparator, kRecordSeparator, active) == S_OK) {
+            text.resize(text.find('\0'));
+            return text;
+        }
+        if (size > std::numeric_limits<int>::max() / 4) throw std::bad_alloc();
+    }
+}
+
+int Rendering::FilterCount() const {
+    int count = 0;
+    chain_->GetFilterCount(&count);
+    return count;
+}
+
+// Picture
+
+HRESULT Rendering::SetPicture(Picture picture) {
+    if (!picture.image || DibBitsPerPixel(picture.image.get()) != 24) return E_INVALIDARG;
+    if (const Dib* const mask = picture.mask.get();
+        mask && (DibBitsPerPixel(mask) != 8 || mask->biWidth != picture.Width() || mask->biHeight != picture.Height()))
+        return E_INVALIDARG;
+    picture_ = std::move(picture);
+    source_->SetPicture(picture_.image.get(), picture_.mask.get());
+    return S_OK;
+}
+
+void Rendering::SetRenderScale(double scale) {
+    renderScale_ = scale;
+    source_->SetPicture(picture_.image.get(), picture_.mask.get());  // what was made at another scale is out of date
+}
+
+void Rendering::Update() {
+    source_->Downstream()->SetRenderScale(renderScale_);
+    bool changed = false;
+    sink_->Upstream()->Update(&changed, &version_, true);
+}
+
+void Rendering::GetOutputSize(int* width, int* height) {
+    Update();
+    *width = sink_->Geometry().Width;
+    *height = sink_->Geometry().Height;
+}
+
+std::int64_t Rendering::LargestPixelCount() {
+    Update();
+    std::int64_t largest = std::int64_t{picture_.Width()} * picture_.Height();
+    Ref<IFilterPixels> link(sink_->Upstream());
+    while (link) {
+        int width = 0, height = 0, unused = 0;
+        link->GetGeometry(&width, &height, &unused, &unused, &unused, &unused);
+        largest = std::max(largest, std::int64_t{width} * height);
+        const auto filter = Ref<IFilterObject>::Query(link.get());
+        Ref<IFilterPixels> previous;
+        if (filter && filter->QueryUpstream(IFilterPixels::kIid, previous.Out()) != S_OK) previous = nullptr;
+        link = previous;
+    }
+    return largest;
+}
+
+// Output
+
+bool Rendering::WorksInPlace() const {
+    const FilterGeometry& out = sink_->Geometry();
+    if (out.Width != picture_.Width() || out.Height != picture_.Height()) return false;
+    for (int i = 0, count = FilterCount(); i < count; ++i) {
+        Ref<IFilterObject> filter;
+        char progId[200];
+        chain_->GetFilter(i, IFilterObject::kIid, filter.Out());
+        filter->GetProgID(progId, sizeof progId);
+        const ClassRow* const row = FindClass(std::string_view(progId));
+        if (!row || !row->description->inPlace) return false;
+    }
+    return true;
+}
+
+template <class Work>
+HRESULT Rendering::Bounded(const Work& work) {
+    if (aborted_) return S_FALSE;
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    }
+}
+
+HRESULT Rendering::RenderInto(Picture& result) {
+    const auto rows = RowTable(result.image.get());
+    const auto maskRows = RowTable(result.mask.get());
+    return sink_->Upstream()->TransformArea(0, 0, 0, 0, result.Width(), result.Height(), rows.data(), maskRows.data());
+}
+
+HRESULT Rendering::Render(Picture& result) {
+    return Bounded([&] {
+        result = {};
+        int width = 0, height = 0;
+        GetOutputSize(&width, &height);
+        if (width <= 0 || height <= 0) return E_INVALIDARG;
+        Picture made = MakePicture(width, height);
+        if (!made.image) return E_OUTOFMEMORY;
+        const HRESULT done = RenderInto(made);
+        if (done == S_OK) result = std::move(made);
+        return done;
+    });
+}
+
+HRESULT Rendering::RenderAndRelease(Picture& result) {
+    const HRESULT rendered = Bounded([&] {
+        Update();
+        if (!picture_.image || !WorksInPlace()) return Render(result);
+        // Each filter asks upstream once, with the request as it stands, before it touches a row: the source meets its
+        // own rows as the destination while they still are the input picture.
+        result = {};
+        if (!picture_.mask) picture_.mask.reset(DibCreate(8, picture_.Width(), picture_.Height()));
+        if (!picture_.mask) return E_OUTOFMEMORY;
+        const HRESULT done = RenderInto(picture_);
+        if (done == S_OK) result = std::move(picture_);
+        return done;
+    });
+    picture_ = {};
+    source_->SetPicture(nullptr, nullptr);
+    return rendered;
+}
+
+HRESULT Rendering::TransformColor(std::uint8_t* pixel) {
+    return Bounded([&] {
+        Update();
+        return sink_->Upstream()->TransformColor(pixel);
+    });
+}
+
+void Rendering::SetAbort(bool abort) {
+    aborted_ = abort;
+    sink_->Upstream()->SetAbort(abort);
+}
+
+}  // namespace kestrel

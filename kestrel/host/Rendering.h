@@ -1,0 +1,92 @@
+#pragma once
+#include <atomic>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "kestrel/foundation/Export.h"
+#include "kestrel/foundation/Ref.h"
+#include "kestrel/framework/IPdibFilterChain.h"
+#include "kestrel/framework/IPdibFilterCreator.h"
+#include "kestrel/host/Picture.h"
+#include "kestrel/host/PictureSink.h"
+#include "kestrel/host/PictureSource.h"
+
+namespace kestrel {
+
+/// A line of a chain text that cannot be used. Lines count from 1.
+struct ChainFault {
+    int line = 0;
+    std::string reason;
+};
+
+/// A picture, a chain and what comes out: the one way in which hosts run a chain.
+///
+/// Chain texts hold one filter a line: ProgID, a TAB, the parameter text, a line feed. The whole output picture is
+/// asked for at once, so that every filter sees all of it. One thread at a time, `SetAbort` apart; several renderings
+/// in several threads do not disturb each other. Operations other than those with a result throw `std::bad_alloc` when
+/// memory does not suffice.
+class KESTREL_API Rendering {
+public:
+    /// Requests and updates run through all filters on the stack of the caller; a chain of more is refused.
+    static constexpr int kMostFilters = 1000;
+
+    Rendering();
+    ~Rendering();
+    Rendering(const Rendering&) = delete;
+    Rendering& operator=(const Rendering&) = delete;
+
+    /// Makes the chain equal to a text, one filter for each line; filters that match already keep their caches. A text
+    /// with a line that cannot be used changes nothing; the first such line is told. An empty text is an empty chain.
+    [[nodiscard]] std::optional<ChainFault> SetChainText(std::string_view text);
+    /// Adds a filter by its cost, with a parameter text; null leaves the values that it was made with. `E_FAIL` for an
+    /// unknown ProgID and for one filter too many.
+    [[nodiscard]] HRESULT AddFilter(const char* progId, const char* text);
+    /// The chain as text, in the form that `SetChainText` takes, with the active or the pending values.
+    std::string ChainText(bool active) const;
+    int FilterCount() const;
+    IPdibFilterChain& Chain() { return *chain_; }
+
+    /// Takes a picture over. `E_INVALIDARG` unless the image is 24-bit and the mask, if any, 8-bit of the same size.
+    [[nodiscard]] HRESULT SetPicture(Picture picture);
+    /// Factor by which the picture is smaller than its full-size original; some filters scale their pixel sizes by it.
+    void SetRenderScale(double scale);
+
+    /// Brings the line up to date and gives the size of the output.
+    void GetOutputSize(int* width, int* height);
+    /// Pixels of the largest picture that any link of the line gives.
+    std::int64_t LargestPixelCount();
+
+    /// Makes the output picture. The input stays for another rendering. Not 0: `S_FALSE` after an abort,
+    /// `E_INVALIDARG` for an output without pixels, `E_OUTOFMEMORY`, or what a filter answered.
+    [[nodiscard]] HRESULT Render(Picture& result);
+    /// The same, and the input picture is given up: a line of filters that all work in place makes the output in the
+    /// input's own rows, so that one picture and its mask are all the memory that is needed.
+    [[nodiscard]] HRESULT RenderAndRelease(Picture& result);
+    /// One colour as the line would show it: blue, green, red, mask.
+    [[nodiscard]] HRESULT TransformColor(std::uint8_t* pixel);
+
+    /// Stops (true) a running request, and all later ones until it is taken back (false). From any thread, during a
+    /// request or with none.
+    void SetAbort(bool abort);
+
+private:
+    void Update();
+    /// May the output go into the input's rows?
+    bool WorksInPlace() const;
+    HRESULT RenderInto(Picture& result);
+    template <class Work>
+    HRESULT Bounded(const Work& work);
+
+    Ref<IPdibFilterCreator> creator_;
+    Ref<IPdibFilterChain> chain_;
+    Ref<PictureSource> source_;
+    Ref<PictureSink> sink_;
+    Picture picture_;
+    double renderScale_ = 1.0;
+    int version_ = -1;  ///< of the line, as this consumer has seen it
+    std::atomic<bool> aborted_{false};
+};
+
+}  // namespace kestrel

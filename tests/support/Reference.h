@@ -1,0 +1,23 @@
+#pragma once
+#include <string>
+#include <vector>
+
+#include "tests/support/Picture.h"
+
+namespace kestrel::test {
+
+/// One filter of a chain by ProgID and parameter text.
+struct Step {
+    std::string progId;
+    std::string text;
+};
+
+/// The slow engine: a chain as whole pictures one after the other. Every filter is made anew, stands alone between a
+/// source and a sink, and is asked for its whole output once. No cache, window or neighbour can have any influence.
+Picture Evaluate(const std::vector<Step>& chain, Picture picture);
+
+/// Filters whose bytes depend on the window that is asked for, by their rule, so that a window need not be the cut of
+/// the whole picture.
+bool DependsOnWindow(const Step& step);
+
+}  // namespace kestrel::test
