@@ -8,6 +8,7 @@
 #include "kestrel/filters/neighbourhood/BlurFilter.h"
 #include "kestrel/filters/neighbourhood/EmbossFilter.h"
 #include "kestrel/filters/neighbourhood/FindEdgesFilter.h"
+#include "kestrel/filters/neighbourhood/RedEyeFilter.h"
 #include "kestrel/filters/neighbourhood/SharpenFilter.h"
 #include "kestrel/filters/neighbourhood/StaubFilter.h"
 #include "kestrel/filters/tone/AdoptColorFilter.h"
@@ -66,6 +67,7 @@ constexpr ClassRow kClasses[] = {
     FilterRow<CImgBgFilter>(),
     FilterRow<CDuoColorFilter>(),
     FilterRow<CInvertMaskFilter>(),
+    FilterRow<CRedEyeFilter>(),
     FilterRow<CRgbMixerFilter>(),
     ServerRow<CPdibFilterChain>(),
     ServerRow<CPdibFilterCreator>(),

@@ -31,6 +31,20 @@ Picture::Picture(int width, int height, const std::function<Pixel(int, int)>& ma
         for (int x = 0; x < width; ++x) Set(x, y, make(x, y));
 }
 
+// The row tables of a copy list its own rows.
+Picture::Picture(const Picture& other)
+    : Picture(other.width_, other.height_, [&](int x, int y) { return other.At(x, y); }) {}
+
+Picture& Picture::operator=(Picture other) noexcept {
+    std::swap(width_, other.width_);
+    std::swap(height_, other.height_);
+    rows_.swap(other.rows_);
+    masks_.swap(other.masks_);
+    rowTable_.swap(other.rowTable_);
+    maskTable_.swap(other.maskTable_);
+    return *this;
+}
+
 Picture Picture::Random(int width, int height, unsigned seed, bool withMask) {
     std::mt19937 random(seed);
     return Picture(width, height, [&](int, int) {

@@ -21,6 +21,9 @@ public:
     Picture(int width, int height, Pixel fill = {});
     /// Every pixel from a function of its column and row.
     Picture(int width, int height, const std::function<Pixel(int x, int y)>& make);
+    Picture(const Picture& other);
+    Picture(Picture&&) = default;
+    Picture& operator=(Picture other) noexcept;
     /// Random colours; masks 0, 255 and partial values in about equal shares, or all 0.
     static Picture Random(int width, int height, unsigned seed, bool withMask = true);
 
