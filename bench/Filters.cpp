@@ -6,20 +6,22 @@
 #include <vector>
 
 #include "bench/Bench.h"
-#include "bench/BenchSource.h"
 #include "kestrel/framework/ClassTable.h"
 #include "kestrel/framework/IFilterObject.h"
 #include "kestrel/framework/IFilterParameters.h"
+#include "kestrel/host/PictureSink.h"
+#include "kestrel/host/PictureSource.h"
+#include "kestrel/host/Rendering.h"
 #include "kestrel/image/WorkImage.h"
 #include "tools/TellingSettings.h"
 
 namespace kestrel::bench {
 namespace {
 
-/// A line of filters behind a source, without a sink; cut when it goes.
+/// A line of filters between a source and a sink; cut when it goes.
 class BenchLine {
 public:
-    BenchLine() : source_(new BenchSource(BenchPicture())) {}
+    BenchLine() : source_(new PictureSource), sink_(new PictureSink) { source_->SetPicture(BenchPicture(), nullptr); }
     BenchLine(const BenchLine&) = delete;
     BenchLine& operator=(const BenchLine&) = delete;
     ~BenchLine() {
@@ -28,6 +30,7 @@ public:
             filter->SetDownstream(nullptr);
         }
         source_->ConnectDownstream(nullptr);
+        sink_->ConnectUpstream(nullptr);
     }
 
     void Add(const ClassRow& row, std::string_view text) {
@@ -38,6 +41,7 @@ public:
             filter->SetUpstream(source_.get());
         else
             filter->SetUpstream(filters_.back().get());
+        filter->SetDownstream(sink_.get());
         last_ = Ref<IFilterPixels>::Query(filter.get());
         filters_.push_back(std::move(filter));
     }
@@ -49,7 +53,7 @@ public:
 
     /// The whole output, with nothing kept from the last time.
     void Render() {
-        source_->Touch();
+        source_->SetPicture(BenchPicture(), nullptr);
         int width = 0, height = 0, ignored = 0;
         last_->GetGeometry(&width, &height, &ignored, &ignored, &ignored, &ignored);
         if (width <= 0 || height <= 0) throw std::runtime_error("no output");
@@ -60,7 +64,8 @@ public:
     }
 
 private:
-    Ref<BenchSource> source_;
+    Ref<PictureSource> source_;
+    Ref<PictureSink> sink_;
     std::vector<Ref<IFilterObject>> filters_;
     Ref<IFilterPixels> last_;
     std::unique_ptr<CWorkImage> out_;
@@ -82,6 +87,16 @@ void AddFilter(const ClassRow& row) {
     });
 }
 
+/// Ten filters whose parameters follow from a number.
+std::string LongChainText(int number) {
+    std::string text;
+    for (int i = 0; i < 5; ++i) {
+        text += "TMFilter.Exposure.1\tRed=0" + std::to_string(10 + number + i) + ",Green=020,Blue=-05\n";
+        text += "TMFilter.Sepia.1\tSepia=0" + std::to_string(50 + number + i) + "\n";
+    }
+    return text;
+}
+
 }  // namespace
 
 void AddFilters() {
@@ -97,6 +112,14 @@ void AddFilters() {
             (*ten)->Update();
         }
         (*ten)->Update();
+    });
+
+    const auto chain = std::make_shared<Rendering>();
+    const auto next = std::make_shared<bool>(false);
+    const std::string texts[] = {LongChainText(0), LongChainText(1)};
+    Add("chain/set a text of ten filters", [=] {
+        *next = !*next;  // a text that is set already would be compared only
+        if (chain->SetChainText(texts[*next])) throw std::runtime_error("the chain text was refused");
     });
 }
 

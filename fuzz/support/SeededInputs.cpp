@@ -16,7 +16,7 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr int kChangedCopiesPerSeed = 60;
-constexpr int kRandomInputs = 200;
+constexpr int kRandomInputs = 500;
 constexpr std::size_t kLongestRandomInput = 2048;
 
 // A block of exactly the input's size, so that AddressSanitizer sees the first byte read beyond it.
