@@ -1,0 +1,141 @@
+#include "kestrel/foundation/FileReplacement.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <random>
+#include <system_error>
+
+namespace kestrel {
+namespace {
+
+constexpr int kMostLinks = 40;  // as the system follows them
+constexpr int kMostNames = 100;
+constexpr std::size_t kNameKept = 200;  // of 255: leaves room for what is put around it
+constexpr std::size_t kBuffer = 1 << 16;
+
+std::string FolderOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+}
+
+/// The path behind a chain of symbolic links, whether or not something is there.
+std::string FollowLinks(std::string path) {
+    for (int i = 0; i < kMostLinks; ++i) {
+        char link[PATH_MAX];
+        const ssize_t length = readlink(path.c_str(), link, sizeof link);
+        if (length <= 0) break;
+        const std::string next(link, static_cast<std::size_t>(length));
+        path = next.front() == '/' ? next : FolderOf(path) + "/" + next;
+    }
+    return path;
+}
+
+}  // namespace
+
+FileReplacement::FileReplacement(const std::string& path) {
+    struct stat status;
+    const bool exists = stat(path.c_str(), &status) == 0;
+    if (exists && !S_ISREG(status.st_mode)) {
+        file_ = std::fopen(path.c_str(), "wbe");
+        if (!file_) Fail("cannot open the file");
+        return;
+    }
+    if (!exists && errno != ENOENT) {
+        Fail("cannot reach the file");
+        return;
+    }
+    target_ = FollowLinks(path);
+    if (exists) {
+        // A rename would replace a file that its owner has protected.
+        if (access(target_.c_str(), W_OK) != 0) {
+            Fail("cannot write the file");
+            return;
+        }
+        replaces_ = true;
+        mode_ = status.st_mode & 07777;
+        owner_ = status.st_uid;
+        group_ = status.st_gid;
+    }
+    OpenBeside();
+}
+
+FileReplacement::~FileReplacement() {
+    if (file_) std::fclose(file_);
+    if (!beside_.empty()) unlink(beside_.c_str());
+}
+
+void FileReplacement::OpenBeside() {
+    const std::size_t slash = target_.rfind('/');
+    const std::string name = slash == std::string::npos ? target_ : target_.substr(slash + 1);
+    if (name.empty()) {
+        errno = target_.empty() ? ENOENT : EISDIR;
+        Fail("cannot create the file");
+        return;
+    }
+    const std::string start = target_.substr(0, target_.size() - name.size()) + "." + name.substr(0, kNameKept) + ".";
+    std::random_device random;
+    for (int i = 0; i < kMostNames; ++i) {
+        const std::string beside = start + std::to_string(random()) + ".part";
+        const int descriptor = open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (descriptor < 0) {
+            if (errno == EEXIST) continue;
+            break;
+        }
+        beside_ = beside;
+        file_ = fdopen(descriptor, "wb");
+        if (file_)
+            std::setvbuf(file_, nullptr, _IOFBF, kBuffer);
+        else
+            close(descriptor);
+        break;
+    }
+    if (!file_) Fail("cannot create the file");
+}
+
+bool FileReplacement::Fail(const char* what) {
+    const int code = errno;
+    if (error_.empty()) error_ = std::string(what) + ": " + std::generic_category().message(code);
+    return false;
+}
+
+bool FileReplacement::Commit() {
+    if (!file_) return false;
+    const int descriptor = fileno(file_);
+    const bool flushed = !std::ferror(file_) && std::fflush(file_) == 0;
+    if (!flushed) Fail("cannot write the file");
+    if (flushed && !beside_.empty()) {
+        // Another owner's file stays theirs where the system allows it; the mode comes after, as a new owner clears
+        // bits.
+        if (replaces_ && (owner_ != geteuid() || group_ != getegid()) && fchown(descriptor, owner_, group_) != 0)
+            errno = 0;
+        if (replaces_ && fchmod(descriptor, mode_) != 0) Fail("cannot set the mode of the file");
+        if (fsync(descriptor) != 0 && errno != EINVAL) Fail("cannot write the file");
+    }
+    if (std::fclose(file_) != 0) Fail("cannot write the file");
+    file_ = nullptr;
+    if (!error_.empty()) return false;
+    if (beside_.empty()) return true;
+    if (std::rename(beside_.c_str(), target_.c_str()) != 0) return Fail("cannot replace the file");
+    beside_.clear();
+    // The name itself is safe once its folder is; file systems without that are no failure.
+    const int folder = open(FolderOf(target_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder >= 0) {
+        fsync(folder);
+        close(folder);
+    }
+    return true;
+}
+
+std::string WriteWhole(const std::string& path, std::span<const std::uint8_t> bytes) {
+    FileReplacement file(path);
+    if (!file.Stream()) return file.Error();
+    // Commit sees and names a failed write.
+    if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), file.Stream());
+    return file.Commit() ? std::string() : file.Error();
+}
+
+}  // namespace kestrel

@@ -1,0 +1,50 @@
+#pragma once
+#include <sys/types.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <span>
+#include <string>
+
+#include "kestrel/foundation/Export.h"
+
+namespace kestrel {
+
+/// Writes a file that appears whole or not at all. The bytes go to a new file beside the target; `Commit` flushes it to
+/// the disk and renames it over the target, whose mode it takes on (a new file's mode follows the umask). Without
+/// `Commit` the destructor removes it and the target stays as it was.
+///
+/// A symbolic link is followed: the file that it names is replaced, the link stays. A target that is no regular file
+/// (a pipe, a device) is written directly.
+class KESTREL_API FileReplacement {
+public:
+    explicit FileReplacement(const std::string& path);
+    ~FileReplacement();
+    FileReplacement(const FileReplacement&) = delete;
+    FileReplacement& operator=(const FileReplacement&) = delete;
+
+    /// What went wrong so far, without the path; empty when all is well.
+    const std::string& Error() const { return error_; }
+    /// Where the bytes go; null after an error.
+    std::FILE* Stream() const { return file_; }
+    /// Puts the file in its place. False when any write or the replacing failed; the target is then as it was.
+    [[nodiscard]] bool Commit();
+
+private:
+    bool Fail(const char* what);
+    void OpenBeside();
+
+    std::string target_;
+    std::string beside_;  // empty when the target is written directly
+    std::string error_;
+    std::FILE* file_ = nullptr;
+    bool replaces_ = false;
+    mode_t mode_ = 0;
+    uid_t owner_ = 0;
+    gid_t group_ = 0;
+};
+
+/// Replaces the file by these bytes, whole or not at all. Gives what went wrong, or an empty text.
+[[nodiscard]] KESTREL_API std::string WriteWhole(const std::string& path, std::span<const std::uint8_t> bytes);
+
+}  // namespace kestrel

@@ -1,0 +1,181 @@
+#include "kestrel/foundation/FileReplacement.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+#include "kestrel/foundation/ByteReader.h"
+#include "kestrel/foundation/ByteWriter.h"
+
+namespace kestrel {
+namespace {
+
+namespace fs = std::filesystem;
+using Bytes = std::vector<std::uint8_t>;
+
+const Bytes kNew = {'n', 'e', 'w'};
+
+struct FileReplacementTest : testing::Test {
+    FileReplacementTest() : folder(fs::path(testing::TempDir()) / ("kestrel_replace_" + std::to_string(getpid()))) {
+        fs::create_directories(folder);
+        old = umask(027);
+    }
+    ~FileReplacementTest() override {
+        umask(old);
+        fs::remove_all(folder);
+    }
+    std::string Path(const char* name) const { return folder / name; }
+    static std::string Content(const std::string& path) {
+        std::ifstream file(path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+    static mode_t Mode(const std::string& path) {
+        struct stat status {};
+        stat(path.c_str(), &status);
+        return status.st_mode & 07777;
+    }
+    std::ptrdiff_t Files() const { return std::distance(fs::directory_iterator(folder), fs::directory_iterator()); }
+
+    fs::path folder;
+    mode_t old;
+};
+
+TEST_F(FileReplacementTest, NewFileFollowsTheUmask) {
+    EXPECT_EQ(WriteWhole(Path("a"), kNew), "");
+    EXPECT_EQ(Content(Path("a")), "new");
+    EXPECT_EQ(Mode(Path("a")), 0640u);
+    EXPECT_EQ(WriteWhole(Path("empty"), {}), "");
+    EXPECT_EQ(fs::file_size(Path("empty")), 0u);
+    EXPECT_EQ(Files(), 2);
+}
+
+TEST_F(FileReplacementTest, OldFileKeepsItsMode) {
+    std::ofstream(Path("a")) << "old and longer";
+    chmod(Path("a").c_str(), 0604);
+    EXPECT_EQ(WriteWhole(Path("a"), kNew), "");
+    EXPECT_EQ(Content(Path("a")), "new");
+    EXPECT_EQ(Mode(Path("a")), 0604u);
+}
+
+TEST_F(FileReplacementTest, LinksStayAndTheirTargetsAreReplaced) {
+    std::ofstream(Path("real")) << "old";
+    fs::create_symlink("real", Path("one"));
+    fs::create_symlink(Path("one"), Path("two"));
+    EXPECT_EQ(WriteWhole(Path("two"), kNew), "");
+    EXPECT_TRUE(fs::is_symlink(Path("one")));
+    EXPECT_TRUE(fs::is_symlink(Path("two")));
+    EXPECT_EQ(Content(Path("real")), "new");
+
+    fs::create_symlink("later", Path("dangling"));
+    EXPECT_EQ(WriteWhole(Path("dangling"), kNew), "");
+    EXPECT_EQ(Content(Path("later")), "new");
+    EXPECT_TRUE(fs::is_symlink(Path("dangling")));
+
+    fs::create_symlink("loop", Path("loop"));
+    EXPECT_NE(WriteWhole(Path("loop"), kNew), "");
+    EXPECT_EQ(Files(), 6);
+}
+
+TEST_F(FileReplacementTest, WithoutCommitNothingHappens) {
+    std::ofstream(Path("a")) << "old";
+    {
+        FileReplacement file(Path("a"));
+        ASSERT_NE(file.Stream(), nullptr);
+        std::fputs("half", file.Stream());
+        EXPECT_EQ(Files(), 2);
+    }
+    EXPECT_EQ(Content(Path("a")), "old");
+    EXPECT_EQ(Files(), 1);
+}
+
+TEST_F(FileReplacementTest, AFailedWriteKeepsTheOldFile) {
+    std::ofstream(Path("a")) << "old";
+    const auto before = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const rlimit small{1000, limit.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    const std::string error = WriteWhole(Path("a"), Bytes(5000));
+    const std::string large = WriteWhole(Path("a"), Bytes(500000));
+    setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, before);
+    EXPECT_EQ(error, "cannot write the file: File too large");
+    EXPECT_EQ(large, error);
+    EXPECT_EQ(Content(Path("a")), "old");
+    EXPECT_EQ(Files(), 1);
+}
+
+TEST_F(FileReplacementTest, WhatCannotBeReplaced) {
+    EXPECT_EQ(WriteWhole(Path("none/a"), kNew), "cannot create the file: No such file or directory");
+    EXPECT_NE(WriteWhole(folder.string(), kNew), "");
+    EXPECT_NE(WriteWhole(folder.string() + "/", kNew), "");
+    EXPECT_NE(WriteWhole("", kNew), "");
+    std::ofstream(Path("plain")) << "x";
+    EXPECT_NE(WriteWhole(Path("plain/a"), kNew), "");
+    EXPECT_EQ(WriteWhole("/dev/full", kNew), "cannot write the file: No space left on device");
+    EXPECT_EQ(WriteWhole("/dev/null", kNew), "");
+    EXPECT_TRUE(fs::is_character_file("/dev/null"));
+    if (geteuid() != 0) {  // root may write anything
+        chmod(Path("plain").c_str(), 0400);
+        EXPECT_NE(WriteWhole(Path("plain"), kNew), "");
+        EXPECT_EQ(Content(Path("plain")), "x");
+    }
+    EXPECT_EQ(Files(), 1);
+}
+
+TEST_F(FileReplacementTest, LongNames) {
+    const std::string name(255, 'n');
+    EXPECT_EQ(WriteWhole(Path(name.c_str()), kNew), "");
+    EXPECT_EQ(Content(Path(name.c_str())), "new");
+    EXPECT_NE(WriteWhole(Path(std::string(256, 'n').c_str()), kNew), "");
+}
+
+TEST_F(FileReplacementTest, ReaderKnowsItsEnd) {
+    ASSERT_EQ(WriteWhole(Path("a"), Bytes{1, 2, 3, 4, 5}), "");
+    std::FILE* file = std::fopen(Path("a").c_str(), "rb");
+    std::fgetc(file);
+    const Bytes memory = {1, 2, 3, 4, 5};
+    ByteReader readers[] = {ByteReader(file), ByteReader(memory)};
+    ASSERT_TRUE(readers[1].Seek(1));
+    for (ByteReader& reader : readers) {
+        EXPECT_EQ(reader.Size(), 5u);
+        EXPECT_EQ(reader.Position(), 1u);
+        std::uint8_t bytes[9] = {};
+        EXPECT_EQ(reader.Read(bytes, 2), 2u);
+        EXPECT_EQ(bytes[1], 3);
+        EXPECT_EQ(reader.Read(bytes, 9), 2u);
+        EXPECT_EQ(bytes[1], 5);
+        EXPECT_EQ(reader.Read(bytes, 1), 0u);
+        EXPECT_FALSE(reader.Seek(6));
+        EXPECT_TRUE(reader.Seek(5));
+        EXPECT_EQ(reader.Left(), 0u);
+    }
+    std::fclose(file);
+    EXPECT_EQ(ByteReader(static_cast<std::FILE*>(nullptr)).Size(), 0u);
+}
+
+TEST_F(FileReplacementTest, WriterKeepsItsFirstError) {
+    std::FILE* full = std::fopen("/dev/full", "wb");
+    std::setvbuf(full, nullptr, _IONBF, 0);
+    ByteWriter writer(full);
+    EXPECT_FALSE(writer.Write("abc", 3));
+    EXPECT_EQ(errno, ENOSPC);
+    errno = 0;
+    EXPECT_FALSE(writer.Write(nullptr, 0));
+    EXPECT_EQ(errno, ENOSPC);
+    std::fclose(full);
+    Bytes bytes = {9};
+    ByteWriter memory(bytes);
+    EXPECT_TRUE(memory.Write("ab", 2));
+    EXPECT_EQ(bytes, (Bytes{9, 'a', 'b'}));
+}
+
+}  // namespace
+}  // namespace kestrel
