@@ -5,6 +5,15 @@
 #include "kestrel/filters/composition/RauchglasFilter.h"
 #include "kestrel/filters/composition/SchattenFilter.h"
 #include "kestrel/filters/composition/SoftFrameFilter.h"
+#include "kestrel/filters/geometry/CropFilter.h"
+#include "kestrel/filters/geometry/OffsetFilter.h"
+#include "kestrel/filters/geometry/PrintCropFilter.h"
+#include "kestrel/filters/geometry/PrintPadFilter.h"
+#include "kestrel/filters/geometry/PrintScaleFilter.h"
+#include "kestrel/filters/geometry/RotCropFilter.h"
+#include "kestrel/filters/geometry/RotateFilter.h"
+#include "kestrel/filters/geometry/Scale100Filter.h"
+#include "kestrel/filters/geometry/ScaleFilter.h"
 #include "kestrel/filters/neighbourhood/BlurFilter.h"
 #include "kestrel/filters/neighbourhood/EmbossFilter.h"
 #include "kestrel/filters/neighbourhood/FindEdgesFilter.h"
@@ -51,7 +60,16 @@ constexpr ClassRow kClasses[] = {
     FilterRow<CStaubFilter>(),
     FilterRow<CEmbossFilter>(),
     FilterRow<CFindEdgesFilter>(),
+    FilterRow<CRotateFilter>(),
+    FilterRow<CScaleFilter>(),
+    FilterRow<CScale100Filter>(),
+    FilterRow<CCropFilter>(),
+    FilterRow<CRotCropFilter>(),
+    FilterRow<CPrintPadFilter>(),
+    FilterRow<CPrintCropFilter>(),
+    FilterRow<CPrintScaleFilter>(),
     FilterRow<CSchattenFilter>(),
+    FilterRow<COffsetFilter>(),
     FilterRow<CBlackWhitenessFilter>(),
     FilterRow<CSoftFrameFilter>(),
     FilterRow<CInvertFilter>(),

@@ -1,0 +1,89 @@
+#include "kestrel/filters/geometry/CropFilter.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "kestrel/filters/geometry/Sizes.h"
+
+namespace kestrel {
+namespace {
+
+constexpr int kNoLimit = 32767;       // answer of `MapSize` for a size without limit
+constexpr double kLeastSpan = 0.001;  // of the picture, where a size is divided by it
+
+int Rounded(double value) { return SizeFrom(std::floor(value + 0.5)); }
+
+double SpanX(const CropRecord& r) { return std::max(r.m_dRight - r.m_dLeft, kLeastSpan); }
+double SpanY(const CropRecord& r) { return std::max(r.m_dTop - r.m_dBottom, kLeastSpan); }
+
+/// The active record of a filter that was never asked: no dialog has told its size.
+CropRecord NeverCommitted() {
+    CropRecord record;
+    record.m_nDlgSizeX = record.m_nDlgSizeY = 0;
+    return record;
+}
+
+}  // namespace
+
+ParameterInfo CCropFilter::Parameters() {
+    ParameterInfo info = table::Info(kCropText);
+    AddCropKeys(&info);
+    return info;
+}
+
+CCropFilter::CCropFilter() : TwinFilter(NeverCommitted()) {}
+
+int CCropFilter::CutWidth(int width) const { return Rounded(width * (Active().m_dLeft + 1 - Active().m_dRight)); }
+int CCropFilter::CutHeight(int height) const { return Rounded(height * (Active().m_dBottom + 1 - Active().m_dTop)); }
+
+HRESULT CCropFilter::CommitChanges() {
+    FitRatio(Pending(), m_InActive.Width, m_InActive.Height);
+    const HRESULT result = TwinFilter::CommitChanges();
+    const auto rest = [](int size, int cut) { return SizeFrom(std::max(1.0, static_cast<double>(size) - cut)); };
+    m_Out = FilterGeometry{};
+    m_Out.Width = m_Out.FullWidth = rest(m_InActive.Width, CutWidth(m_InActive.Width));
+    m_Out.Height = m_Out.FullHeight = rest(m_InActive.Height, CutHeight(m_InActive.Height));
+    SetViewSize(m_InActive.ViewWidth, m_InActive.ViewHeight);  // the margins may be others
+    return result;
+}
+
+HRESULT CCropFilter::MapSize(int width, int height, int* outWidth, int* outHeight) {
+    *outWidth = Active().m_bShrinkAlpha ? kNoLimit : Rounded(width / SpanX(Active()));
+    *outHeight = Active().m_bShrinkAlpha ? kNoLimit : Rounded(height / SpanY(Active()));
+    return S_OK;
+}
+
+HRESULT CCropFilter::SetViewSize(int width, int height) {
+    m_InPending.ViewWidth = width;
+    m_InPending.ViewHeight = height;
+    if (!m_Downstream) return S_OK;
+    if (width < 1 || height < 1) return m_Downstream->SetViewSize(width, height);  // not said, and so passed on
+    return m_Downstream->SetViewSize(width - CutWidth(width), height - CutHeight(height));
+}
+
+HRESULT CCropFilter::GetRequiredSize(int* width, int* height, double aspect) {
+    int wantedWidth = -1;
+    int wantedHeight = -1;
+    *width = *height = -1;
+    if (!m_Downstream) return S_OK;
+    const HRESULT result =
+        m_Downstream->GetRequiredSize(&wantedWidth, &wantedHeight, aspect * SpanX(Active()) / SpanY(Active()));
+    return result < 0 || wantedWidth < 1 || wantedHeight < 1 ? S_OK : MapSize(wantedWidth, wantedHeight, width, height);
+}
+
+HRESULT CCropFilter::TransformWindow(const Window& window) {
+    const CropRecord& r = Active();
+    // Margins that are crossed leave no picture; equal ones leave a pixel, which the clamps keep inside the input.
+    const bool crossed = r.m_dRight < r.m_dLeft || r.m_dTop < r.m_dBottom;
+    if (crossed || m_InActive.Width < 1 || m_InActive.Height < 1) return E_INVALIDARG;
+    Window moved = window;
+    const int offX = std::min(Rounded(m_InActive.Width * r.m_dLeft), m_InActive.Width - m_Out.Width);
+    const int offY = std::min(Rounded(m_InActive.Height * r.m_dBottom), m_InActive.Height - m_Out.Height);
+    moved.srcX = SizeFrom(static_cast<double>(window.srcX) + offX);
+    moved.srcY = SizeFrom(static_cast<double>(window.srcY) + offY);
+    if (m_Upstream && FetchUpstream(moved) != S_OK) return kNotDone;
+    SetClean();
+    return S_OK;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,61 @@
+#pragma once
+#include <fmt/format.h>
+
+#include <memory>
+#include <string>
+
+#include "kestrel/diagnostics/LogSeam.h"
+#include "kestrel/image/WorkImage.h"
+#include "kestrel/kernels/Shear.h"
+
+namespace kestrel {
+
+/// Releases a picture that lives during a pass only, however the pass ends.
+class PassImage {
+public:
+    explicit PassImage(std::unique_ptr<CWorkImage>& image) : image_(image) {}
+    ~PassImage() { image_.reset(); }
+    PassImage(const PassImage&) = delete;
+    PassImage& operator=(const PassImage&) = delete;
+
+private:
+    std::unique_ptr<CWorkImage>& image_;
+};
+
+/// Runs a pass of the scale filter. An exception is logged with the source's name and a line, and the pass counts as
+/// ended. Never throws, also when the log does.
+template <class Pass>
+bool GuardCalculate(int line, const Pass& pass) noexcept {
+    constexpr const char* kSource = "ScaleFilter";
+    constexpr int kDefaultLevel = -1;
+    try {
+        return pass();
+    } catch (...) {
+        try {
+            LogLine(kDefaultLevel, kSource, line, fmt::format("Exception occoured in {} ({})", kSource, line));
+            LogLine(kDefaultLevel, kSource, line, "CATCHED EXCEPTION IN SCALEFILTER::CALCULATE");
+        } catch (...) {
+            try {
+                LogLine(kDefaultLevel, kSource, line, fmt::format("Exception in logging {},{}", line, kSource));
+            } catch (...) {  // a log that cannot even say so is given up
+            }
+        }
+    }
+    return true;
+}
+
+/// Runs one shear of a rotation, "XShear" or "YShear". An exception is logged with the corners of the area, left and
+/// right, below and above, and the shear counts as failed.
+template <class Pass>
+bool GuardShear(const char* name, const kernels::Area& area, int line, const Pass& pass) {
+    try {
+        return pass();
+    } catch (...) {
+        LogLine(-1, "RotateFilter", line,
+                fmt::format("Exception in {}(lu=<{},{}> lo=<{},{}> ru=<{},{}> ro=<{},{}>)\n", name, area.left,
+                            area.bottom, area.left, area.top, area.right, area.bottom, area.right, area.top));
+    }
+    return false;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,38 @@
+#pragma once
+#include "kestrel/framework/TwinFilter.h"
+
+namespace kestrel {
+
+/// How far the origin moves, in pixels.
+struct OffsetParameters {
+    std::int32_t m_nOffsetX = 0;
+    std::int32_t m_nOffsetY = 0;
+    bool operator==(const OffsetParameters&) const = default;
+};
+
+inline constexpr ParameterTable<OffsetParameters, 2> kOffsetText{
+    .keys = {{{"OffsetX", &OffsetParameters::m_nOffsetX, {}, "IDS_OFFSET_X"},
+              {"OffsetY", &OffsetParameters::m_nOffsetY, {}, "IDS_OFFSET_Y"}}},
+    .written = "OffsetX=%.3d, OffsetY=%.3d",
+    .leastBuffer = 31,
+    .standard = "OffsetX=000,OffsetY=000"};
+
+inline constexpr Description kOffset{
+    .progId = "TMFilter.Offset.1",
+    .clsid = MakeGuid("{9668AAA6-A975-4C1E-BD49-EEBE736379D5}"),
+    .id = 37,
+    .nameKey = "IDS_OFFSET_NAME",
+    .name = "Offset",
+    .icon = "icons_shift",
+    .help = "HLP_OFFSET",
+    .summary = "Moves the picture's origin, so that a composition places it elsewhere; no pixel changes."};
+
+/// Moving pattern: requests pass upstream as they stand.
+class COffsetFilter final : public TwinFilter<OffsetParameters, kOffsetText, kOffset> {
+public:
+    COffsetFilter() : TwinFilter(OffsetParameters{}) {}
+
+    HRESULT CommitChanges() override;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,231 @@
+#include "kestrel/filters/geometry/RotateFilter.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <numbers>
+
+#include "kestrel/filters/geometry/Guards.h"
+#include "kestrel/filters/geometry/Resampler.h"
+#include "kestrel/filters/geometry/Sizes.h"
+#include "kestrel/foundation/Truncate.h"
+#include "kestrel/kernels/Shear.h"
+
+namespace kestrel {
+namespace {
+
+/// Room that the shears need: a hidden pixel at each end of a row, three at each end of a column.
+constexpr int kMarginX = 2;
+constexpr int kMarginY = 6;
+
+constexpr int kRightAngle = 9000;  // hundredths of a degree
+
+std::string Written(const RotateParameters& p) {
+    return fmt::format("MirrorOn={:d}, Angle={:3.3f}, CenterX={}, CenterY={}, AlignLeftBottom={:d}",
+                       p.m_bMirror ? 1 : 0, p.m_dAngle, p.m_nCenterX, p.m_nCenterY, p.m_bAlignLeftBottom ? 1 : 0);
+}
+
+std::int32_t Hundredths(double angle) { return TruncateToInt(angle * 100 + 0.5); }
+
+/// A span rounded away from its sign's side and made even, so that its half is whole.
+int EvenSpan(double span, double shear) {
+    const int rounded = SizeFrom(shear < 0 ? std::ceil(span) : std::floor(span));
+    return SizeFrom(static_cast<double>(rounded) + rounded % 2);
+}
+
+/// Colour 0 and mask 255, row by row.
+bool FillNothing(CWorkImage& image, const kernels::AbortFlag& abort) {
+    const auto width = static_cast<std::size_t>(image.Width());
+    for (int y = 0; y < image.Height(); ++y) {
+        if (kernels::Aborted(abort)) return false;
+        std::memset(image.Rows()[y], 0, width * 3);
+        std::memset(image.MaskRows()[y], 255, width);
+    }
+    return true;
+}
+
+}  // namespace
+
+ParameterInfo CRotateFilter::Parameters() {
+    ParameterInfo info = table::Info(kRotateText);
+    KeyInfo angle;
+    angle.key = "Angle";
+    angle.kind = "number";
+    angle.ranged = true;
+    angle.least = -180;
+    angle.greatest = 180;
+    angle.standard = "0.000";
+    angle.label = "IDS_DREH_ANGLE";
+    info.keys.insert(info.keys.begin() + 1, angle);
+    return info;
+}
+
+// Texts
+
+void CRotateFilter::ReadText(std::string_view text) {
+    table::ReadAll(text, kRotateText, Pending());
+    const auto angle = ReadDoubleBehindEquals(text, "Angle");
+    if (angle && std::isfinite(*angle)) Pending().m_dAngle = *angle;
+}
+
+std::string CRotateFilter::PendingText() const { return Written(Pending()); }
+
+std::string CRotateFilter::ActiveText() const { return Written(Active()); }
+
+// Geometry
+
+HRESULT CRotateFilter::CommitChanges() {
+    const HRESULT result = TwinFilter::CommitChanges();
+    m_Cache.reset();
+    SetupRotation(std::max(m_InActive.Width, 0), std::max(m_InActive.Height, 0));
+    SetOutput();
+    return result;
+}
+
+void CRotateFilter::SetupRotation(int w, int h) {
+    const std::int32_t hundredths = Hundredths(Active().m_dAngle);
+    m_dRoundedAngle = hundredths / 100.0;
+    const double centerX = static_cast<double>(w / 2) + Active().m_nCenterX;
+    const double centerY = static_cast<double>(h / 2) + Active().m_nCenterY;
+    const double radians = m_dRoundedAngle * std::numbers::pi / 180;
+    const double c = std::cos(radians);
+    const double s = std::sin(radians);
+    const bool rightAngle = hundredths % kRightAngle == 0;
+    m_nMarginX = rightAngle ? 0 : kMarginX;
+    m_nMarginY = rightAngle ? 0 : kMarginY;
+
+    double theta = m_dRoundedAngle;
+    while (theta < -45) theta += 360;
+    m_nQuarterTurns = 0;
+    for (; theta >= 45; theta -= 90) ++m_nQuarterTurns;
+    m_nQuarterTurns %= 4;
+    const bool odd = m_nQuarterTurns % 2 != 0;
+    m_dTheta = theta * std::numbers::pi / 180;
+
+    const double halfW = w / 2.0;
+    const double halfH = h / 2.0;
+    double shiftX = (centerX - halfW) * c - (centerY - halfH) * s + halfW - centerX;
+    double shiftY = (centerX - halfW) * s + (centerY - halfH) * c + halfH - centerY;
+    if (odd) {
+        shiftX += halfH - halfW;
+        shiftY += halfW - halfH;
+    }
+    // The whole part keeps its low 16 bits; the rest is below one pixel whatever the centre.
+    m_nOffsetX = static_cast<std::int16_t>(TruncateToInt(shiftX));
+    m_nOffsetY = static_cast<std::int16_t>(TruncateToInt(shiftY));
+    m_dFracX = shiftX - std::trunc(shiftX);
+    m_dFracY = shiftY - std::trunc(shiftY);
+
+    m_nTurnedWidth = odd ? h : w;
+    m_nTurnedHeight = odd ? w : h;
+    m_dShearX = -std::tan(m_dTheta / 2);
+    m_dShearY = std::sin(m_dTheta);
+    m_nSpanX = EvenSpan((m_nTurnedHeight - 1) * m_dShearX, m_dShearX);
+    const double spanX = std::abs(m_nSpanX);
+    m_nSpanY = EvenSpan((m_nTurnedWidth + spanX - 1) * m_dShearY, m_dShearY);
+    const double spanY = std::abs(m_nSpanY);
+
+    m_nInterWidth = SizeFrom(m_nTurnedWidth + 2 * spanX + m_nMarginX);
+    m_nInterHeight = SizeFrom(m_nTurnedHeight + spanY + m_nMarginY);
+    const double across = std::cos(std::abs(m_dTheta));
+    const double along = std::sin(std::abs(m_dTheta));
+    m_nOutWidth = SizeFrom(std::ceil(across * m_nTurnedWidth + along * m_nTurnedHeight) + m_nMarginX);
+    m_nOutHeight = SizeFrom(std::ceil(along * m_nTurnedWidth + across * m_nTurnedHeight) + m_nMarginY);
+    m_nCropX = SizeFrom(std::trunc((static_cast<double>(m_nTurnedWidth) - m_nOutWidth + m_nMarginX) / 2) + spanX);
+    m_nCropY = SizeFrom(std::trunc((static_cast<double>(m_nTurnedHeight) - m_nOutHeight + m_nMarginY) / 2) + spanY / 2);
+}
+
+void CRotateFilter::SetOutput() {
+    m_Out.Width = m_nOutWidth;
+    m_Out.Height = m_nOutHeight;
+    m_Out.FullWidth = m_nOutWidth - m_nMarginX;
+    m_Out.FullHeight = m_nOutHeight - m_nMarginY;
+    double x = m_InActive.OffsetX;
+    double y = m_InActive.OffsetY;
+    if (!Active().m_bAlignLeftBottom) {
+        x += m_nOffsetX + std::abs(double{1} * m_nSpanX) - m_nCropX;
+        y += m_nOffsetY + std::abs(double{1} * m_nSpanY) / 2 - m_nCropY;
+    }
+    m_Out.OffsetX = SizeFrom(x + m_nMarginX / 2);
+    m_Out.OffsetY = SizeFrom(y + m_nMarginY / 2);
+}
+
+HRESULT CRotateFilter::GetRequiredSize(int* width, int* height, double aspect) {
+    // Downstream sees the turned picture and is asked with its proportions.
+    const bool odd = m_nQuarterTurns % 2 != 0;
+    const double across = std::cos(std::abs(m_dTheta));
+    const double along = std::sin(std::abs(m_dTheta));
+    const double turned = odd ? 1 / aspect : aspect;
+    const double boxWidth = across * turned + along;
+    const double boxHeight = along * turned + across;
+    const bool known = aspect > 0 && std::isfinite(boxWidth) && boxHeight > 0;
+    const HRESULT result = CPdibFilter::GetRequiredSize(width, height, known ? boxWidth / boxHeight : aspect);
+    if (*width < 1 || *height < 1) return result;
+    if (known && !IsRightAngle()) {
+        const double scale = std::min(*width / boxWidth, *height / boxHeight);
+        *width = std::max(1, SizeFrom(scale * turned + 0.5));
+        *height = std::max(1, SizeFrom(scale + 0.5));
+    }
+    if (odd) std::swap(*width, *height);
+    return result;
+}
+
+// Pixels: cached whole
+
+HRESULT CRotateFilter::TransformWindow(const Window& window) {
+    if (m_InActive.Width < 1 || m_InActive.Height < 1) return E_INVALIDARG;
+    if (IsStale()) {
+        m_Dirty = true;  // until the pass is done
+        const PassImage source(m_Work);
+        const PassImage inter(m_pInter);
+        EnsureWorkImages(m_InActive.Width, m_InActive.Height, m_nOutWidth, m_nOutHeight);
+        if (!IsRightAngle()) m_pInter = std::make_unique<CWorkImage>(m_nInterWidth, m_nInterHeight);
+        m_Work->Clear();
+        if (const HRESULT result = FetchWhole(*m_Work); result != S_OK) return result;
+        if (!Turn()) return kNotDone;
+    }
+    return Deliver(window);
+}
+
+bool CRotateFilter::Turn() {
+    const kernels::Planes source = PlanesOf(*m_Work, m_InActive.Width, m_InActive.Height);
+    const kernels::Planes result = PlanesOf(*m_Cache, m_nOutWidth, m_nOutHeight);
+    if (!FillNothing(*m_Cache, m_Abort)) return false;
+    const bool mirror = Active().m_bMirror;
+    if (IsRightAngle()) return kernels::TurnQuarter(source, result, m_nQuarterTurns, mirror, 0, 0, m_Abort);
+
+    if (!FillNothing(*m_pInter, m_Abort)) return false;
+    const kernels::Planes inter = PlanesOf(*m_pInter, m_nInterWidth, m_nInterHeight);
+    const int spanX = std::abs(m_nSpanX);
+    const int spanY = std::abs(m_nSpanY);
+    const int left = spanX + kMarginX / 2;
+    const int bottom = spanY / 2 + kMarginY / 2;
+    if (!kernels::TurnQuarter(source, inter, m_nQuarterTurns, mirror, left, bottom, m_Abort)) return false;
+
+    // All three areas lie around the picture's centre. A hidden pixel at each end of a line takes part, so that the
+    // line's own ends are blended with nothing.
+    const kernels::Area upright{spanX, bottom, spanX + m_nTurnedWidth + 2, bottom + m_nTurnedHeight};
+    const kernels::Area slanted{spanX / 2, bottom - 1, spanX / 2 + m_nTurnedWidth + spanX + 2,
+                                bottom + m_nTurnedHeight + 1};
+    const int cut = TruncateToInt(std::abs(m_dShearY) / 2 * (spanX - m_nTurnedWidth));
+    const kernels::Area whole{0, spanY / 2 + cut + 1, m_nInterWidth, spanY / 2 + m_nTurnedHeight + 5 - cut};
+
+    // Only the last shear moves by the centre's fraction.
+    const auto shearX = [&](const kernels::Planes& target, const kernels::Area& area, double fraction, int cropX,
+                            int cropY) {
+        return GuardShear("XShear", area, __LINE__, [&] {
+            return kernels::XShear(inter, target, {m_dShearX, fraction, area}, cropX, cropY, m_Abort);
+        });
+    };
+    const auto shearY = [&] {
+        return GuardShear("YShear", slanted, __LINE__, [&] {
+            return kernels::YShear(inter, {m_dShearY, 0.0, slanted}, m_Abort);
+        });
+    };
+    return shearX(inter, upright, 0.0, 0, 0) && shearY() && shearX(result, whole, m_dFracX, m_nCropX, m_nCropY);
+}
+
+}  // namespace kestrel

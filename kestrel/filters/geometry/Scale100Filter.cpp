@@ -1,0 +1,83 @@
+#include "kestrel/filters/geometry/Scale100Filter.h"
+
+#include <algorithm>
+
+#include "kestrel/filters/geometry/Guards.h"
+#include "kestrel/filters/geometry/Sizes.h"
+
+namespace kestrel {
+namespace {
+
+struct Factors {
+    double x;
+    double y;
+};
+
+Factors FactorsOf(const Scale100Parameters& p) {
+    Factors factors{p.m_nPercentX / 100.0, p.m_nPercentY / 100.0};
+    if (!p.m_bAllowEnlarge) factors = {std::min(factors.x, 1.0), std::min(factors.y, 1.0)};
+    if (p.m_bKeepProportions) factors.x = factors.y = std::min(factors.x, factors.y);
+    return factors;
+}
+
+/// A scaled length, never less than a pixel.
+int Scaled(int size, double factor) { return SizeFrom(std::max(1.0, size * factor + 0.5)); }
+
+/// What `percent` of is `size`.
+int Unscaled(int size, int percent) {
+    return SizeFrom(static_cast<double>(std::max<std::int64_t>(std::int64_t{size} * 100 / percent, 1)));
+}
+
+}  // namespace
+
+HRESULT CScale100Filter::CommitChanges() {
+    const HRESULT result = TwinFilter::CommitChanges();
+    RecalcGeometry();
+    SetViewSize(m_InActive.ViewWidth, m_InActive.ViewHeight);  // the factors may be others
+    return result;
+}
+
+void CScale100Filter::RecalcGeometry() {
+    const Factors factors = FactorsOf(Active());
+    resampler_.m_ScaleX = factors.x;
+    resampler_.m_ScaleY = factors.y;
+    resampler_.SetGeometry(m_InActive, Scaled(m_InActive.Width, factors.x), Scaled(m_InActive.Height, factors.y),
+                           Active().m_nPercentX > 0 && Active().m_nPercentY > 0, &m_Out);
+}
+
+HRESULT CScale100Filter::SetViewSize(int width, int height) {
+    m_InPending.ViewWidth = width;
+    m_InPending.ViewHeight = height;
+    if (!m_Downstream) return S_OK;
+    if (width < 1 || height < 1) return m_Downstream->SetViewSize(width, height);  // not said, and so passed on
+    const Factors factors = FactorsOf(Active());
+    return m_Downstream->SetViewSize(Scaled(width, factors.x), Scaled(height, factors.y));
+}
+
+HRESULT CScale100Filter::GetRequiredSize(int* width, int* height, double aspect) {
+    const HRESULT result = CPdibFilter::GetRequiredSize(width, height, aspect);
+    const Scale100Parameters& p = Active();
+    if (*width >= 1 && *height >= 1 && p.m_nPercentX > 0 && p.m_nPercentY > 0) {
+        *width = Unscaled(*width, p.m_nPercentX);
+        *height = Unscaled(*height, p.m_nPercentY);
+    }
+    return result;
+}
+
+// Pixels: cached whole
+
+HRESULT CScale100Filter::TransformWindow(const Window& window) {
+    if (!resampler_.IsPossible()) return E_INVALIDARG;
+    if (IsStale()) {
+        m_Dirty = true;  // until the pass is done
+        const PassImage source(m_Work);
+        resampler_.Prepare();
+        EnsureWorkImages(m_InActive.Width, m_InActive.Height, m_Out.Width, m_Out.Height);
+        m_Work->Clear();
+        if (const HRESULT result = FetchWhole(*m_Work); result != S_OK) return result;
+        if (!resampler_.Calculate(*m_Work, *m_Cache, kernels::OpaqueSums::ShiftProducts, m_Abort)) return kNotDone;
+    }
+    return Deliver(window);
+}
+
+}  // namespace kestrel

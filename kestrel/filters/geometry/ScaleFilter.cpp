@@ -1,0 +1,154 @@
+#include "kestrel/filters/geometry/ScaleFilter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <tuple>
+#include <utility>
+
+#include "kestrel/filters/geometry/Guards.h"
+#include "kestrel/filters/geometry/Sizes.h"
+
+namespace kestrel {
+namespace {
+
+std::string Written(const ScaleParameters& p) {
+    std::string text = "KeepProportions=";
+    AppendDecimal(text, (p.m_bKeepProportions ? 1 : 0) + (p.m_bFollowOrientation ? 1 : 0), 1);
+    return text + table::Write(kScaleText, kScaleText.written, p);
+}
+
+constexpr ScaleParameters kNeverCommitted{true, false, false, -1, -1, false};
+
+}  // namespace
+
+bool ScaleParameters::operator==(const ScaleParameters& other) const {
+    const auto compared = [](const ScaleParameters& p) {
+        return std::tie(p.m_bKeepProportions, p.m_bAllowEnlarge, p.m_bFollowOrientation, p.m_nMaxWidth, p.m_nMaxHeight);
+    };
+    return compared(*this) == compared(other);
+}
+
+ParameterInfo CScaleFilter::Parameters() {
+    ParameterInfo info = table::Info(kScaleText);
+    info.keys[0].kind = "integer";  // 2 turns the box with the picture
+    return info;
+}
+
+CScaleFilter::CScaleFilter() : TwinFilter(kNeverCommitted), committed_(kNeverCommitted) {}
+
+// Texts
+
+void CScaleFilter::ReadText(std::string_view text) {
+    ScaleParameters& p = Pending();
+    p.m_bScaleThrough = false;
+    table::ReadAll(text, kScaleText, p);
+    const auto keep = ReadIntBehindEquals(text, "KeepProportions");
+    if (keep) p.m_bKeepProportions = *keep >= 1;
+    p.m_bFollowOrientation = keep == 2;
+}
+
+std::string CScaleFilter::PendingText() const {
+    return Written(Pending()) + (Pending().m_bScaleThrough ? ",ScaleThrough=1" : "");
+}
+
+std::string CScaleFilter::ActiveText() const { return Written(Active()); }
+
+// Geometry
+
+bool CScaleFilter::HasChanged() { return !(Pending() == committed_); }
+
+HRESULT CScaleFilter::CommitChanges() {
+    committed_ = Pending();
+    const HRESULT result = TwinFilter::CommitChanges();
+    RecalcGeometry();
+    SetViewSize(m_InActive.ViewWidth, m_InActive.ViewHeight);  // the box may be another one
+    return result;
+}
+
+CScaleFilter::Factors CScaleFilter::FactorsFor(int width, int height, bool capX, bool capY) const {
+    const ScaleParameters& p = Active();
+    Factors factors{static_cast<double>(p.m_nMaxWidth) / width, static_cast<double>(p.m_nMaxHeight) / height};
+    if (!p.m_bAllowEnlarge) {
+        if (capX) factors.x = std::min(factors.x, 1.0);
+        if (capY) factors.y = std::min(factors.y, 1.0);
+    }
+    if (p.m_bKeepProportions) factors.x = factors.y = std::min(factors.x, factors.y);
+    return factors;
+}
+
+void CScaleFilter::RecalcGeometry() {
+    ScaleParameters& p = Active();
+    const int width = m_InActive.Width;
+    const int height = m_InActive.Height;
+    const bool wideBox = p.m_nMaxWidth > p.m_nMaxHeight;
+    const bool tallBox = p.m_nMaxWidth < p.m_nMaxHeight;
+    if (p.m_bFollowOrientation && ((wideBox && width < height) || (tallBox && width > height)))
+        std::swap(p.m_nMaxWidth, p.m_nMaxHeight);
+
+    int outWidth = 0;
+    int outHeight = 0;
+    if (width > 0 && height > 0) {
+        // What is not reduced from a larger original may not be enlarged.
+        const Factors factors =
+            FactorsFor(width, height, p.m_nMaxWidth > m_InActive.ViewWidth, p.m_nMaxHeight > m_InActive.ViewHeight);
+        resampler_.m_ScaleX = factors.x;
+        resampler_.m_ScaleY = factors.y;
+        outWidth = SizeFrom(std::floor(width * factors.x + 0.5));
+        outHeight = SizeFrom(std::floor(height * factors.y + 0.5));
+    }
+    resampler_.SetGeometry(m_InActive, outWidth, outHeight, p.m_nMaxWidth > 0 && p.m_nMaxHeight > 0, &m_Out);
+}
+
+HRESULT CScaleFilter::SetViewSize(int width, int height) {
+    m_InPending.ViewWidth = width;
+    m_InPending.ViewHeight = height;
+    if (!m_Downstream) return S_OK;
+    if (width < 1 || height < 1) return m_Downstream->SetViewSize(width, height);  // not said, and so passed on
+    const Factors factors = FactorsFor(width, height, true, true);
+    return m_Downstream->SetViewSize(SizeFrom(std::floor(width * factors.x + 0.5)),
+                                     SizeFrom(std::floor(height * factors.y + 0.5)));
+}
+
+HRESULT CScaleFilter::GetRequiredSize(int* width, int* height, double aspect) {
+    const ScaleParameters& p = Active();
+    *width = p.m_nMaxWidth;
+    *height = p.m_nMaxHeight;
+    if (*width < 1 || *height < 1) {
+        *width = *height = -1;
+    } else if (p.m_bKeepProportions && aspect > 0) {
+        if (*width >= *height * aspect)
+            *width = std::max(1, SizeFrom(*height * aspect + 0.5));
+        else
+            *height = std::max(1, SizeFrom(*width / aspect + 0.5));
+    }
+    return S_OK;
+}
+
+HRESULT CScaleFilter::SetRenderScale(double scale) {
+    return CPdibFilter::SetRenderScale(Pending().m_bScaleThrough ? scale : 1.0);
+}
+
+// Pixels: cached whole, or passed through when the size stays
+
+HRESULT CScaleFilter::TransformWindow(const Window& window) {
+    if (!resampler_.IsPossible()) return E_INVALIDARG;
+    if (m_Out.Width == m_InActive.Width && m_Out.Height == m_InActive.Height) {
+        m_Cache.reset();
+        return CPdibFilter::TransformWindow(window) == S_OK ? S_OK : kNotDone;
+    }
+    if (IsStale()) {
+        m_Dirty = true;  // until the pass is done
+        const PassImage source(m_Work);
+        resampler_.Prepare();
+        EnsureWorkImages(m_InActive.Width, m_InActive.Height, m_Out.Width, m_Out.Height);
+        m_Work->Clear();
+        if (const HRESULT result = FetchWhole(*m_Work); result != S_OK) return result;
+        const bool done = GuardCalculate(__LINE__, [this] {
+            return resampler_.Calculate(*m_Work, *m_Cache, kernels::OpaqueSums::ShiftRows, m_Abort);
+        });
+        if (!done) return kNotDone;
+    }
+    return Deliver(window);
+}
+
+}  // namespace kestrel

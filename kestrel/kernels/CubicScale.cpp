@@ -1,0 +1,261 @@
+#include "kestrel/kernels/CubicScale.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+
+namespace kestrel::kernels {
+namespace {
+
+constexpr int kUnit = 4096;
+
+double Cubic(double x) {
+    x = std::abs(x);
+    if (x < 1) return 1.5 * x * x * x - 2.5 * x * x + 1;
+    if (x < 2) return -0.5 * x * x * x + 2.5 * x * x - 4 * x + 2;
+    return 0;
+}
+
+std::uint8_t Clamp(int value) { return static_cast<std::uint8_t>(std::clamp(value, 0, 255)); }
+
+/// Four bytes of one plane weighed alone.
+int PlainSum(const CubicTap& tap, int p0, int p1, int p2, int p3) {
+    return p0 * tap.weight[0] + p1 * tap.weight[1] + p2 * tap.weight[2] + p3 * tap.weight[3];
+}
+
+std::uint8_t PlainValue(const CubicTap& tap, int p0, int p1, int p2, int p3) {
+    return Clamp((PlainSum(tap, p0, p1, p2, p3) + kUnit / 2) >> 12);
+}
+
+int NotZero(int value) { return value == 0 ? 1 : value; }
+
+/// Colours and opacities of up to four neighbours, and the pixel that they make.
+struct Neighbours {
+    const std::uint8_t* colour[4];
+    int opacity[4];
+};
+
+void MixPixel(const CubicTap& tap, const Neighbours& from, std::uint8_t* colour, std::uint8_t* opacity) {
+    const int sum = NotZero(tap.Sum());
+    int weights[4];
+    int visible = 0;
+    for (int k = 0; k < 4; ++k) visible += weights[k] = from.opacity[k] * tap.weight[k];
+    *opacity = Clamp((visible + sum / 2) / sum);
+    const int divisor = NotZero(visible);
+    for (int c = 0; c < 3; ++c) {
+        int value = 0;
+        for (int k = 0; k < 4; ++k) value += from.colour[k][c] * weights[k];
+        colour[c] = Clamp((value + divisor / 2) / divisor);
+    }
+}
+
+/// Divides a weighed sum of bytes by twice the sum of a tap's weights, as the mix of opaque neighbours does: there
+/// (255 v + 255 s / 2) / (255 s) is (2 v + s) / (2 s). The quotients of interest lie in 0..255; below and above them
+/// the estimate is at least on the right side. Half a unit is added to the numerator, so that it stays 1 / (4 s) away
+/// from every integer, more than two roundings of single precision move it.
+struct OpaqueDivision {
+    float reciprocal;
+    int sum;
+
+    explicit OpaqueDivision(const CubicTap& tap)
+        : reciprocal(0.5F / static_cast<float>(NotZero(tap.Sum()))), sum(tap.Sum()) {}
+
+    std::uint8_t operator()(int value) const {
+        const float quotient = (static_cast<float>(2 * value + sum) + 0.5F) * reciprocal;
+        return static_cast<std::uint8_t>(std::clamp(quotient, 0.0F, 255.0F));
+    }
+};
+
+/// One row, of the padded source or of the intermediate. `opacity` is 255 minus the mask.
+struct Row {
+    std::vector<std::uint8_t> colour;
+    std::vector<std::uint8_t> opacity;
+    bool opaque = true;  ///< every opacity is 255
+
+    Row(const Planes& like, int width)
+        : colour(like.rows ? static_cast<std::size_t>(width) * 3 : 0),
+          opacity(like.maskRows ? static_cast<std::size_t>(width) : 0) {}
+};
+
+/// Columns that the padded source has before and behind the picture, copies of its edge.
+constexpr int kBefore = 1;
+constexpr int kBehind = 2;
+
+void LoadPadded(const Planes& source, int y, Row& into) {
+    const auto width = static_cast<std::size_t>(source.width);
+    if (source.rows) {
+        const std::uint8_t* row = source.rows[y];
+        std::uint8_t* to = into.colour.data();
+        std::copy_n(row, 3, to);
+        std::copy_n(row, width * 3, to + 3);
+        for (int k = 0; k < kBehind; ++k) std::copy_n(row + width * 3 - 3, 3, to + (width + kBefore) * 3 + k * 3);
+    }
+    if (source.maskRows) {
+        const std::uint8_t* row = source.maskRows[y];
+        std::uint8_t* to = into.opacity.data();
+        std::uint8_t masked = 0;
+        for (std::size_t x = 0; x < width; ++x) {
+            masked |= row[x];
+            to[x + kBefore] = static_cast<std::uint8_t>(255 - row[x]);
+        }
+        to[0] = to[kBefore];
+        for (std::size_t k = 0; k < kBehind; ++k) to[width + kBefore + k] = to[width];
+        into.opaque = masked == 0;
+    }
+}
+
+/// The first pass: one padded source row to the width of the result.
+class RowPass {
+public:
+    RowPass(const Planes& source, const std::vector<CubicTap>& taps)
+        : source_(source), taps_(taps), padded_(source, source.width + kBefore + kBehind) {
+        divisions_.reserve(taps.size());
+        for (const CubicTap& tap : taps) divisions_.emplace_back(tap);
+    }
+
+    void operator()(int y, Row& into) {
+        LoadPadded(source_, y, padded_);
+        into.opaque = padded_.opaque;
+        if (!source_.maskRows)
+            Colour(into.colour.data());
+        else if (!source_.rows)
+            Mask(into.opacity.data());
+        else if (padded_.opaque)
+            Opaque(into);
+        else
+            Both(into);
+    }
+
+private:
+    const std::uint8_t* Pixel(const CubicTap& tap) const {
+        return padded_.colour.data() + std::ptrdiff_t{tap.base} * 3;
+    }
+    const std::uint8_t* Opacity(const CubicTap& tap) const { return padded_.opacity.data() + tap.base; }
+
+    void Colour(std::uint8_t* to) const {
+        for (const CubicTap& tap : taps_) {
+            const std::uint8_t* p = Pixel(tap);
+            for (int c = 0; c < 3; ++c) *to++ = PlainValue(tap, p[c], p[c + 3], p[c + 6], p[c + 9]);
+        }
+    }
+
+    void Mask(std::uint8_t* to) const {
+        for (const CubicTap& tap : taps_) {
+            const std::uint8_t* o = Opacity(tap);
+            *to++ = PlainValue(tap, o[0], o[1], o[2], o[3]);
+        }
+    }
+
+    void Opaque(Row& into) const {
+        std::uint8_t* to = into.colour.data();
+        for (std::size_t j = 0; j < taps_.size(); ++j) {
+            const std::uint8_t* p = Pixel(taps_[j]);
+            for (int c = 0; c < 3; ++c) *to++ = divisions_[j](PlainSum(taps_[j], p[c], p[c + 3], p[c + 6], p[c + 9]));
+        }
+        std::fill(into.opacity.begin(), into.opacity.end(), std::uint8_t{255});
+    }
+
+    void Both(Row& into) const {
+        for (std::size_t j = 0; j < taps_.size(); ++j) {
+            const std::uint8_t* p = Pixel(taps_[j]);
+            const std::uint8_t* o = Opacity(taps_[j]);
+            MixPixel(taps_[j], {{p, p + 3, p + 6, p + 9}, {o[0], o[1], o[2], o[3]}}, into.colour.data() + j * 3,
+                     into.opacity.data() + j);
+        }
+    }
+
+    const Planes& source_;
+    const std::vector<CubicTap>& taps_;
+    std::vector<OpaqueDivision> divisions_;
+    Row padded_;
+};
+
+/// The second pass: four rows of the intermediate to one row of the result.
+void ColumnPass(const CubicTap& tap, const std::array<const Row*, 4>& from, const Planes& target, int y) {
+    const auto width = static_cast<std::size_t>(target.width);
+    const auto colour = [&from](std::size_t k) { return from[k]->colour.data(); };
+    const auto opacity = [&from](std::size_t k) { return from[k]->opacity.data(); };
+    const auto plain = [&](const auto& plane, std::uint8_t* to, std::size_t size) {
+        for (std::size_t i = 0; i < size; ++i)
+            to[i] = PlainValue(tap, plane(0)[i], plane(1)[i], plane(2)[i], plane(3)[i]);
+    };
+    if (!target.maskRows) return plain(colour, target.rows[y], width * 3);
+    std::uint8_t* const mask = target.maskRows[y];
+    if (!target.rows) {
+        plain(opacity, mask, width);
+        for (std::size_t i = 0; i < width; ++i) mask[i] = static_cast<std::uint8_t>(255 - mask[i]);
+        return;
+    }
+    std::uint8_t* const to = target.rows[y];
+    if (std::all_of(from.begin(), from.end(), [](const Row* row) { return row->opaque; })) {
+        const OpaqueDivision divide(tap);
+        const std::uint8_t *p0 = colour(0), *p1 = colour(1), *p2 = colour(2), *p3 = colour(3);
+        for (std::size_t i = 0; i < width * 3; ++i) to[i] = divide(PlainSum(tap, p0[i], p1[i], p2[i], p3[i]));
+        std::fill_n(mask, width, std::uint8_t{0});
+        return;
+    }
+    for (std::size_t i = 0; i < width; ++i) {
+        std::uint8_t opaque = 0;
+        MixPixel(tap,
+                 {{colour(0) + i * 3, colour(1) + i * 3, colour(2) + i * 3, colour(3) + i * 3},
+                  {opacity(0)[i], opacity(1)[i], opacity(2)[i], opacity(3)[i]}},
+                 to + i * 3, &opaque);
+        mask[i] = static_cast<std::uint8_t>(255 - opaque);
+    }
+}
+
+}  // namespace
+
+std::vector<CubicTap> BuildCubicTaps(int inSize, int outSize) {
+    std::vector<CubicTap> taps(static_cast<std::size_t>(outSize));
+    const auto ratio = static_cast<float>(static_cast<double>(inSize) / outSize);
+    for (int j = 0; j < outSize; ++j) {
+        const double pos = (j + 0.5) * double{ratio} - 0.00001;
+        // Beyond ten million pixels the single ratio may point one pixel too far.
+        const int base = static_cast<int>(std::min(pos, inSize - 1.0));
+        const double t = -(static_cast<int>((pos - base) * 50 + 0.5) / 50.0);
+        taps[static_cast<std::size_t>(j)] = {
+            base,
+            {static_cast<int>(Cubic(t - 0.5) * kUnit), static_cast<int>(Cubic(t + 0.5) * kUnit),
+             static_cast<int>(Cubic(t + 1.5) * kUnit), static_cast<int>(Cubic(t + 2.5) * kUnit)}};
+    }
+    return taps;
+}
+
+bool ScaleCubic(const Planes& source, const Planes& target, const AbortFlag& abort) {
+    if (source.width < 3 || source.height < 1) return true;
+    const std::vector<CubicTap> columns = BuildCubicTaps(source.width, target.width);
+    const std::vector<CubicTap> rows = BuildCubicTaps(source.height, target.height);
+    RowPass rowPass(source, columns);
+
+    // The second pass looks at four rows that follow each other, so that no more of the intermediate is held: the row
+    // of source row y stands at y % 4 once it is made.
+    std::vector<Row> held(4, Row(source, target.width));
+    std::array<int, 4> holds{-1, -1, -1, -1};
+    const auto intermediate = [&](int y) {
+        const auto at = static_cast<std::size_t>(y % 4);
+        if (holds[at] != y) {
+            rowPass(y, held[at]);
+            holds[at] = y;
+        }
+        return &held[at];
+    };
+    // Below the first row its copy stands; above the last its copy and then the last but one.
+    const int last = source.height - 1;
+    const auto padded = [last](int y) {
+        return y < 0 ? 0 : y <= last ? y : y == last + 1 ? last : std::max(last - 1, 0);
+    };
+
+    for (int y = 0; y < target.height; ++y) {
+        if (Aborted(abort)) return false;
+        const CubicTap& tap = rows[static_cast<std::size_t>(y)];
+        ColumnPass(tap,
+                   {intermediate(padded(tap.base - 1)), intermediate(padded(tap.base)),
+                    intermediate(padded(tap.base + 1)), intermediate(padded(tap.base + 2))},
+                   target, y);
+    }
+    return true;
+}
+
+}  // namespace kestrel::kernels

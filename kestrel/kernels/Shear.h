@@ -1,0 +1,44 @@
+#pragma once
+#include <array>
+#include <cstdint>
+
+#include "kestrel/kernels/Planes.h"
+
+namespace kestrel::kernels {
+
+/// A rectangle of pixels, half open.
+struct Area {
+    int left = 0;
+    int bottom = 0;
+    int right = 0;
+    int top = 0;
+    bool operator==(const Area&) const = default;
+};
+
+/// Shares of colour differences: `T[k][255 + d]` is k/32 of the difference d, rounded.
+const std::array<std::array<std::int32_t, 512>, 32>& BlendTable();
+
+/// Copies both planes of `source`, turned counterclockwise by quarters of a circle, to (`offsetX`, `offsetY`) of the
+/// target; with `mirror` the picture is flipped left-right before it turns. Each pixel moves once. What does not fit
+/// into the target is dropped. False when aborted, which is looked for before each row.
+[[nodiscard]] bool TurnQuarter(const Planes& source, const Planes& target, int turns, bool mirror, int offsetX,
+                               int offsetY, const AbortFlag& abort);
+
+/// One shear: line r of n is moved by (r - (n - 1) / 2) × `shear` - `fraction` pixels, to the right or up when that is
+/// positive. Between pixels the mask weighs the colours, so that nothing transparent bleeds in.
+struct Shear {
+    double shear = 0;
+    double fraction = 0;
+    Area area;  ///< lines that are moved and what of each is
+};
+
+/// Shears the rows of `area` from `source` into `target`, whose corner lies at (`cropX`, `cropY`) of the source. Both
+/// may be one picture; the place that a row leaves is then made transparent. Pixels that land outside the target are
+/// dropped. False when aborted, which is looked for before each row.
+[[nodiscard]] bool XShear(const Planes& source, const Planes& target, const Shear& shear, int cropX, int cropY,
+                          const AbortFlag& abort);
+
+/// Shears the columns of `area` in place, the bottom row of the area being the start of each line.
+[[nodiscard]] bool YShear(const Planes& picture, const Shear& shear, const AbortFlag& abort);
+
+}  // namespace kestrel::kernels

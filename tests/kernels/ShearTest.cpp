@@ -1,0 +1,180 @@
+#include "kestrel/kernels/Shear.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "tests/support/Picture.h"
+
+namespace kestrel::kernels {
+namespace {
+using test::Picture;
+using test::Pixel;
+
+constexpr Pixel kNothing{0, 0, 0, 255};
+
+Planes Of(Picture& picture) { return {picture.Rows(), picture.MaskRows(), picture.Width(), picture.Height()}; }
+
+Picture Turned(Picture source, int turns, bool mirror) {
+    const bool odd = turns % 2 != 0;
+    Picture target(odd ? source.Height() : source.Width(), odd ? source.Width() : source.Height());
+    EXPECT_TRUE(TurnQuarter(Of(source), Of(target), turns, mirror, 0, 0, false));
+    EXPECT_TRUE(target.GuardsIntact());
+    return target;
+}
+
+TEST(TurnQuarter, TurnsCounterclockwise) {
+    // Two pixels side by side, 1 left and 2 right, row 0 being the bottom row.
+    Picture pair(2, 1);
+    pair.Set(0, 0, Pixel{1, 1, 1, 10});
+    pair.Set(1, 0, Pixel{2, 2, 2, 20});
+    const struct {
+        int turns;
+        bool mirror;
+        int firstX, firstY;  ///< where pixel 1 comes to
+    } cases[] = {{0, false, 0, 0}, {1, false, 0, 0}, {2, false, 1, 0}, {3, false, 0, 1},
+                 {0, true, 1, 0},  {1, true, 0, 1},  {2, true, 0, 0},  {3, true, 0, 0}};
+    for (const auto& c : cases)
+        EXPECT_EQ(Turned(pair, c.turns, c.mirror).At(c.firstX, c.firstY), (Pixel{1, 1, 1, 10}))
+            << c.turns << (c.mirror ? " mirrored" : "");
+}
+
+TEST(TurnQuarter, MovesEveryPixelOnce) {
+    const Picture picture = Picture::Random(7, 4, 1);
+    EXPECT_EQ(Turned(picture, 0, false).Difference(picture), "");
+    EXPECT_EQ(Turned(Turned(picture, 1, false), 3, false).Difference(picture), "");
+    EXPECT_EQ(Turned(Turned(picture, 2, false), 2, false).Difference(picture), "");
+    EXPECT_EQ(Turned(Turned(picture, 0, true), 0, true).Difference(picture), "");
+    EXPECT_EQ(Turned(Turned(picture, 1, false), 1, false).Difference(Turned(picture, 2, false)), "");
+    // The flip comes before the turn.
+    EXPECT_EQ(Turned(picture, 1, true).Difference(Turned(Turned(picture, 0, true), 1, false)), "");
+}
+
+TEST(BlendTable, HoldsRoundedShares) {
+    const auto& table = BlendTable();
+    const auto share = [&](std::size_t k, int d) { return table[k][static_cast<std::size_t>(255 + d)]; };
+    EXPECT_EQ(share(0, 255), 0);
+    EXPECT_EQ(share(16, 255), 128);
+    EXPECT_EQ(share(16, -255), -127);  // -127.5 + 0.5
+    EXPECT_EQ(share(16, 1), 1);
+    EXPECT_EQ(share(16, -1), 0);
+    EXPECT_EQ(share(31, 255), 247);
+    EXPECT_EQ(share(31, -255), -246);  // -247.03 + 0.5, toward zero
+}
+
+/// One row of five pixels between hidden ones in a row of eleven, moved by `shift` in place.
+Picture Moved(const std::array<Pixel, 5>& pixels, double shift) {
+    Picture row(11, 1, kNothing);
+    for (int i = 0; i < 5; ++i) row.Set(3 + i, 0, pixels[static_cast<std::size_t>(i)]);
+    // A single line is not sheared at all; its move is the fraction.
+    EXPECT_TRUE(XShear(Of(row), Of(row), {0.0, -shift, {2, 0, 9, 1}}, 0, 0, false));
+    EXPECT_TRUE(row.GuardsIntact());
+    return row;
+}
+
+const std::array<Pixel, 5> kFive{
+    {{10, 20, 30, 0}, {50, 60, 70, 0}, {90, 100, 110, 0}, {130, 140, 150, 0}, {170, 180, 190, 0}}};
+
+TEST(XShear, WholeMovesCopyAndLeaveNoTrace) {
+    for (const int shift : {-2, -1, 0, 1, 2}) {
+        const Picture row = Moved(kFive, shift);
+        for (int x = 0; x < 11; ++x) {
+            const int from = x - 3 - shift;
+            const Pixel want = from >= 0 && from < 5 ? kFive[static_cast<std::size_t>(from)] : kNothing;
+            ASSERT_EQ(row.At(x, 0).mask, want.mask) << shift << " at " << x;
+            if (want.mask == 0) {
+                ASSERT_EQ(row.At(x, 0), want) << shift << " at " << x;
+            }
+        }
+    }
+}
+
+TEST(XShear, HalfMovesBlendNeighboursAndFadeTheEnds) {
+    for (const double shift : {1.5, -1.5}) {
+        const Picture row = Moved(kFive, shift);
+        const int first = shift > 0 ? 4 : 1;  // half of pixel 0
+        EXPECT_EQ(row.At(first, 0), (Pixel{10, 20, 30, 128})) << shift;
+        // Half of a difference of -40 is -20 + 0.5, cut toward zero: to the right the higher pixel comes first.
+        const std::uint8_t up = shift > 0 ? 1 : 0;
+        const auto raised = [up](std::uint8_t byte) { return static_cast<std::uint8_t>(byte + up); };
+        EXPECT_EQ(row.At(first + 1, 0), (Pixel{raised(30), raised(40), raised(50), 0})) << shift;
+        EXPECT_EQ(row.At(first + 4, 0), (Pixel{raised(150), raised(160), raised(170), 0})) << shift;
+        EXPECT_EQ(row.At(first + 5, 0), (Pixel{170, 180, 190, 128})) << shift;
+        for (int x = 0; x < 11; ++x)
+            EXPECT_EQ(row.At(x, 0).mask == 255, x < first || x > first + 5) << shift << " at " << x;
+    }
+}
+
+TEST(XShear, TheMaskWeighsTheColours) {
+    // A quarter of a pixel of opacity 51 moves onto three quarters of one of opacity 255.
+    const Picture row =
+        Moved({{{100, 0, 0, 0}, {200, 0, 0, 204}, {1, 1, 1, 204}, {1, 1, 1, 204}, {1, 1, 1, 255}}}, -0.25);
+    // (0.75 × 255 × 100 + 0.25 × 51 × 200) / (0.75 × 255 + 0.25 × 51)
+    EXPECT_EQ(row.At(3, 0).blue, 106);
+    EXPECT_EQ(row.At(3, 0).mask, 51);  // 0.75 × 0 + 0.25 × 204
+}
+
+TEST(XShear, KeepsTheWeightOfARow) {
+    // What a row holds of opacity and of colour times opacity moves, it does not grow or fade.
+    const Picture random = Picture::Random(60, 1, 3);
+    for (double shift = -3; shift < 3; shift += 0.37) {
+        Picture row(80, 1, kNothing);
+        for (int x = 0; x < 60; ++x) row.Set(10 + x, 0, random.At(x, 0));
+        ASSERT_TRUE(XShear(Of(row), Of(row), {0.0, -shift, {9, 0, 71, 1}}, 0, 0, false));
+        double before = 0, after = 0;
+        for (int x = 0; x < 60; ++x) before += 255 - random.At(x, 0).mask;
+        for (int x = 0; x < 80; ++x) after += 255 - row.At(x, 0).mask;
+        EXPECT_NEAR(after, before, 30) << shift;  // half a unit for each pixel
+    }
+}
+
+TEST(XShear, LinesMoveByTheirDistanceFromTheMiddle) {
+    Picture picture(9, 5, kNothing);
+    for (int y = 0; y < 5; ++y) picture.Set(4, y, Pixel{9, 9, 9, 0});
+    ASSERT_TRUE(XShear(Of(picture), Of(picture), {1.0, 0.0, {3, 0, 6, 5}}, 0, 0, false));
+    for (int y = 0; y < 5; ++y)
+        for (int x = 0; x < 9; ++x) EXPECT_EQ(picture.At(x, y).mask, x == y + 2 ? 0 : 255) << x << ", " << y;
+}
+
+TEST(XShear, DropsWhatLandsOutside) {
+    for (const double shift : {-40.0, -3.5, -0.5, 0.5, 3.5, 40.0, 1e300}) {
+        Picture source = Picture::Random(10, 3, 9);
+        Picture target(4, 2, kNothing);
+        ASSERT_TRUE(XShear(Of(source), Of(target), {0.0, -shift, {0, -5, 10, 9}}, 3, 1, false));
+        EXPECT_TRUE(target.GuardsIntact());
+    }
+}
+
+/// Rows and columns exchanged.
+Picture Transposed(const Picture& p) {
+    return Picture(p.Height(), p.Width(), [&](int x, int y) { return p.At(y, x); });
+}
+
+TEST(YShear, IsTheXShearOfTheTransposedPicture) {
+    for (const double shear : {0.7071, -0.31, 0.01, 1.0, 0.0}) {
+        Picture picture(150, 90, kNothing);
+        const Picture inner = Picture::Random(100, 30, 11);
+        for (int y = 0; y < 30; ++y)
+            for (int x = 0; x < 100; ++x) picture.Set(20 + x, 30 + y, inner.At(x, y));
+        Picture other = Transposed(picture);
+        const Area area{20, 29, 120, 61};
+        const Area transposed{29, 20, 61, 120};
+        ASSERT_TRUE(YShear(Of(picture), {shear, 0.13, area}, false));
+        ASSERT_TRUE(XShear(Of(other), Of(other), {shear, 0.13, transposed}, 0, 0, false));
+        EXPECT_EQ(Transposed(other).Difference(picture), "") << shear;
+        EXPECT_TRUE(picture.GuardsIntact());
+    }
+}
+
+TEST(Shears, EndAtAnAbort) {
+    const Picture before = Picture::Random(8, 8, 2);
+    Picture picture = before;
+    EXPECT_FALSE(XShear(Of(picture), Of(picture), {1.0, 0.5, {0, 0, 8, 8}}, 0, 0, true));
+    EXPECT_FALSE(YShear(Of(picture), {1.0, 0.5, {0, 0, 8, 8}}, true));
+    EXPECT_FALSE(TurnQuarter(Of(picture), Of(picture), 0, false, 0, 0, true));
+    EXPECT_EQ(picture.Difference(before), "");
+}
+
+}  // namespace
+}  // namespace kestrel::kernels
