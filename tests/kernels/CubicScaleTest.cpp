@@ -94,19 +94,9 @@ double ReferenceValue(const Picture& source, int width, int height, int x, int y
             const int at = std::clamp(column.base - 1 + i, 0, source.Width() - 1);
             across += column.weight[static_cast<std::size_t>(i)] * source.At(at, line).green;
         }
-        value += row.weight[static_cast<std::size_t>(k)] * std::clamp(std::round(across), 0.0, 255.0);
+        value += row.weight[static_cast<std::size_t>(k)] * std::clamp(across, 0.0, 255.0);
     }
     return std::clamp(value, 0.0, 255.0);
-}
-
-/// Slopes and waves such as pictures have. In noise the integer weights' own rounding shows by another half unit.
-Picture Waves(int width, int height) {
-    return Picture(width, height, [](int x, int y) {
-        const auto wave = [&](double fx, double fy) {
-            return static_cast<std::uint8_t>(127.5 + 127 * std::sin(fx * x + fy * y));
-        };
-        return Pixel{wave(0.6, 0.2), wave(0.3, 0.4), wave(0.1, 0.7), 0};
-    });
 }
 
 TEST(ScaleCubic, IsTheSeparableCubic) {
@@ -115,18 +105,16 @@ TEST(ScaleCubic, IsTheSeparableCubic) {
                                    {{30, 20}, {15, 40}},
                                    {{3, 1}, {10, 10}},
                                    {{16, 16}, {59, 59}}}) {
-        for (const bool noise : {false, true}) {
-            const Picture source =
-                noise ? Picture::Random(from.first, from.second, 3, false) : Waves(from.first, from.second);
-            const Picture result = Scaled(source, to.first, to.second);
-            for (int y = 0; y < to.second; ++y)
-                for (int x = 0; x < to.first; ++x) {
-                    ASSERT_NEAR(result.At(x, y).green, ReferenceValue(source, to.first, to.second, x, y),
-                                noise ? 1.5 : 1.0)
-                        << x << ", " << y;
-                    ASSERT_EQ(result.At(x, y).mask, 0);
-                }
-        }
+        const Picture source = Picture::Random(from.first, from.second, 3, false);
+        const Picture result = Scaled(source, to.first, to.second);
+        // Half a unit for the result, 5/8 for the rounded intermediate, whose weights reach 1.25 in sum, and a rest for
+        // the weights that are cut to 1/4096.
+        for (int y = 0; y < to.second; ++y)
+            for (int x = 0; x < to.first; ++x) {
+                ASSERT_NEAR(result.At(x, y).green, ReferenceValue(source, to.first, to.second, x, y), 1.3)
+                    << x << ", " << y;
+                ASSERT_EQ(result.At(x, y).mask, 0);
+            }
     }
 }
 
