@@ -45,15 +45,18 @@ bool GuardCalculate(int line, const Pass& pass) noexcept {
 }
 
 /// Runs one shear of a rotation, "XShear" or "YShear". An exception is logged with the corners of the area, left and
-/// right, below and above, and the shear counts as failed.
+/// right, below and above, and the shear counts as failed. Never throws, also when the log does.
 template <class Pass>
-bool GuardShear(const char* name, const kernels::Area& area, int line, const Pass& pass) {
+bool GuardShear(const char* name, const kernels::Area& area, int line, const Pass& pass) noexcept {
     try {
         return pass();
     } catch (...) {
-        LogLine(-1, "RotateFilter", line,
-                fmt::format("Exception in {}(lu=<{},{}> lo=<{},{}> ru=<{},{}> ro=<{},{}>)\n", name, area.left,
-                            area.bottom, area.left, area.top, area.right, area.bottom, area.right, area.top));
+        try {
+            LogLine(-1, "RotateFilter", line,
+                    fmt::format("Exception in {}(lu=<{},{}> lo=<{},{}> ru=<{},{}> ro=<{},{}>)\n", name, area.left,
+                                area.bottom, area.left, area.top, area.right, area.bottom, area.right, area.top));
+        } catch (...) {  // a log that cannot say so is given up
+        }
     }
     return false;
 }
