@@ -23,8 +23,8 @@ inline constexpr std::int32_t kHueTurn = 360 * 255;
 /// Weights by distance in hue and by saturation, both 0..255.
 struct HueRangeWeights {
     static constexpr std::int32_t kReach = 30 * 255;  ///< a colour at this distance is out of the range
-    std::array<std::uint8_t, 240> falloff;            ///< by the distance divided by 32
-    ByteTable saturation;
+    std::array<std::int32_t, 240> falloff;            ///< by the distance divided by 32
+    std::array<std::int32_t, 256> saturation;
 };
 
 /// Adds a range's table values to a pixel whose hue lies around `centre`, as strongly as it is near and saturated.

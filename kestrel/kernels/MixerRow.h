@@ -8,20 +8,23 @@
 
 namespace kestrel::kernels {
 
-/// One output channel as a sum over the input channels. Any entry may be any number: sums are 64 bits wide.
+/// One output channel as a sum over the input channels.
 struct MixerChannel {
     bool on = false;
-    std::array<std::int32_t, 256> fromRed;
-    std::array<std::int32_t, 256> fromGreen;
-    std::array<std::int32_t, 256> fromBlue;
+    std::array<std::int64_t, 3> weights{};  ///< percent of red, green, blue; any number
+    /// What each tone of an input gives at its weight: the product plus a half, as percent, truncated.
+    std::array<std::array<std::int32_t, 256>, 3> tables{};
     std::int64_t constant = 0;         ///< added to the sum
     ByteTable gamma = kIdentityTable;  ///< what the clamped sum goes through
 };
 
-/// The mixed value of three inputs, clamped to 0..255.
+/// A channel that is on, with the tables of its weights.
+MixerChannel MakeMixerChannel(const std::array<std::int64_t, 3>& weights);
+
+/// The mixed value of three inputs, clamped to 0..255. Sums are 64 bits wide.
 constexpr std::uint8_t MixedByte(const MixerChannel& channel, std::uint8_t red, std::uint8_t green, std::uint8_t blue) {
     const std::int64_t sum =
-        std::int64_t{channel.fromRed[red]} + channel.fromGreen[green] + channel.fromBlue[blue] + channel.constant;
+        std::int64_t{channel.tables[0][red]} + channel.tables[1][green] + channel.tables[2][blue] + channel.constant;
     return channel.gamma[ClampToByte(sum)];
 }
 

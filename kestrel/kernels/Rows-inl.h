@@ -12,6 +12,13 @@ HWY_BEFORE_NAMESPACE();
 namespace kestrel::kernels::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
+/// The integer luminance, 0..255, of bytes in 32-bit lanes.
+template <class D, class V>
+HWY_INLINE V LuminanceLanes(D d, V blue, V green, V red) {
+    return hn::ShiftRight<8>(
+        hn::Add(hn::Add(hn::Mul(red, hn::Set(d, 77)), hn::Mul(green, hn::Set(d, 151))), hn::Mul(blue, hn::Set(d, 28))));
+}
+
 /// Bytes that are all mapped alike, as 16-bit lanes: `wide(d, bytes)` does a vector, `plain(byte)` one byte.
 template <class Wide, class Plain>
 void MapBytes(std::span<std::uint8_t> row, [[maybe_unused]] const Wide& wide, const Plain& plain) {

@@ -33,9 +33,8 @@ constexpr Matrix3 Inverse(const Matrix3& m) {
 
 inline constexpr Matrix3 kYiqToRgb = Inverse(kRgbToYiq);
 
-/// The pixel with its luminance, the integer one, sent through a table, in double precision; then each channel, cut to
-/// a byte, through its own table.
-constexpr Bgr LuminanceCurvePixel(Bgr p, const ByteTable& luminance, const ChannelTables& channels) {
+/// The pixel with its luminance, the integer one, sent through a table, in double precision; channels are cut to bytes.
+constexpr Bgr LuminancePixel(Bgr p, const ByteTable& luminance) {
     const double y = luminance[Luminance(p)];
     const double i = kRgbToYiq[1][0] * p.red + kRgbToYiq[1][1] * p.green + kRgbToYiq[1][2] * p.blue;
     const double q = kRgbToYiq[2][0] * p.red + kRgbToYiq[2][1] * p.green + kRgbToYiq[2][2] * p.blue;
@@ -43,7 +42,12 @@ constexpr Bgr LuminanceCurvePixel(Bgr p, const ByteTable& luminance, const Chann
         const double value = kYiqToRgb[row][0] * y + kYiqToRgb[row][1] * i + kYiqToRgb[row][2] * q;
         return static_cast<std::uint8_t>(std::clamp(value, 0.0, 255.0));
     };
-    return {channels.blue[channel(2)], channels.green[channel(1)], channels.red[channel(0)]};
+    return {channel(2), channel(1), channel(0)};
+}
+/// The same, then each channel through its own table.
+constexpr Bgr LuminanceCurvePixel(Bgr p, const ByteTable& luminance, const ChannelTables& channels) {
+    const Bgr shifted = LuminancePixel(p, luminance);
+    return {channels.blue[shifted.blue], channels.green[shifted.green], channels.red[shifted.red]};
 }
 void LuminanceCurveRow(std::span<std::uint8_t> row, const ByteTable& luminance, const ChannelTables& channels);
 
@@ -60,7 +64,5 @@ constexpr Bgr OptimizePixel(Bgr p, const ByteTable& luminance) {
             byte(y + 0.955688f * i + 0.619858f * q)};
 }
 void OptimizeRow(std::span<std::uint8_t> row, const ByteTable& luminance);
-/// The same with the saturation multiplied behind it.
-void OptimizeRow(std::span<std::uint8_t> row, const ByteTable& luminance, double saturation);
 
 }  // namespace kestrel::kernels

@@ -125,9 +125,9 @@ TEST(SplineTable, RefusesWhatHasNoSplineAndLeavesTheTable) {
 
 TEST(SplineTable, NodesOutOfOrderAndWildOnesFillTheWholeTable) {
     std::mt19937 random(9);
-    for (int round = 0; round < 500; ++round) {
+    for (unsigned round = 0; round < 500; ++round) {
         Nodes nodes;
-        for (std::size_t i = 0; i < 2 + round % 11U; ++i)
+        for (std::size_t i = 0; i < 2 + round % 11; ++i)
             nodes.push_back({static_cast<int>(random() % 256), static_cast<int>(random()) >> (round % 24)});
         ByteTable first = kIdentityTable;
         ByteTable second{};

@@ -1,5 +1,6 @@
 #include "kestrel/filters/tone/GammaFilter.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "kestrel/filters/tone/ToneTables.h"
@@ -21,9 +22,11 @@ const kernels::HueRangeWeights& Weights() {
     static const kernels::HueRangeWeights weights = [] {
         kernels::HueRangeWeights made{};
         for (std::size_t i = 0; i < made.falloff.size(); ++i)
-            made.falloff[i] = static_cast<std::uint8_t>((1.0 - std::pow(static_cast<double>(i) / 239.0, 5.0)) * 255.0);
+            made.falloff[i] = TruncateToInt((1.0 - std::pow(static_cast<double>(i) / 239.0, 5.0)) * 255.0);
         constexpr kernels::CurveNode nodes[] = {{0, 0}, {30, 22}, {60, 131}, {80, 172}, {255, 255}};
-        kernels::SplineTable(nodes, made.saturation);
+        kernels::ByteTable ramp{};
+        kernels::SplineTable(nodes, ramp);
+        std::copy(ramp.begin(), ramp.end(), made.saturation.begin());
         return made;
     }();
     return weights;

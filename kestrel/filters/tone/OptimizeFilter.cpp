@@ -28,8 +28,10 @@ HRESULT COptimizeFilter::TransformWindow(const Window& window) {
     if (Active().slider4 == 0)
         return InPlace(window, [this](std::span<std::uint8_t> pixels) { kernels::OptimizeRow(pixels, ToneCurve); });
     const double factor = kernels::SatFactor(Active().slider4 * 0.8);
-    return InPlace(window,
-                   [this, factor](std::span<std::uint8_t> pixels) { kernels::OptimizeRow(pixels, ToneCurve, factor); });
+    return InPlace(window, [this, factor](std::span<std::uint8_t> pixels) {
+        kernels::OptimizeRow(pixels, ToneCurve);
+        kernels::SaturateRow(pixels, factor);
+    });
 }
 
 }  // namespace kestrel

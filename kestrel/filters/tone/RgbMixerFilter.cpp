@@ -1,7 +1,6 @@
 #include "kestrel/filters/tone/RgbMixerFilter.h"
 
 #include "kestrel/filters/tone/ToneTables.h"
-#include "kestrel/foundation/Truncate.h"
 #include "kestrel/kernels/MixerRow.h"
 
 namespace kestrel {
@@ -17,13 +16,7 @@ Weights Relative(const Weights& w) {
 }
 
 kernels::MixerChannel MakeChannel(const Weights& weights, std::int32_t constant, bool isGamma) {
-    kernels::MixerChannel channel{.on = true, .fromRed = {}, .fromGreen = {}, .fromBlue = {}};
-    const std::array<std::array<std::int32_t, 256>*, 3> tables = {&channel.fromRed, &channel.fromGreen,
-                                                                  &channel.fromBlue};
-    for (std::size_t t = 0; t < 3; ++t)
-        for (int i = 0; i < 256; ++i)
-            (*tables[t])[static_cast<std::size_t>(i)] =
-                TruncateToInt((i * static_cast<double>(weights[t]) + 0.5) / 100.0);
+    kernels::MixerChannel channel = kernels::MakeMixerChannel(weights);
     if (!isGamma)
         channel.constant = std::int64_t{constant} * 255 / 100;
     else if (constant != 0)
