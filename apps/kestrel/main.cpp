@@ -1,1 +1,67 @@
-int main() { return 0; }
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+
+#include "apps/kestrel/Commands.h"
+#include "apps/kestrel/Console.h"
+#include "apps/kestrel/Interrupt.h"
+
+namespace {
+
+int Run(int argc, char** argv) {
+    CLI::App program{
+        "Kestrel turns pictures into pictures: exact, repeatable filters, and chains of them that are\n"
+        "one text.",
+        "kestrel"};
+    program.set_version_flag(
+        "--version", "kestrel " KESTREL_VERSION "\nExact image filters and chains. Apache License 2.0; no warranty.");
+    program.require_subcommand(1);
+    program.get_formatter()->column_width(32);
+    program.footer(
+        "\"kestrel COMMAND --help\" tells a command's options.\n\n"
+        "Exit codes: 0 done; 1 the work failed, or some of it; 2 the command was wrong;\n130 interrupted.");
+    AddApply(program);
+    AddFilters(program);
+    AddDescribe(program);
+    AddColor(program);
+    try {
+        program.parse(argc, argv);
+        return console::kDone;
+    } catch (const CLI::RuntimeError& error) {
+        return error.get_exit_code();
+    } catch (const CLI::Success& success) {
+        return program.exit(success);
+    } catch (const CLI::ParseError& error) {
+        const bool nothing = argc == 1;
+        console::Error(nothing ? "say what to do: \"kestrel --help\" lists the commands"
+                               : fmt::format("{} (\"kestrel --help\" tells more)", error.what()));
+        return console::kUsage;
+    } catch (const console::UsageError& error) {
+        console::Error(error.message);
+        return console::kUsage;
+    } catch (const console::Failure& failure) {
+        console::Error(failure.message);
+    } catch (const std::bad_alloc&) {
+        console::Error("there is not enough memory");
+    } catch (const std::exception& error) {
+        console::Error(fmt::format("the work failed: {}", error.what()));
+    }
+    return console::kFailed;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    interrupt::Listen();
+    int code = Run(argc, argv);
+    console::ClearProgress();
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        if (code == console::kDone)
+            console::Error(fmt::format("standard output: cannot be written: {}", std::strerror(errno)));
+        if (code == console::kDone) code = console::kFailed;
+    }
+    return code;
+}

@@ -15,4 +15,8 @@ struct Picture {
 /// A picture of colour 0 with a mask of 255: nothing there. Without an image when memory does not suffice.
 KESTREL_API Picture MakePicture(int width, int height);
 
+/// A part of a picture that lies inside it; (`left`, `top`) is its upper left corner, counted from the picture's upper
+/// left corner. Without an image when memory does not suffice.
+KESTREL_API Picture CutPicture(const Picture& picture, int left, int top, int width, int height);
+
 }  // namespace kestrel

@@ -1,0 +1,246 @@
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <memory>
+
+#include "apps/kestrel/ChainOptions.h"
+#include "apps/kestrel/Commands.h"
+#include "apps/kestrel/Console.h"
+#include "apps/kestrel/Files.h"
+#include "apps/kestrel/Interrupt.h"
+#include "apps/kestrel/Values.h"
+#include "kestrel/host/PictureFile.h"
+#include "kestrel/host/Rendering.h"
+
+namespace {
+
+using kestrel::ImageFormat;
+using kestrel::Picture;
+using kestrel::Rendering;
+
+/// Longest picture file that is taken from standard input, in bytes.
+constexpr std::size_t kLongestInput = std::size_t{4} << 30;
+
+/// The options as they were written.
+struct Options {
+    std::string input;
+    std::string output;
+    ChainOptions chain;
+    std::string renderScale = "1";
+    std::string printChain;
+    std::string region;
+    std::string format;
+    std::string quality = "92";
+    std::string background = "#FFFFFF";
+    std::string limitPixels = "400000000";
+    bool quiet = false;
+    bool verbose = false;
+};
+
+/// The options as they are meant.
+struct Job {
+    double renderScale = 1;
+    std::optional<Region> region;
+    kestrel::SaveOptions save;
+    Rgba background;
+    std::int64_t limitPixels = 0;
+};
+
+bool IsPipe(const std::string& path) { return path == "-"; }
+std::string Shown(const std::string& path, const char* pipe) { return IsPipe(path) ? pipe : path; }
+std::string InputName(const Options& options) { return Shown(options.input, "standard input"); }
+std::string OutputName(const Options& options) { return Shown(options.output, "standard output"); }
+
+template <class Value>
+Value Checked(const std::optional<Value>& value, bool inRange, const char* option, const std::string& text,
+              const char* expected) {
+    if (!value || !inRange) throw console::UsageError{fmt::format("{}: \"{}\" is not {}", option, text, expected)};
+    return *value;
+}
+
+Job Check(const Options& options) {
+    Job job;
+    const auto scale = ParseNumber(options.renderScale);
+    job.renderScale = Checked(scale, scale > 0.0, "--render-scale", options.renderScale, "a number above 0");
+    const auto quality = ParseInteger(options.quality);
+    job.save.jpegQuality = static_cast<int>(
+        Checked(quality, quality >= 1 && quality <= 100, "--quality", options.quality, "a whole number from 1 to 100"));
+    const auto limit = ParseInteger(options.limitPixels);
+    job.limitPixels = Checked(limit, limit >= 1, "--limit-pixels", options.limitPixels, "a whole number above 0");
+    const auto background = ParseColor(options.background);
+    job.background = Checked(background, background && !background->hasAlpha, "--background", options.background,
+                             "a colour #RRGGBB");
+    if (!options.region.empty())
+        job.region = Checked(ParseRegion(options.region), true, "--region", options.region,
+                             "X,Y,W,H: whole numbers from 0, W and H from 1");
+    if (!options.printChain.empty() && options.printChain != "pending" && options.printChain != "active")
+        throw console::UsageError{fmt::format("--print-chain: \"{}\" is not pending or active", options.printChain)};
+    if (options.quiet && options.verbose) throw console::UsageError{"--quiet and --verbose exclude each other"};
+    if (IsPipe(options.input) && options.chain.ReadsStandardInput())
+        throw console::UsageError{"INPUT - and --chain - both need standard input"};
+    if (IsPipe(options.output) && !options.printChain.empty())
+        throw console::UsageError{"OUTPUT - and --print-chain both need standard output"};
+
+    if (!options.format.empty()) {
+        job.save.format = kestrel::FormatOfName(options.format);
+        if (job.save.format == ImageFormat::Unknown)
+            throw console::UsageError{fmt::format("--format: there is no format \"{}\"", options.format)};
+    } else if (IsPipe(options.output)) {
+        throw console::UsageError{"OUTPUT - needs --format, such as --format png"};
+    } else {
+        job.save.format = kestrel::FormatOfPath(options.output);
+        if (job.save.format == ImageFormat::Unknown)
+            throw console::Failure{fmt::format(
+                "{}: the name does not tell a format that can be written; choose one with --format", options.output)};
+    }
+    if (IsPipe(options.output) && isatty(STDOUT_FILENO))
+        throw console::UsageError{"OUTPUT - is a terminal; send it into a file or another program"};
+    return job;
+}
+
+/// The input picture. Sets `damaged` when only a part of it could be read.
+Picture Load(const Options& options, const Job& job, bool& damaged) {
+    const std::string name = InputName(options);
+    console::Progress("reading " + name);
+    const kestrel::LoadOptions load{.pixelLimit = static_cast<std::uint64_t>(job.limitPixels)};
+    kestrel::LoadResult loaded;
+    if (IsPipe(options.input)) {
+        std::string bytes = ReadWhole(options.input, kLongestInput, [&](const std::string& first) {
+            const auto* const begin = reinterpret_cast<const std::uint8_t*>(first.data());
+            if (!first.empty() && kestrel::FormatOfContent({begin, first.size()}) == ImageFormat::Unknown)
+                throw console::Failure{name + ": is not a picture of a known format"};
+        });
+        loaded = kestrel::ImageLoader::Load({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}, load);
+    } else {
+        loaded = kestrel::ImageLoader::Load(options.input, load);
+    }
+    for (const std::string& warning : loaded.warnings) console::Warning(name + ": " + warning);
+    damaged = !loaded.warnings.empty();
+    if (!loaded) {
+        const bool tooLarge = loaded.error.find("the limit is") != std::string::npos;
+        throw console::Failure{name + ": " + loaded.error + (tooLarge ? "; raise it with --limit-pixels" : "")};
+    }
+    console::Detail(fmt::format("{}: {} x {} pixels, {}{}", name, loaded.image->biWidth, loaded.image->biHeight,
+                                kestrel::FormatName(loaded.format), loaded.mask ? " with transparency" : ""));
+    return {std::move(loaded.image), std::move(loaded.mask)};
+}
+
+Picture Filter(const Options& options, const Job& job, Rendering& rendering, Picture picture) {
+    rendering.SetRenderScale(job.renderScale);
+    if (rendering.SetPicture(std::move(picture)) != kestrel::S_OK)
+        throw console::Failure{InputName(options) + ": the picture cannot be filtered"};
+    int width = 0, height = 0;
+    rendering.GetOutputSize(&width, &height);
+    if (width <= 0 || height <= 0)
+        throw console::Failure{
+            fmt::format("{}: the filters leave no picture ({} x {} pixels)", InputName(options), width, height)};
+    if (const std::int64_t largest = rendering.LargestPixelCount(); largest > job.limitPixels)
+        throw console::Failure{
+            fmt::format("{}: the filters make a picture of {} pixels, the limit is {}; raise it with "
+                        "--limit-pixels",
+                        InputName(options), largest, job.limitPixels)};
+    if (job.region && (job.region->x > width - job.region->width || job.region->y > height - job.region->height))
+        throw console::Failure{
+            fmt::format("--region {}: the result has only {} x {} pixels", options.region, width, height)};
+
+    console::Progress(fmt::format("filtering {} x {} pixels", width, height));
+    Picture result;
+    {
+        const interrupt::Stoppable scope([&] { rendering.SetAbort(true); });
+        const kestrel::HRESULT done = rendering.RenderAndRelease(result);
+        if (done == kestrel::E_OUTOFMEMORY) throw std::bad_alloc();
+        if (done != kestrel::S_OK && !interrupt::Happened())
+            throw console::Failure{
+                fmt::format("{}: the filters failed (0x{:08X})", InputName(options), static_cast<unsigned>(done))};
+    }
+    console::Detail(
+        fmt::format("{}: {} filters, {} x {} pixels", OutputName(options), rendering.FilterCount(), width, height));
+    return result;
+}
+
+/// What the format cannot hold goes: transparency is laid over the background, and one line says so.
+void Flatten(const Options& options, const Job& job, Picture& picture) {
+    if (!kestrel::MaskHidesAnything(picture.mask.get())) {
+        picture.mask.reset();
+    } else if (!kestrel::FormatHoldsAlpha(job.save.format)) {
+        const Rgba& color = job.background;
+        kestrel::Flatten(picture.image.get(), picture.mask.get(), color.red, color.green, color.blue);
+        picture.mask.reset();
+        console::Note(fmt::format("{}: {} files hold no transparency; the picture was laid over {} (--background)",
+                                  OutputName(options), kestrel::FormatName(job.save.format), FormatColor(color)));
+    }
+}
+
+void Save(const Options& options, const Job& job, const Picture& picture) {
+    console::Progress("writing " + OutputName(options));
+    std::string error;
+    if (IsPipe(options.output)) {
+        error = kestrel::ImageLoader::Save(stdout, picture.image.get(), picture.mask.get(), job.save);
+    } else {
+        const interrupt::Finishing scope;
+        error = kestrel::ImageLoader::Save(options.output, picture.image.get(), picture.mask.get(), job.save);
+    }
+    if (!error.empty()) throw console::Failure{OutputName(options) + ": " + error};
+}
+
+int Run(const Options& options) {
+    const Job job = Check(options);
+    console::SetTalk(options.quiet     ? console::Talk::Quiet
+                     : options.verbose ? console::Talk::Verbose
+                                       : console::Talk::Normal);
+    Rendering rendering;
+    options.chain.ApplyTo(rendering);
+    bool damaged = false;
+    Picture picture = Filter(options, job, rendering, Load(options, job, damaged));
+    if (interrupt::Happened()) return interrupt::ExitCode();
+    if (job.region) picture = CutPicture(picture, job.region->x, job.region->y, job.region->width, job.region->height);
+    if (!picture.image) throw std::bad_alloc();
+    Flatten(options, job, picture);
+    Save(options, job, picture);
+    if (!options.printChain.empty()) fmt::print("{}", rendering.ChainText(options.printChain == "active"));
+    if (interrupt::Happened()) return interrupt::ExitCode();
+    return damaged ? console::kFailed : console::kDone;
+}
+
+}  // namespace
+
+void AddApply(CLI::App& program) {
+    const auto options = std::make_shared<Options>();
+    CLI::App& command = *program.add_subcommand("apply", "Run a picture through a chain of filters");
+    command.add_option("INPUT", options->input, "The picture to read; - is standard input")->required()->type_name("");
+    command.add_option("OUTPUT", options->output, "The picture to write, also INPUT itself; - is standard output")
+        ->required()
+        ->type_name("");
+    options->chain.AddTo(command);
+    const auto add = [&](const char* name, std::string& value, const char* type, const char* text) {
+        command.add_option(name, value, text)->type_name(type);
+    };
+    add("--format", options->format, "png|jpeg|bmp|...", "Format of OUTPUT, in place of the one that its name tells");
+    add("--quality", options->quality, "N", "Quality of a JPEG file, 1 to 100 [92]");
+    add("--background", options->background, "#RRGGBB",
+        "Colour behind transparent pixels where OUTPUT's format\nholds no transparency [#FFFFFF]");
+    add("--region", options->region, "X,Y,W,H",
+        "Write only this part of the result, counted from its upper\n"
+        "left corner; the filters still see the whole picture");
+    add("--render-scale", options->renderScale, "S",
+        "INPUT's size over the size of the original that the chain\n"
+        "was made for; filters scale their pixel sizes by it [1]");
+    add("--print-chain", options->printChain, "pending|active",
+        "Print the chain after the run in the form that --chain\n"
+        "reads, with the values as set or as used");
+    add("--limit-pixels", options->limitPixels, "N",
+        "Refuse pictures of more pixels, read or made by a filter\n[400000000]");
+    command.add_flag("-q,--quiet", options->quiet, "Tell errors and damaged input only");
+    command.add_flag("-v,--verbose", options->verbose, "Tell what is done");
+    command.footer(
+        "Examples:\n"
+        "  kestrel apply photo.jpg sepia.jpg -f Sepia:Sepia=080\n"
+        "  kestrel apply in.png out.png -f Invert:Inversity=100 -f Blur:Blurness=030\n"
+        "  kestrel apply in.png out.png --chain look.txt --print-chain pending\n"
+        "  curl ... | kestrel apply - - --format jpeg -f Sepia:Sepia=080 > out.jpg\n\n"
+        "OUTPUT appears whole or not at all. INPUT that could be read in part only is\n"
+        "filtered and written as far as it goes, with a warning and exit code 1.");
+    command.final_callback([options] {
+        if (const int code = Run(*options)) throw CLI::RuntimeError(code);
+    });
+}

@@ -1,0 +1,34 @@
+#include "apps/kestrel/Files.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "apps/kestrel/Console.h"
+
+std::string ReadWhole(const std::string& path, std::size_t longest,
+                      const std::function<void(const std::string&)>& accept) {
+    const bool piped = path == "-";
+    const std::string shown = piped ? "standard input" : path;
+    const auto close = [piped](std::FILE* file) {
+        if (!piped) std::fclose(file);
+    };
+    const std::unique_ptr<std::FILE, decltype(close)> file(piped ? stdin : std::fopen(path.c_str(), "rb"), close);
+    if (!file) throw console::Failure{fmt::format("{}: cannot be opened: {}", shown, std::strerror(errno))};
+    std::string bytes;
+    char block[1 << 16];
+    for (;;) {
+        const std::size_t got = std::fread(block, 1, sizeof block, file.get());
+        if (std::ferror(file.get()))
+            throw console::Failure{fmt::format("{}: cannot be read: {}", shown, std::strerror(errno))};
+        const bool first = bytes.empty();
+        bytes.append(block, got);
+        if (first && accept) accept(bytes);
+        if (bytes.size() > longest)
+            throw console::Failure{fmt::format("{}: is longer than {} MiB", shown, longest >> 20)};
+        if (got < sizeof block) return bytes;
+    }
+}

@@ -1,0 +1,60 @@
+#include "apps/kestrel/Interrupt.h"
+
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <mutex>
+#include <thread>
+
+#include "apps/kestrel/Console.h"
+
+namespace interrupt {
+namespace {
+
+std::mutex guard;
+std::function<void()> stopWork;  // empty: nothing runs that would have to end in order
+std::atomic<int> caught{0};
+
+void Wait(sigset_t signals) {
+    for (int signal = 0; sigwait(&signals, &signal) == 0;) {
+        const std::lock_guard lock(guard);
+        caught = signal;
+        if (stopWork) {
+            stopWork();
+        } else {
+            console::ClearProgress();
+            _exit(ExitCode());
+        }
+    }
+}
+
+}  // namespace
+
+void Listen() {
+    signal(SIGPIPE, SIG_IGN);  // a reader that goes away is an error of writing, which is told
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // all threads that begin later block them as well
+    std::thread(Wait, signals).detach();
+}
+
+Stoppable::Stoppable(std::function<void()> stop) {
+    const std::lock_guard lock(guard);
+    stopWork = std::move(stop);
+    if (caught) stopWork();
+}
+
+Stoppable::~Stoppable() {
+    const std::lock_guard lock(guard);
+    stopWork = nullptr;
+}
+
+bool Happened() { return caught != 0; }
+
+int ExitCode() { return 128 + caught; }
+
+}  // namespace interrupt

@@ -1,0 +1,31 @@
+#pragma once
+#include <functional>
+
+/// Ctrl-C and a polite kill. Unless told otherwise the program ends at once: nothing of it is worth keeping, and no
+/// half file exists. While a request runs it is aborted; while a file is written the file is finished.
+namespace interrupt {
+
+/// Begins to listen; called once, before anything else.
+void Listen();
+
+/// For the length of a scope an interruption calls `stop`, from another thread, and nothing else.
+class Stoppable {
+public:
+    explicit Stoppable(std::function<void()> stop);
+    ~Stoppable();
+    Stoppable(const Stoppable&) = delete;
+    Stoppable& operator=(const Stoppable&) = delete;
+};
+
+/// For the length of a scope an interruption is only remembered.
+class Finishing : Stoppable {
+public:
+    Finishing() : Stoppable([] {}) {}
+};
+
+/// Was the program interrupted?
+bool Happened();
+/// What it then ends with: 130 for Ctrl-C, 143 for a polite kill.
+int ExitCode();
+
+}  // namespace interrupt

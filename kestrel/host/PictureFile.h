@@ -1,0 +1,3 @@
+#pragma once
+// Picture files, as hosts read and write them.
+#include "kestrel/codec/ImageLoader.h"
