@@ -1,0 +1,342 @@
+// The built program, run as a person runs it.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <thread>
+
+#include "kestrel/codec/ImageLoader.h"
+
+namespace kestrel {
+namespace {
+namespace fs = std::filesystem;
+
+struct Outcome {
+    int code = -1;
+    std::string out;
+    std::string err;
+};
+
+std::string Contents(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+class KestrelTest : public testing::Test {
+protected:
+    void SetUp() override {
+        std::string name = (fs::temp_directory_path() / "kestrel-test-XXXXXX").string();
+        ASSERT_TRUE(mkdtemp(name.data()));
+        folder = name;
+        Write("in.png", false);
+        Write("alpha.png", true);
+    }
+    void TearDown() override { fs::remove_all(folder); }
+
+    std::string Path(const std::string& name) const { return (folder / name).string(); }
+    static std::uint8_t Byte(int x, int y, int channel) {
+        return static_cast<std::uint8_t>(x * 9 + y * 31 + channel * 70);
+    }
+
+    /// A picture of 9 x 5 pixels whose bytes are told by `Byte`; with alpha its left column is transparent.
+    void Write(const std::string& name, bool alpha) const {
+        const DibPtr image(DibCreate(24, 9, 5)), mask(DibCreate(8, 9, 5));
+        for (int y = 0; y < 5; ++y) {
+            for (int i = 0; i < 27; ++i) DibRow(image.get(), y)[i] = Byte(i / 3, y, i % 3);
+            DibRow(mask.get(), y)[0] = 255;
+        }
+        ASSERT_EQ(ImageLoader::Save(Path(name), image.get(), alpha ? mask.get() : nullptr), "");
+    }
+    void WriteText(const std::string& name, const std::string& text) const { std::ofstream(Path(name)) << text; }
+
+    /// Runs the program with words that a shell takes apart; the folder of the test is the working one.
+    Outcome Run(const std::string& arguments) const {
+        const std::string command =
+            "cd " + folder.string() + " && (" KESTREL_APP " " + arguments + ") >stdout.txt 2>stderr.txt";
+        const int status = std::system(command.c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Contents(folder / "stdout.txt"),
+                Contents(folder / "stderr.txt")};
+    }
+    /// Names in the folder, to see what a failed run left behind.
+    std::size_t FileCount() const {
+        return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+    }
+    LoadResult Load(const std::string& name) const { return ImageLoader::Load(Path(name)); }
+
+    fs::path folder;
+};
+
+TEST_F(KestrelTest, AppliesFiltersToThePixels) {
+    const Outcome run = Run("apply in.png out.png -f Invert:Inversity=100");
+    EXPECT_EQ(run.code, 0);
+    EXPECT_EQ(run.out + run.err, "");
+    const LoadResult result = Load("out.png");
+    ASSERT_TRUE(result) << result.error;
+    EXPECT_FALSE(result.mask);
+    for (int y = 0; y < 5; ++y)
+        for (int i = 0; i < 27; ++i) ASSERT_EQ(DibRow(result.image.get(), y)[i], 255 - Byte(i / 3, y, i % 3));
+}
+
+TEST_F(KestrelTest, ChainsComeFromFilesPipesAndOptionsTogether) {
+    const std::string chain = "TMFilter.Invert.1\tInversity=010\nTMFilter.Invert.1\tInversity=020\n";
+    WriteText("chain.txt", chain);
+    EXPECT_EQ(Run("apply in.png a.png --chain chain.txt --print-chain pending").out, chain);
+    EXPECT_EQ(Run("apply in.png b.png --chain - --print-chain active < chain.txt").out, chain);
+    EXPECT_EQ(Contents(folder / "a.png"), Contents(folder / "b.png"));
+    EXPECT_EQ(
+        Run("apply in.png c.png -f TMFilter.Sepia.1:Sepia=5 --chain chain.txt -f Invert.1 --print-chain pending").out,
+        chain + "TMFilter.Sepia.1\tSepia=005\nTMFilter.Invert.1\tInversity=000\n");
+    // What is printed is read again: the same bytes.
+    Run("apply in.png d.png -f Sepia:Sepia=40 -f RGBColor:RedG=30 --print-chain active > saved.txt");
+    Run("apply in.png e.png --chain saved.txt");
+    EXPECT_NE(Contents(folder / "d.png"), "");
+    EXPECT_EQ(Contents(folder / "d.png"), Contents(folder / "e.png"));
+}
+
+TEST_F(KestrelTest, AnEmptyChainCopiesThePicture) {
+    WriteText("empty.txt", "");
+    EXPECT_EQ(Run("apply in.png out.png --chain empty.txt --print-chain active").out, "");
+    EXPECT_EQ(Contents(folder / "in.png"), Contents(folder / "out.png"));
+}
+
+TEST_F(KestrelTest, InputMayBeTheOutput) {
+    EXPECT_EQ(Run("apply in.png in.png -f Invert:Inversity=100").code, 0);
+    EXPECT_EQ(DibRow(Load("in.png").image.get(), 0)[0], 255 - Byte(0, 0, 0));
+    EXPECT_EQ(FileCount(), 4u);  // nothing beside the pictures and the two streams of the run
+}
+
+TEST_F(KestrelTest, DashesArePipes) {
+    const Outcome run = Run("apply - - --format bmp -f Invert:Inversity=100 < in.png");
+    EXPECT_EQ(run.code, 0);
+    const LoadResult result = Load("stdout.txt");
+    EXPECT_EQ(result.format, ImageFormat::Bmp);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(DibRow(result.image.get(), 4)[26], 255 - Byte(8, 4, 2));
+}
+
+TEST_F(KestrelTest, TransparencyStaysWhereTheFormatHoldsIt) {
+    EXPECT_EQ(Run("apply alpha.png out.png").err, "");
+    const LoadResult kept = Load("out.png");
+    ASSERT_TRUE(kept.mask);
+    EXPECT_EQ(DibRow(kept.mask.get(), 2)[0], 255);
+    EXPECT_EQ(DibRow(kept.mask.get(), 2)[1], 0);
+    EXPECT_EQ(DibRow(kept.image.get(), 2)[1], Byte(0, 2, 1));  // the colour under alpha 0
+
+    const Outcome flat = Run("apply alpha.png out.bmp --background '#102030'");
+    EXPECT_EQ(flat.code, 0);
+    EXPECT_EQ(std::count(flat.err.begin(), flat.err.end(), '\n'), 1);
+    EXPECT_NE(flat.err.find("#102030"), std::string::npos);
+    const LoadResult flattened = Load("out.bmp");
+    EXPECT_EQ(DibRow(flattened.image.get(), 3)[0], 0x30);
+    EXPECT_EQ(DibRow(flattened.image.get(), 3)[2], 0x10);
+    EXPECT_EQ(DibRow(flattened.image.get(), 3)[3], Byte(1, 3, 0));
+    EXPECT_EQ(Run("apply alpha.png quiet.bmp --quiet").err, "");
+}
+
+TEST_F(KestrelTest, RegionsAreCutFromTheWholeResult) {
+    EXPECT_EQ(Run("apply alpha.png out.png --region 0,1,4,3 -f Invert:Inversity=100").code, 0);
+    const LoadResult part = Load("out.png");
+    ASSERT_TRUE(part && part.mask);
+    EXPECT_EQ(part.image->biWidth, 4);
+    EXPECT_EQ(part.image->biHeight, 3);
+    for (int y = 0; y < 3; ++y)  // one line is missing at the top, one at the bottom
+        EXPECT_EQ(DibRow(part.image.get(), y)[3 * 3 + 1], 255 - Byte(3, y + 1, 1));
+    EXPECT_EQ(Run("apply in.png out2.png --region 6,1,4,3").code, 1);
+    EXPECT_EQ(Run("apply in.png out2.png --region 0,0,2147483647,2147483647").code, 1);
+    EXPECT_FALSE(fs::exists(Path("out2.png")));
+}
+
+TEST_F(KestrelTest, WrongCommandsEndWithTwoAndOneLine) {
+    for (const char* arguments : {
+             "",
+             "frobnicate",
+             "apply",
+             "apply in.png",
+             "apply in.png out.png more.png",
+             "apply in.png out.png --frobnicate",
+             "apply in.png out.png --json",
+             "--json filters",
+             "filters --quality 80",
+             "apply in.png out.png -f",
+             "apply in.png out.png -f Nothing",
+             "apply in.png out.png -f sepia:Sepia=1",
+             "apply in.png out.png -f \"$(printf 'Sepia:a\\tb')\"",
+             "apply in.png out.png --quality 0",
+             "apply in.png out.png --quality 101",
+             "apply in.png out.png --quality 80x",
+             "apply in.png out.png --quality 80 --quality 90",
+             "apply in.png out.png --format gargle",
+             "apply in.png out.png --background 12345",
+             "apply in.png out.png --background '#GG0000'",
+             "apply in.png out.png --region 1,2,3",
+             "apply in.png out.png --region 1,2,0,4",
+             "apply in.png out.png --region=-1,2,3,4",
+             "apply in.png out.png --region 1,2,3,99999999999",
+             "apply in.png out.png --render-scale 0",
+             "apply in.png out.png --render-scale nan",
+             "apply in.png out.png --render-scale inf",
+             "apply in.png out.png --limit-pixels 0",
+             "apply in.png out.png --print-chain both",
+             "apply in.png out.png --quiet --verbose",
+             "apply in.png - ",
+             "apply in.png - --format png --print-chain active",
+             "apply - out.png --chain - < in.png",
+             "describe",
+             "describe Nothing",
+             "describe Chain",
+             "color red",
+             "color",
+         }) {
+        const std::size_t before = FileCount();
+        const Outcome run = Run(arguments);
+        EXPECT_EQ(run.code, 2) << arguments;
+        EXPECT_EQ(run.out, "") << arguments;
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << arguments << "\n" << run.err;
+        EXPECT_EQ(run.err.substr(0, 9), "kestrel: ") << arguments;
+        EXPECT_LE(FileCount(), std::max<std::size_t>(before, 4)) << arguments;
+    }
+}
+
+TEST_F(KestrelTest, WorkThatFailsEndsWithOneAndLeavesNoFile) {
+    WriteText("text.png", "this is no picture");
+    WriteText("empty.png", "");
+    WriteText("cut.png", Contents(folder / "in.png").substr(0, 60));
+    WriteText("unknown.txt", "TMFilter.Invert.1\tInversity=5\nTMFilter.Nothing.1\tx\n");
+    WriteText("half.txt", "TMFilter.Invert.1\tInversity=5\nTMFilter.Invert.1\tInver");
+    std::string many;
+    for (int i = 0; i < 100000; ++i) many += "TMFilter.Invert.1\tInversity=5\n";
+    WriteText("many.txt", many);
+    const struct {
+        const char* arguments;
+        const char* says;
+    } cases[] = {
+        {"apply missing.png out.png", "missing.png"},
+        {"apply text.png out.png", "text.png"},
+        {"apply empty.png out.png", "empty.png"},
+        {"apply cut.png out.png", "cut.png"},
+        {"apply . out.png", ".: "},
+        {"apply - out.png < text.png", "standard input"},
+        {"apply - out.png < /dev/zero", "standard input"},
+        {"apply - out.png < /dev/null", "standard input"},
+        {"apply in.png nowhere/out.png", "nowhere/out.png"},
+        {"apply in.png out.gargle", "out.gargle"},
+        {"apply in.png out", "--format"},
+        {"apply in.png out.png --chain missing.txt", "missing.txt"},
+        {"apply in.png out.png --chain .", ".: "},
+        {"apply in.png out.png --chain unknown.txt", "unknown.txt: line 2: "},
+        {"apply in.png out.png --chain half.txt", "half.txt: line 2: "},
+        {"apply in.png out.png --chain many.txt", "many.txt: line 1001: "},
+        {"apply in.png out.png --limit-pixels 44", "--limit-pixels"},
+        {"apply in.png - --format png > /dev/full", "standard output"},
+        {"filters > /dev/full", "standard output"},
+        {"color '#000000' --chain unknown.txt", "line 2"},
+    };
+    for (const auto& row : cases) {
+        const Outcome run = Run(row.arguments);
+        EXPECT_EQ(run.code, 1) << row.arguments;
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << row.arguments << "\n" << run.err;
+        EXPECT_NE(run.err.find(row.says), std::string::npos) << row.arguments << "\n" << run.err;
+        for (const auto& entry : fs::directory_iterator(folder))
+            EXPECT_NE(entry.path().filename().string().substr(0, 3), "out") << row.arguments << entry.path();
+    }
+}
+
+TEST_F(KestrelTest, ABigParameterTextIsTakenAsItIs) {
+    WriteText("big.txt", "TMFilter.Invert.1\t" + std::string(1 << 20, '\xE9') + "Inversity=99999999999\n");
+    EXPECT_EQ(Run("apply in.png out.png --chain big.txt").code, 0);
+    EXPECT_TRUE(Load("out.png"));
+}
+
+TEST_F(KestrelTest, APartlyReadablePictureIsWrittenWithAWarning) {
+    const DibPtr image(DibCreate(24, 200, 200));
+    for (int y = 0; y < 200; ++y)
+        for (int i = 0; i < 600; ++i) DibRow(image.get(), y)[i] = Byte(i / 3, y, i % 3);
+    ASSERT_EQ(ImageLoader::Save(Path("whole.jpg"), image.get(), nullptr), "");
+    WriteText("cut.jpg", Contents(folder / "whole.jpg").substr(0, fs::file_size(Path("whole.jpg")) / 2));
+    const Outcome run = Run("apply cut.jpg out.png");
+    EXPECT_EQ(run.code, 1);
+    EXPECT_EQ(run.err.substr(0, 25), "kestrel: warning: cut.jpg");
+    EXPECT_EQ(Load("out.png").image->biHeight, 200);
+}
+
+TEST_F(KestrelTest, TellsAboutParameterTextsWithoutAnyKey) {
+    const Outcome run = Run("apply in.png out.png -f Sepia:Spia=80");
+    EXPECT_EQ(run.code, 0);
+    EXPECT_NE(run.err.find("none of its keys"), std::string::npos);
+    EXPECT_EQ(Run("apply in.png out.png -f Sepia:Sepia=80").err, "");
+}
+
+TEST_F(KestrelTest, ListsAndDescribesFilters) {
+    const Outcome list = Run("filters");
+    EXPECT_EQ(list.code, 0);
+    EXPECT_LT(list.out.find("Emboss "), list.out.find("Invert "));
+    EXPECT_LT(list.out.find("Invert "), list.out.find("Sepia "));
+    EXPECT_EQ(list.out.find("Chain "), std::string::npos);
+    const Outcome json = Run("filters --json");
+    EXPECT_NE(json.out.find("\"progId\": \"TMFilter.Invert.1\""), std::string::npos);
+    for (const char* name : {"Invert", "Invert.1", "TMFilter.Invert.1"}) {
+        const Outcome told = Run(std::string("describe ") + name);
+        EXPECT_NE(told.out.find("Inversity=000"), std::string::npos);
+        EXPECT_NE(told.out.find("0 to 100"), std::string::npos);
+    }
+    EXPECT_NE(Run("describe Invert --json").out.find("\"key\": \"Inversity\""), std::string::npos);
+}
+
+TEST_F(KestrelTest, PrintsColours) {
+    EXPECT_EQ(Run("color '#010203' -f Invert:Inversity=100").out, "#FEFDFC\n");
+    EXPECT_EQ(Run("color 01020380 -f Invert:Inversity=100").out, "#FEFDFC80\n");
+    EXPECT_EQ(Run("color '#abcdef'").out, "#ABCDEF\n");
+    WriteText("chain.txt", "TMFilter.Invert.1\tInversity=100\n");
+    EXPECT_EQ(Run("color '#FFFFFF' --chain chain.txt -f Invert:Inversity=100").out, "#FFFFFF\n");
+}
+
+TEST_F(KestrelTest, HelpAndVersionAreNoErrors) {
+    for (const char* arguments :
+         {"--help", "--version", "apply --help", "filters --help", "describe --help", "color -h"}) {
+        const Outcome run = Run(arguments);
+        EXPECT_EQ(run.code, 0) << arguments;
+        EXPECT_EQ(run.err, "") << arguments;
+        EXPECT_NE(run.out, "") << arguments;
+    }
+}
+
+/// Starts the program without a shell and interrupts it when it waits for its input.
+int InterruptWhileReading(const std::string& output) {
+    int pipe[2];
+    EXPECT_EQ(::pipe(pipe), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(pipe[0], STDIN_FILENO);
+        close(pipe[0]);
+        close(pipe[1]);
+        execl(KESTREL_APP, "kestrel", "apply", "-", output.c_str(), nullptr);
+        _exit(99);
+    }
+    close(pipe[0]);
+    EXPECT_EQ(write(pipe[1], "\x89PNG\r\n\x1a\n", 8), 8);
+    // Once it waits for signals it has blocked them; before, the default action would end it without a code.
+    const std::string status = "/proc/" + std::to_string(child) + "/status";
+    for (int tries = 0; tries < 500 && Contents(status).find("SigBlk:\t0000000000004002") == std::string::npos; ++tries)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    kill(child, SIGINT);
+    int state = 0;
+    waitpid(child, &state, 0);
+    close(pipe[1]);
+    return WIFEXITED(state) ? WEXITSTATUS(state) : -1;
+}
+
+TEST_F(KestrelTest, AnInterruptionEndsWithItsCodeAndNoFile) {
+    EXPECT_EQ(InterruptWhileReading(Path("out.png")), 130);
+    EXPECT_FALSE(fs::exists(Path("out.png")));
+}
+
+}  // namespace
+}  // namespace kestrel
