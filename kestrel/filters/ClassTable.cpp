@@ -5,6 +5,7 @@
 #include "kestrel/filters/composition/RauchglasFilter.h"
 #include "kestrel/filters/composition/SchattenFilter.h"
 #include "kestrel/filters/composition/SoftFrameFilter.h"
+#include "kestrel/filters/composition/TextFilter.h"
 #include "kestrel/filters/geometry/CropFilter.h"
 #include "kestrel/filters/geometry/OffsetFilter.h"
 #include "kestrel/filters/geometry/PrintCropFilter.h"
@@ -86,6 +87,7 @@ constexpr ClassRow kClasses[] = {
     FilterRow<CDuoColorFilter>(),
     FilterRow<CInvertMaskFilter>(),
     FilterRow<CRedEyeFilter>(),
+    FilterRow<CTextFilter>(),
     FilterRow<CRgbMixerFilter>(),
     ServerRow<CPdibFilterChain>(),
     ServerRow<CPdibFilterCreator>(),

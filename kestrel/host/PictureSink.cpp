@@ -1,8 +1,13 @@
 #include "kestrel/host/PictureSink.h"
 
+#include "kestrel/host/TextRenderer.h"
+
 namespace kestrel {
 
+PictureSink::PictureSink() : services_(new TextRenderer) {}
+
 HRESULT PictureSink::QueryInterface(const GUID& iid, void** object) {
+    if (iid == IHostServices::kIid && services_) return services_->QueryInterface(iid, object);
     *object = iid == IUnknown::kIid || iid == IFilterGeometry::kIid ? static_cast<IFilterGeometry*>(this) : nullptr;
     if (!*object) return E_NOINTERFACE;
     AddRef();
@@ -15,6 +20,12 @@ std::uint32_t PictureSink::Release() {
     const std::uint32_t left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
     if (left == 0) delete this;
     return left;
+}
+
+void PictureSink::SetServices(IHostServices* services) {
+    services_ = Ref<IHostServices>(services);
+    FilterEvent anew{kRenderTextCode, nullptr};
+    if (upstream_) upstream_->SendEvent(&anew);
 }
 
 HRESULT PictureSink::SetSize(int width, int height) {

@@ -4,15 +4,20 @@
 #include "kestrel/foundation/Export.h"
 #include "kestrel/foundation/Ref.h"
 #include "kestrel/framework/FilterGeometry.h"
+#include "kestrel/framework/HostServices.h"
 #include "kestrel/framework/IFilterGeometry.h"
 #include "kestrel/framework/IFilterPixels.h"
 #include "kestrel/framework/Module.h"
 
 namespace kestrel {
 
-/// The end of a line: keeps what it is told and the link that pixels are asked from.
+/// The end of a line: keeps what it is told and the link that pixels are asked from. Text is drawn by a `TextRenderer`
+/// of its own until a host sets other services.
 class KESTREL_API PictureSink final : public ModuleObject, public IFilterGeometry {
 public:
+    PictureSink();
+
+    /// Answers `IHostServices` with the services that are set.
     HRESULT QueryInterface(const GUID& iid, void** object) override;
     std::uint32_t AddRef() override;
     std::uint32_t Release() override;
@@ -35,6 +40,9 @@ public:
     HRESULT PassAlong17(void* value) override;
     HRESULT PassAlong18(void* value) override;
 
+    /// What filters of the line get done by the host; null: nothing. Texts are drawn anew.
+    void SetServices(IHostServices* services);
+
     const FilterGeometry& Geometry() const { return geometry_; }
     /// The last link of the line; null while nothing is connected.
     IFilterPixels* Upstream() const { return upstream_.get(); }
@@ -44,6 +52,7 @@ private:
 
     FilterGeometry geometry_;
     Ref<IFilterPixels> upstream_;
+    Ref<IHostServices> services_;
     std::atomic<std::uint32_t> references_{0};
 };
 

@@ -53,6 +53,9 @@ public:
     /// Factor by which the picture is smaller than its full-size original; some filters scale their pixel sizes by it.
     void SetRenderScale(double scale);
 
+    /// Puts the host's own services (text drawing, descriptors) in the place of the text renderer; null: none.
+    void SetServices(IHostServices* services) { sink_->SetServices(services); }
+
     /// Brings the line up to date and gives the size of the output.
     void GetOutputSize(int* width, int* height);
     /// Pixels of the largest picture that any link of the line gives.

@@ -307,5 +307,30 @@ TEST(Catalogue, SuggestsTheNearestName) {
     EXPECT_EQ(SuggestFilter(std::string(100000, 'x')), "");
 }
 
+// Text
+
+TEST(Rendering, DrawsTextUntilAHostTakesTheRendererAway) {
+    const Shown white(200, 60, Pixel{255, 255, 255, 0});
+    Rendering rendering;
+    ASSERT_FALSE(rendering.SetChainText("TMFilter.Text.1\tpos=6, offset=5, fsz=30, fcol=0, shd=0, txt=H\xfc\n"));
+    const auto show = [&] {
+        EXPECT_EQ(rendering.SetPicture(ToPicture(white)), S_OK);
+        Picture result;
+        EXPECT_EQ(rendering.Render(result), S_OK);
+        return FromPicture(result);
+    };
+    const Shown drawn = show();
+    int left = 200, black = 0;
+    for (int y = 0; y < 60; ++y)
+        for (int x = 0; x < 200; ++x) {
+            if (drawn.At(x, y).blue < 255) left = std::min(left, x);
+            black += drawn.At(x, y) == Pixel{0, 0, 0, 0};
+        }
+    EXPECT_NEAR(left, 5, 4);  // the letter has a bearing of its own
+    EXPECT_GT(black, 50);
+    rendering.SetServices(nullptr);
+    EXPECT_EQ(show().Difference(white), "");
+}
+
 }  // namespace
 }  // namespace kestrel

@@ -1,0 +1,381 @@
+#include "kestrel/host/TextRenderer.h"
+
+#include <iconv.h>
+#include <pango/pangocairo.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kestrel/foundation/CodePage.h"
+#include "kestrel/kernels/Composite.h"
+
+namespace kestrel {
+namespace {
+
+struct Unref {
+    void operator()(gpointer object) const { g_object_unref(object); }
+    void operator()(cairo_t* context) const { cairo_destroy(context); }
+    void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
+    void operator()(cairo_font_options_t* options) const { cairo_font_options_destroy(options); }
+    void operator()(PangoFontDescription* description) const { pango_font_description_free(description); }
+    void operator()(PangoAttrList* list) const { pango_attr_list_unref(list); }
+};
+template <class T>
+using Owned = std::unique_ptr<T, Unref>;
+
+// Words ---------------------------------------------------------------------------------------------------------------
+
+/// The code page of a font's character set; null where Windows-1252 serves.
+const char* CodePageOf(std::uint8_t charSet) {
+    switch (charSet) {
+        case 128:
+            return "CP932";  // Japanese
+        case 129:
+            return "CP949";  // Korean
+        case 134:
+            return "CP936";  // simplified Chinese
+        case 136:
+            return "CP950";  // traditional Chinese
+        case 161:
+            return "CP1253";  // Greek
+        case 162:
+            return "CP1254";  // Turkish
+        case 163:
+            return "CP1258";  // Vietnamese
+        case 177:
+            return "CP1255";  // Hebrew
+        case 178:
+            return "CP1256";  // Arabic
+        case 186:
+            return "CP1257";  // Baltic
+        case 204:
+            return "CP1251";  // Cyrillic
+        case 222:
+            return "CP874";  // Thai
+        case 238:
+            return "CP1250";  // Central European
+        default:
+            return nullptr;
+    }
+}
+
+/// UTF-8 of a text in the code page of the character set. What the page does not know becomes a replacement character.
+std::string ToUtf8(std::string_view text, std::uint8_t charSet) {
+    const char* page = CodePageOf(charSet);
+    const iconv_t converter = page ? iconv_open("UTF-8", page) : reinterpret_cast<iconv_t>(-1);
+    if (converter == reinterpret_cast<iconv_t>(-1)) return Utf8From1252(text);
+    std::string input(text);
+    std::string output(4 * input.size() + 16, '\0');
+    char* from = input.data();
+    std::size_t left = input.size();
+    char* to = output.data();
+    std::size_t room = output.size();
+    while (left > 0 && room >= 4) {
+        if (iconv(converter, &from, &left, &to, &room) != static_cast<std::size_t>(-1) || left == 0 || room < 4) break;
+        constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+        to = std::copy(kReplacement.begin(), kReplacement.end(), to);
+        room -= kReplacement.size();
+        ++from;
+        --left;
+    }
+    iconv_close(converter);
+    output.resize(output.size() - room);
+    return output;
+}
+
+/// Line feeds and tabs stay of the control characters; a carriage return belongs to the line feed behind it.
+std::string WithoutControls(std::string_view text) {
+    std::string plain;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if ((byte >= 32 && byte != 127) || c == '\n' || c == '\t') plain += c;
+    }
+    return plain;
+}
+
+// Layout --------------------------------------------------------------------------------------------------------------
+
+/// The family with what stands in for it when the machine lacks it, from the bits for pitch and family.
+std::string Families(const FontProperty& font) {
+    const int family = font.GetPitchAndFamily() & 0xF0;
+    const bool fixed = (font.GetPitchAndFamily() & 3) == 1 || family == 0x30;
+    return Utf8From1252(font.GetFontName()) + ',' + (fixed ? "monospace" : family == 0x10 ? "serif" : "sans-serif");
+}
+
+/// Pixels of a font size: the height, whatever its sign, up to the largest.
+int PixelSize(const FontProperty& font) {
+    return static_cast<int>(std::min<std::int64_t>(std::llabs(font.GetFontSize()), TextRenderer::kLargestFontSize));
+}
+
+Owned<PangoLayout> MakeLayout(const TextRenderRequest& request, const std::string& words) {
+    const FontProperty& font = *request.font;
+    const Owned<PangoContext> context(pango_font_map_create_context(pango_cairo_font_map_get_default()));
+    // Grey coverage without hints: letters look alike at every size and in every direction.
+    const Owned<cairo_font_options_t> options(cairo_font_options_create());
+    cairo_font_options_set_antialias(options.get(), CAIRO_ANTIALIAS_GRAY);
+    cairo_font_options_set_hint_style(options.get(), CAIRO_HINT_STYLE_NONE);
+    cairo_font_options_set_hint_metrics(options.get(), CAIRO_HINT_METRICS_OFF);
+    pango_cairo_context_set_font_options(context.get(), options.get());
+
+    const Owned<PangoFontDescription> description(pango_font_description_new());
+    pango_font_description_set_family(description.get(), Families(font).c_str());
+    pango_font_description_set_absolute_size(description.get(), double{PANGO_SCALE} * PixelSize(font));
+    pango_font_description_set_weight(description.get(), font.IsBold() ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
+    pango_font_description_set_style(description.get(), font.IsItalic() ? PANGO_STYLE_ITALIC : PANGO_STYLE_NORMAL);
+
+    Owned<PangoLayout> layout(pango_layout_new(context.get()));
+    pango_layout_set_font_description(layout.get(), description.get());
+    pango_layout_set_text(layout.get(), words.data(), static_cast<int>(words.size()));
+    const bool centred = request.pos == 2 || request.pos == 7 || request.pos == 9;
+    const bool right = request.pos == 3 || request.pos == 5 || request.pos == 8;
+    pango_layout_set_alignment(layout.get(), centred ? PANGO_ALIGN_CENTER
+                                             : right ? PANGO_ALIGN_RIGHT
+                                                     : PANGO_ALIGN_LEFT);
+    if (font.IsUnderline()) {
+        const Owned<PangoAttrList> attributes(pango_attr_list_new());
+        pango_attr_list_insert(attributes.get(), pango_attr_underline_new(PANGO_UNDERLINE_SINGLE));
+        pango_layout_set_attributes(layout.get(), attributes.get());
+    }
+    return layout;
+}
+
+/// A rectangle of pixels, rows counted from the top.
+struct Box {
+    int x = 0, y = 0, width = 0, height = 0;
+};
+
+/// What `box` and `other` share; empty boxes have a width and height of 0.
+Box Intersection(const Box& box, const Box& other) {
+    const int x = std::max(box.x, other.x);
+    const int y = std::max(box.y, other.y);
+    const int width = std::min(box.x + box.width, other.x + other.width) - x;
+    const int height = std::min(box.y + box.height, other.y + other.height) - y;
+    return width > 0 && height > 0 ? Box{x, y, width, height} : Box{};
+}
+
+/// The lines and everything that letters draw beyond them.
+Box Extents(PangoLayout* layout) {
+    PangoRectangle ink;
+    PangoRectangle lines;
+    pango_layout_get_pixel_extents(layout, &ink, &lines);
+    const int x = std::min(ink.x, lines.x);
+    const int y = std::min(ink.y, lines.y);
+    return {x, y, std::max(ink.x + ink.width, lines.x + lines.width) - x,
+            std::max(ink.y + ink.height, lines.y + lines.height) - y};
+}
+
+// Coverage ------------------------------------------------------------------------------------------------------------
+
+/// Coverage 0..255 of a rectangle of pixels.
+struct Coverage {
+    Box box;
+    std::vector<std::uint8_t> bytes;
+
+    explicit Coverage(const Box& area)
+        : box(area), bytes(static_cast<std::size_t>(area.width) * static_cast<std::size_t>(area.height)) {}
+    std::uint8_t* Row(int row) { return bytes.data() + static_cast<std::ptrdiff_t>(row) * box.width; }
+    /// Coverage at a pixel; 0 outside.
+    std::uint8_t At(int x, int y) const {
+        if (x < box.x || y < box.y || x >= box.x + box.width || y >= box.y + box.height) return 0;
+        return bytes[static_cast<std::size_t>(y - box.y) * static_cast<std::size_t>(box.width) +
+                     static_cast<std::size_t>(x - box.x)];
+    }
+};
+
+/// How the layout lies in the rectangle that it fills when it is turned; the letters' own rectangle begins at 0, 0.
+cairo_matrix_t Turned(const Box& extents, std::int32_t direction) {
+    cairo_matrix_t turned;
+    const double x = extents.x;
+    const double y = extents.y;
+    if (direction == 90)  // upward: what was right is up
+        cairo_matrix_init(&turned, 0, -1, 1, 0, -y, extents.width + x);
+    else if (direction == 270)
+        cairo_matrix_init(&turned, 0, 1, -1, 0, extents.height + y, -x);
+    else
+        cairo_matrix_init_translate(&turned, -x, -y);
+    return turned;
+}
+
+/// Draws the part of the turned layout that lies in `area`. Surfaces have a largest size, so that it goes by tiles.
+Coverage Draw(PangoLayout* layout, const cairo_matrix_t& turned, const Box& area) {
+    constexpr int kTile = 4096;
+    Coverage coverage(area);
+    for (int y = 0; y < area.height; y += kTile)
+        for (int x = 0; x < area.width; x += kTile) {
+            const int width = std::min(kTile, area.width - x);
+            const int height = std::min(kTile, area.height - y);
+            const Owned<cairo_surface_t> surface(cairo_image_surface_create(CAIRO_FORMAT_A8, width, height));
+            const Owned<cairo_t> context(cairo_create(surface.get()));
+            cairo_translate(context.get(), -area.x - x, -area.y - y);
+            cairo_transform(context.get(), &turned);
+            pango_cairo_show_layout(context.get(), layout);
+            cairo_surface_flush(surface.get());
+            if (cairo_status(context.get()) != CAIRO_STATUS_SUCCESS) throw std::bad_alloc();
+            const unsigned char* bytes = cairo_image_surface_get_data(surface.get());
+            const std::ptrdiff_t stride = cairo_image_surface_get_stride(surface.get());
+            for (int row = 0; row < height; ++row) std::copy_n(bytes + row * stride, width, coverage.Row(y + row) + x);
+        }
+    return coverage;
+}
+
+/// One pass of a box blur of `radius` pixels to each side over `n` bytes that lie `step` apart.
+void BlurLine(std::uint8_t* line, int n, std::ptrdiff_t step, int radius, std::vector<std::uint8_t>& before) {
+    for (int i = 0; i < n; ++i) before[static_cast<std::size_t>(i)] = line[i * step];
+    const int size = 2 * radius + 1;
+    int sum = 0;
+    for (int i = 0; i < std::min(radius, n); ++i) sum += before[static_cast<std::size_t>(i)];
+    for (int i = 0; i < n; ++i) {
+        if (i + radius < n) sum += before[static_cast<std::size_t>(i + radius)];
+        line[i * step] = static_cast<std::uint8_t>((sum + size / 2) / size);
+        if (i >= radius) sum -= before[static_cast<std::size_t>(i - radius)];
+    }
+}
+
+constexpr int kBlurPasses = 3;  ///< three boxes are close to a bell
+
+void Blur(Coverage& coverage, int radius) {
+    const Box& box = coverage.box;
+    std::vector<std::uint8_t> before(static_cast<std::size_t>(std::max(box.width, box.height)));
+    for (int pass = 0; pass < kBlurPasses; ++pass) {
+        for (int y = 0; y < box.height; ++y) BlurLine(coverage.Row(y), box.width, 1, radius, before);
+        for (int x = 0; x < box.width; ++x) BlurLine(coverage.bytes.data() + x, box.height, box.width, radius, before);
+    }
+}
+
+/// A shadow to the lower right, soft in proportion to the letters.
+struct Shadow {
+    int shift = 0;   ///< pixels right and down
+    int radius = 0;  ///< of each blur
+    int density;     ///< percent; 0 is none
+
+    Shadow(const TextRenderRequest& request) : density(std::clamp(request.shd, 0, 100)) {
+        if (density == 0) return;
+        const int size = PixelSize(*request.font);
+        shift = std::max(1, size / 16);
+        radius = std::max(1, size / 32);
+    }
+    int Reach() const { return density == 0 ? 0 : kBlurPasses * radius; }
+};
+
+// Answer --------------------------------------------------------------------------------------------------------------
+
+/// Writes the letters on their shadow into the two records, whose first row is the lowest of `area`.
+void Compose(const TextRenderRequest& request, const Coverage& letters, const Coverage& soft, const Shadow& shadow,
+             const Box& area, Dib* image, Dib* mask) {
+    const auto colour = static_cast<std::uint32_t>(request.font->GetFontColor());
+    const std::uint8_t ink[3] = {static_cast<std::uint8_t>(colour >> 16), static_cast<std::uint8_t>(colour >> 8),
+                                 static_cast<std::uint8_t>(colour)};
+    const int opacity = 100 - std::clamp(request.tr, 0, 100);
+    for (int row = 0; row < area.height; ++row) {
+        std::uint8_t* pixel = DibRow(image, area.height - 1 - row);
+        std::uint8_t* masks = DibRow(mask, area.height - 1 - row);
+        for (int column = 0; column < area.width; ++column, pixel += 3) {
+            const int x = area.x + column;
+            const int y = area.y + row;
+            const int dark = soft.At(x - shadow.shift, y - shadow.shift) * shadow.density / 100;
+            pixel[0] = request.shadowBlue;
+            pixel[1] = request.shadowGreen;
+            pixel[2] = request.shadowRed;
+            auto both = static_cast<std::uint8_t>(255 - dark);
+            kernels::OverPixel(pixel, both, ink, static_cast<std::uint8_t>(255 - letters.At(x, y)));
+            masks[column] = static_cast<std::uint8_t>(255 - (255 - both) * opacity / 100);
+        }
+    }
+}
+
+}  // namespace
+
+// Services ------------------------------------------------------------------------------------------------------------
+
+HRESULT TextRenderer::QueryInterface(const GUID& iid, void** object) {
+    *object = iid == IUnknown::kIid || iid == IHostServices::kIid ? static_cast<IHostServices*>(this) : nullptr;
+    if (!*object) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+}
+
+std::uint32_t TextRenderer::AddRef() { return references_.fetch_add(1, std::memory_order_relaxed) + 1; }
+
+std::uint32_t TextRenderer::Release() {
+    const std::uint32_t left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (left == 0) delete this;
+    return left;
+}
+
+bool TextRenderer::Offers(const char* dispatcher) { return std::string_view(dispatcher) == kTextFilterDispatcher; }
+
+HRESULT TextRenderer::Dispatch(const char* dispatcher, std::int32_t code, void* record) {
+    if (!Offers(dispatcher) || code != kRenderTextCode) return E_NOTIMPL;
+    return RenderText(*static_cast<TextRenderRequest*>(record));
+}
+
+char* TextRenderer::TranslateText(const char*) { return nullptr; }
+
+HRESULT TextRenderer::RenderText(TextRenderRequest& request) try {
+    request.image = request.mask = nullptr;
+    request.hotSpotX = request.hotSpotY = 0;
+    request.release = &ReleaseText;
+    const std::string words = WithoutControls(ToUtf8(request.text, request.font->GetCharSet()));
+    if (words.find_first_not_of("\n\t ") == std::string::npos || PixelSize(*request.font) == 0) return S_OK;
+
+    const Owned<PangoLayout> layout = MakeLayout(request, words);
+    const Box extents = Extents(layout.get());
+    const bool upright = request.dir != 90 && request.dir != 270;
+    const Box text{0, 0, upright ? extents.width : extents.height, upright ? extents.height : extents.width};
+    const Shadow shadow(request);
+    const int before = std::max(shadow.Reach() - shadow.shift, 0);
+    const int behind = shadow.Reach() + shadow.shift;
+    const Box whole{-before, -before, text.width + before + behind, text.height + before + behind};
+
+    // Where the whole falls on the picture; of the picture, rows count from the bottom.
+    const TextPoint anchor = TextAnchor(request.pos, request.offset, request.width, request.height);
+    const TextPoint hotSpot = TextAnchor(request.pos, 0, whole.width, whole.height);
+    const auto cut = [](std::int64_t low, int size, int room) {  // how much of `size` lies in 0..room - 1
+        const std::int64_t from = std::clamp<std::int64_t>(-low, 0, size);
+        const std::int64_t to = std::clamp<std::int64_t>(room - low, from, size);
+        return std::pair{static_cast<int>(from), static_cast<int>(to - from)};
+    };
+    const auto [left, width] = cut(anchor.x - hotSpot.x, whole.width, request.width);
+    const auto [bottom, height] = cut(anchor.y - hotSpot.y, whole.height, request.height);
+    if (width == 0 || height == 0) return S_OK;
+    const Box area{whole.x + left, whole.y + whole.height - bottom - height, width, height};
+
+    // The shadow on the picture comes from letters that may lie just outside it.
+    const Box near{area.x - behind, area.y - behind, width + before + behind, height + before + behind};
+    const Coverage letters = Draw(layout.get(), Turned(extents, request.dir), Intersection(text, near));
+    Coverage soft(Box{});
+    if (shadow.density > 0) {
+        const Box& box = letters.box;
+        const int reach = shadow.Reach();
+        soft = Coverage({box.x - reach, box.y - reach, box.width + 2 * reach, box.height + 2 * reach});
+        for (int row = 0; row < box.height; ++row)
+            std::copy_n(letters.bytes.data() + static_cast<std::ptrdiff_t>(row) * box.width, box.width,
+                        soft.Row(row + reach) + reach);
+        Blur(soft, shadow.radius);
+    }
+
+    DibPtr image(DibCreate(24, width, height));
+    DibPtr mask(DibCreate(8, width, height));
+    if (!image || !mask) return E_OUTOFMEMORY;
+    Compose(request, letters, soft, shadow, area, image.get(), mask.get());
+    request.hotSpotX = static_cast<std::int32_t>(hotSpot.x - left);
+    request.hotSpotY = static_cast<std::int32_t>(hotSpot.y - bottom);
+    request.image = image.release();
+    request.mask = mask.release();
+    return S_OK;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+}
+
+void TextRenderer::ReleaseText(TextRenderRequest* request) {
+    DibFree(request->image);
+    DibFree(request->mask);
+    request->image = request->mask = nullptr;
+}
+
+}  // namespace kestrel
