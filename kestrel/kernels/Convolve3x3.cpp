@@ -15,8 +15,8 @@ namespace kestrel::kernels {
 
 /// Pixels are made in blocks whose bytes stand as doubles on the stack: every byte is converted once for each row that
 /// it is a neighbour of, not once for each product, and the 12 KiB stay in the nearest cache.
-constexpr int kBlock = 168;
-constexpr std::size_t kBlockBytes = (kBlock + 2) * 3 + 2;
+constexpr int kBlock = 160;
+constexpr std::size_t kBlockBytes = (kBlock + 2) * 3 + 2;  // whole cache lines
 /// Fewer pixels than these are not worth a block.
 constexpr int kShortRun = 6;
 
@@ -60,7 +60,7 @@ HWY_BEFORE_NAMESPACE();
 namespace kestrel::kernels::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
-/// `size` bytes as doubles; writes up to a vector beyond.
+/// `size` bytes as doubles.
 void Widen(const std::uint8_t* bytes, std::size_t size, double* HWY_RESTRICT out) {
     std::size_t b = 0;
 #if HWY_TARGET != HWY_SCALAR
@@ -68,49 +68,67 @@ void Widen(const std::uint8_t* bytes, std::size_t size, double* HWY_RESTRICT out
     const hn::Rebind<std::int32_t, decltype(d)> d32;
     const hn::Rebind<std::uint8_t, decltype(d)> d8;
     const std::size_t lanes = hn::Lanes(d);
-    for (; b + lanes <= size; b += lanes)
-        hn::StoreU(hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(d8, bytes + b))), d, out + b);
+    const auto widen = [=](std::size_t at) HWY_ATTR {
+        hn::StoreU(hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(d8, bytes + at))), d, out + at);
+    };
+    for (; b + 4 * lanes <= size; b += 4 * lanes) {
+        widen(b);
+        widen(b + lanes);
+        widen(b + 2 * lanes);
+        widen(b + 3 * lanes);
+    }
+    for (; b + lanes <= size; b += lanes) widen(b);
 #endif
     for (; b < size; ++b) out[b] = bytes[b];
 }
 
-/// A block of up to `kBlock` pixels that all have the same weights.
+/// A block of up to `kBlock` pixels that all have the same weights. Weights of 0 are left out: they add nothing.
 void ConvolveBlock(const double weights[3][3], double bias, const std::uint8_t* const* rows, int begin, int end,
                    std::uint8_t* HWY_RESTRICT out) {
     HWY_ALIGN double wide[3][kBlockBytes];
     const auto first = static_cast<std::size_t>(begin) * 3;
     const auto size = static_cast<std::size_t>(end - begin) * 3;
-    for (int i = 0; i < 3; ++i) Widen(rows[i] + first, size + 6, wide[i]);
+    struct Tap {
+        double weight;
+        const double* from;
+    };
+    Tap taps[9];
+    int count = 0;
+    for (int i = 0; i < 3; ++i) {
+        Widen(rows[i] + first, size + 6, wide[i]);
+        for (int j = 0; j < 3; ++j)
+            if (weights[i][j] != 0) taps[count++] = {weights[i][j], wide[i] + j * 3};
+    }
     std::size_t b = 0;
 #if HWY_TARGET != HWY_SCALAR
     const hn::ScalableTag<double> d;
     const hn::Rebind<std::int32_t, decltype(d)> d32;
     const hn::Rebind<std::uint8_t, decltype(d)> d8;
     const std::size_t lanes = hn::Lanes(d);
-    const auto least = hn::Zero(d);
-    const auto greatest = hn::Set(d, 255.0);
-    const auto added = hn::Set(d, bias);
-    const auto w00 = hn::Set(d, weights[0][0]), w01 = hn::Set(d, weights[0][1]), w02 = hn::Set(d, weights[0][2]);
-    const auto w10 = hn::Set(d, weights[1][0]), w11 = hn::Set(d, weights[1][1]), w12 = hn::Set(d, weights[1][2]);
-    const auto w20 = hn::Set(d, weights[2][0]), w21 = hn::Set(d, weights[2][1]), w22 = hn::Set(d, weights[2][2]);
-    for (; b + lanes <= size; b += lanes) {
-        auto sum = hn::Mul(w00, hn::LoadU(d, wide[0] + b));
-        sum = hn::Add(sum, hn::Mul(w01, hn::LoadU(d, wide[0] + b + 3)));
-        sum = hn::Add(sum, hn::Mul(w02, hn::LoadU(d, wide[0] + b + 6)));
-        sum = hn::Add(sum, hn::Mul(w10, hn::LoadU(d, wide[1] + b)));
-        sum = hn::Add(sum, hn::Mul(w11, hn::LoadU(d, wide[1] + b + 3)));
-        sum = hn::Add(sum, hn::Mul(w12, hn::LoadU(d, wide[1] + b + 6)));
-        sum = hn::Add(sum, hn::Mul(w20, hn::LoadU(d, wide[2] + b)));
-        sum = hn::Add(sum, hn::Mul(w21, hn::LoadU(d, wide[2] + b + 3)));
-        sum = hn::Add(sum, hn::Mul(w22, hn::LoadU(d, wide[2] + b + 6)));
-        sum = hn::Min(hn::Max(hn::Add(sum, added), least), greatest);
-        hn::StoreU(hn::DemoteTo(d8, hn::DemoteTo(d32, sum)), d8, out + first + b);
+    const auto store = [=](auto sum, std::size_t at) HWY_ATTR {
+        const auto byte = hn::Min(hn::Max(hn::Add(sum, hn::Set(d, bias)), hn::Zero(d)), hn::Set(d, 255.0));
+        hn::StoreU(hn::DemoteTo(d8, hn::DemoteTo(d32, byte)), d8, out + first + at);
+    };
+    // Four sums grow side by side, since each has to wait for its own additions.
+    for (; b + 4 * lanes <= size; b += 4 * lanes) {
+        auto sum0 = hn::Zero(d), sum1 = sum0, sum2 = sum0, sum3 = sum0;
+        for (int t = 0; t < count; ++t) {
+            const auto weight = hn::Set(d, taps[t].weight);
+            const double* const from = taps[t].from + b;
+            sum0 = hn::Add(sum0, hn::Mul(weight, hn::LoadU(d, from)));
+            sum1 = hn::Add(sum1, hn::Mul(weight, hn::LoadU(d, from + lanes)));
+            sum2 = hn::Add(sum2, hn::Mul(weight, hn::LoadU(d, from + 2 * lanes)));
+            sum3 = hn::Add(sum3, hn::Mul(weight, hn::LoadU(d, from + 3 * lanes)));
+        }
+        store(sum0, b);
+        store(sum1, b + lanes);
+        store(sum2, b + 2 * lanes);
+        store(sum3, b + 3 * lanes);
     }
 #endif
     for (; b < size; ++b) {
         double sum = 0;
-        for (int i = 0; i < 3; ++i)
-            for (std::size_t j = 0; j < 3; ++j) sum += weights[i][j] * wide[i][b + j * 3];
+        for (int t = 0; t < count; ++t) sum += taps[t].weight * taps[t].from[b];
         out[first + b] = ConvolvedByte(sum + bias);
     }
 }

@@ -55,7 +55,7 @@ TEST_P(Convolve3x3Test, FastFormGivesThePlainBytes) {
     const auto below = [&](unsigned n) { return static_cast<unsigned>(random()) % n; };
     std::vector<int> widths(70);  // every tail of a vector, and the neighbourhood of the lengths of blocks
     std::iota(widths.begin(), widths.end(), 0);
-    for (const int width : {166, 167, 168, 169, 170, 335, 336, 337, 500}) widths.push_back(width);
+    for (const int width : {158, 159, 160, 161, 162, 319, 320, 321, 500}) widths.push_back(width);
     for (const int width : widths)
         for (unsigned round = 0; round < 12; ++round) {
             Rows rows(width);
