@@ -44,7 +44,7 @@ inline constexpr TellingSetting kTellingSettings[] = {
     {"RGBColor", "Red=025,Green=-05,Blue=-30"},
     {"Rauchglas",
      "BordersizeOn=1,Borderhori=60,Borderverti=60,TotalHori=150,TotalVerti=150,Radius=5,Red=180,Green=200,Blue=220,"
-     "Transparency=000,Poscorhori=000,Poscorverti=000"},
+     "Transparency=060,Poscorhori=000,Poscorverti=000"},
     {"RedEye", "N=2, X1=0.605, Y1=0.531, E1=0, F1=50, X2=0.646, Y2=0.531, E2=0, F2=50"},
     {"RgbMixer",
      "BOnK=0,BOnR=1,BOnG=1,BOnB=1,BBypass=0,BRgb0=1,BCon0=0,BRgb1=0,BCon1=0,BRgb2=0,BCon2=0,BRgb3=0,BCon3=0,"

@@ -22,8 +22,16 @@ unset(ENV{LD_LIBRARY_PATH})
 run(${CMAKE_COMMAND} -S ${CMAKE_CURRENT_LIST_DIR} -B ${WORK}/build -G ${GENERATOR} -DCMAKE_CXX_COMPILER=${COMPILER}
     -DKESTREL_FOUND_BY=${FOUND_BY} -DCMAKE_PREFIX_PATH=${WORK}/prefix -DKESTREL_PREFIX=${WORK}/prefix)
 run(${CMAKE_COMMAND} --build ${WORK}/build)
-run(${WORK}/build/consumer)
+run(${WORK}/build/consumer ${WORK}/in.png)
 message(STATUS "${output}")
+run(${WORK}/build/example ${WORK}/in.png ${WORK}/out.png)
+
+file(READ ${CMAKE_CURRENT_LIST_DIR}/example.cpp example)
+file(READ ${CMAKE_CURRENT_LIST_DIR}/../../README.md readme)
+string(FIND "${readme}" "${example}" found)
+if(found EQUAL -1)
+    message(FATAL_ERROR "the example in README.md is not that of example.cpp")
+endif()
 
 # A program asks for the library by its versioned name, never by the plain one.
 run(objdump -p ${WORK}/build/consumer)
