@@ -136,11 +136,11 @@ TEST_F(RenderingTest, GivesTheBytesOfTheSlowEngine) {
                 ASSERT_EQ(rendering.SetPicture(ToPicture(shown, withMask)), S_OK);
                 Picture result;
                 ASSERT_EQ(release ? rendering.RenderAndRelease(result) : rendering.Render(result), S_OK);
-                EXPECT_EQ(FromPicture(result).Difference(test::Evaluate(chain, shown)), "");
+                EXPECT_EQ(FromPicture(result).Difference(*test::Evaluate(chain, shown)), "");
                 EXPECT_EQ(rendering.ChainText(true), rendering.ChainText(false));
                 if (release) continue;
                 ASSERT_EQ(rendering.Render(result), S_OK);  // the picture is still there
-                EXPECT_EQ(FromPicture(result).Difference(test::Evaluate(chain, shown)), "");
+                EXPECT_EQ(FromPicture(result).Difference(*test::Evaluate(chain, shown)), "");
             }
 }
 

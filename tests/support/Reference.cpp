@@ -1,30 +1,34 @@
 #include "tests/support/Reference.h"
 
 #include <algorithm>
-#include <stdexcept>
+#include <iterator>
+#include <string_view>
 
 #include "tests/support/Line.h"
 
 namespace kestrel::test {
 
-Picture Evaluate(const std::vector<Step>& chain, Picture picture) {
+std::optional<Picture> Evaluate(const std::vector<Step>& chain, Picture picture) {
     for (const Step& step : chain) {
         Line line(picture);
         line.Add(step.progId.c_str(), step.text.c_str());
         const FilterGeometry geometry = line.Geometry();
-        Picture result(std::max(geometry.Width, 0), std::max(geometry.Height, 0), Pixel{0, 0, 0, 255});
-        if (line.Request(result, 0, 0, 0, 0, result.Width(), result.Height()) != S_OK)
-            throw std::runtime_error(step.progId + " did not finish");
+        if (geometry.Width < 1 || geometry.Height < 1) return std::nullopt;
+        Picture result(geometry.Width, geometry.Height, Pixel{0, 0, 0, 255});
+        if (line.Request(result, 0, 0, 0, 0, result.Width(), result.Height()) != S_OK) return std::nullopt;
         picture = result;
     }
     return picture;
 }
 
 bool DependsOnWindow(const Step& step) {
-    if (step.progId == "TMFilter.Histo.1") return true;           // counts the tones of the window
-    if (step.progId == "TMFilter.WhiteBlackGrey.1") return true;  // modes 2 and 3 look for the extremes of the window
-    if (step.progId == "TMFilter.Tonwert.1") return true;         // its clip looks at the window
-    return false;
+    constexpr std::string_view names[] = {
+        "TMFilter.Histo.1",           // counts the tones of the window
+        "TMFilter.WhiteBlackGrey.1",  // modes 2 and 3 measure the window
+        "TMFilter.Tonwert.1",         // clips by the size of the first window
+        "TMFilter.Rauchglas.1",       // places its pane by the size of the window
+    };
+    return std::find(std::begin(names), std::end(names), step.progId) != std::end(names);
 }
 
 }  // namespace kestrel::test

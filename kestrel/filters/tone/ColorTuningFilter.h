@@ -34,7 +34,8 @@ inline constexpr Description kColorTuning{.progId = "TMFilter.ColorTuning.1",
                                           .name = "Color Tuning",
                                           .icon = "icons_colorequalizer",
                                           .help = "HLP_FARBEQUALIZER",
-                                          .summary = "Changes the saturation of six ranges of colours."};
+                                          .summary = "Changes the saturation of six ranges of colours.",
+                                          .inPlace = true};
 
 class CColorTuningFilter final : public TwinFilter<ColorTuningParameters, kColorTuningText, kColorTuning> {
 public:

@@ -76,7 +76,8 @@ inline constexpr Description kGamma{
     .name = "Color Balance",
     .icon = "icons_colorbalance",
     .help = "HLP_CCEX",
-    .summary = "Balances colours by a curve for each channel, for all colours and within six ranges of colours."};
+    .summary = "Balances colours by a curve for each channel, for all colours and within six ranges of colours.",
+    .inPlace = true};
 
 class CGammaFilter final : public TwinFilter<GammaParameters, kGammaText, kGamma> {
 public:

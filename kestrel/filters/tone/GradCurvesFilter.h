@@ -32,7 +32,8 @@ inline constexpr Description kGradCurves{
     .name = "Gradation",
     .icon = "icons_gradat",
     .help = "HLP_GRADATION",
-    .summary = "Maps tones through a master curve and a curve for each channel, drawn through up to twelve nodes."};
+    .summary = "Maps tones through a master curve and a curve for each channel, drawn through up to twelve nodes.",
+    .inPlace = true};
 
 class CGradCurvesFilter final : public TwinFilter<GradCurvesParameters, kGradCurvesText, kGradCurves> {
 public:

@@ -60,7 +60,8 @@ inline constexpr Description kHsb{
     .name = "Hue, Saturation,\nBrightness",
     .icon = "icons_hsb",
     .help = "HLP_HSB",
-    .summary = "Changes hue, saturation and brightness of all colours and of six ranges of colours."};
+    .summary = "Changes hue, saturation and brightness of all colours and of six ranges of colours.",
+    .inPlace = true};
 
 class CHSBFilter final : public TwinFilter<HsbParameters, kHsbText, kHsb> {
 public:

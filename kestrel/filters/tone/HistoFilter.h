@@ -25,7 +25,8 @@ inline constexpr Description kHisto{
     .help = "HLP_HISTO",
     .summary =
         "Equalises the brightness histogram of the region that is asked for; 0 is not neutral, it spreads the "
-        "tones in use evenly."};
+        "tones in use evenly.",
+    .inPlace = true};
 
 class CHistoFilter final : public TwinFilter<HistoParameters, kHistoText, kHisto> {
 protected:

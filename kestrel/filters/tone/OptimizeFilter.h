@@ -30,7 +30,8 @@ inline constexpr Description kOptimize{
     .name = "Exposure Correction",
     .icon = "icons_exposure",
     .help = "HLP_OPT",
-    .summary = "Corrects exposure and the contrast of highlights and shadows by the luminance, and the saturation."};
+    .summary = "Corrects exposure and the contrast of highlights and shadows by the luminance, and the saturation.",
+    .inPlace = true};
 
 class COptimizeFilter final : public TwinFilter<OptimizeParameters, kOptimizeText, kOptimize> {
 public:

@@ -75,7 +75,8 @@ inline constexpr Description kRgbMixer{
     .name = "RGB Mixer",
     .icon = "icons_colormixer",
     .help = "HLP_RGBMIXER",
-    .summary = "Makes each channel from a weighted sum of all three, with an optional grey channel."};
+    .summary = "Makes each channel from a weighted sum of all three, with an optional grey channel.",
+    .inPlace = true};
 
 class CRgbMixerFilter final : public TwinFilter<RgbMixerParameters, kRgbMixerText, kRgbMixer> {
 protected:

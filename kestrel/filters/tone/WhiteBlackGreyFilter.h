@@ -38,7 +38,8 @@ inline constexpr Description kWhiteBlackGrey{
     .help = "HLP_WHITEBLACKGREY",
     .summary =
         "Removes a colour cast by a picked grey point; modes 2 and 3 also stretch the contrast, measured in the "
-        "region that is asked for."};
+        "region that is asked for.",
+    .inPlace = true};
 
 class CWhiteBlackGreyFilter final : public TwinFilter<WhiteBlackGreyParameters, kWhiteBlackGreyText, kWhiteBlackGrey> {
 public:
