@@ -57,8 +57,7 @@ void BlackWhiteRow(std::span<std::uint8_t> row, std::int32_t percent) {
 void SepiaRow(std::span<std::uint8_t> row, std::uint8_t keep) {
     const auto wide = [keep](auto d, auto& blue, auto& green, auto& red) HWY_ATTR {
         const hn::RebindToUnsigned<decltype(d)> du;
-        const auto grey = hn::ShiftRight<8>(hn::Add(
-            hn::Add(hn::Mul(red, hn::Set(d, 77)), hn::Mul(green, hn::Set(d, 151))), hn::Mul(blue, hn::Set(d, 28))));
+        const auto grey = LuminanceLanes(d, blue, green, red);
         const auto stays = hn::Set(d, std::int32_t{keep});
         const auto tone = hn::Set(d, 255 - keep);
         const auto mix = [&](auto byte, int tint) HWY_ATTR {
