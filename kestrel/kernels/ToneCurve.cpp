@@ -72,6 +72,7 @@ bool LinearTable(std::span<const CurveNode> nodes, ByteTable& table) {
         const CurveNode from = nodes[i];
         const CurveNode to = nodes[i + 1];
         const double run = static_cast<double>(to.x) - from.x;
+        // Between two nodes at one place lies one tone, whatever the slope.
         const double slope = run == 0.0 ? 0.9999 : (static_cast<double>(to.y) - from.y) / run;
         for (int x = std::max(from.x, 0); x <= std::min(to.x, 255); ++x)
             table[static_cast<std::size_t>(x)] = RoundToByte(from.y + (static_cast<double>(x) - from.x) * slope);

@@ -160,6 +160,9 @@ TEST(Tonwert, TheMidtoneIsEstimatedFromTheMean) {
     EXPECT_EQ(Apply(kLevels, "AutoContrast=0,AutoTone=1", middle).Difference(middle), "");
     EXPECT_EQ(Apply(kLevels, "AutoContrast=0,AutoTone=1", Picture(9, 9, Grey(65))).At(1, 1), Grey(91));
     EXPECT_EQ(Apply(kLevels, "AutoContrast=0,AutoTone=1", Picture(9, 9, Grey(150))).At(1, 1), Grey(98));
+    // White counts as 256: 199 black, 200 white and one grey have a mean of 127.8 and ask for -22, exponent 1.44.
+    const Picture poles(20, 20, [](int x, int y) { return Grey(y < 10 ? (x + y == 0 ? 128 : 0) : 255); });
+    EXPECT_EQ(Apply(kLevels, "AutoContrast=0,AutoTone=1", poles).At(0, 0), Grey(95));
     // What lies up to the black point counts as 1, from the white point on as 256.
     EXPECT_EQ(Apply(kLevels, "AutoContrast=0,Lo=100,AutoTone=1", middle).At(1, 1), Grey(0));
 }
@@ -226,6 +229,19 @@ TEST(Histo, TonesAreSpreadByHowOftenTheyOccur) {
     EXPECT_EQ(Apply(kEqualize, "Intensity=0", picture).At(3, 0), Grey(255));
     EXPECT_EQ(Apply(kEqualize, "Intensity=100", picture).At(0, 0), Grey(191));  // 3/4 of 255 = 191.25
     EXPECT_EQ(Apply(kEqualize, "Intensity=50", picture).At(0, 0), Grey(162));   // 1.732/2.732 of 255 = 161.67
+}
+
+TEST(Histo, SumsAreSinglePrecision) {
+    // Two tones in equal numbers share 255 alike: whether the darker one is 127 or 128 lies in the last bits of the
+    // sums.
+    const auto half = [](int dark, int bright, int count, const char* text) {
+        return Apply(kEqualize, text,
+                     Picture(2 * count, 1, [=](int x, int) { return Grey(x < count ? dark : bright); }))
+            .At(0, 0);
+    };
+    EXPECT_EQ(half(21, 69, 5, "Intensity=75"), Grey(128));
+    EXPECT_EQ(half(120, 234, 2, "Intensity=50"), Grey(127));
+    EXPECT_EQ(half(117, 191, 6, "Intensity=75"), Grey(127));
 }
 
 TEST(Histo, ChannelsKeepTheirRatio) {
