@@ -6,8 +6,9 @@ namespace kestrel {
 namespace {
 
 /// Copies a text that is shorter than `size`; another one leaves the buffer alone.
-void CopyText(const std::string& text, char* buffer, int size) {
-    if (size > 0 && text.size() < static_cast<std::size_t>(size)) std::memcpy(buffer, text.c_str(), text.size() + 1);
+void CopyText(const QvString& text, char* buffer, int size) {
+    if (text.GetLength() < size)
+        std::memcpy(buffer, static_cast<const char*>(text), static_cast<std::size_t>(text.GetLength()) + 1);
 }
 
 }  // namespace
@@ -17,26 +18,6 @@ CFilterInfo::CFilterInfo(const Description* description)
       Name(Title),
       iconBase_(description ? description->icon : "NullName"),
       nameKey_(description ? description->nameKey : "NullFilterName") {}
-
-HRESULT CFilterInfo::QueryInterface(const GUID& iid, void** object) {
-    if (iid == IUnknown::kIid || iid == IFilterInfo::kIid)
-        *object = static_cast<IFilterInfo*>(this);
-    else if (iid == IFilterEntry::kIid)
-        *object = static_cast<IFilterEntry*>(this);
-    else
-        *object = nullptr;
-    if (!*object) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-}
-
-std::uint32_t CFilterInfo::AddRef() { return references_.fetch_add(1, std::memory_order_relaxed) + 1; }
-
-std::uint32_t CFilterInfo::Release() {
-    const std::uint32_t left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if (left == 0) delete this;
-    return left;
-}
 
 HRESULT CFilterInfo::GetInfoName(char* buffer, int size) {
     CopyText(Title, buffer, size);

@@ -1,8 +1,8 @@
 #pragma once
-#include <atomic>
 #include <cstdint>
-#include <string>
 
+#include "kestrel/foundation/Counted.h"
+#include "kestrel/foundation/QvString.h"
 #include "kestrel/foundation/Ref.h"
 #include "kestrel/framework/Description.h"
 #include "kestrel/framework/Module.h"
@@ -44,13 +44,9 @@ protected:
 };
 
 /// The info object of a class, made from its description; without one it answers "NullName" and "NullFilterName".
-class CFilterInfo : public ModuleObject, public IFilterInfo, public IFilterEntry {
+class CFilterInfo : public ModuleObject, public Counted<IFilterInfo, IFilterEntry> {
 public:
     explicit CFilterInfo(const Description* description);
-
-    HRESULT QueryInterface(const GUID& iid, void** object) override;
-    std::uint32_t AddRef() override;
-    std::uint32_t Release() override;
 
     HRESULT GetInfoName(char* buffer, int size) override;
     HRESULT Notify1(void* argument) override;
@@ -66,12 +62,11 @@ private:
     virtual ~CFilterInfo() = default;
     HRESULT Handle(void* argument);
 
-    std::string Title;
-    std::string Name;
+    QvString Title;
+    QvString Name;
     bool Active = true;
-    std::string iconBase_;
-    std::string nameKey_;
-    std::atomic<std::uint32_t> references_{0};
+    QvString iconBase_;
+    QvString nameKey_;
 };
 
 }  // namespace kestrel

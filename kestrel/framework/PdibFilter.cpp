@@ -29,35 +29,11 @@ CPdibFilter::CPdibFilter(const Description& description)
 
 CPdibFilter::~CPdibFilter() = default;
 
-// Identity and counting
-
-HRESULT CPdibFilter::QueryInterface(const GUID& iid, void** object) {
-    if (iid == IUnknown::kIid || iid == IFilterObject::kIid)
-        *object = static_cast<IFilterObject*>(this);
-    else if (iid == IFilterGeometry::kIid)
-        *object = static_cast<IFilterGeometry*>(this);
-    else if (iid == IFilterPixels::kIid)
-        *object = static_cast<IFilterPixels*>(this);
-    else if (iid == IFilterParameters::kIid)
-        *object = static_cast<IFilterParameters*>(this);
-    else
-        *object = nullptr;
-    if (!*object) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-}
-
-std::uint32_t CPdibFilter::AddRef() { return references_.fetch_add(1, std::memory_order_relaxed) + 1; }
-
-std::uint32_t CPdibFilter::Release() {
-    const std::uint32_t left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if (left == 0) delete this;
-    return left;
-}
+// Identity
 
 HRESULT CPdibFilter::GetProgID(char* buffer, int size) {
-    if (static_cast<std::int64_t>(m_ProgID.size()) < size)
-        std::memcpy(buffer, m_ProgID.c_str(), m_ProgID.size() + 1);
+    if (m_ProgID.GetLength() < size)
+        std::memcpy(buffer, static_cast<const char*>(m_ProgID), static_cast<std::size_t>(m_ProgID.GetLength()) + 1);
     else if (size > 0)
         *buffer = '\0';
     return S_OK;
@@ -81,7 +57,7 @@ HRESULT CPdibFilter::GetFilterId(int* id) {
 HRESULT CPdibFilter::CreateDialog(const GUID& iid, void** object) {
     *object = nullptr;
     const DialogFactory factory = GetDialogFactory();
-    return factory ? factory(m_ProgID.c_str(), iid, object) : E_NOINTERFACE;
+    return factory ? factory(m_ProgID, iid, object) : E_NOINTERFACE;
 }
 
 HRESULT CPdibFilter::SetClassInfo(const GUID& clsid) {
@@ -333,7 +309,8 @@ HRESULT CPdibFilter::SetExtraParameter(const char* key, const char* value) {
 
 HRESULT CPdibFilter::GetExtraParameter(const char* key, char* buffer, int size) {
     const auto found = m_Extra.find(key);
-    return size < 1 || found == m_Extra.end() ? E_FAIL : WriteText(found->second, buffer, size, 1);
+    return size < 1 || found == m_Extra.end() ? E_FAIL
+                                              : WriteText(static_cast<const char*>(found->second), buffer, size, 1);
 }
 
 void CPdibFilter::RgbToHsl(std::uint8_t r, std::uint8_t g, std::uint8_t b, double* hue, double* lightness,

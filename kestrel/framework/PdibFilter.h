@@ -5,10 +5,11 @@
 #include <cstring>
 #include <map>
 #include <memory>
-#include <string>
 #include <type_traits>
 
+#include "kestrel/foundation/Counted.h"
 #include "kestrel/foundation/Export.h"
+#include "kestrel/foundation/QvString.h"
 #include "kestrel/foundation/Ref.h"
 #include "kestrel/framework/Description.h"
 #include "kestrel/framework/FilterGeometry.h"
@@ -28,17 +29,9 @@ namespace kestrel {
 /// One thread at a time may use a line; only `SetAbort` may come from another one. Neighbours hold counted references
 /// to each other, so a line lives until its links are cut.
 class KESTREL_API CPdibFilter : public ModuleObject,
-                                public IFilterObject,
-                                public IFilterGeometry,
-                                public IFilterPixels,
-                                public IFilterParameters {
+                                public Counted<IFilterObject, IFilterGeometry, IFilterPixels, IFilterParameters> {
 public:
     explicit CPdibFilter(const Description& description);
-
-    // IUnknown
-    HRESULT QueryInterface(const GUID& iid, void** object) override;
-    std::uint32_t AddRef() final;
-    std::uint32_t Release() final;
 
     // IFilterObject
     HRESULT GetProgID(char* buffer, int size) override;
@@ -144,7 +137,7 @@ protected:
     /// caller's to clear.
     bool ConvolveRegion3x3(const double kernel[3][3], int bias, const Window& window);
 
-    std::string m_ProgID;
+    QvString m_ProgID;
     GUID m_Clsid{};
     FilterGeometry m_InActive;    ///< input geometry that this filter has accepted
     FilterGeometry m_Out;         ///< output geometry
@@ -162,7 +155,7 @@ protected:
     std::unique_ptr<CWorkImage> m_Work;   ///< input of a neighbourhood operation, kept only during the computation
     std::unique_ptr<CWorkImage> m_Cache;  ///< output of a filter that computes whole pictures, kept between requests
     std::int32_t m_Cost = 5000;
-    std::map<std::string, std::string> m_Extra;
+    std::map<QvString, QvString> m_Extra;
 
 private:
     /// The rows of a request that lie inside both the cache and the output picture; false when aborted.
@@ -175,7 +168,6 @@ private:
     Ref<IFilterPixels> PassUpstream();
 
     const Description& description_;
-    std::atomic<std::uint32_t> references_{0};
 };
 
 template <class RowRule>

@@ -81,27 +81,7 @@ int CostOf(IFilterObject* filter) {
 
 }  // namespace
 
-// Identity and counting
-
-HRESULT CPdibFilterChain::QueryInterface(const GUID& iid, void** object) {
-    *object = iid == IUnknown::kIid || iid == IPdibFilterChain::kIid ? static_cast<IPdibFilterChain*>(this) : nullptr;
-    if (!*object) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-}
-
-std::uint32_t CPdibFilterChain::AddRef() { return references_.fetch_add(1, std::memory_order_relaxed) + 1; }
-
-std::uint32_t CPdibFilterChain::Release() {
-    const std::uint32_t left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if (left == 0) {
-        Dissolve();
-        delete this;
-    }
-    return left;
-}
-
-void CPdibFilterChain::Dissolve() {
+void CPdibFilterChain::FinalRelease() {
     const Ref source = std::exchange(m_Source, nullptr);
     const Ref sink = std::exchange(m_Sink, nullptr);
     try {

@@ -1,9 +1,9 @@
 #pragma once
-#include <atomic>
 #include <optional>
 #include <source_location>
 #include <string>
 
+#include "kestrel/foundation/Counted.h"
 #include "kestrel/foundation/Export.h"
 #include "kestrel/foundation/Ref.h"
 #include "kestrel/framework/ChainText.h"
@@ -26,13 +26,9 @@ inline constexpr Description kChain{.progId = "TMFilter.Chain.1",
 /// in it keeps anything else alive.
 ///
 /// An exception of a filter is logged and goes on to the caller, with the sink resumed; the line may be half changed.
-class KESTREL_API CPdibFilterChain final : public ModuleObject, public IPdibFilterChain {
+class KESTREL_API CPdibFilterChain final : public ModuleObject, public Counted<IPdibFilterChain> {
 public:
     static constexpr const Description& kDescription = kChain;
-
-    HRESULT QueryInterface(const GUID& iid, void** object) override;
-    std::uint32_t AddRef() override;
-    std::uint32_t Release() override;
 
     HRESULT SetSource(IUnknown* source) override;
     HRESULT SetSink(IUnknown* sink) override;
@@ -73,7 +69,7 @@ private:
     /// The cursor moves on to the filter behind the removed one.
     IFilterObject* RemoveAtCursor();
     void LinkEnds();
-    void Dissolve();
+    void FinalRelease() override;
 
     // Chain text.
     void MatchRecord(const char* name, const char* parameters, IPdibFilterCreator* creator);
@@ -95,7 +91,6 @@ private:
     Ref<IFilterObject> m_First;
     IFilterObject* m_Cursor = nullptr;  ///< position of the walk; not counted
     bool m_Suspended = false;           ///< the sink was told of a begin and not yet of the end
-    std::atomic<std::uint32_t> references_{0};
 };
 
 }  // namespace kestrel

@@ -28,22 +28,6 @@ CPdibFilterCreator::CPdibFilterCreator() {
                      [](const Entry& a, const Entry& b) { return a.FilterId > b.FilterId; });
 }
 
-HRESULT CPdibFilterCreator::QueryInterface(const GUID& iid, void** object) {
-    *object =
-        iid == IUnknown::kIid || iid == IPdibFilterCreator::kIid ? static_cast<IPdibFilterCreator*>(this) : nullptr;
-    if (!*object) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-}
-
-std::uint32_t CPdibFilterCreator::AddRef() { return references_.fetch_add(1, std::memory_order_relaxed) + 1; }
-
-std::uint32_t CPdibFilterCreator::Release() {
-    const std::uint32_t left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if (left == 0) delete this;
-    return left;
-}
-
 const CPdibFilterCreator::Entry* CPdibFilterCreator::At(int index) const {
     return index >= 0 && static_cast<std::size_t>(index) < entries_.size() ? &entries_[static_cast<std::size_t>(index)]
                                                                            : nullptr;

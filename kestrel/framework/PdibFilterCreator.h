@@ -1,8 +1,8 @@
 #pragma once
-#include <atomic>
 #include <string>
 #include <vector>
 
+#include "kestrel/foundation/Counted.h"
 #include "kestrel/foundation/Export.h"
 #include "kestrel/foundation/Ref.h"
 #include "kestrel/framework/Description.h"
@@ -19,14 +19,10 @@ inline constexpr Description kCreator{.progId = "TMFilter.Creator.1",
 
 /// The catalogue over the class table. The list is made once, by the constructor, from a sample of each class of the
 /// filter category; a class that cannot be made is left out. Safe from any thread afterwards.
-class KESTREL_API CPdibFilterCreator final : public ModuleObject, public IPdibFilterCreator {
+class KESTREL_API CPdibFilterCreator final : public ModuleObject, public Counted<IPdibFilterCreator> {
 public:
     static constexpr const Description& kDescription = kCreator;
     CPdibFilterCreator();
-
-    HRESULT QueryInterface(const GUID& iid, void** object) override;
-    std::uint32_t AddRef() override;
-    std::uint32_t Release() override;
 
     HRESULT CreateFilter(const char* progId, const GUID& iid, void** object) override;
     HRESULT CreateFilterDialog(const char* progId, void* owner, const GUID& iid, void** object) override;
@@ -48,7 +44,6 @@ private:
 
     std::vector<Entry> entries_;  ///< by descending `FilterId`, equal ones in the order of the class table
     Ref<IClassFactory> ChainFactory;
-    std::atomic<std::uint32_t> references_{0};
 };
 
 }  // namespace kestrel

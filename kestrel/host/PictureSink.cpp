@@ -8,18 +8,7 @@ PictureSink::PictureSink() : services_(new TextRenderer) {}
 
 HRESULT PictureSink::QueryInterface(const GUID& iid, void** object) {
     if (iid == IHostServices::kIid && services_) return services_->QueryInterface(iid, object);
-    *object = iid == IUnknown::kIid || iid == IFilterGeometry::kIid ? static_cast<IFilterGeometry*>(this) : nullptr;
-    if (!*object) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-}
-
-std::uint32_t PictureSink::AddRef() { return references_.fetch_add(1, std::memory_order_relaxed) + 1; }
-
-std::uint32_t PictureSink::Release() {
-    const std::uint32_t left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if (left == 0) delete this;
-    return left;
+    return Counted::QueryInterface(iid, object);
 }
 
 void PictureSink::SetServices(IHostServices* services) {

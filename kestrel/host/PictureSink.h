@@ -1,6 +1,6 @@
 #pragma once
-#include <atomic>
 
+#include "kestrel/foundation/Counted.h"
 #include "kestrel/foundation/Export.h"
 #include "kestrel/foundation/Ref.h"
 #include "kestrel/framework/FilterGeometry.h"
@@ -13,14 +13,12 @@ namespace kestrel {
 
 /// The end of a line: keeps what it is told and the link that pixels are asked from. Text is drawn by a `TextRenderer`
 /// of its own until a host sets other services.
-class KESTREL_API PictureSink final : public ModuleObject, public IFilterGeometry {
+class KESTREL_API PictureSink final : public ModuleObject, public Counted<IFilterGeometry> {
 public:
     PictureSink();
 
     /// Answers `IHostServices` with the services that are set.
     HRESULT QueryInterface(const GUID& iid, void** object) override;
-    std::uint32_t AddRef() override;
-    std::uint32_t Release() override;
 
     HRESULT SetSize(int width, int height) override;
     HRESULT SetOffset(int x, int y) override;
@@ -53,7 +51,6 @@ private:
     FilterGeometry geometry_;
     Ref<IFilterPixels> upstream_;
     Ref<IHostServices> services_;
-    std::atomic<std::uint32_t> references_{0};
 };
 
 }  // namespace kestrel

@@ -11,21 +11,6 @@ void PictureSource::SetPicture(const Dib* image, const Dib* mask) {
     ++version_;
 }
 
-HRESULT PictureSource::QueryInterface(const GUID& iid, void** object) {
-    *object = iid == IUnknown::kIid || iid == IFilterPixels::kIid ? static_cast<IFilterPixels*>(this) : nullptr;
-    if (!*object) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-}
-
-std::uint32_t PictureSource::AddRef() { return references_.fetch_add(1, std::memory_order_relaxed) + 1; }
-
-std::uint32_t PictureSource::Release() {
-    const std::uint32_t left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if (left == 0) delete this;
-    return left;
-}
-
 HRESULT PictureSource::TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height,
                                      std::uint8_t* const* rows, std::uint8_t* const* maskRows) {
     // 64 bits: a corner far outside plus a size may not fit 32.

@@ -1,6 +1,7 @@
 #pragma once
 #include <atomic>
 
+#include "kestrel/foundation/Counted.h"
 #include "kestrel/foundation/Export.h"
 #include "kestrel/foundation/Ref.h"
 #include "kestrel/framework/IFilterGeometry.h"
@@ -11,7 +12,7 @@
 namespace kestrel {
 
 /// The head of a line: serves the rows of a picture. A window beyond the picture is served as far as it lies inside.
-class KESTREL_API PictureSource final : public ModuleObject, public IFilterPixels {
+class KESTREL_API PictureSource final : public ModuleObject, public Counted<IFilterPixels> {
 public:
     /// The blocks stay the caller's and are to live as long as requests are made; null takes the picture away. A line
     /// sees every call as a new picture. A mask must have the image's size.
@@ -21,10 +22,6 @@ public:
     const Dib* Mask() const { return mask_; }
     /// The head of the line behind this source; null while nothing is connected.
     IFilterGeometry* Downstream() const { return downstream_.get(); }
-
-    HRESULT QueryInterface(const GUID& iid, void** object) override;
-    std::uint32_t AddRef() override;
-    std::uint32_t Release() override;
 
     /// A row that is its own destination is left as it is, so that a line may work on the picture's own rows.
     HRESULT TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height, std::uint8_t* const* rows,
@@ -46,7 +43,6 @@ private:
     int version_ = 0;
     std::atomic<bool> aborted_{false};
     Ref<IFilterGeometry> downstream_;
-    std::atomic<std::uint32_t> references_{0};
 };
 
 }  // namespace kestrel

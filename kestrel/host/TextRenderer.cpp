@@ -292,21 +292,6 @@ void Compose(const TextRenderRequest& request, const Coverage& letters, const Co
 
 // Services ------------------------------------------------------------------------------------------------------------
 
-HRESULT TextRenderer::QueryInterface(const GUID& iid, void** object) {
-    *object = iid == IUnknown::kIid || iid == IHostServices::kIid ? static_cast<IHostServices*>(this) : nullptr;
-    if (!*object) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-}
-
-std::uint32_t TextRenderer::AddRef() { return references_.fetch_add(1, std::memory_order_relaxed) + 1; }
-
-std::uint32_t TextRenderer::Release() {
-    const std::uint32_t left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if (left == 0) delete this;
-    return left;
-}
-
 bool TextRenderer::Offers(const char* dispatcher) { return std::string_view(dispatcher) == kTextFilterDispatcher; }
 
 HRESULT TextRenderer::Dispatch(const char* dispatcher, std::int32_t code, void* record) {

@@ -1,6 +1,5 @@
 #pragma once
-#include <atomic>
-
+#include "kestrel/foundation/Counted.h"
 #include "kestrel/framework/HostServices.h"
 #include "kestrel/framework/Module.h"
 #include "kestrel/framework/TextRenderRequest.h"
@@ -10,14 +9,10 @@ namespace kestrel {
 /// Draws text for the Text filter with the fonts of the machine: the services that a host offers at the end of its
 /// lines, or sets for the process. Answers the render request under the name "TextFilterDispatcher" and nothing else;
 /// it knows no descriptors and no default text. Any number of threads may use one object.
-class KESTREL_API TextRenderer final : public ModuleObject, public IHostServices {
+class KESTREL_API TextRenderer final : public ModuleObject, public Counted<IHostServices> {
 public:
     /// Sizes beyond this many pixels are drawn as this one.
     static constexpr int kLargestFontSize = 4096;
-
-    HRESULT QueryInterface(const GUID& iid, void** object) override;
-    std::uint32_t AddRef() override;
-    std::uint32_t Release() override;
 
     bool Offers(const char* dispatcher) override;
     HRESULT Dispatch(const char* dispatcher, std::int32_t code, void* record) override;
@@ -32,7 +27,6 @@ public:
 
 private:
     ~TextRenderer() = default;
-    std::atomic<std::uint32_t> references_{0};
 };
 
 }  // namespace kestrel

@@ -14,19 +14,6 @@ Source::Source(Picture picture) : picture_(std::move(picture)) {
     geometry.Height = geometry.FullHeight = picture_.Height();
 }
 
-HRESULT Source::QueryInterface(const GUID& iid, void** object) {
-    *object = iid == IUnknown::kIid || iid == IFilterPixels::kIid ? static_cast<IFilterPixels*>(this) : nullptr;
-    if (!*object) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-}
-
-std::uint32_t Source::Release() {
-    const std::uint32_t left = --references_;
-    if (left == 0) delete this;
-    return left;
-}
-
 HRESULT Source::TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height, std::uint8_t* const* rows,
                               std::uint8_t* const* maskRows) {
     ++requests;
@@ -84,19 +71,6 @@ void Source::SetPicture(Picture picture) {
 }
 
 // Sink
-
-HRESULT Sink::QueryInterface(const GUID& iid, void** object) {
-    *object = iid == IUnknown::kIid || iid == IFilterGeometry::kIid ? static_cast<IFilterGeometry*>(this) : nullptr;
-    if (!*object) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-}
-
-std::uint32_t Sink::Release() {
-    const std::uint32_t left = --references_;
-    if (left == 0) delete this;
-    return left;
-}
 
 HRESULT Sink::SetSize(int width, int height) {
     geometry.Width = width;

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "kestrel/foundation/Counted.h"
 #include "kestrel/foundation/Ref.h"
 #include "kestrel/framework/FilterGeometry.h"
 #include "kestrel/framework/IFilterGeometry.h"
@@ -14,13 +15,10 @@
 namespace kestrel::test {
 
 /// A host's source over a picture. Counts what it is asked; a test may change the picture or make requests fail.
-class Source final : public IFilterPixels {
+class Source final : public Counted<IFilterPixels> {
 public:
     explicit Source(Picture picture);
 
-    HRESULT QueryInterface(const GUID& iid, void** object) override;
-    std::uint32_t AddRef() override { return ++references_; }
-    std::uint32_t Release() override;
     HRESULT TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height, std::uint8_t* const* rows,
                           std::uint8_t* const* maskRows) override;
     HRESULT SetAbort(bool abort) override;
@@ -45,15 +43,11 @@ private:
     Picture picture_;
     Ref<IFilterGeometry> downstream_;
     int version_ = 0;
-    std::uint32_t references_ = 0;
 };
 
 /// A host's sink. Keeps what it is told.
-class Sink final : public IFilterGeometry {
+class Sink final : public Counted<IFilterGeometry> {
 public:
-    HRESULT QueryInterface(const GUID& iid, void** object) override;
-    std::uint32_t AddRef() override { return ++references_; }
-    std::uint32_t Release() override;
     HRESULT SetSize(int width, int height) override;
     HRESULT SetOffset(int x, int y) override;
     HRESULT SetFullSize(int width, int height) override;
@@ -82,7 +76,6 @@ public:
 
 private:
     ~Sink() = default;
-    std::uint32_t references_ = 0;
 };
 
 /// A line of filters of the class table between a source and a sink, cut when it goes.

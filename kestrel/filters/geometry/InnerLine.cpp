@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "kestrel/foundation/Counted.h"
 #include "kestrel/framework/ClassTable.h"
 
 namespace kestrel {
@@ -14,7 +15,7 @@ constexpr int kTextSize = 4096;
 }  // namespace
 
 /// Stands for the source of the inner line.
-class InnerLine::Head final : public IFilterPixels {
+class InnerLine::Head final : public Counted<IFilterPixels> {
 public:
     explicit Head(Owner& owner) : owner_(&owner) {}
 
@@ -22,19 +23,6 @@ public:
     void Tell(const FilterGeometry& geometry, bool changed) {
         geometry_ = geometry;
         changed_ = changed;
-    }
-
-    HRESULT QueryInterface(const GUID& iid, void** object) override {
-        const bool known = iid == IUnknown::kIid || iid == IFilterPixels::kIid;
-        *object = known ? static_cast<IFilterPixels*>(this) : nullptr;
-        if (known) AddRef();
-        return known ? S_OK : E_NOINTERFACE;
-    }
-    std::uint32_t AddRef() override { return ++references_; }
-    std::uint32_t Release() override {
-        const std::uint32_t left = --references_;
-        if (left == 0) delete this;
-        return left;
     }
 
     HRESULT TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height, std::uint8_t* const* rows,
@@ -85,11 +73,10 @@ private:
     FilterGeometry geometry_;
     bool changed_ = false;
     Ref<IFilterGeometry> downstream_;
-    std::uint32_t references_ = 0;
 };
 
 /// Stands for the sink of the inner line. Keeps its output geometry; the owner pushes its own downstream.
-class InnerLine::Tail final : public IFilterGeometry {
+class InnerLine::Tail final : public Counted<IFilterGeometry> {
 public:
     explicit Tail(Owner& owner) : owner_(&owner) {}
 
@@ -98,19 +85,6 @@ public:
         upstream_ = nullptr;
     }
     const FilterGeometry& Geometry() const { return geometry_; }
-
-    HRESULT QueryInterface(const GUID& iid, void** object) override {
-        const bool known = iid == IUnknown::kIid || iid == IFilterGeometry::kIid;
-        *object = known ? static_cast<IFilterGeometry*>(this) : nullptr;
-        if (known) AddRef();
-        return known ? S_OK : E_NOINTERFACE;
-    }
-    std::uint32_t AddRef() override { return ++references_; }
-    std::uint32_t Release() override {
-        const std::uint32_t left = --references_;
-        if (left == 0) delete this;
-        return left;
-    }
 
     HRESULT SetSize(int width, int height) override {
         geometry_.Width = width;
@@ -181,7 +155,6 @@ private:
     Owner* owner_;
     FilterGeometry geometry_;
     Ref<IFilterPixels> upstream_;
-    std::uint32_t references_ = 0;
 };
 
 InnerLine::InnerLine(Owner& owner, std::initializer_list<const char*> progIds)
