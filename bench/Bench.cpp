@@ -126,6 +126,7 @@ int main(int argc, char** argv) {
 
     AddPictures();
     AddFilters();
+    AddDust();
     for (const auto add : Peers()) add();
     Table table;
     const auto measured = benchmark::RunSpecifiedBenchmarks(&table);

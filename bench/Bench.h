@@ -22,6 +22,7 @@ void Add(const std::string& name, std::function<void()> work, const std::string&
 /// Adds what can only be listed once the picture's size is known; called by `main`.
 void AddFilters();
 void AddPictures();
+void AddDust();
 
 /// Each file of another library registers itself with an object of this type.
 struct Peer {

@@ -1,0 +1,49 @@
+// The search for specks of dust, whose cost depends on the picture: on a flat one each count ends at once, on noise it
+// goes on for long.
+#include <array>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "bench/Bench.h"
+#include "kestrel/kernels/Dust.h"
+
+namespace kestrel::bench {
+namespace {
+
+/// The search over as many pixels as the picture has, in rows of bytes of `least`..`least` + `spread`.
+void AddSearch(const char* name, unsigned least, unsigned spread) {
+    struct Work {
+        std::array<std::vector<std::int16_t>, kernels::kDustWindow> rows;
+        std::vector<std::uint8_t> specks;
+    };
+    const int width = BenchPicture()->biWidth;
+    const int height = BenchPicture()->biHeight;
+    const auto work = std::make_shared<Work>();
+    work->specks.resize(static_cast<std::size_t>(width) + kernels::kDustSlack);
+    std::mt19937 random(1);
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(width) * 3);
+    for (auto& row : work->rows) {
+        for (auto& byte : bytes) byte = static_cast<std::uint8_t>(least + random() % (spread + 1));
+        row.resize(kernels::DustRowLength(width));
+        kernels::MeasureBrightness(bytes.data(), width, row.data());
+    }
+    Add(name, [=] {
+        const std::int16_t* rows[kernels::kDustWindow];
+        for (int y = 0; y < height; ++y) {
+            for (std::size_t i = 0; i < work->rows.size(); ++i)
+                rows[i] = work->rows[(i + static_cast<std::size_t>(y)) % work->rows.size()].data();
+            kernels::FindSpecks(rows, width, {5, 45}, work->specks.data());
+        }
+    });
+}
+
+}  // namespace
+
+void AddDust() {
+    AddSearch("dust/flat", 100, 0);
+    AddSearch("dust/soft noise", 100, 40);
+    AddSearch("dust/noise", 0, 255);
+}
+
+}  // namespace kestrel::bench
