@@ -28,6 +28,7 @@ struct Options {
     ChainOptions chain;
     std::string renderScale = "1";
     std::string printChain;
+    std::string view;
     std::string region;
     std::string format;
     std::string quality = "92";
@@ -40,6 +41,7 @@ struct Options {
 /// The options as they are meant.
 struct Job {
     double renderScale = 1;
+    std::optional<Size> view;
     std::optional<Region> region;
     kestrel::SaveOptions save;
     Rgba background;
@@ -70,6 +72,8 @@ Job Check(const Options& options) {
     const auto background = ParseColor(options.background);
     job.background = Checked(background, background && !background->hasAlpha, "--background", options.background,
                              "a colour #RRGGBB");
+    if (!options.view.empty())
+        job.view = Checked(ParseSize(options.view), true, "--view", options.view, "WxH: whole numbers from 1");
     if (!options.region.empty())
         job.region = Checked(ParseRegion(options.region), true, "--region", options.region,
                              "X,Y,W,H: whole numbers from 0, W and H from 1");
@@ -125,12 +129,35 @@ Picture Load(const Options& options, const Job& job, bool& damaged) {
     return {std::move(loaded.image), std::move(loaded.mask)};
 }
 
+std::string SizeText(int width, int height) { return fmt::format("{} x {}", width, height); }
+
+/// With `--verbose`: what each filter gives, and what became of the view's size.
+void TellGeometry(const Options& options, const Job& job, Rendering& rendering) {
+    if (!options.verbose) return;
+    for (const kestrel::LinkGeometry& link : rendering.LinkGeometries()) {
+        const kestrel::FilterGeometry& g = link.geometry;
+        console::Detail(fmt::format("{}: {} pixels in a frame of {}, origin {}, {}",
+                                    link.progId.empty() ? InputName(options) : link.progId, SizeText(g.Width, g.Height),
+                                    SizeText(g.FullWidth, g.FullHeight), g.OffsetX, g.OffsetY));
+    }
+    if (!job.view) return;
+    Size seen, required;
+    rendering.GetViewSize(&seen.width, &seen.height);
+    rendering.GetRequiredSize(&required.width, &required.height);
+    console::Detail(fmt::format(
+        "view {}: {} at the end of the chain, {}", options.view, SizeText(seen.width, seen.height),
+        required.width > 0 ? "the picture is asked for in " + SizeText(required.width, required.height) + " pixels"
+                           : "the picture may have any size"));
+}
+
 Picture Filter(const Options& options, const Job& job, Rendering& rendering, Picture picture) {
     rendering.SetRenderScale(job.renderScale);
+    if (job.view) rendering.SetViewSize(job.view->width, job.view->height);
     if (rendering.SetPicture(std::move(picture)) != kestrel::S_OK)
         throw console::Failure{InputName(options) + ": the picture cannot be filtered"};
     int width = 0, height = 0;
     rendering.GetOutputSize(&width, &height);
+    TellGeometry(options, job, rendering);
     if (width <= 0 || height <= 0)
         throw console::Failure{
             fmt::format("{}: the filters leave no picture ({} x {} pixels)", InputName(options), width, height)};
@@ -222,6 +249,10 @@ void AddApply(CLI::App& program) {
     add("--region", options->region, "X,Y,W,H",
         "Write only this part of the result, counted from its upper\n"
         "left corner; the filters still see the whole picture");
+    add("--view", options->view, "WxH",
+        "The size in pixels in which INPUT is to be seen. A smaller\n"
+        "INPUT then is a preview, which Scale may enlarge again;\n"
+        "--verbose tells what becomes of the size");
     add("--render-scale", options->renderScale, "S",
         "INPUT's size over the size of the original that the chain\n"
         "was made for; filters scale their pixel sizes by it [1]");
@@ -231,7 +262,7 @@ void AddApply(CLI::App& program) {
     add("--limit-pixels", options->limitPixels, "N",
         "Refuse pictures of more pixels, read or made by a filter\n[400000000]");
     command.add_flag("-q,--quiet", options->quiet, "Tell errors and damaged input only");
-    command.add_flag("-v,--verbose", options->verbose, "Tell what is done");
+    command.add_flag("-v,--verbose", options->verbose, "Tell what is done, and the size after each filter");
     command.footer(
         "Examples:\n"
         "  kestrel apply photo.jpg sepia.jpg -f Sepia:Sepia=080\n"

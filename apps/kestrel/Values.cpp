@@ -48,6 +48,15 @@ std::optional<double> ParseNumber(std::string_view text) {
     return value && std::isfinite(*value) ? value : std::nullopt;
 }
 
+std::optional<Size> ParseSize(std::string_view text) {
+    const std::size_t cross = text.find('x');
+    if (cross == text.npos) return std::nullopt;
+    const auto width = ParseAll<std::int32_t>(text.substr(0, cross), 10);
+    const auto height = ParseAll<std::int32_t>(text.substr(cross + 1), 10);
+    if (!width || !height || *width < 1 || *height < 1) return std::nullopt;
+    return Size{*width, *height};
+}
+
 std::optional<Region> ParseRegion(std::string_view text) {
     int values[4];
     for (int i = 0; i < 4; ++i) {

@@ -21,6 +21,12 @@ std::optional<std::int64_t> ParseInteger(std::string_view text);
 /// A finite decimal number with a point, whatever the locale.
 std::optional<double> ParseNumber(std::string_view text);
 
+struct Size {
+    int width = 0, height = 0;
+};
+/// "WxH" in pixels, both from 1.
+std::optional<Size> ParseSize(std::string_view text);
+
 /// "X,Y,W,H", counted from the upper left corner.
 struct Region {
     int x = 0, y = 0, width = 0, height = 0;

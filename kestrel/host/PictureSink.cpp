@@ -42,9 +42,14 @@ HRESULT PictureSink::SetViewSize(int width, int height) {
 }
 
 HRESULT PictureSink::GetRequiredSize(int* width, int* height, double) {
-    *width = -1;
-    *height = -1;
+    *width = wantedWidth_;
+    *height = wantedHeight_;
     return S_OK;
+}
+
+void PictureSink::SetWantedSize(int width, int height) {
+    wantedWidth_ = width;
+    wantedHeight_ = height;
 }
 
 HRESULT PictureSink::ConnectUpstream(IUnknown* previous) {

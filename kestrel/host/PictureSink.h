@@ -24,7 +24,7 @@ public:
     HRESULT SetOffset(int x, int y) override;
     HRESULT SetFullSize(int width, int height) override;
     HRESULT SetViewSize(int width, int height) override;
-    /// This host takes every size as it comes: -1, -1.
+    /// The size that the host wants to see; -1, -1 when it takes every size as it comes.
     HRESULT GetRequiredSize(int* width, int* height, double aspect) override;
     HRESULT SetRenderScale(double scale) override;
     HRESULT SetAnchor(int x, int y) override;
@@ -40,7 +40,7 @@ public:
 
     /// What filters of the line get done by the host; null: nothing. Texts are drawn anew.
     void SetServices(IHostServices* services);
-
+    void SetWantedSize(int width, int height);
     const FilterGeometry& Geometry() const { return geometry_; }
     /// The last link of the line; null while nothing is connected.
     IFilterPixels* Upstream() const { return upstream_.get(); }
@@ -49,6 +49,8 @@ private:
     ~PictureSink() = default;
 
     FilterGeometry geometry_;
+    int wantedWidth_ = -1;
+    int wantedHeight_ = -1;
     Ref<IFilterPixels> upstream_;
     Ref<IHostServices> services_;
 };

@@ -52,6 +52,12 @@ std::optional<ChainFault> FindFault(std::string_view text) {
     return std::nullopt;
 }
 
+std::string ProgIdOf(IFilterObject& filter) {
+    char progId[200];
+    filter.GetProgID(progId, sizeof progId);
+    return progId;
+}
+
 /// Pointers to all rows of a block.
 std::vector<std::uint8_t*> RowTable(Dib* dib) {
     std::vector<std::uint8_t*> rows;
@@ -135,8 +141,16 @@ void Rendering::SetRenderScale(double scale) {
     source_->SetPicture(picture_.image.get(), picture_.mask.get());  // what was made at another scale is out of date
 }
 
+void Rendering::SetViewSize(int width, int height) {
+    viewWidth_ = width;
+    viewHeight_ = height;
+    sink_->SetWantedSize(width, height);
+    source_->SetPicture(picture_.image.get(), picture_.mask.get());  // sizes may follow the view
+}
+
 void Rendering::Update() {
     source_->Downstream()->SetRenderScale(renderScale_);
+    if (viewWidth_ > 0 && viewHeight_ > 0) source_->Downstream()->SetViewSize(viewWidth_, viewHeight_);
     bool changed = false;
     sink_->Upstream()->Update(&changed, &version_, true);
 }
@@ -147,19 +161,44 @@ void Rendering::GetOutputSize(int* width, int* height) {
     *height = sink_->Geometry().Height;
 }
 
-std::int64_t Rendering::LargestPixelCount() {
+std::vector<LinkGeometry> Rendering::LinkGeometries() {
     Update();
-    std::int64_t largest = std::int64_t{picture_.Width()} * picture_.Height();
+    std::vector<LinkGeometry> links;
     Ref<IFilterPixels> link(sink_->Upstream());
     while (link) {
-        int width = 0, height = 0, unused = 0;
-        link->GetGeometry(&width, &height, &unused, &unused, &unused, &unused);
-        largest = std::max(largest, std::int64_t{width} * height);
+        LinkGeometry told;
+        FilterGeometry& g = told.geometry;
+        link->GetGeometry(&g.Width, &g.Height, &g.OffsetX, &g.OffsetY, &g.FullWidth, &g.FullHeight);
         const auto filter = Ref<IFilterObject>::Query(link.get());
         Ref<IFilterPixels> previous;
-        if (filter && filter->QueryUpstream(IFilterPixels::kIid, previous.Out()) != S_OK) previous = nullptr;
+        if (filter) {
+            told.progId = ProgIdOf(*filter);
+            if (filter->QueryUpstream(IFilterPixels::kIid, previous.Out()) != S_OK) previous = nullptr;
+        }
+        links.push_back(told);
         link = previous;
     }
+    std::reverse(links.begin(), links.end());
+    return links;
+}
+
+void Rendering::GetViewSize(int* width, int* height) {
+    Update();
+    *width = sink_->Geometry().ViewWidth;
+    *height = sink_->Geometry().ViewHeight;
+}
+
+void Rendering::GetRequiredSize(int* width, int* height) {
+    Update();
+    const bool there = picture_.Width() > 0 && picture_.Height() > 0;
+    const double aspect = there ? static_cast<double>(picture_.Width()) / picture_.Height() : 1.0;
+    source_->Downstream()->GetRequiredSize(width, height, aspect);
+}
+
+std::int64_t Rendering::LargestPixelCount() {
+    std::int64_t largest = std::int64_t{picture_.Width()} * picture_.Height();
+    for (const LinkGeometry& link : LinkGeometries())
+        largest = std::max(largest, std::int64_t{link.geometry.Width} * link.geometry.Height);
     return largest;
 }
 
@@ -170,10 +209,8 @@ bool Rendering::WorksInPlace() const {
     if (out.Width != picture_.Width() || out.Height != picture_.Height()) return false;
     for (int i = 0, count = FilterCount(); i < count; ++i) {
         Ref<IFilterObject> filter;
-        char progId[200];
         chain_->GetFilter(i, IFilterObject::kIid, filter.Out());
-        filter->GetProgID(progId, sizeof progId);
-        const ClassRow* const row = FindClass(std::string_view(progId));
+        const ClassRow* const row = FindClass(ProgIdOf(*filter));
         if (!row || !row->description->inPlace) return false;
     }
     return true;

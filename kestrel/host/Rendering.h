@@ -4,9 +4,11 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "kestrel/foundation/Export.h"
 #include "kestrel/foundation/Ref.h"
+#include "kestrel/framework/FilterGeometry.h"
 #include "kestrel/framework/IPdibFilterChain.h"
 #include "kestrel/framework/IPdibFilterCreator.h"
 #include "kestrel/host/Picture.h"
@@ -19,6 +21,12 @@ namespace kestrel {
 struct ChainFault {
     int line = 0;
     std::string reason;
+};
+
+/// What a link of a line gives.
+struct LinkGeometry {
+    std::string progId;  ///< empty for the picture at the head of the line
+    FilterGeometry geometry;
 };
 
 /// A picture, a chain and what comes out: the one way in which hosts run a chain.
@@ -52,12 +60,21 @@ public:
     [[nodiscard]] HRESULT SetPicture(Picture picture);
     /// Factor by which the picture is smaller than its full-size original; some filters scale their pixel sizes by it.
     void SetRenderScale(double scale);
+    /// Size in pixels, above 0, in which the host shows the picture. It goes down the line from the picture's side and
+    /// is what the host's end answers when the line asks for a size.
+    void SetViewSize(int width, int height);
 
     /// Puts the host's own services (text drawing, descriptors) in the place of the text renderer; null: none.
     void SetServices(IHostServices* services) { sink_->SetServices(services); }
 
     /// Brings the line up to date and gives the size of the output.
     void GetOutputSize(int* width, int* height);
+    /// What each link of the line gives, from the picture to the last filter.
+    std::vector<LinkGeometry> LinkGeometries();
+    /// The view's size as it arrives at the end of the line; -1, -1 when none was said.
+    void GetViewSize(int* width, int* height);
+    /// Size that the line would have of the picture for the view; -1, -1 when it takes every size.
+    void GetRequiredSize(int* width, int* height);
     /// Pixels of the largest picture that any link of the line gives.
     std::int64_t LargestPixelCount();
 
@@ -88,6 +105,8 @@ private:
     Ref<PictureSink> sink_;
     Picture picture_;
     double renderScale_ = 1.0;
+    int viewWidth_ = -1;
+    int viewHeight_ = -1;
     int version_ = -1;  ///< of the line, as this consumer has seen it
     std::atomic<bool> aborted_{false};
 };

@@ -154,6 +154,44 @@ TEST_F(KestrelTest, RegionsAreCutFromTheWholeResult) {
     EXPECT_FALSE(fs::exists(Path("out2.png")));
 }
 
+TEST_F(KestrelTest, SizesAreToldOnTheirWay) {
+    const Outcome run =
+        Run("apply in.png out.png --verbose --view 80x40"
+            " -f Crop:LeftMargin=0,RightMargin=0.5,BottomMargin=0,TopMargin=1,FixRatioOn=0"
+            " -f Scale:MaximumHorizontalSize=20,MaximumVerticalSize=25 -f Offset:OffsetX=-3");
+    EXPECT_EQ(run.code, 0);
+    EXPECT_NE(run.err.find("in.png: 9 x 5 pixels in a frame of 9 x 5, origin 0, 0"), std::string::npos);
+    EXPECT_NE(run.err.find("TMFilter.Crop.1: 4 x 5 pixels in a frame of 4 x 5, origin 0, 0"), std::string::npos);
+    // 4 x 5 is a preview of 40 x 40, so that it may grow to the box.
+    EXPECT_NE(run.err.find("TMFilter.Scale.1: 20 x 25 pixels"), std::string::npos);
+    EXPECT_NE(run.err.find("TMFilter.Offset.1: 20 x 25 pixels in a frame of 20 x 25, origin 3, 0"), std::string::npos);
+    EXPECT_NE(run.err.find("view 80x40: 20 x 20 at the end of the chain, the picture is asked for in 40 x 22 pixels"),
+              std::string::npos)
+        << run.err;
+    EXPECT_EQ(Load("out.png").image->biWidth, 20);
+    EXPECT_NE(Run("apply in.png out.png --verbose --view 80x40 -f Crop").err.find("asked for in 80 x 40"),
+              std::string::npos);
+}
+
+TEST_F(KestrelTest, SizesThatNoPictureHasFail) {
+    for (const char* filter : {
+             "Scale:MaximumHorizontalSize=0,MaximumVerticalSize=0",
+             "Scale:MaximumHorizontalSize=-7,MaximumVerticalSize=100",
+             "Scale:MaximumHorizontalSize=2000000000,MaximumVerticalSize=2000000000,AllowEnlarge=1,KeepProportions=0",
+             "Scale100:HorizontalProz=-50,VerticalProz=-50",
+             "Scale100:HorizontalProz=2000000000,VerticalProz=2000000000",
+             "Crop:LeftMargin=0.8,RightMargin=0.2,FixRatioOn=0",
+             "PrintScale:PrintWidth=1000000,PrintHeight=1000000",
+         }) {
+        const Outcome run = Run(std::string("apply in.png none.png -f ") + filter);
+        EXPECT_EQ(run.code, 1) << filter;
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+        EXPECT_FALSE(fs::exists(Path("none.png"))) << filter;
+        // Without the program's own bound the filter itself says no.
+        EXPECT_EQ(Run(std::string("apply in.png none.png --limit-pixels 9000000000000000000 -f ") + filter).code, 1);
+    }
+}
+
 TEST_F(KestrelTest, WrongCommandsEndWithTwoAndOneLine) {
     for (const char* arguments : {
              "",
@@ -180,6 +218,10 @@ TEST_F(KestrelTest, WrongCommandsEndWithTwoAndOneLine) {
              "apply in.png out.png --region 1,2,0,4",
              "apply in.png out.png --region=-1,2,3,4",
              "apply in.png out.png --region 1,2,3,99999999999",
+             "apply in.png out.png --view 640",
+             "apply in.png out.png --view 0x480",
+             "apply in.png out.png --view 640x480x3",
+             "apply in.png out.png --view 640x99999999999",
              "apply in.png out.png --render-scale 0",
              "apply in.png out.png --render-scale nan",
              "apply in.png out.png --render-scale inf",
