@@ -30,26 +30,6 @@ std::uint8_t PlainValue(const CubicTap& tap, int p0, int p1, int p2, int p3) {
 
 int NotZero(int value) { return value == 0 ? 1 : value; }
 
-/// Colours and opacities of up to four neighbours, and the pixel that they make.
-struct Neighbours {
-    const std::uint8_t* colour[4];
-    int opacity[4];
-};
-
-void MixPixel(const CubicTap& tap, const Neighbours& from, std::uint8_t* colour, std::uint8_t* opacity) {
-    const int sum = NotZero(tap.Sum());
-    int weights[4];
-    int visible = 0;
-    for (int k = 0; k < 4; ++k) visible += weights[k] = from.opacity[k] * tap.weight[k];
-    *opacity = Clamp((visible + sum / 2) / sum);
-    const int divisor = NotZero(visible);
-    for (int c = 0; c < 3; ++c) {
-        int value = 0;
-        for (int k = 0; k < 4; ++k) value += from.colour[k][c] * weights[k];
-        colour[c] = Clamp((value + divisor / 2) / divisor);
-    }
-}
-
 /// Divides a weighed sum of bytes by twice the sum of a tap's weights, as the mix of opaque neighbours does: there
 /// (255 v + 255 s / 2) / (255 s) is (2 v + s) / (2 s). The quotients of interest lie in 0..255; below and above them
 /// the estimate is at least on the right side. Half a unit is added to the numerator, so that it stays 1 / (4 s) away
@@ -66,6 +46,40 @@ struct OpaqueDivision {
         return static_cast<std::uint8_t>(std::clamp(quotient, 0.0F, 255.0F));
     }
 };
+
+/// Colours and opacities of up to four neighbours, and the pixel that they make.
+struct Neighbours {
+    const std::uint8_t* colour[4];
+    int opacity[4];
+};
+
+/// Neighbours that are all there or all not are most of a picture and need no division by a weight of their own.
+void MixPixel(const CubicTap& tap, const OpaqueDivision& divide, const Neighbours& from, std::uint8_t* colour,
+              std::uint8_t* opacity) {
+    const int all = from.opacity[0] & from.opacity[1] & from.opacity[2] & from.opacity[3];
+    if (all == 255) {
+        for (int c = 0; c < 3; ++c)
+            colour[c] =
+                divide(PlainSum(tap, from.colour[0][c], from.colour[1][c], from.colour[2][c], from.colour[3][c]));
+        *opacity = 255;
+        return;
+    }
+    if ((from.opacity[0] | from.opacity[1] | from.opacity[2] | from.opacity[3]) == 0) {
+        colour[0] = colour[1] = colour[2] = *opacity = 0;
+        return;
+    }
+    const int sum = NotZero(tap.Sum());
+    int weights[4];
+    int visible = 0;
+    for (int k = 0; k < 4; ++k) visible += weights[k] = from.opacity[k] * tap.weight[k];
+    *opacity = Clamp((visible + sum / 2) / sum);
+    const int divisor = NotZero(visible);
+    for (int c = 0; c < 3; ++c) {
+        int value = 0;
+        for (int k = 0; k < 4; ++k) value += from.colour[k][c] * weights[k];
+        colour[c] = Clamp((value + divisor / 2) / divisor);
+    }
+}
 
 /// One row, of the padded source or of the intermediate. `opacity` is 255 minus the mask.
 struct Row {
@@ -160,8 +174,8 @@ private:
         for (std::size_t j = 0; j < taps_.size(); ++j) {
             const std::uint8_t* p = Pixel(taps_[j]);
             const std::uint8_t* o = Opacity(taps_[j]);
-            MixPixel(taps_[j], {{p, p + 3, p + 6, p + 9}, {o[0], o[1], o[2], o[3]}}, into.colour.data() + j * 3,
-                     into.opacity.data() + j);
+            MixPixel(taps_[j], divisions_[j], {{p, p + 3, p + 6, p + 9}, {o[0], o[1], o[2], o[3]}},
+                     into.colour.data() + j * 3, into.opacity.data() + j);
         }
     }
 
@@ -188,8 +202,8 @@ void ColumnPass(const CubicTap& tap, const std::array<const Row*, 4>& from, cons
         return;
     }
     std::uint8_t* const to = target.rows[y];
+    const OpaqueDivision divide(tap);
     if (std::all_of(from.begin(), from.end(), [](const Row* row) { return row->opaque; })) {
-        const OpaqueDivision divide(tap);
         const std::uint8_t *p0 = colour(0), *p1 = colour(1), *p2 = colour(2), *p3 = colour(3);
         for (std::size_t i = 0; i < width * 3; ++i) to[i] = divide(PlainSum(tap, p0[i], p1[i], p2[i], p3[i]));
         std::fill_n(mask, width, std::uint8_t{0});
@@ -197,7 +211,7 @@ void ColumnPass(const CubicTap& tap, const std::array<const Row*, 4>& from, cons
     }
     for (std::size_t i = 0; i < width; ++i) {
         std::uint8_t opaque = 0;
-        MixPixel(tap,
+        MixPixel(tap, divide,
                  {{colour(0) + i * 3, colour(1) + i * 3, colour(2) + i * 3, colour(3) + i * 3},
                   {opacity(0)[i], opacity(1)[i], opacity(2)[i], opacity(3)[i]}},
                  to + i * 3, &opaque);

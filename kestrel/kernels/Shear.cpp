@@ -104,6 +104,37 @@ void MoveRow(const std::uint8_t* row, const std::uint8_t* masks, int left, int r
         erase(right + by, right + by + move.whole);
 }
 
+/// Where a turned picture comes to stand.
+struct Place {
+    int x, y, width, height;
+};
+
+/// An odd number of quarter turns. Blocks are small enough for both pictures' lines to stay near: walked row by row,
+/// each pixel of one of the two would be in another line.
+bool TurnBlocks(const Planes& source, const Planes& target, bool counterclockwise, bool mirror, const Place& place,
+                const AbortFlag& abort) {
+    constexpr int kBlock = 32;
+    const int lastRow = source.height - 1;
+    const int lastColumn = source.width - 1;
+    for (int bottom = 0; bottom < place.height; bottom += kBlock)
+        for (int left = 0; left < place.width; left += kBlock) {
+            const int top = std::min(bottom + kBlock, place.height);
+            const int right = std::min(left + kBlock, place.width);
+            for (int r = bottom; r < top; ++r) {
+                if (Aborted(abort)) return false;
+                const int x = counterclockwise != mirror ? r : lastColumn - r;
+                std::uint8_t* const to = target.rows[place.y + r] + std::ptrdiff_t{place.x} * 3;
+                std::uint8_t* const toMask = target.maskRows[place.y + r] + place.x;
+                for (int c = left; c < right; ++c) {
+                    const int y = counterclockwise ? lastRow - c : c;
+                    std::memcpy(to + std::ptrdiff_t{c} * 3, source.rows[y] + std::ptrdiff_t{x} * 3, 3);
+                    toMask[c] = source.maskRows[y][x];
+                }
+            }
+        }
+    return true;
+}
+
 }  // namespace
 
 const std::array<std::array<std::int32_t, 512>, 32>& BlendTable() {
@@ -123,37 +154,23 @@ bool TurnQuarter(const Planes& source, const Planes& target, int turns, bool mir
     const bool odd = turns % 2 != 0;
     const int width = std::min(odd ? source.height : source.width, target.width - offsetX);
     const int height = std::min(odd ? source.width : source.height, target.height - offsetY);
-    const int lastColumn = source.width - 1;
-    const int lastRow = source.height - 1;
-    // Column and row of the source for target column c: a start and a step of each.
+    if (odd) return TurnBlocks(source, target, turns == 1, mirror, {offsetX, offsetY, width, height}, abort);
+    const bool reverse = (turns == 2) != mirror;
     for (int r = 0; r < height; ++r) {
         if (Aborted(abort)) return false;
-        int x = 0, y = 0, stepX = 0, stepY = 0;
-        switch (turns) {
-            case 0:
-                x = 0, y = r, stepX = 1;
-                break;
-            case 1:
-                x = r, y = lastRow, stepY = -1;
-                break;
-            case 2:
-                x = lastColumn, y = lastRow - r, stepX = -1;
-                break;
-            default:
-                x = lastColumn - r, y = 0, stepY = 1;
-                break;
-        }
-        if (mirror) x = lastColumn - x, stepX = -stepX;
+        const int y = turns == 2 ? source.height - 1 - r : r;
         std::uint8_t* to = target.rows[offsetY + r] + std::ptrdiff_t{offsetX} * 3;
-        std::uint8_t* toMask = target.maskRows[offsetY + r] + offsetX;
-        if (stepX == 1) {
+        std::uint8_t* const toMask = target.maskRows[offsetY + r] + offsetX;
+        if (!reverse) {
             std::memcpy(to, source.rows[y], static_cast<std::size_t>(width) * 3);
             std::memcpy(toMask, source.maskRows[y], static_cast<std::size_t>(width));
             continue;
         }
-        for (int c = 0; c < width; ++c, to += 3, x += stepX, y += stepY) {
-            std::memcpy(to, source.rows[y] + std::ptrdiff_t{x} * 3, 3);
-            toMask[c] = source.maskRows[y][x];
+        const std::uint8_t* pixel = source.rows[y] + std::ptrdiff_t{source.width - 1} * 3;
+        const std::uint8_t* const mask = source.maskRows[y] + (source.width - 1);
+        for (int c = 0; c < width; ++c, to += 3, pixel -= 3) {
+            std::memcpy(to, pixel, 3);
+            toMask[c] = *(mask - c);
         }
     }
     return true;
