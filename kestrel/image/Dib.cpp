@@ -12,6 +12,9 @@ constexpr std::size_t kFileHeader = 14;
 constexpr std::uint64_t kCreateRoom = 1078;    // file header, record header, full colour table
 constexpr std::uint64_t kCreateExRoom = 1064;  // record header, full colour table
 
+/// A run names at most 255 pixels in its two bytes; a smaller image cannot fill its rows.
+constexpr std::uint64_t kLargestGain = 256;
+
 /// 0xRRGGBB; every new table repeats them.
 constexpr std::uint32_t kStandardColors[16] = {0x000000, 0x800000, 0x008000, 0x808000, 0x000080, 0x800080,
                                                0x008080, 0xC0C0C0, 0x808080, 0xFF0000, 0x00FF00, 0xFFFF00,
@@ -82,6 +85,17 @@ std::size_t DibRowSize(const Dib* dib) {
 
 std::uint64_t WalkedImageBytes(const Dib* dib) {
     return WalkedImageBytes(DibBitsPerPixel(dib), dib->biWidth, dib->biHeight);
+}
+
+bool SizeIsHonest(const Dib& header) {
+    const std::uint64_t rows = WalkedImageBytes(&header);
+    if (rows == 0 || header.biSizeImage == 0) return rows <= UINT32_MAX;
+    if (header.biCompression == kDibRunLength8 || header.biCompression == kDibRunLength4)
+        return rows / kLargestGain <= header.biSizeImage;
+    if (rows > 2 * std::uint64_t{header.biSizeImage}) return false;
+    // New records count less than whole rows at depths below 8; files written from them are welcome.
+    const std::int64_t created = CreatedRowBytes(DibBitsPerPixel(&header), header.biWidth) * header.biHeight;
+    return created <= std::int64_t{header.biSizeImage};
 }
 
 std::uint32_t DibImageSize(Dib* dib) {

@@ -50,7 +50,7 @@ bool DibModule::Add(const std::string& name, std::span<const std::uint8_t> recor
     const std::uint64_t rows = WalkedImageBytes(&header);
     const std::uint64_t image = header.biSizeImage ? header.biSizeImage : rows;
     if (image > record.size() || std::max(start, header.biSize + masks) + image > record.size()) return false;
-    if (header.biCompression == kDibPlain && image < rows) return false;
+    if (!SizeIsHonest(header)) return false;
 
     // Expanded images are walked as whole rows, wherever their size on record ends.
     if (rows > PTRDIFF_MAX - start - masks) return false;

@@ -26,19 +26,6 @@ struct Layout {
     std::uint64_t tableBytes = 0;
 };
 
-/// A run names at most 255 pixels in its two bytes; a smaller image cannot fill its rows.
-constexpr std::uint64_t kLargestGain = 256;
-
-/// Whether the image's recorded size can be that of its rows.
-bool SizeIsHonest(const Dib& header, std::uint64_t rows) {
-    if (header.biCompression == kDibRunLength8 || header.biCompression == kDibRunLength4)
-        return rows / kLargestGain <= header.biSizeImage;
-    if (rows > 2 * std::uint64_t{header.biSizeImage}) return false;
-    // New records count less than whole rows at depths below 8; files written from them are welcome.
-    const std::int64_t created = CreatedRowBytes(DibBitsPerPixel(&header), header.biWidth) * header.biHeight;
-    return rows == 0 || created <= std::int64_t{header.biSizeImage};
-}
-
 /// Reads file header and record header; the source then stands behind the 40 (or 12) bytes of the latter.
 bool ReadHeader(ByteReader& source, Layout& layout) {
     const std::uint64_t start = source.Position();
@@ -72,7 +59,7 @@ bool ReadHeader(ByteReader& source, Layout& layout) {
     const std::uint64_t table = source.Position() + (header.biSize - sizeof(Dib));
     layout.pixelsAt = bitsOffset ? start + bitsOffset : table + layout.tableBytes;
     return table <= source.Size() && layout.tableBytes <= source.Size() - table && layout.pixelsAt <= source.Size() &&
-           header.biSizeImage <= source.Size() - layout.pixelsAt && SizeIsHonest(header, rows);
+           header.biSizeImage <= source.Size() - layout.pixelsAt && SizeIsHonest(header);
 }
 
 /// Three-byte entries that were read together take four bytes each; from the last to the first, so that none is

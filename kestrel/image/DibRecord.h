@@ -45,7 +45,10 @@ inline std::uint64_t TableEnd(const Dib* dib) { return dib->biSize + 4 * std::ui
 /// Bytes from the start of the block to its first row.
 std::size_t PixelOffset(const Dib* dib);
 
-/// Row sizes as in the record, in bytes that fit memory; 0 for a height below 1.
+/// Bytes that the record's rows cover when they are walked.
 std::uint64_t WalkedImageBytes(const Dib* dib);
+
+/// Whether the image's size on record (0: left open) can be that of its rows, so that the rows may be made room for.
+bool SizeIsHonest(const Dib& header);
 
 }  // namespace kestrel

@@ -261,6 +261,18 @@ TEST(DibRead, LyingSizesAreRefused) {
     EXPECT_EQ(Read(Bare(empty)), nullptr);
 }
 
+TEST(DibRead, NegativeSizesOfAnyExtent) {
+    for (const std::uint32_t width : {0xFFFFFFFFu, 0x80000000u, 0xFFFFFFF9u, 5u})
+        for (const std::uint32_t height : {0xFFFFFFFFu, 0x80000000u, 0xFFFFFFDBu})
+            for (const std::uint32_t depth : {1u, 24u, 0xFFFFu}) {
+                const DibPtr dib = Read(Bare({.width = width, .height = height, .depth = depth, .table = Bytes(8)}));
+                ASSERT_NE(dib, nullptr);
+                EXPECT_EQ(dib->biSizeImage, 0u);
+                const DibPtr converted(Make24BitDib(dib.get()));
+                EXPECT_EQ(converted != nullptr, depth != 0xFFFFu);
+            }
+}
+
 TEST(DibRead, CreatedSizesAreAccepted) {
     // Rows of 33 one-bit pixels are recorded with four bytes and walked with eight.
     Record r{.width = 33, .height = 2, .depth = 1, .imageSize = 8, .table = Bytes(8), .image = Bytes(8, 0xFF)};
@@ -311,6 +323,10 @@ TEST(DibRead, ModulesTakeWholeRecordsOnly) {
         PutAt(lying, at, 0x7FFFFFFF);
         EXPECT_FALSE(module.Add("a", lying)) << at;
     }
+    // A kind of image that nobody knows makes no room for rows that it does not bring.
+    Record tall{
+        .width = 33, .height = 0x2000000, .depth = 0x401, .compression = 0x6600, .imageSize = 8, .image = Bytes(8)};
+    EXPECT_FALSE(module.Add("a", Bare(tall)));
     EXPECT_TRUE(module.Add("a", whole));
     ExpectSmall24(DibOpenFromModule("a", &module));
 }
