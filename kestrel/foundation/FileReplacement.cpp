@@ -8,6 +8,7 @@
 #include <climits>
 #include <random>
 #include <system_error>
+#include <utility>
 
 namespace kestrel {
 namespace {
@@ -34,12 +35,16 @@ std::string FollowLinks(std::string path) {
     return path;
 }
 
+/// Where the system shows an open file, with or without a name.
+std::string PathOf(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
+
 }  // namespace
 
 FileReplacement::FileReplacement(const std::string& path) {
     struct stat status;
     const bool exists = stat(path.c_str(), &status) == 0;
     if (exists && !S_ISREG(status.st_mode)) {
+        direct_ = true;
         file_ = std::fopen(path.c_str(), "wbe");
         if (!file_) Fail("cannot open the file");
         return;
@@ -68,32 +73,49 @@ FileReplacement::~FileReplacement() {
     if (!beside_.empty()) unlink(beside_.c_str());
 }
 
+/// Tries new names beside the target until `make(name)` succeeds; false when it fails for another reason than a name
+/// that is taken.
+template <class Make>
+bool FileReplacement::MakeBeside(const Make& make) {
+    const std::size_t start = target_.rfind('/') + 1;  // 0 when there is none
+    const std::string stem = target_.substr(0, start) + "." + target_.substr(start, kNameKept) + ".";
+    std::random_device random;
+    for (int i = 0; i < kMostNames; ++i) {
+        const std::string name = stem + std::to_string(random()) + ".part";
+        if (make(name.c_str())) {
+            beside_ = name;
+            return true;
+        }
+        if (errno != EEXIST) break;
+    }
+    return false;
+}
+
 void FileReplacement::OpenBeside() {
-    const std::size_t slash = target_.rfind('/');
-    const std::string name = slash == std::string::npos ? target_ : target_.substr(slash + 1);
-    if (name.empty()) {
+    if (target_.empty() || target_.back() == '/') {
         errno = target_.empty() ? ENOENT : EISDIR;
         Fail("cannot create the file");
         return;
     }
-    const std::string start = target_.substr(0, target_.size() - name.size()) + "." + name.substr(0, kNameKept) + ".";
-    std::random_device random;
-    for (int i = 0; i < kMostNames; ++i) {
-        const std::string beside = start + std::to_string(random()) + ".part";
-        const int descriptor = open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (descriptor < 0) {
-            if (errno == EEXIST) continue;
-            break;
-        }
-        beside_ = beside;
-        file_ = fdopen(descriptor, "wb");
-        if (file_)
-            std::setvbuf(file_, nullptr, _IOFBF, kBuffer);
-        else
-            close(descriptor);
-        break;
+    // A file without a name goes away by itself, even when the process is killed; not every file system has them.
+    int descriptor = open(FolderOf(target_).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
+    if (descriptor >= 0 && access(PathOf(descriptor).c_str(), F_OK) != 0) {
+        close(descriptor);
+        descriptor = -1;
     }
-    if (!file_) Fail("cannot create the file");
+    unnamed_ = descriptor >= 0;
+    if (!unnamed_)
+        MakeBeside([&descriptor](const char* name) {
+            descriptor = open(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+            return descriptor >= 0;
+        });
+    file_ = descriptor >= 0 ? fdopen(descriptor, "wb") : nullptr;
+    if (!file_) {
+        Fail("cannot create the file");
+        if (descriptor >= 0) close(descriptor);
+        return;
+    }
+    std::setvbuf(file_, nullptr, _IOFBF, kBuffer);
 }
 
 bool FileReplacement::Fail(const char* what) {
@@ -105,20 +127,22 @@ bool FileReplacement::Fail(const char* what) {
 bool FileReplacement::Commit() {
     if (!file_) return false;
     const int descriptor = fileno(file_);
-    const bool flushed = !std::ferror(file_) && std::fflush(file_) == 0;
-    if (!flushed) Fail("cannot write the file");
-    if (flushed && !beside_.empty()) {
+    if (std::ferror(file_) || std::fflush(file_) != 0) return Fail("cannot write the file");
+    if (!direct_) {
         // Another owner's file stays theirs where the system allows it; the mode comes after, as a new owner clears
-        // bits.
+        // bits of it.
         if (replaces_ && (owner_ != geteuid() || group_ != getegid()) && fchown(descriptor, owner_, group_) != 0)
             errno = 0;
-        if (replaces_ && fchmod(descriptor, mode_) != 0) Fail("cannot set the mode of the file");
-        if (fsync(descriptor) != 0 && errno != EINVAL) Fail("cannot write the file");
+        if (replaces_ && fchmod(descriptor, mode_) != 0) return Fail("cannot set the mode of the file");
+        if (fsync(descriptor) != 0 && errno != EINVAL) return Fail("cannot write the file");
+        if (unnamed_ && !MakeBeside([source = PathOf(descriptor)](const char* name) {
+                return linkat(AT_FDCWD, source.c_str(), AT_FDCWD, name, AT_SYMLINK_FOLLOW) == 0;
+            }))
+            return Fail("cannot create the file");
     }
-    if (std::fclose(file_) != 0) Fail("cannot write the file");
-    file_ = nullptr;
-    if (!error_.empty()) return false;
-    if (beside_.empty()) return true;
+    std::FILE* file = std::exchange(file_, nullptr);
+    if (std::fclose(file) != 0) return Fail("cannot write the file");
+    if (direct_) return true;
     if (std::rename(beside_.c_str(), target_.c_str()) != 0) return Fail("cannot replace the file");
     beside_.clear();
     // The name itself is safe once its folder is; file systems without that are no failure.

@@ -10,9 +10,9 @@
 
 namespace kestrel {
 
-/// Writes a file that appears whole or not at all. The bytes go to a new file beside the target; `Commit` flushes it to
-/// the disk and renames it over the target, whose mode it takes on (a new file's mode follows the umask). Without
-/// `Commit` the destructor removes it and the target stays as it was.
+/// Writes a file that appears whole or not at all. The bytes go to a new file in the target's folder, without a name
+/// where the file system can do that; `Commit` flushes it to the disk and renames it over the target, whose mode it
+/// takes on (a new file's mode follows the umask). Without `Commit` it goes away and the target stays as it was.
 ///
 /// A symbolic link is followed: the file that it names is replaced, the link stays. A target that is no regular file
 /// (a pipe, a device) is written directly.
@@ -33,11 +33,15 @@ public:
 private:
     bool Fail(const char* what);
     void OpenBeside();
+    template <class Make>
+    bool MakeBeside(const Make& make);
 
     std::string target_;
-    std::string beside_;  // empty when the target is written directly
+    std::string beside_;  // the new file's name while it has one
     std::string error_;
     std::FILE* file_ = nullptr;
+    bool direct_ = false;   // no new file: the target takes the bytes at once
+    bool unnamed_ = false;  // the new file gets its name at the end
     bool replaces_ = false;
     mode_t mode_ = 0;
     uid_t owner_ = 0;

@@ -87,6 +87,8 @@ std::uint64_t WalkedImageBytes(const Dib* dib) {
     return WalkedImageBytes(DibBitsPerPixel(dib), dib->biWidth, dib->biHeight);
 }
 
+int WalkedRows(const Dib* dib) { return dib->biWidth > 0 ? std::max(dib->biHeight, 0) : 0; }
+
 bool SizeIsHonest(const Dib& header) {
     const std::uint64_t rows = WalkedImageBytes(&header);
     if (rows == 0 || header.biSizeImage == 0) return rows <= UINT32_MAX;

@@ -33,7 +33,7 @@ template <class Pixel>
 Dib* ConvertRows(const Dib* dib, const Pixel& pixel) {
     Dib* result = DibCreate(24, dib->biWidth, dib->biHeight);
     if (!result) return nullptr;
-    for (int y = 0; y < dib->biHeight; ++y) {
+    for (int y = 0; y < WalkedRows(dib); ++y) {
         const std::uint8_t* from = DibRow(dib, y);
         std::uint8_t* to = DibRow(result, y);
         for (std::size_t x = 0; x < static_cast<unsigned>(result->biWidth); ++x, to += 3) pixel(from, x, to);
@@ -90,7 +90,7 @@ Dib* GolorGray(const Dib* dib) {
     if (!gray) return nullptr;
     std::uint8_t* entry = DibColorTable(gray);
     for (int i = 0; i < 256; ++i, entry += 4) std::memset(entry, i, 3);
-    for (int y = 0; y < gray->biHeight; ++y) {
+    for (int y = 0; y < WalkedRows(gray); ++y) {
         const std::uint8_t* from = DibRow(dib, y);
         std::uint8_t* to = DibRow(gray, y);
         for (int x = 0; x < gray->biWidth; ++x, from += 3)

@@ -63,7 +63,7 @@ void DibMapToPalette(DibPtr& dib, const Palette* given) {
     mapped->biClrUsed = static_cast<std::uint32_t>(entries);
     StoreColors(DibColorTable(mapped.get()), palette, entries);
     const std::size_t rowSize = DibRowSize(dib.get());
-    for (int row = 0; row < dib->biHeight; ++row) {
+    for (int row = 0; row < WalkedRows(dib.get()); ++row) {
         const std::uint8_t* from = DibRow(dib.get(), row);
         std::uint8_t* to = DibRow(mapped.get(), row);
         for (std::size_t i = 0; i < rowSize; ++i) to[i] = map[from[i]];

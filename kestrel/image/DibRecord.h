@@ -48,6 +48,9 @@ std::size_t PixelOffset(const Dib* dib);
 /// Bytes that the record's rows cover when they are walked.
 std::uint64_t WalkedImageBytes(const Dib* dib);
 
+/// Rows that have pixels: a record without width may name any height.
+int WalkedRows(const Dib* dib);
+
 /// Whether the image's size on record (0: left open) can be that of its rows, so that the rows may be made room for.
 bool SizeIsHonest(const Dib& header);
 

@@ -13,7 +13,7 @@ Dib* ConvertMaskArrayToDib(const std::uint8_t* array, int width, int height) {
     DibPtr dib(DibCreate(8, width, height));
     if (!dib) return nullptr;
     bool partial = false;
-    for (int line = 0; line < height; ++line) {
+    for (int line = 0; line < WalkedRows(dib.get()); ++line) {
         std::uint8_t* row = DibRow(dib.get(), height - 1 - line);
         for (int x = 0; x < width; ++x, ++array) {
             row[x] = static_cast<std::uint8_t>(255 - *array);
@@ -31,7 +31,7 @@ std::uint8_t* ConvertMaskDibToArray(const Dib* dib) {
     auto* array = static_cast<std::uint8_t*>(std::malloc(width * height + 1));
     if (!array) return nullptr;
     std::uint8_t* to = array;
-    for (int row = dib->biHeight - 1; row >= 0; --row) {
+    for (int row = WalkedRows(dib) - 1; row >= 0; --row) {
         const std::uint8_t* from = DibRow(dib, row);
         for (std::size_t x = 0; x < width; ++x) *to++ = static_cast<std::uint8_t>(255 - from[x]);
     }
@@ -50,7 +50,7 @@ void DIBDrawWithMask(Surface& surface, const Dib* image, const Dib* mask, int x,
     const std::int64_t first = std::max<std::int64_t>(0, -std::int64_t{sourceX});
     const std::int64_t last = std::min<std::int64_t>(width, columns - sourceX);
     const int rows = std::min({std::max(height, 0) - 1, image->biHeight, mask ? mask->biHeight : image->biHeight});
-    for (int r = 0; r < rows; ++r) {
+    for (int r = 0; r < rows && first < last; ++r) {
         const std::uint8_t* from = DibRow(image, r);
         const std::uint8_t* transparency = mask ? DibRow(mask, r) : nullptr;
         std::uint8_t* to = DibRow(area.get(), r + 1);

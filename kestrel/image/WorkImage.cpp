@@ -45,7 +45,7 @@ void CopyRecord(Dib* to, const Dib* from) {
     const std::size_t entries = std::min(DibColorCount(from), to->biClrUsed);
     std::memcpy(DibColorTable(to), DibColorTable(from), entries * 4);
     const std::size_t rowSize = DibRowSize(to);
-    for (int row = 0; row < to->biHeight; ++row) std::memcpy(DibRow(to, row), DibRow(from, row), rowSize);
+    for (int row = 0; row < WalkedRows(to); ++row) std::memcpy(DibRow(to, row), DibRow(from, row), rowSize);
 }
 
 /// Depths whose rows are whole bytes, so that the size on record and the rows that are walked agree.

@@ -99,6 +99,18 @@ TEST(Make24BitDib, OtherDepthsGiveNull) {
     EXPECT_EQ(Make24BitDib(nullptr), nullptr);
 }
 
+TEST(Make24BitDib, RowsWithoutPixelsAreNotWalked) {
+    // Two thousand million rows of nothing would take minutes if they were.
+    for (const int depth : {1, 8, 16, 24, 32})
+        for (int i = 0; i < 100; ++i) {
+            const DibPtr dib(DibCreate(depth, 0, INT32_MAX));
+            const DibPtr result(Make24BitDib(dib.get()));
+            ASSERT_NE(result, nullptr);
+            EXPECT_EQ(result->biHeight, INT32_MAX);
+            EXPECT_NE(DibPtr(GolorGray(result.get())), nullptr);
+        }
+}
+
 TEST(GolorGray, TruncatedMeanOverAGreyRamp) {
     const DibPtr dib(DibCreate(24, 3, 1));
     SetRow(dib.get(), 0, {10, 20, 31, 255, 255, 255, 0, 1, 1});
