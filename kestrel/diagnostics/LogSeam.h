@@ -8,10 +8,12 @@ namespace kestrel {
 /// Receives the library's log lines. `level` -1 stands for the log's own default.
 using LogReceiver = void (*)(int level, const char* source, int line, const std::string& text);
 
-/// Puts a receiver in place; null makes the library silent again. Set it before other threads run.
+/// Puts another receiver in the place of the log of the process; null makes the library silent. Set it before other
+/// threads run.
 KESTREL_API void SetLogReceiver(LogReceiver receiver);
 
-/// One line for the log from the place named by `source` and `line`. Silent without a receiver.
+/// One line for the log from the place named by `source` and `line`. The log begins with the first
+/// one, without a banner, unless the program has begun it.
 KESTREL_API void LogLine(int level, const char* source, int line, const std::string& text);
 
 }  // namespace kestrel

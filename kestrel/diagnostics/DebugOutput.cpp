@@ -1,0 +1,31 @@
+#include "kestrel/diagnostics/DebugOutput.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+namespace kestrel {
+namespace {
+
+void ToStandardError(const char* text) {
+    static const bool asked = std::getenv("KESTREL_DEBUG_OUTPUT") != nullptr;
+    if (asked) std::fputs(text, stderr);
+}
+
+std::atomic<DebugOutput> currentSink{&ToStandardError};
+
+}  // namespace
+
+void SetDebugOutput(DebugOutput sink) { currentSink.store(sink ? sink : &ToStandardError); }
+
+void WriteDebugOutput(const char* text) noexcept {
+    const int before = errno;
+    try {
+        currentSink.load()(text);
+    } catch (...) {  // a host's sink; there is nobody left to tell
+    }
+    errno = before;
+}
+
+}  // namespace kestrel
