@@ -11,13 +11,13 @@ kestrel/diagnostics         kestrel/foundation kestrel/settings
 kestrel/settings            kestrel/foundation
 kestrel/image               kestrel/foundation
 kestrel/kernels             kestrel/foundation/Truncate.h kestrel/foundation/Export.h
-kestrel/framework           kestrel/foundation kestrel/image kestrel/kernels kestrel/diagnostics
+kestrel/framework           kestrel/foundation kestrel/image kestrel/kernels kestrel/diagnostics kestrel/settings
 kestrel/filters             kestrel/foundation kestrel/image kestrel/kernels kestrel/framework kestrel/diagnostics
 kestrel/codec               kestrel/foundation kestrel/image
 kestrel/storage             kestrel/foundation kestrel/image kestrel/diagnostics kestrel/codec
 kestrel/dialogs             kestrel
 kestrel/host                kestrel/foundation kestrel/image kestrel/kernels kestrel/framework kestrel/codec kestrel/storage
-apps/kestrel                kestrel/foundation kestrel/host
+apps/kestrel                kestrel/foundation kestrel/host kestrel/diagnostics kestrel/settings
 apps/darkroom               kestrel/foundation kestrel/host kestrel/dialogs
 '
 
@@ -33,7 +33,6 @@ zlib.h          kestrel/storage kestrel/codec
 pango/          kestrel/host
 cairo           kestrel/host
 sqlite3.h       kestrel/settings
-SimpleIni.h     kestrel/settings
 CLI/            apps/kestrel
 nlohmann/       apps/kestrel
 Q               kestrel/dialogs apps/darkroom

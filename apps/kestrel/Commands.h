@@ -7,3 +7,5 @@ void AddApply(CLI::App& program);
 void AddFilters(CLI::App& program);
 void AddDescribe(CLI::App& program);
 void AddColor(CLI::App& program);
+void AddSettings(CLI::App& program);
+void AddLog(CLI::App& program);

@@ -27,6 +27,8 @@ int Run(int argc, char** argv) {
     AddFilters(program);
     AddDescribe(program);
     AddColor(program);
+    AddSettings(program);
+    AddLog(program);
     try {
         program.parse(argc, argv);
         return console::kDone;

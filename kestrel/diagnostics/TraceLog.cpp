@@ -41,6 +41,15 @@ constexpr const char* kRingEnd = "********************B*A*C*K*T*R*A*C*E***E*N*D*
 constexpr const char* kHyphens = "---------------------------------------------------------------";
 static_assert(std::char_traits<char>::length(kHyphens) == 63);
 
+/// Lines that wait for the journal's thread. A condition that a thread waits for cannot be used in a forked child.
+struct Journal {
+    std::mutex mutex;
+    std::condition_variable event;
+    std::string list;
+    bool runs = false;
+    bool stops = false;
+};
+
 /// The log of the process. It is never destroyed, since lines may come until the very end.
 struct Log {
     std::atomic<int> threshold{kThreshold};
@@ -60,12 +69,7 @@ struct Log {
     std::string banner;  ///< the name in the lines of start and end
     char lastLine[kLastLineSize] = "";
 
-    // The journal: lines that wait for its thread.
-    std::mutex listMutex;
-    std::condition_variable event;
-    std::string list;
-    bool journalRuns = false;
-    bool journalStops = false;
+    std::atomic<Journal*> journalLines{new Journal};  ///< a forked child takes another and leaves the old one alone
 };
 
 Log& TheLog() {
@@ -215,51 +219,53 @@ void WriteNow(Log& log, int level, const char* text, bool stamped, int error) {
 
 // The journal
 
-void JournalThread(Log& log) {
+void JournalThread(Log& log, Journal& journal) {
     TraceLog(-1).Write("JournalThread starting.", true);
-    std::unique_lock guard(log.listMutex);
+    std::unique_lock guard(journal.mutex);
     for (;;) {
-        log.event.wait(guard, [&] { return !log.list.empty() || log.journalStops; });
-        if (log.list.empty()) break;
+        journal.event.wait(guard, [&] { return !journal.list.empty() || journal.stops; });
+        if (journal.list.empty()) break;
         std::string lines;
         guard.unlock();
         Quietly(__LINE__, [&] {
             const LogFile::Turn turn(log.file);  // lines that come during the wait go with it
             {
-                const std::lock_guard list(log.listMutex);
-                lines.swap(log.list);
+                const std::lock_guard list(journal.mutex);
+                lines.swap(journal.list);
             }
             if (turn.Held() && !turn.Append(lines)) Fail("ERROR on writing to LogFile");
         });
         guard.lock();
-        if (log.list.empty() && lines.capacity() > 0) {  // the room goes round, so that callers seldom allocate
+        if (journal.list.empty()) {  // the room goes round, so that callers seldom allocate
             lines.clear();
-            log.list.swap(lines);
+            journal.list.swap(lines);
         }
     }
-    log.journalRuns = false;
-    log.event.notify_all();
+    journal.runs = false;
+    journal.event.notify_all();
 }
 
 void HandToJournal(Log& log, int level, const char* text, bool stamped) {
     if (level >= log.threshold.load()) return;
     const std::string stamp = stamped ? LevelStamp(level) : std::string();
-    const std::lock_guard guard(log.listMutex);
-    const bool wasEmpty = log.list.empty();
-    log.list.append(stamp).append(text).append(kLineEnd);
-    if (!log.journalRuns && !log.journalStops) {  // the first line, or the first after a fork
-        log.journalRuns = true;
-        std::thread([&log] { JournalThread(log); }).detach();
+    Journal& journal = *log.journalLines.load();
+    const std::lock_guard guard(journal.mutex);
+    const bool wasEmpty = journal.list.empty();
+    journal.list.append(stamp).append(text).append(kLineEnd);
+    if (!journal.runs && !journal.stops) {  // the first line, or the first after a fork
+        journal.runs = true;
+        std::thread([&log, &journal] { JournalThread(log, journal); }).detach();
     } else if (wasEmpty) {
-        log.event.notify_one();
+        journal.event.notify_one();
     }
 }
 
 void StopJournal(Log& log) {
-    std::unique_lock guard(log.listMutex);
-    log.journalStops = true;
-    log.event.notify_all();
-    log.event.wait_for(guard, kJournalEnd, [&] { return !log.journalRuns; });
+    Journal& journal = *log.journalLines.load();
+    std::unique_lock guard(journal.mutex);
+    journal.stops = true;
+    journal.event.notify_all();
+    journal.event.wait_for(guard, kJournalEnd, [&] { return !journal.runs; });
 }
 
 // Begin and end
@@ -267,18 +273,14 @@ void StopJournal(Log& log) {
 void BeforeFork() {
     TheLog().starting.lock();
     TheLog().file.ThreadMutex().lock();
-    TheLog().listMutex.lock();
 }
 void AfterForkInParent() {
-    TheLog().listMutex.unlock();
     TheLog().file.ThreadMutex().unlock();
     TheLog().starting.unlock();
 }
 void AfterForkInChild() {
-    Log& log = TheLog();
-    log.list.clear();  // the parent writes these
-    log.journalRuns = false;
-    log.file.ReopenAtNextTurn();
+    TheLog().journalLines = new Journal;  // the parent writes the lines that wait in the old one
+    TheLog().file.ReopenAtNextTurn();
     AfterForkInParent();
 }
 
@@ -345,10 +347,13 @@ bool IsOn(Log& log) { return log.module.load() != kNoModule && !log.stopped.load
 
 void SetLogFailureBox(LogFailureBox box) { failureBox = box; }
 
-QvString DefaultLogFolder() {
-    QvString folder;
-    Quietly(__LINE__, [&] { folder = LogFolder("").c_str(); });
-    return folder;
+QvString TodaysLog(const char* program) {
+    QvString path;
+    Quietly(__LINE__, [&] {
+        const std::string prefix = std::string(program).substr(0, kPrefixLength);
+        path = (LogFolder("") + LogFileName(prefix, Today())).c_str();
+    });
+    return path;
 }
 
 void TraceLog::Start(const TraceLogStart& start) {

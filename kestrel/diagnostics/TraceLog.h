@@ -74,7 +74,7 @@ private:
 using LogFailureBox = void (*)(const char* title, const char* text);
 KESTREL_API void SetLogFailureBox(LogFailureBox box);
 
-/// Where logs of the program lie when nobody names a folder. With a trailing separator.
-KESTREL_API QvString DefaultLogFolder();
+/// The path of a program's log of today; the file need not exist.
+KESTREL_API QvString TodaysLog(const char* program);
 
 }  // namespace kestrel

@@ -75,21 +75,22 @@ char Translate(char c, const Half& from, const Half& to, const LookAlike (&likes
     return like == std::end(likes) ? '?' : like->standIn;
 }
 
-/// Reads one character and moves `at` behind it; bytes that are not UTF-8 give 0xFFFD and are passed one by one.
+constexpr char32_t kBad = 0xFFFFFFFF;  // no character
+
+/// Reads one character and moves `at` behind it; bytes that are not UTF-8 give `kBad` and are passed one by one.
 char32_t NextCharacter(std::string_view utf8, std::size_t& at) {
-    constexpr char32_t bad = 0xFFFD;
     const auto first = static_cast<unsigned char>(utf8[at++]);
     if (first < 0x80) return first;
     const std::size_t more = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : 1;
-    if (first < 0xC2 || first > 0xF4 || utf8.size() - at < more) return bad;
+    if (first < 0xC2 || first > 0xF4 || utf8.size() - at < more) return kBad;
     char32_t character = first & (0x3Fu >> more);
     for (std::size_t i = 0; i < more; ++i) {
         const auto next = static_cast<unsigned char>(utf8[at + i]);
-        if ((next & 0xC0u) != 0x80u) return bad;
+        if ((next & 0xC0u) != 0x80u) return kBad;
         character = character << 6 | (next & 0x3Fu);
     }
     constexpr char32_t least[] = {0, 0x80, 0x800, 0x10000};  // a longer form than needed is not UTF-8
-    if (character < least[more] || character > 0x10FFFF || (character >= 0xD800 && character <= 0xDFFF)) return bad;
+    if (character < least[more] || character > 0x10FFFF || (character >= 0xD800 && character <= 0xDFFF)) return kBad;
     at += more;
     return character;
 }
@@ -131,6 +132,12 @@ std::string Windows1252FromUtf8(std::string_view utf8) {
         }
     }
     return text;
+}
+
+bool IsUtf8(std::string_view text) {
+    for (std::size_t at = 0; at < text.size();)
+        if (NextCharacter(text, at) == kBad) return false;
+    return true;
 }
 
 char OemFrom1252(char c) { return Translate(c, kWindows1252, kOem850, kFor850); }

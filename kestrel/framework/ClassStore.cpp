@@ -6,6 +6,7 @@
 
 #include "kestrel/framework/ClassTable.h"
 #include "kestrel/framework/PdibFilterChain.h"
+#include "kestrel/framework/SettingsClassStore.h"
 
 namespace kestrel {
 namespace {
@@ -59,17 +60,21 @@ void Unregister(ClassStore& store, const ClassRow& row) {
 void SetClassStore(ClassStore* store) { currentStore.store(store); }
 
 void RegisterClasses() {
-    ClassStore* const store = currentStore.load();
-    if (!store) return;
+    SettingsClassStore settings;
+    ClassStore* const other = currentStore.load();
+    ClassStore& store = other ? *other : settings;
     const std::string module = ModulePath();
-    for (const ClassRow& row : ClassTable()) Register(*store, row, module);
+    for (const ClassRow& row : ClassTable()) Register(store, row, module);
+    settings.Keep();
 }
 
 void UnregisterClasses() {
-    ClassStore* const store = currentStore.load();
-    if (!store) return;
-    for (const ClassRow& row : ClassTable()) Unregister(*store, row);
-    store->UnregisterCategory(kFilterCategory);
+    SettingsClassStore settings;
+    ClassStore* const other = currentStore.load();
+    ClassStore& store = other ? *other : settings;
+    for (const ClassRow& row : ClassTable()) Unregister(store, row);
+    store.UnregisterCategory(kFilterCategory);
+    settings.Keep();
 }
 
 }  // namespace kestrel

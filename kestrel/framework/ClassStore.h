@@ -26,8 +26,8 @@ protected:
     ~ClassStore() = default;
 };
 
-/// Puts the store in place that `DllRegisterServer` and `DllUnregisterServer` work on; it is not owned. Null, as at
-/// the start: they do nothing and succeed. Nothing in the library needs a registered class.
+/// Puts another store in the place of the settings' class root, which `DllRegisterServer` and `DllUnregisterServer`
+/// work on; it is not owned. Null puts the settings back. Nothing in the library needs a registered class.
 KESTREL_API void SetClassStore(ClassStore* store);
 
 /// Writes or removes the keys of every class of the table, in its order.

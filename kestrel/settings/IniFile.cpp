@@ -1,8 +1,8 @@
 #include "kestrel/settings/IniFile.h"
 
 #include <cerrno>
-#include <new>
 
+#include "kestrel/foundation/FileReplacement.h"
 #include "kestrel/settings/WholeFile.h"
 
 namespace kestrel {
@@ -19,12 +19,16 @@ std::filesystem::path FolderOf(const std::filesystem::path& file) {
     return file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
 }
 
+bool Write(const std::filesystem::path& file, const std::string& bytes) {
+    return WriteWhole(file, {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}).empty();
+}
+
 }  // namespace
 
 void IniFile::Restore() const {
     if (!IsMissing(file_)) return;
     const auto copy = ReadWholeFile(SafetyCopy());
-    if (copy) (void)WriteWholeFile(file_, *copy);  // a file that stays missing is told by the read that follows
+    if (copy) (void)Write(file_, *copy);  // a file that stays missing is told by the read that follows
 }
 
 std::optional<IniText> IniFile::Read(Status& status) const {
@@ -33,7 +37,7 @@ std::optional<IniText> IniFile::Read(Status& status) const {
         const FileLock lock(FolderOf(file_), kLockWait);
         if (lock.Held()) Restore();
         const auto bytes = lock.Held() && IsMissing(SafetyCopy()) ? ReadWholeFile(file_) : std::nullopt;
-        if (bytes) (void)WriteWholeFile(SafetyCopy(), *bytes);
+        if (bytes) (void)Write(SafetyCopy(), *bytes);
     }
     auto bytes = ReadWholeFile(file_);
     if (!bytes) {
@@ -52,8 +56,8 @@ Status IniFile::Change(const std::function<Status(IniText&)>& change) const {
     if (!bytes && !IsMissing(file_)) return kIniNotWritable;  // what cannot be read must not be replaced
     IniText text(bytes ? std::move(*bytes) : std::string());
     if (const Status status = change(text); status != kSuccess) return status;
-    if (!WriteWholeFile(file_, text.Bytes())) return kIniNotWritable;
-    (void)WriteWholeFile(SafetyCopy(), text.Bytes());  // the file itself holds the value
+    if (!Write(file_, text.Bytes())) return kIniNotWritable;
+    (void)Write(SafetyCopy(), text.Bytes());  // the file itself holds the value
     return kSuccess;
 }
 

@@ -73,16 +73,19 @@ Status RegistryRead(HKEY branch, const char* key, const char* name, QvString& te
     });
 }
 
-int DeleteKeyAndAllSubkeys(HKEY branch, const char* key) {
-    if (!key || std::all_of(key, key + std::char_traits<char>::length(key), [](char c) { return c == '\\'; }))
-        return kBadArguments;
+Status RegistryDelete(HKEY branch, const std::vector<std::string>& keys) {
+    const auto isBranch = [](const std::string& key) { return key.find_first_not_of('\\') == std::string::npos; };
+    if (std::any_of(keys.begin(), keys.end(), isBranch)) return kBadArguments;
     return Guarded([&] {
         Status status = kKeyMissing;
         for (const auto& place : PlacesOf(branch)) {
-            if (!Store(place.file, Store::Access::kRead).HasKey(place.Key(key))) continue;
+            const auto exists = [&](const std::string& key) {
+                return Store(place.file, Store::Access::kRead).HasKey(place.Key(key));
+            };
+            if (std::none_of(keys.begin(), keys.end(), exists)) continue;  // a store is not made for this
             try {
                 Store store(place.file, Store::Access::kWrite);
-                store.DeleteKey(place.Key(key));
+                for (const auto& key : keys) store.DeleteKey(place.Key(key));
                 store.Commit();
                 if (status == kKeyMissing) status = kSuccess;
             } catch (const StoreError&) {
@@ -92,6 +95,8 @@ int DeleteKeyAndAllSubkeys(HKEY branch, const char* key) {
         return status;
     });
 }
+
+int DeleteKeyAndAllSubkeys(HKEY branch, const char* key) { return key ? RegistryDelete(branch, {key}) : kBadArguments; }
 
 Status RegistryList(HKEY branch, const char* key, RegistryContents& contents) {
     if (!key) return kBadArguments;

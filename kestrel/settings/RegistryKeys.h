@@ -29,7 +29,10 @@ struct RegistryText {
 /// Writes all texts or none.
 KESTREL_API Status RegistryWrite(HKEY branch, const std::vector<RegistryText>& texts);
 KESTREL_API Status RegistryRead(HKEY branch, const char* key, const char* name, QvString& text);
-/// 0, or `kKeyMissing`, or `kKeyNotWritable`. An empty name is refused with `kBadArguments`: the branch itself stays.
+/// Removes all these keys with their subkeys; `kKeyMissing` when there was none of them.
+KESTREL_API Status RegistryDelete(HKEY branch, const std::vector<std::string>& keys);
+/// One key: 0, or `kKeyMissing`, or `kKeyNotWritable`. An empty name is refused with `kBadArguments`: the branch itself
+/// stays.
 KESTREL_API int DeleteKeyAndAllSubkeys(HKEY branch, const char* key);
 
 /// What lies right under a key, in the order of the names.

@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <chrono>
 #include <thread>
-#include <utility>
 
 namespace kestrel {
 namespace {
@@ -20,37 +19,24 @@ public:
     explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() { Close(); }
-
-    explicit operator bool() const { return descriptor_ >= 0; }
-    operator int() const { return descriptor_; }
-    bool Close() {
-        if (descriptor_ < 0) return true;
+    ~Descriptor() {
         const int before = errno;
-        const bool closed = close(std::exchange(descriptor_, -1)) == 0;
-        if (closed) errno = before;
-        return closed;
+        if (descriptor_ >= 0) close(descriptor_);
+        errno = before;
     }
+
+    operator int() const { return descriptor_; }
 
 private:
     int descriptor_;
 };
-
-bool WriteAll(int descriptor, const std::string& bytes) {
-    for (std::size_t done = 0; done < bytes.size();) {
-        const ssize_t count = write(descriptor, bytes.data() + done, bytes.size() - done);
-        if (count < 0 && errno != EINTR) return false;
-        if (count > 0) done += static_cast<std::size_t>(count);
-    }
-    return true;
-}
 
 }  // namespace
 
 std::optional<std::string> ReadWholeFile(const std::filesystem::path& file) {
     const Descriptor source(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));  // a pipe must not stop us
     struct stat facts {};
-    if (!source || fstat(source, &facts) != 0) return std::nullopt;
+    if (source < 0 || fstat(source, &facts) != 0) return std::nullopt;
     if (!S_ISREG(facts.st_mode)) {
         errno = EINVAL;
         return std::nullopt;
@@ -66,30 +52,6 @@ std::optional<std::string> ReadWholeFile(const std::filesystem::path& file) {
     }
     bytes.resize(done);
     return bytes;
-}
-
-bool WriteWholeFile(const std::filesystem::path& file, const std::string& bytes) {
-    std::error_code missing;
-    const auto resolved = std::filesystem::canonical(file, missing);  // a link stays a link
-    const std::filesystem::path target = missing ? file : resolved;
-    const std::string beside = target.string() + ".new";
-    struct stat facts {};
-    const bool existed = stat(target.c_str(), &facts) == 0;
-
-    Descriptor out(open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0666));
-    if (!out) return false;
-    const bool written = (!existed || fchmod(out, facts.st_mode & 07777) == 0) && WriteAll(out, bytes) &&
-                         fsync(out) == 0 && out.Close() && rename(beside.c_str(), target.c_str()) == 0;
-    if (!written) {
-        const int why = errno;
-        unlink(beside.c_str());
-        errno = why;
-        return false;
-    }
-    auto folder = target.parent_path();
-    if (folder.empty()) folder = ".";
-    if (const Descriptor entry(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)); entry) fsync(entry);
-    return true;
 }
 
 bool LockDescriptor(int descriptor, int milliseconds) {

@@ -11,10 +11,6 @@ namespace kestrel {
 /// why.
 KESTREL_API std::optional<std::string> ReadWholeFile(const std::filesystem::path& file);
 
-/// Replaces a file's bytes: after a kill or on a full disk it holds the old bytes or the new ones, never a part. They
-/// are written to "<file>.new" first, so one writer at a time. False leaves the old file; `errno` says why.
-[[nodiscard]] KESTREL_API bool WriteWholeFile(const std::filesystem::path& file, const std::string& bytes);
-
 /// Holds an exclusive lock on a file or folder until the end of the object; the lock falls with a dying process. One
 /// object serves one thread.
 class KESTREL_API FileLock {

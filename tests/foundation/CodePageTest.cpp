@@ -66,6 +66,9 @@ TEST(CodePageTest, BrokenUtf8GivesQuestionMarks) {
     EXPECT_EQ(Windows1252FromUtf8("\xED\xA0\x80"), "???") << "half of a surrogate pair";
     EXPECT_EQ(Windows1252FromUtf8("\xF0\x9F\x98\x80"), "?") << "one character outside the code page";
     EXPECT_EQ(Windows1252FromUtf8(std::string("a\0b", 3)), std::string("a\0b", 3));
+    EXPECT_TRUE(IsUtf8("\xEF\xBF\xBD\xF4\x8F\xBF\xBF"));
+    for (const char* text : {"\xE4", "\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "a\x80", "\xE2\x82"})
+        EXPECT_FALSE(IsUtf8(text)) << text;
     EXPECT_EQ(Utf8From1252(std::string("a\0\xFF", 3)), std::string("a\0\xC3\xBF", 4));
 }
 

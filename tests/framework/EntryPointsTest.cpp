@@ -12,6 +12,8 @@
 #include "kestrel/framework/IFilterObject.h"
 #include "kestrel/framework/IPdibFilterChain.h"
 #include "kestrel/framework/IPdibFilterCreator.h"
+#include "kestrel/settings/RegistryKeys.h"
+#include "tests/support/PrivateFolders.h"
 
 namespace kestrel {
 namespace {
@@ -135,9 +137,6 @@ struct Store final : ClassStore {
 };
 
 TEST(EntryPoints, RegisterEveryClassAndRemoveItAgain) {
-    EXPECT_EQ(DllRegisterServer(), S_OK);  // no store: nothing to do
-    EXPECT_EQ(DllUnregisterServer(), S_OK);
-
     Store store;
     SetClassStore(&store);
     EXPECT_EQ(DllRegisterServer(), S_OK);
@@ -170,6 +169,30 @@ TEST(EntryPoints, RegisterEveryClassAndRemoveItAgain) {
     EXPECT_TRUE(store.categories.empty());
     EXPECT_TRUE(store.members.empty());
     SetClassStore(nullptr);
+}
+
+TEST(EntryPoints, ClassesAreFoundInTheSettings) {
+    const test::PrivateFolders folders;
+    const auto read = [](const std::string& key, const char* name = "") {
+        QvString text;
+        const Status status = RegistryRead(HKEY_CLASSES_ROOT, key.c_str(), name, text);
+        return status == kSuccess ? std::string(text) : "status " + std::to_string(status);
+    };
+    const std::string invert = "{3A03D679-9270-4DB5-8602-6245481A9FC4}";
+    const std::string category = "{7092B861-705D-4E79-BF7E-27DA5DE83708}";
+    EXPECT_EQ(DllRegisterServer(), S_OK);
+    for (const ClassRow& row : ClassTable())
+        EXPECT_EQ(read(row.description->progId + std::string("\\CLSID")), ToString(row.description->clsid));
+    EXPECT_EQ(read("clsid\\" + invert + "\\versionindependentprogid"), "TMFilter.Invert");
+    EXPECT_EQ(read("Component Categories\\" + category, "0"), "Q&V Lumen Works - Filter");
+    EXPECT_EQ(read("CLSID\\" + invert + "\\Implemented Categories\\" + category), "");
+    EXPECT_EQ(DllRegisterServer(), S_OK);
+    EXPECT_EQ(DllUnregisterServer(), S_OK);
+    RegistryContents rest;
+    EXPECT_EQ(RegistryList(HKEY_CLASSES_ROOT, "", rest), kSuccess);
+    EXPECT_EQ(rest.subkeys, (std::vector<std::string>{"CLSID", "Component Categories"}));
+    EXPECT_EQ(RegistryList(HKEY_CLASSES_ROOT, "CLSID", rest), kSuccess);
+    EXPECT_TRUE(rest.subkeys.empty());
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -25,6 +26,7 @@ public:
     PrivateFolders(const PrivateFolders&) = delete;
     PrivateFolders& operator=(const PrivateFolders&) = delete;
     ~PrivateFolders() {
+        for (const auto& [variable, value] : before_) setenv(variable.c_str(), value.c_str(), 1);
         std::error_code error;
         std::filesystem::remove_all(root_, error);
     }
@@ -32,9 +34,14 @@ public:
     std::filesystem::path operator/(const std::string& name) const { return root_ / name; }
 
 private:
-    void Point(const char* variable, const char* name) { setenv(variable, (root_ / name).c_str(), 1); }
+    void Point(const char* variable, const char* name) {
+        const char* value = std::getenv(variable);
+        before_[variable] = value ? value : "";  // an empty one counts as not set
+        setenv(variable, (root_ / name).c_str(), 1);
+    }
 
     std::filesystem::path root_;
+    std::map<std::string, std::string> before_;
 };
 
 inline std::string ReadBytes(const std::filesystem::path& file) {

@@ -1,0 +1,42 @@
+#include "kestrel/framework/SettingsClassStore.h"
+
+#include <fmt/format.h>
+
+namespace kestrel {
+namespace {
+
+std::string CategoryKey(const GUID& category) { return "Component Categories\\" + ToString(category); }
+std::string MemberKey(const GUID& clsid, const GUID& category) {
+    return "CLSID\\" + ToString(clsid) + "\\Implemented Categories\\" + ToString(category);
+}
+
+}  // namespace
+
+void SettingsClassStore::SetDefault(const std::string& key, const std::string& value) {
+    texts_.push_back({key, "", value});
+}
+
+void SettingsClassStore::DeleteKeyAndAllSubkeys(const std::string& key) { removed_.push_back(key); }
+
+void SettingsClassStore::RegisterCategory(const GUID& category, std::uint32_t locale, const std::string& description) {
+    texts_.push_back({CategoryKey(category), fmt::format("{:x}", locale), description});
+}
+
+void SettingsClassStore::UnregisterCategory(const GUID& category) { removed_.push_back(CategoryKey(category)); }
+
+void SettingsClassStore::RegisterClassImplCategory(const GUID& clsid, const GUID& category) {
+    texts_.push_back({MemberKey(clsid, category), "", ""});
+}
+
+void SettingsClassStore::UnregisterClassImplCategory(const GUID& clsid, const GUID& category) {
+    removed_.push_back(MemberKey(clsid, category));
+}
+
+void SettingsClassStore::Keep() {
+    if (!removed_.empty()) RegistryDelete(HKEY_CLASSES_ROOT, removed_);
+    if (!texts_.empty()) RegistryWrite(HKEY_CLASSES_ROOT, texts_);
+    removed_.clear();
+    texts_.clear();
+}
+
+}  // namespace kestrel
