@@ -4,8 +4,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <mutex>
+
+#include "kestrel/diagnostics/TraceLog.h"
 
 namespace console {
 namespace {
@@ -19,11 +22,16 @@ void EraseProgress() {
     progressShown = false;
 }
 
-void Say(std::string_view kind, std::string_view message) {
-    // Names come from outside: a control character in one must not drive the terminal or fake a second line.
+/// Names come from outside: a control character in one must not drive the terminal or fake a second line.
+std::string Plain(std::string_view message) {
     std::string line(message);
     std::replace_if(
         line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 127; }, '?');
+    return line;
+}
+
+void Say(std::string_view kind, std::string_view message) {
+    const std::string line = Plain(message);
     const std::lock_guard lock(guard);
     EraseProgress();
     fmt::print(stderr, "kestrel: {}{}\n", kind, line);
@@ -33,8 +41,20 @@ void Say(std::string_view kind, std::string_view message) {
 
 void SetTalk(Talk talk) { talkLevel = talk; }
 
-void Error(std::string_view message) { Say("", message); }
-void Warning(std::string_view message) { Say("warning: ", message); }
+void Log(std::string_view message) {
+    constexpr int kLevel = 4;  // written, but not waited for
+    errno = 0;                 // what failed stands in the message
+    kestrel::TraceLog(kLevel).Write(Plain(message).c_str(), true);
+}
+
+void Error(std::string_view message) {
+    Log(message);
+    Say("", message);
+}
+void Warning(std::string_view message) {
+    Log(message);
+    Say("warning: ", message);
+}
 
 void Note(std::string_view message) {
     if (talkLevel != Talk::Quiet) Say("", message);

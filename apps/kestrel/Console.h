@@ -10,6 +10,8 @@ enum ExitCode { kDone = 0, kFailed = 1, kUsage = 2, kInterrupted = 130 };
 enum class Talk { Quiet, Normal, Verbose };
 void SetTalk(Talk talk);
 
+/// One line in the log of the day only, where errors and warnings go as well.
+void Log(std::string_view message);
 /// Something went wrong. Always shown.
 void Error(std::string_view message);
 /// The work goes on, but a person should know that the input is not whole. Always shown.

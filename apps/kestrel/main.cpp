@@ -8,6 +8,7 @@
 #include "apps/kestrel/Commands.h"
 #include "apps/kestrel/Console.h"
 #include "apps/kestrel/Interrupt.h"
+#include "kestrel/diagnostics/TraceLog.h"
 
 namespace {
 
@@ -54,10 +55,21 @@ int Run(int argc, char** argv) {
     return console::kFailed;
 }
 
+/// The command as it was given, in the log of the day. Nothing of the log is shown here, and no log is no failure.
+void LogCommand(int argc, char** argv) {
+    kestrel::TraceLogStart start;
+    start.program = "kestrel";
+    kestrel::TraceLog::Start(start);
+    std::string command = "kestrel";
+    for (int i = 1; i < argc; ++i) command.append(" ").append(argv[i]);
+    console::Log(command);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     interrupt::Listen();
+    LogCommand(argc, argv);
     int code = Run(argc, argv);
     console::ClearProgress();
     if (std::fflush(stdout) != 0 || std::ferror(stdout)) {

@@ -35,6 +35,7 @@ constexpr std::size_t kLastLineSize = 0xFD0;
 constexpr std::size_t kPrefixLength = 4;
 constexpr std::size_t kCopyChunk = 0x1000;
 constexpr auto kJournalEnd = std::chrono::milliseconds(3000);
+constexpr auto kJournalGathers = std::chrono::milliseconds(1);  ///< lines that come close together are written at once
 constexpr const char* kLineEnd = "\r\n";
 constexpr const char* kRingStart = "********************B*A*C*K*T*R*A*C*E***S*T*A*R*T*S***H*E*R*E********************";
 constexpr const char* kRingEnd = "********************B*A*C*K*T*R*A*C*E***E*N*D*S***H*E*R*E********************";
@@ -47,6 +48,7 @@ struct Journal {
     std::condition_variable event;
     std::string list;
     bool runs = false;
+    bool waits = false;  ///< only then a line has to wake the thread, which costs more than all the rest
     bool stops = false;
 };
 
@@ -223,10 +225,14 @@ void JournalThread(Log& log, Journal& journal) {
     TraceLog(-1).Write("JournalThread starting.", true);
     std::unique_lock guard(journal.mutex);
     for (;;) {
+        journal.waits = true;
         journal.event.wait(guard, [&] { return !journal.list.empty() || journal.stops; });
+        journal.waits = false;
         if (journal.list.empty()) break;
         std::string lines;
+        const bool stops = journal.stops;
         guard.unlock();
+        if (!stops) std::this_thread::sleep_for(kJournalGathers);
         Quietly(__LINE__, [&] {
             const LogFile::Turn turn(log.file);  // lines that come during the wait go with it
             {
@@ -250,12 +256,12 @@ void HandToJournal(Log& log, int level, const char* text, bool stamped) {
     const std::string stamp = stamped ? LevelStamp(level) : std::string();
     Journal& journal = *log.journalLines.load();
     const std::lock_guard guard(journal.mutex);
-    const bool wasEmpty = journal.list.empty();
     journal.list.append(stamp).append(text).append(kLineEnd);
     if (!journal.runs && !journal.stops) {  // the first line, or the first after a fork
         journal.runs = true;
         std::thread([&log, &journal] { JournalThread(log, journal); }).detach();
-    } else if (wasEmpty) {
+    } else if (journal.waits) {
+        journal.waits = false;
         journal.event.notify_one();
     }
 }

@@ -14,6 +14,8 @@
 #include <thread>
 
 #include "kestrel/codec/ImageLoader.h"
+#include "kestrel/settings/RegistryKeys.h"
+#include "tests/support/PrivateFolders.h"
 
 namespace kestrel {
 namespace {
@@ -378,6 +380,51 @@ int InterruptWhileReading(const std::string& output) {
 TEST_F(KestrelTest, AnInterruptionEndsWithItsCodeAndNoFile) {
     EXPECT_EQ(InterruptWhileReading(Path("out.png")), 130);
     EXPECT_FALSE(fs::exists(Path("out.png")));
+}
+
+TEST_F(KestrelTest, KeepsSettings) {
+    const test::PrivateFolders folders;
+    EXPECT_EQ(Run("settings list").out, "");
+    EXPECT_EQ(Run("settings set Software/A/View Name 'Gr\xC3\xBC\xC3\x9F"
+                  "e'")
+                  .code,
+              0);
+    EXPECT_EQ(Run("settings set 'Software\\A' '' own").code, 0);
+    EXPECT_EQ(Run("settings get software/a/view name").out,
+              "Gr\xC3\xBC\xC3\x9F"
+              "e\n");
+    EXPECT_EQ(Run("settings list").out,
+              "[Software\\A]\n=own\n\n[Software\\A\\View]\nName=Gr\xC3\xBC\xC3\x9F"
+              "e\n\n");
+    QvString text;
+    EXPECT_EQ(RegistryRead(HKEY_CURRENT_USER, "Software\\A\\View", "Name", text), kSuccess);
+    EXPECT_EQ(text,
+              "Gr\xFC\xDF"
+              "e")
+        << "stored as Windows-1252";
+    EXPECT_EQ(Run("settings set k n '\xE6\x97\xA5'").code, 2);
+    EXPECT_EQ(Run("settings set --bytes k n '\xE6\x97\xA5'").code, 0);
+    EXPECT_EQ(Run("settings get k n").out, "\xE6\x97\xA5\n");
+    EXPECT_EQ(Run("settings get k other").code, 1);
+    EXPECT_EQ(Run("settings get other n").code, 1);
+    EXPECT_EQ(Run("settings get --branch all k n").code, 1);
+    EXPECT_EQ(Run("settings get --branch nowhere k n").code, 2);
+    EXPECT_EQ(Run("settings").code, 2);
+}
+
+TEST_F(KestrelTest, LogsQuietly) {
+    const test::PrivateFolders folders;
+    EXPECT_EQ(Run("color '#336699' -f Invert:Inversity=100").err, "");
+    EXPECT_EQ(Run("apply none.png out.png -f Invert").code, 1);
+    const Outcome log = Run("log");
+    EXPECT_EQ(log.code, 0);
+    for (const char* line : {"\tkestrel color #336699 -f Invert:Inversity=100\n",
+                             "\tnone.png: ", "\tProgram/DLL \"kestrel\" terminated correctly\n", "\tkestrel log\n"})
+        EXPECT_NE(log.out.find(line), std::string::npos) << line << "is missing in\n" << log.out;
+    EXPECT_NE(Run("log --program other").err, "");
+    fs::remove_all(folders / "state");
+    std::ofstream(folders / "state") << "no folder";
+    EXPECT_EQ(Run("color '#336699' -f Invert").err, "") << "no log is no failure";
 }
 
 }  // namespace
