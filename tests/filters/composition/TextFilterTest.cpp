@@ -324,7 +324,8 @@ TEST(Text, RecordsOfEachLayoutAreRead) {
     image->biHeight = 3;
     image->biBitCount = 24;
     image->biCompression = 3;
-    for (int i = 0; i < 3 * 16; ++i) reinterpret_cast<std::uint8_t*>(image.get())[sizeof(Dib) + 12 + i] = 9;
+    for (int i = 0; i < 3 * 16; ++i)
+        reinterpret_cast<std::uint8_t*>(image.get())[sizeof(Dib) + 12 + static_cast<std::size_t>(i)] = 9;
     host.image = std::move(image);
     host.mask = std::move(mask);
     const Picture result = Apply(kText, "txt=x,pos=0", picture);
