@@ -40,7 +40,9 @@ public:
 
     /// What filters of the line get done by the host; null: nothing. Texts are drawn anew.
     void SetServices(IHostServices* services);
+    /// What `GetRequiredSize` answers from now on.
     void SetWantedSize(int width, int height);
+
     const FilterGeometry& Geometry() const { return geometry_; }
     /// The last link of the line; null while nothing is connected.
     IFilterPixels* Upstream() const { return upstream_.get(); }

@@ -19,33 +19,11 @@ double Cubic(double x) {
 
 std::uint8_t Clamp(int value) { return static_cast<std::uint8_t>(std::clamp(value, 0, 255)); }
 
-/// Four bytes of one plane weighed alone.
-int PlainSum(const CubicTap& tap, int p0, int p1, int p2, int p3) {
-    return p0 * tap.weight[0] + p1 * tap.weight[1] + p2 * tap.weight[2] + p3 * tap.weight[3];
-}
-
 std::uint8_t PlainValue(const CubicTap& tap, int p0, int p1, int p2, int p3) {
-    return Clamp((PlainSum(tap, p0, p1, p2, p3) + kUnit / 2) >> 12);
+    return Clamp((tap.Weigh(p0, p1, p2, p3) + kUnit / 2) >> 12);
 }
 
 int NotZero(int value) { return value == 0 ? 1 : value; }
-
-/// Divides a weighed sum of bytes by twice the sum of a tap's weights, as the mix of opaque neighbours does: there
-/// (255 v + 255 s / 2) / (255 s) is (2 v + s) / (2 s). The quotients of interest lie in 0..255; below and above them
-/// the estimate is at least on the right side. Half a unit is added to the numerator, so that it stays 1 / (4 s) away
-/// from every integer, more than two roundings of single precision move it.
-struct OpaqueDivision {
-    float reciprocal;
-    int sum;
-
-    explicit OpaqueDivision(const CubicTap& tap)
-        : reciprocal(0.5F / static_cast<float>(NotZero(tap.Sum()))), sum(tap.Sum()) {}
-
-    std::uint8_t operator()(int value) const {
-        const float quotient = (static_cast<float>(2 * value + sum) + 0.5F) * reciprocal;
-        return static_cast<std::uint8_t>(std::clamp(quotient, 0.0F, 255.0F));
-    }
-};
 
 /// Colours and opacities of up to four neighbours, and the pixel that they make.
 struct Neighbours {
@@ -59,8 +37,7 @@ void MixPixel(const CubicTap& tap, const OpaqueDivision& divide, const Neighbour
     const int all = from.opacity[0] & from.opacity[1] & from.opacity[2] & from.opacity[3];
     if (all == 255) {
         for (int c = 0; c < 3; ++c)
-            colour[c] =
-                divide(PlainSum(tap, from.colour[0][c], from.colour[1][c], from.colour[2][c], from.colour[3][c]));
+            colour[c] = divide(tap.Weigh(from.colour[0][c], from.colour[1][c], from.colour[2][c], from.colour[3][c]));
         *opacity = 255;
         return;
     }
@@ -165,7 +142,7 @@ private:
         std::uint8_t* to = into.colour.data();
         for (std::size_t j = 0; j < taps_.size(); ++j) {
             const std::uint8_t* p = Pixel(taps_[j]);
-            for (int c = 0; c < 3; ++c) *to++ = divisions_[j](PlainSum(taps_[j], p[c], p[c + 3], p[c + 6], p[c + 9]));
+            for (int c = 0; c < 3; ++c) *to++ = divisions_[j](taps_[j].Weigh(p[c], p[c + 3], p[c + 6], p[c + 9]));
         }
         std::fill(into.opacity.begin(), into.opacity.end(), std::uint8_t{255});
     }
@@ -202,13 +179,12 @@ void ColumnPass(const CubicTap& tap, const std::array<const Row*, 4>& from, cons
         return;
     }
     std::uint8_t* const to = target.rows[y];
-    const OpaqueDivision divide(tap);
     if (std::all_of(from.begin(), from.end(), [](const Row* row) { return row->opaque; })) {
-        const std::uint8_t *p0 = colour(0), *p1 = colour(1), *p2 = colour(2), *p3 = colour(3);
-        for (std::size_t i = 0; i < width * 3; ++i) to[i] = divide(PlainSum(tap, p0[i], p1[i], p2[i], p3[i]));
+        CubicRow(tap, {colour(0), colour(1), colour(2), colour(3)}, to, width * 3);
         std::fill_n(mask, width, std::uint8_t{0});
         return;
     }
+    const OpaqueDivision divide(tap);
     for (std::size_t i = 0; i < width; ++i) {
         std::uint8_t opaque = 0;
         MixPixel(tap, divide,

@@ -3,18 +3,9 @@
 #include <vector>
 
 #include "kestrel/kernels/Planes.h"
+#include "kestrel/kernels/ResampleRows.h"
 
 namespace kestrel::kernels {
-
-/// The four source pixels behind one result pixel: `weight[k]` in units of 1/4096 belongs to source index base - 1 + k.
-struct CubicTap {
-    std::int32_t base;
-    std::int32_t weight[4];
-
-    /// What the weights of one pixel add up to. The taps move in steps of one fiftieth and end at two pixels, so that
-    /// the sum is 4096 or a little more.
-    int Sum() const { return weight[0] + weight[1] + weight[2] + weight[3]; }
-};
 
 /// The taps of one axis from `inSize` to `outSize` pixels, both above 0. Throws `std::bad_alloc`.
 std::vector<CubicTap> BuildCubicTaps(int inSize, int outSize);

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "kestrel/kernels/ResampleRows.h"
+
 namespace kestrel::kernels {
 namespace {
 
@@ -18,7 +20,11 @@ struct Move {
     bool forward;  ///< to the right or up
     int whole;
     int fraction;               ///< in 1/16384; 0 copies
+    std::int16_t share;         ///< the same in 1/32, cut
     const std::int32_t* blend;  ///< row of the table, entry 0 being a difference of 0
+
+    /// How far a pixel is stored. Blending stores one pixel further, where the share of the next one falls.
+    std::int64_t Reach() const { return std::int64_t{whole} + (fraction ? 1 : 0); }
 };
 
 Move MoveOf(double shift) {
@@ -28,7 +34,8 @@ Move MoveOf(double shift) {
     move.whole = static_cast<int>(distance);
     const double fraction = distance - move.whole;
     move.fraction = static_cast<int>(fraction * kOne + 0.5);
-    move.blend = BlendTable()[static_cast<std::size_t>(fraction * kBlendRows)].data() + kZeroDifference;
+    move.share = static_cast<std::int16_t>(fraction * kBlendRows);
+    move.blend = BlendTable()[static_cast<std::size_t>(move.share)].data() + kZeroDifference;
     return move;
 }
 
@@ -66,12 +73,55 @@ Area Inside(const Area& area, const Planes& picture) {
             std::min(area.top, picture.height)};
 }
 
+/// Pixels that are blended at a time where the mask does not change.
+constexpr int kChunk = 64;
+
+/// Stores the blends of the pixels `left` to `right` of a row `by` pixels further, from the far end of the move. What
+/// stands before a pixel is read from the row itself: stores go at least one pixel beyond it.
+void BlendedRow(const std::uint8_t* row, const std::uint8_t* masks, int left, int right, const Move& move,
+                std::uint8_t* to, std::uint8_t* toMasks, int targetWidth, std::int64_t by) {
+    const int before = move.forward ? 1 : -1;
+    std::int16_t shares[kChunk * 3];
+    std::fill_n(shares, kChunk * 3, move.share);
+    int done = 0;
+    const int count = right - left;
+    while (done < count) {
+        // The chunk's pixels from the lowest up; its far end is walked first.
+        const int size = done == 0 ? 1 : std::min(kChunk, count - done);
+        const int x = move.forward ? right - done - size : left + done;
+        done += size;
+        if (size > 1 && std::memcmp(masks + x, masks + x + before, static_cast<std::size_t>(size)) == 0) {
+            std::uint8_t blended[kChunk * 3];
+            std::uint8_t kept[kChunk];
+            const auto bytes = static_cast<std::size_t>(size) * 3;
+            BlendRow(row + std::ptrdiff_t{x + before} * 3, row + std::ptrdiff_t{x} * 3, shares, blended, bytes);
+            std::memcpy(kept, masks + x, static_cast<std::size_t>(size));
+            const std::int64_t first = std::max<std::int64_t>(x + by, 0);
+            const std::int64_t end = std::min<std::int64_t>(x + by + size, targetWidth);
+            if (first >= end) continue;
+            const auto skipped = static_cast<std::size_t>(first - (x + by));
+            const auto stored = static_cast<std::size_t>(end - first);
+            std::memcpy(to + first * 3, blended + skipped * 3, stored * 3);
+            std::memcpy(toMasks + first, kept + skipped, stored);
+            continue;
+        }
+        for (int n = 0; n < size; ++n) {
+            const int at = move.forward ? x + size - 1 - n : x + n;
+            const std::int64_t target = at + by;
+            if (target < 0 || target >= targetWidth) continue;
+            const bool atEnd = at == (move.forward ? right - 1 : left);
+            const std::uint8_t* const previous = atEnd ? kNothing : row + std::ptrdiff_t{at + before} * 3;
+            const std::uint8_t pixel[3] = {row[at * 3], row[at * 3 + 1], row[at * 3 + 2]};
+            BlendPixel(move, previous, atEnd ? 255 : masks[at + before], pixel, masks[at], to + target * 3,
+                       toMasks + target);
+        }
+    }
+}
+
 /// Moves the pixels `left` to `right` of one row by `move` and, in the target, `cropX` to the left.
 void MoveRow(const std::uint8_t* row, const std::uint8_t* masks, int left, int right, const Move& move,
              std::uint8_t* to, std::uint8_t* toMasks, int targetWidth, int cropX) {
-    // Blending stores one pixel further, where the share of the next one falls.
-    const std::int64_t reach = std::int64_t{move.whole} + (move.fraction ? 1 : 0);
-    const std::int64_t by = (move.forward ? reach : -reach) - cropX;
+    const std::int64_t by = (move.forward ? move.Reach() : -move.Reach()) - cropX;
     const auto erase = [&](std::int64_t from, std::int64_t end) {
         from = std::max<std::int64_t>(from, 0);
         end = std::min<std::int64_t>(end, targetWidth);
@@ -85,24 +135,97 @@ void MoveRow(const std::uint8_t* row, const std::uint8_t* masks, int left, int r
             std::memmove(toMasks + first + by, masks + first, static_cast<std::size_t>(end - first));
         }
     } else {
-        std::uint8_t previous[3] = {kNothing[0], kNothing[1], kNothing[2]};
-        int previousMask = 255;
-        const int step = move.forward ? -1 : 1;
-        for (int n = 0, x = move.forward ? right - 1 : left; n < right - left; ++n, x += step) {
-            const std::uint8_t pixel[3] = {row[x * 3], row[x * 3 + 1], row[x * 3 + 2]};
-            const int mask = masks[x];
-            const std::int64_t at = x + by;
-            if (at >= 0 && at < targetWidth)
-                BlendPixel(move, previous, previousMask, pixel, mask, to + at * 3, toMasks + at);
-            std::memcpy(previous, pixel, 3);
-            previousMask = mask;
-        }
+        BlendedRow(row, masks, left, right, move, to, toMasks, targetWidth, by);
     }
     if (move.forward)
         erase(left + by - move.whole, left + by);
     else
         erase(right + by, right + by + move.whole);
 }
+
+/// Columns that are walked together.
+constexpr int kStrip = 512;
+
+/// Columns side by side that move up or down, each by its own way.
+class Strip {
+public:
+    Strip(const Planes& picture, const Area& inside, int left) : picture_(picture), inside_(inside), left_(left) {}
+
+    void Add(const Move& move) {
+        if (count_ == 0 || !Alike(moves_[count_ - 1], move)) runStart_[runs_++] = count_;
+        moves_[count_] = move;
+        std::fill_n(shares_ + count_ * 3, 3, move.share);
+        runStart_[runs_] = ++count_;
+    }
+
+    /// Moves the columns that go up or those that go down, from the far end of the move. A row's predecessor still
+    /// stands in the picture when it is needed: stores go at least one row beyond it. False when aborted.
+    bool Walk(bool forward, const AbortFlag& abort) const {
+        const int step = forward ? -1 : 1;
+        const int start = forward ? inside_.top - 1 : inside_.bottom;
+        for (int n = 0, y = start; n < inside_.top - inside_.bottom; ++n, y += step) {
+            if (Aborted(abort)) return false;
+            for (int run = 0; run < runs_; ++run)
+                if (moves_[runStart_[run]].forward == forward)
+                    MoveRun(runStart_[run], runStart_[run + 1], y, n == 0 ? -1 : y - step);
+        }
+        return true;
+    }
+
+    /// Makes the places that the moved columns left transparent.
+    void Erase() const {
+        for (int i = 0; i < count_; ++i) {
+            const Move& move = moves_[i];
+            const std::int64_t from =
+                move.forward ? inside_.bottom + move.Reach() - move.whole : inside_.top - move.Reach();
+            const std::int64_t end = std::min<std::int64_t>(from + move.whole, picture_.height);
+            for (std::int64_t y = std::max<std::int64_t>(from, 0); y < end; ++y) picture_.maskRows[y][left_ + i] = 255;
+        }
+    }
+
+private:
+    static bool Alike(const Move& a, const Move& b) {
+        return a.forward == b.forward && a.whole == b.whole && (a.fraction == 0) == (b.fraction == 0);
+    }
+
+    /// Stores the pixels of one row and a run of columns; `before` is the row walked last, -1 for none.
+    void MoveRun(int first, int end, int y, int before) const {
+        const Move& run = moves_[first];
+        const std::int64_t to = y + (run.forward ? run.Reach() : -run.Reach());
+        if (to < 0 || to >= picture_.height) return;
+        const auto size = static_cast<std::size_t>(end - first);
+        const std::ptrdiff_t x = left_ + first;
+        const std::uint8_t* const pixels = picture_.rows[y] + x * 3;
+        const std::uint8_t* const masks = picture_.maskRows[y] + x;
+        std::uint8_t* const toPixels = picture_.rows[to] + x * 3;
+        std::uint8_t* const toMasks = picture_.maskRows[to] + x;
+        if (run.fraction == 0) {
+            if (to == y) return;
+            std::memcpy(toPixels, pixels, size * 3);
+            std::memcpy(toMasks, masks, size);
+            return;
+        }
+        const std::uint8_t* const previous = before < 0 ? nullptr : picture_.rows[before] + x * 3;
+        const std::uint8_t* const previousMasks = before < 0 ? nullptr : picture_.maskRows[before] + x;
+        if (previous && std::memcmp(masks, previousMasks, size) == 0) {
+            BlendRow(previous, pixels, shares_ + first * 3, toPixels, size * 3);
+            std::memmove(toMasks, masks, size);
+            return;
+        }
+        for (std::size_t i = 0; i < size; ++i)
+            BlendPixel(moves_[static_cast<std::size_t>(first) + i], previous ? previous + i * 3 : kNothing,
+                       previous ? previousMasks[i] : 255, pixels + i * 3, masks[i], toPixels + i * 3, toMasks + i);
+    }
+
+    const Planes& picture_;
+    const Area inside_;
+    const int left_;
+    int count_ = 0;
+    int runs_ = 0;
+    int runStart_[kStrip + 1];  ///< columns that go equally far are one run
+    Move moves_[kStrip];
+    std::int16_t shares_[kStrip * 3];
+};
 
 /// Where a turned picture comes to stand.
 struct Place {
@@ -192,53 +315,15 @@ bool XShear(const Planes& source, const Planes& target, const Shear& shear, int 
 }
 
 bool YShear(const Planes& picture, const Shear& shear, const AbortFlag& abort) {
-    // A strip of columns is walked row by row, so that its part of the picture stays near. A row's predecessor still
-    // stands in the picture when it is needed: stores go at least one row beyond it.
-    constexpr int kStrip = 64;
     const Area inside = Inside(shear.area, picture);
     const int lines = shear.area.right - shear.area.left;
+    // A strip of columns is walked row by row, so that its part of the picture stays near.
     for (int left = inside.left; left < inside.right; left += kStrip) {
         const int count = std::min(kStrip, inside.right - left);
-        Move moves[kStrip];
-        for (int i = 0; i < count; ++i) moves[i] = MoveOf(ShiftOf(shear, left + i - shear.area.left, lines));
-
-        const auto walk = [&](bool forward) {
-            const int step = forward ? -1 : 1;
-            const int start = forward ? inside.top - 1 : inside.bottom;
-            for (int n = 0, y = start; n < inside.top - inside.bottom; ++n, y += step) {
-                if (Aborted(abort)) return false;
-                for (int i = 0; i < count; ++i) {
-                    const Move& move = moves[i];
-                    if (move.forward != forward) continue;
-                    const int x = left + i;
-                    const std::int64_t reach = std::int64_t{move.whole} + (move.fraction ? 1 : 0);
-                    const std::int64_t to = y + (forward ? reach : -reach);
-                    if (to < 0 || to >= picture.height) continue;
-                    std::uint8_t* at = picture.rows[to] + std::ptrdiff_t{x} * 3;
-                    std::uint8_t* atMask = picture.maskRows[to] + x;
-                    const std::uint8_t* pixel = picture.rows[y] + std::ptrdiff_t{x} * 3;
-                    const int mask = picture.maskRows[y][x];
-                    if (move.fraction == 0) {
-                        std::memmove(at, pixel, 3);
-                        *atMask = static_cast<std::uint8_t>(mask);
-                        continue;
-                    }
-                    const int before = y - step;
-                    const std::uint8_t* previous = n ? picture.rows[before] + std::ptrdiff_t{x} * 3 : kNothing;
-                    BlendPixel(move, previous, n ? picture.maskRows[before][x] : 255, pixel, mask, at, atMask);
-                }
-            }
-            return true;
-        };
-        if (!walk(true) || !walk(false)) return false;
-
-        for (int i = 0; i < count; ++i) {  // the places that the moved runs left
-            const Move& move = moves[i];
-            const std::int64_t reach = std::int64_t{move.whole} + (move.fraction ? 1 : 0);
-            const std::int64_t from = move.forward ? inside.bottom + reach - move.whole : inside.top - reach;
-            const std::int64_t end = std::min<std::int64_t>(from + move.whole, picture.height);
-            for (std::int64_t y = std::max<std::int64_t>(from, 0); y < end; ++y) picture.maskRows[y][left + i] = 255;
-        }
+        Strip strip(picture, inside, left);
+        for (int i = 0; i < count; ++i) strip.Add(MoveOf(ShiftOf(shear, left + i - shear.area.left, lines)));
+        if (!strip.Walk(true, abort) || !strip.Walk(false, abort)) return false;
+        strip.Erase();
     }
     return true;
 }

@@ -1,0 +1,84 @@
+#include "kestrel/kernels/ResampleRows.h"  // plain headers first: nothing shared may be compiled for one target
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "kestrel/kernels/ResampleRows.cpp"
+#include <hwy/foreach_target.h>  // compiles this file once for each instruction set
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace kestrel::kernels::HWY_NAMESPACE {
+namespace hn = hwy::HWY_NAMESPACE;
+
+#if HWY_TARGET != HWY_SCALAR  // one lane is slower than the plain form
+/// Blends whole vectors of the tag's size; gives the number of bytes done.
+template <class D16>
+HWY_INLINE std::size_t BlendLanes(D16 d16, const std::uint8_t* previous, const std::uint8_t* bytes,
+                                  const std::int16_t* shares, std::uint8_t* to, std::size_t from, std::size_t size) {
+    const hn::Rebind<std::uint8_t, D16> d8;
+    const std::size_t lanes = hn::Lanes(d16);
+    std::size_t i = from;
+    for (; i + lanes <= size; i += lanes) {
+        const auto before = hn::PromoteTo(d16, hn::LoadU(d8, previous + i));
+        const auto byte = hn::PromoteTo(d16, hn::LoadU(d8, bytes + i));
+        const auto product = hn::Add(hn::Mul(hn::LoadU(d16, shares + i), hn::Sub(byte, before)), hn::Set(d16, 16));
+        // A shift rounds down: 31 is added below zero, so that it cuts toward zero as the division does.
+        const auto up = hn::And(hn::ShiftRight<15>(product), hn::Set(d16, 31));
+        const auto moved = hn::ShiftRight<5>(hn::Add(product, up));
+        hn::StoreU(hn::DemoteTo(d8, hn::Add(before, moved)), d8, to + i);
+    }
+    return i;
+}
+#endif
+
+void BlendRow(const std::uint8_t* previous, const std::uint8_t* bytes, const std::int16_t* shares, std::uint8_t* to,
+              std::size_t size) {
+    std::size_t i = 0;
+#if HWY_TARGET != HWY_SCALAR
+    // Columns that are sheared alike are often fewer than a long vector's lanes.
+    i = BlendLanes(hn::ScalableTag<std::int16_t>(), previous, bytes, shares, to, i, size);
+    i = BlendLanes(hn::CappedTag<std::int16_t, 8>(), previous, bytes, shares, to, i, size);
+#endif
+    for (; i < size; ++i) to[i] = BlendByte(previous[i], bytes[i], shares[i]);
+}
+
+void CubicRow(const CubicTap& tap, const std::uint8_t* const (&from)[4], std::uint8_t* to, std::size_t size) {
+    const OpaqueDivision divide(tap);
+    std::size_t i = 0;
+#if HWY_TARGET != HWY_SCALAR
+    const hn::ScalableTag<std::int32_t> d32;
+    const hn::Rebind<std::uint8_t, decltype(d32)> d8;
+    const hn::Rebind<float, decltype(d32)> df;
+    const std::size_t lanes = hn::Lanes(d32);
+    const auto weighed = [&](std::size_t row) HWY_ATTR {
+        return hn::Mul(hn::PromoteTo(d32, hn::LoadU(d8, from[row] + i)), hn::Set(d32, tap.weight[row]));
+    };
+    for (; i + lanes <= size; i += lanes) {
+        const auto value = hn::Add(hn::Add(weighed(0), weighed(1)), hn::Add(weighed(2), weighed(3)));
+        const auto numerator = hn::ConvertTo(df, hn::Add(hn::Add(value, value), hn::Set(d32, divide.sum)));
+        const auto quotient = hn::Mul(hn::Add(numerator, hn::Set(df, 0.5F)), hn::Set(df, divide.reciprocal));
+        const auto held = hn::Min(hn::Max(quotient, hn::Zero(df)), hn::Set(df, 255.0F));
+        hn::StoreU(hn::DemoteTo(d8, hn::ConvertTo(d32, held)), d8, to + i);
+    }
+#endif
+    for (; i < size; ++i) to[i] = divide(tap.Weigh(from[0][i], from[1][i], from[2][i], from[3][i]));
+}
+
+}  // namespace kestrel::kernels::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace kestrel::kernels {
+
+HWY_EXPORT(BlendRow);
+void BlendRow(const std::uint8_t* previous, const std::uint8_t* bytes, const std::int16_t* shares, std::uint8_t* to,
+              std::size_t size) {
+    HWY_DYNAMIC_DISPATCH(BlendRow)(previous, bytes, shares, to, size);
+}
+
+HWY_EXPORT(CubicRow);
+void CubicRow(const CubicTap& tap, const std::uint8_t* const (&from)[4], std::uint8_t* to, std::size_t size) {
+    HWY_DYNAMIC_DISPATCH(CubicRow)(tap, from, to, size);
+}
+
+}  // namespace kestrel::kernels
+#endif

@@ -1,0 +1,98 @@
+// Every compiled instruction set gives the bytes of the one-byte rules: all tails, nothing beyond.
+#include "kestrel/kernels/ResampleRows.h"
+
+#include <gtest/gtest.h>
+#include <hwy/highway.h>
+#include <hwy/tests/hwy_gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "kestrel/kernels/CubicScale.h"
+#include "kestrel/kernels/Shear.h"
+
+namespace kestrel::kernels {
+namespace {
+
+struct ResampleRowsTest : hwy::TestWithParamTarget {};
+HWY_TARGET_INSTANTIATE_TEST_SUITE_P(ResampleRowsTest);
+
+using Row = std::vector<std::uint8_t>;
+
+Row RandomRow(std::mt19937& random, std::size_t size) {
+    Row row(size);
+    for (auto& byte : row) byte = static_cast<std::uint8_t>(random());
+    return row;
+}
+
+TEST_P(ResampleRowsTest, BlendingEveryPairOfBytesByEveryShare) {
+    for (std::int16_t share = 0; share < 32; ++share) {
+        Row previous(65536), bytes(65536), to(65536 + 1, 77);
+        const std::vector<std::int16_t> shares(65536, share);
+        for (std::size_t i = 0; i < 65536; ++i) {
+            previous[i] = static_cast<std::uint8_t>(i);
+            bytes[i] = static_cast<std::uint8_t>(i >> 8);
+        }
+        BlendRow(previous.data(), bytes.data(), shares.data(), to.data(), 65536);
+        const auto& table = BlendTable()[static_cast<std::size_t>(share)];
+        for (std::size_t i = 0; i < 65536; ++i)
+            ASSERT_EQ(to[i], previous[i] + table[static_cast<std::size_t>(255 + bytes[i] - previous[i])]) << share;
+        EXPECT_EQ(to.back(), 77);
+    }
+}
+
+TEST_P(ResampleRowsTest, BlendingEveryTailAlsoInPlace) {
+    std::mt19937 random(2);
+    for (std::size_t size = 0; size < 200; ++size) {
+        const Row previous = RandomRow(random, size), bytes = RandomRow(random, size);
+        std::vector<std::int16_t> shares(size);
+        for (auto& share : shares) share = static_cast<std::int16_t>(random() % 32);
+        Row want(size + 1, 77);
+        for (std::size_t i = 0; i < size; ++i) want[i] = BlendByte(previous[i], bytes[i], shares[i]);
+        Row overPrevious = previous, overBytes = bytes;
+        overPrevious.push_back(77);
+        overBytes.push_back(77);
+        BlendRow(overPrevious.data(), bytes.data(), shares.data(), overPrevious.data(), size);
+        ASSERT_EQ(overPrevious, want) << size;
+        BlendRow(previous.data(), overBytes.data(), shares.data(), overBytes.data(), size);
+        ASSERT_EQ(overBytes, want) << size;
+    }
+}
+
+TEST_P(ResampleRowsTest, WeighingFourRows) {
+    std::mt19937 random(3);
+    for (const CubicTap& tap : BuildCubicTaps(50, 977)) {
+        const std::size_t size = random() % 150;
+        Row rows[4], to(size + 1, 77);
+        for (Row& row : rows) row = RandomRow(random, size);
+        if (random() % 4 == 0)  // a line of one row, which overshoots on both sides
+            for (std::size_t k = 0; k < 4; ++k) std::fill(rows[k].begin(), rows[k].end(), k == 1 ? 255 : 0);
+        CubicRow(tap, {rows[0].data(), rows[1].data(), rows[2].data(), rows[3].data()}, to.data(), size);
+        for (std::size_t i = 0; i < size; ++i) {
+            // the mix of four opaque pixels, in integers
+            const int sum = tap.Sum();
+            const int value = tap.Weigh(rows[0][i], rows[1][i], rows[2][i], rows[3][i]) * 255;
+            const int want = std::clamp((value + 255 * sum / 2) / (255 * sum), 0, 255);
+            ASSERT_EQ(to[i], want) << "sum " << sum << " value " << value;
+        }
+        ASSERT_EQ(to.back(), 77);
+    }
+}
+
+/// The quotient that the estimate stands for, over the sums that weights can have.
+TEST(OpaqueDivision, IsExactForEverySumOfWeights) {
+    for (int sum = 4080; sum <= 4360; ++sum) {
+        const OpaqueDivision divide(CubicTap{0, {sum, 0, 0, 0}});
+        const auto expect = [&](int value) {
+            const std::int64_t numerator = std::int64_t{255} * value + 255 * sum / 2;
+            const std::int64_t want = std::clamp<std::int64_t>(numerator / (255 * sum), 0, 255);
+            ASSERT_EQ(divide(value), want) << value << " / " << sum;
+        };
+        for (int quotient = -2; quotient < 300; ++quotient)  // around each step from one byte to the next
+            for (int near = -3; near <= 3; ++near) expect(quotient * sum + sum / 2 + near);
+        for (int value = 0; value < 255 * sum; value += 97) expect(value);
+    }
+}
+
+}  // namespace
+}  // namespace kestrel::kernels
