@@ -123,7 +123,7 @@ std::string ImageLoader::Save(const std::string& path, const Dib* image, const D
     FileReplacement file(path);
     if (!file.Stream()) return file.Error();
     ByteWriter target(file.Stream());
-    const std::string error = SaveTo(target, image, mask, known);
+    std::string error = SaveTo(target, image, mask, known);
     if (!error.empty()) return error;
     return file.Commit() ? std::string() : file.Error();
 }

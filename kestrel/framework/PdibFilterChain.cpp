@@ -90,7 +90,7 @@ void CPdibFilterChain::FinalRelease() {
         if (sink) sink->ConnectUpstream(nullptr);
     } catch (...) {
         // A release has no caller that could take the exception.
-        LogException(kUnhandled, static_cast<int>(std::source_location::current().line()));
+        LogException(kUnhandled, __LINE__);
     }
 }
 
@@ -109,18 +109,18 @@ void CPdibFilterChain::ResumeSink() {
 }
 
 template <class Body>
-HRESULT CPdibFilterChain::Guarded(const char* format, const Body& body, std::source_location where) {
+HRESULT CPdibFilterChain::Guarded(const char* format, const Body& body, int line) {
     try {
         return body();
     } catch (...) {
-        LogException(format, static_cast<int>(where.line()));
+        LogException(format, line);
         ResumeSink();
         throw;
     }
 }
 
 template <class Body>
-HRESULT CPdibFilterChain::Bracketed(const char* format, const Body& body, std::source_location where) {
+HRESULT CPdibFilterChain::Bracketed(const char* format, const Body& body, int line) {
     return Guarded(
         format,
         [&] {
@@ -129,7 +129,7 @@ HRESULT CPdibFilterChain::Bracketed(const char* format, const Body& body, std::s
             ResumeSink();
             return result;
         },
-        where);
+        line);
 }
 
 // The walk

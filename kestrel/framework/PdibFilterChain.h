@@ -1,6 +1,5 @@
 #pragma once
 #include <optional>
-#include <source_location>
 #include <string>
 
 #include "kestrel/foundation/Counted.h"
@@ -80,11 +79,10 @@ private:
     /// Runs the body of an operation; an exception is logged with `format`, the sink resumed, the exception raised
     /// again.
     template <class Body>
-    HRESULT Guarded(const char* format, const Body& body, std::source_location where = std::source_location::current());
+    HRESULT Guarded(const char* format, const Body& body, int line = __builtin_LINE());
     /// The same between `SuspendSink` and `ResumeSink`.
     template <class Body>
-    HRESULT Bracketed(const char* format, const Body& body,
-                      std::source_location where = std::source_location::current());
+    HRESULT Bracketed(const char* format, const Body& body, int line = __builtin_LINE());
 
     Ref<IFilterPixels> m_Source;
     Ref<IFilterGeometry> m_Sink;
