@@ -1,7 +1,10 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <memory>
+#include <optional>
+#include <system_error>
 
 #include "apps/kestrel/ChainOptions.h"
 #include "apps/kestrel/Commands.h"
@@ -176,12 +179,15 @@ Picture Filter(const Options& options, const Job& job, Rendering& rendering, Pic
         const interrupt::Stoppable scope([&] { rendering.SetAbort(true); });
         const kestrel::HRESULT done = rendering.RenderAndRelease(result);
         if (done == kestrel::E_OUTOFMEMORY) throw std::bad_alloc();
+        if (done == kestrel::E_INVALIDARG)
+            throw console::Failure{InputName(options) +
+                                   ": a filter's values leave no picture, as margins that cross each other do"};
         if (done != kestrel::S_OK && !interrupt::Happened())
             throw console::Failure{
                 fmt::format("{}: the filters failed (0x{:08X})", InputName(options), static_cast<unsigned>(done))};
     }
-    console::Detail(
-        fmt::format("{}: {} filters, {} x {} pixels", OutputName(options), rendering.FilterCount(), width, height));
+    console::Detail(fmt::format("{}: {} x {} pixels after {} filters", OutputName(options), width, height,
+                                rendering.FilterCount()));
     return result;
 }
 
@@ -204,7 +210,11 @@ void Save(const Options& options, const Job& job, const Picture& picture) {
     if (IsPipe(options.output)) {
         error = kestrel::ImageLoader::Save(stdout, picture.image.get(), picture.mask.get(), job.save);
     } else {
-        const interrupt::Finishing scope;
+        // A file is written beside its name and would leave that behind. A named pipe or a device has no such file, and
+        // its other end may keep us waiting for ever.
+        std::error_code none;
+        std::optional<interrupt::Finishing> scope;
+        if (!std::filesystem::is_other(options.output, none)) scope.emplace();
         error = kestrel::ImageLoader::Save(options.output, picture.image.get(), picture.mask.get(), job.save);
     }
     if (!error.empty()) throw console::Failure{OutputName(options) + ": " + error};
@@ -240,7 +250,7 @@ void AddApply(CLI::App& program) {
         ->type_name("");
     options->chain.AddTo(command);
     const auto add = [&](const char* name, std::string& value, const char* type, const char* text) {
-        command.add_option(name, value, text)->type_name(type);
+        command.add_option(name, value, text)->type_name(type)->check(NotEmpty());
     };
     add("--format", options->format, "png|jpeg|bmp|...", "Format of OUTPUT, in place of the one that its name tells");
     add("--quality", options->quality, "N", "Quality of a JPEG file, 1 to 100 [92]");

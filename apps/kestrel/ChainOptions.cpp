@@ -50,6 +50,10 @@ void AddFilter(kestrel::Rendering& rendering, const std::string& argument) {
 
 }  // namespace
 
+CLI::Validator NotEmpty() {
+    return {[](std::string& value) { return std::string(value.empty() ? "it is empty" : ""); }, ""};
+}
+
 void ChainOptions::AddTo(CLI::App& command) {
     command
         .add_option("-f,--filter", filters_,
@@ -61,7 +65,8 @@ void ChainOptions::AddTo(CLI::App& command) {
         .add_option("--chain", chainFile_,
                     "Read a chain from a file (-: standard input): a filter a\n"
                     "line, ProgID, TAB, parameter text; its order stays as it\nstands, each -f is added to it by cost")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(NotEmpty());
 }
 
 void ChainOptions::ApplyTo(kestrel::Rendering& rendering) const {

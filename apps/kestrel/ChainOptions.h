@@ -5,6 +5,9 @@
 
 #include "kestrel/host/Rendering.h"
 
+/// Refuses an option with an empty value, as an unset variable of a script gives it.
+CLI::Validator NotEmpty();
+
 /// The options that say which filters run: `--chain`, then each `-f` in its order.
 class ChainOptions {
 public:

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <system_error>
 
 #include "apps/kestrel/Commands.h"
 #include "apps/kestrel/Console.h"
@@ -47,6 +48,8 @@ int Run(int argc, char** argv) {
         return console::kUsage;
     } catch (const console::Failure& failure) {
         console::Error(failure.message);
+    } catch (const std::system_error& error) {
+        if (error.code().value() != EPIPE) console::Error(fmt::format("the work failed: {}", error.what()));
     } catch (const std::bad_alloc&) {
         console::Error("there is not enough memory");
     } catch (const std::exception& error) {
@@ -73,7 +76,8 @@ int main(int argc, char** argv) {
     int code = Run(argc, argv);
     console::ClearProgress();
     if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-        if (code == console::kDone)
+        // A reader that has seen enough, such as head, needs no message.
+        if (code == console::kDone && errno != EPIPE)
             console::Error(fmt::format("standard output: cannot be written: {}", std::strerror(errno)));
         if (code == console::kDone) code = console::kFailed;
     }
