@@ -12,6 +12,7 @@
 #include "apps/kestrel/Files.h"
 #include "apps/kestrel/Interrupt.h"
 #include "apps/kestrel/Values.h"
+#include "kestrel/foundation/FileReplacement.h"
 #include "kestrel/host/PictureFile.h"
 #include "kestrel/host/Rendering.h"
 
@@ -204,6 +205,18 @@ void Flatten(const Options& options, const Job& job, Picture& picture) {
     }
 }
 
+/// Writes a file that appears whole or not at all; an interruption leaves none.
+std::string SaveFile(const Options& options, const Job& job, const Picture& picture) {
+    kestrel::FileReplacement file(options.output);
+    if (!file.Stream()) return file.Error();
+    const auto stream = InterruptibleStream(file.Stream());
+    if (!stream) throw std::bad_alloc();
+    const std::string error =
+        kestrel::ImageLoader::Save(stream.get(), picture.image.get(), picture.mask.get(), job.save);
+    if (!error.empty()) return error;
+    return file.Commit() ? std::string() : file.Error();
+}
+
 void Save(const Options& options, const Job& job, const Picture& picture) {
     console::Progress("writing " + OutputName(options));
     std::string error;
@@ -213,11 +226,11 @@ void Save(const Options& options, const Job& job, const Picture& picture) {
         // A file is written beside its name and would leave that behind. A named pipe or a device has no such file, and
         // its other end may keep us waiting for ever.
         std::error_code none;
-        std::optional<interrupt::Finishing> scope;
+        std::optional<interrupt::Remembered> scope;
         if (!std::filesystem::is_other(options.output, none)) scope.emplace();
-        error = kestrel::ImageLoader::Save(options.output, picture.image.get(), picture.mask.get(), job.save);
+        error = SaveFile(options, job, picture);
     }
-    if (!error.empty()) throw console::Failure{OutputName(options) + ": " + error};
+    if (!error.empty() && !interrupt::Happened()) throw console::Failure{OutputName(options) + ": " + error};
 }
 
 int Run(const Options& options) {
@@ -234,8 +247,8 @@ int Run(const Options& options) {
     if (!picture.image) throw std::bad_alloc();
     Flatten(options, job, picture);
     Save(options, job, picture);
-    if (!options.printChain.empty()) fmt::print("{}", rendering.ChainText(options.printChain == "active"));
     if (interrupt::Happened()) return interrupt::ExitCode();
+    if (!options.printChain.empty()) fmt::print("{}", rendering.ChainText(options.printChain == "active"));
     return damaged ? console::kFailed : console::kDone;
 }
 

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "apps/kestrel/Console.h"
+#include "apps/kestrel/Interrupt.h"
 
 std::string ReadWhole(const std::string& path, std::size_t longest,
                       const std::function<void(const std::string&)>& accept) {
@@ -31,4 +32,18 @@ std::string ReadWhole(const std::string& path, std::size_t longest,
             throw console::Failure{fmt::format("{}: is longer than {} MiB", shown, longest >> 20)};
         if (got < sizeof block) return bytes;
     }
+}
+
+std::unique_ptr<std::FILE, StreamCloser> InterruptibleStream(std::FILE* target) {
+    const cookie_io_functions_t functions{
+        .read = nullptr,
+        .write = [](void* to, const char* bytes, std::size_t size) -> ssize_t {
+            if (!interrupt::Happened())
+                return static_cast<ssize_t>(std::fwrite(bytes, 1, size, static_cast<std::FILE*>(to)));
+            errno = EINTR;
+            return 0;  // tells the stream of an error
+        },
+        .seek = nullptr,
+        .close = nullptr};
+    return std::unique_ptr<std::FILE, StreamCloser>(fopencookie(target, "wb", functions));
 }

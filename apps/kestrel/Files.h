@@ -1,9 +1,18 @@
 #pragma once
 #include <cstddef>
+#include <cstdio>
 #include <functional>
+#include <memory>
 #include <string>
 
 /// All bytes of a file; "-" is standard input. A file that cannot be read or is longer than `longest` throws `Failure`.
 /// `accept`, when given, sees the first bytes and may stop a stream that never ends by throwing.
 std::string ReadWhole(const std::string& path, std::size_t longest,
                       const std::function<void(const std::string&)>& accept = {});
+
+struct StreamCloser {
+    void operator()(std::FILE* stream) const { std::fclose(stream); }
+};
+/// A stream that hands its bytes on to another one, which stays open, and fails once the program was interrupted. Null
+/// when memory does not suffice.
+std::unique_ptr<std::FILE, StreamCloser> InterruptibleStream(std::FILE* target);

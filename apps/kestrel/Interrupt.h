@@ -2,7 +2,8 @@
 #include <functional>
 
 /// Ctrl-C and a polite kill. Unless told otherwise the program ends at once: nothing of it is worth keeping, and no
-/// half file exists. While a request runs it is aborted; while a file is written the file is finished.
+/// half file exists. While a request runs it is aborted; while a file is written it is given up, so that
+/// nothing stays behind.
 namespace interrupt {
 
 /// Begins to listen; called once, before anything else.
@@ -17,10 +18,10 @@ public:
     Stoppable& operator=(const Stoppable&) = delete;
 };
 
-/// For the length of a scope an interruption is only remembered.
-class Finishing : Stoppable {
+/// For the length of a scope an interruption is only remembered; the work looks at `Happened` by itself.
+class Remembered : Stoppable {
 public:
-    Finishing() : Stoppable([] {}) {}
+    Remembered() : Stoppable([] {}) {}
 };
 
 /// Was the program interrupted?
