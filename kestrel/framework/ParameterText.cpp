@@ -1,5 +1,8 @@
 #include "kestrel/framework/ParameterText.h"
 
+#include <locale.h>
+#include <stdlib.h>
+
 #include <charconv>
 #include <cstring>
 
@@ -53,10 +56,15 @@ std::optional<std::int32_t> ReadDecimal(std::string_view text) {
 
 std::optional<double> ReadDouble(std::string_view text) {
     text = SkipSpace(text);
-    if (!text.empty() && text.front() == '+') text.remove_prefix(1);
+    if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
     double value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error == std::errc::invalid_argument) return std::nullopt;
+    if (error == std::errc::result_out_of_range) {
+        // Too large or too small for a double. The whole of it decides which: "1e999" and "0.0...1" alike begin small.
+        static const locale_t plain = newlocale(LC_NUMERIC_MASK, "C", nullptr);
+        return strtod_l(std::string(text.data(), end).c_str(), nullptr, plain);
+    }
     return value;
 }
 

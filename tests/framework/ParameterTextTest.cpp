@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include <climits>
 
 namespace kestrel {
@@ -96,6 +98,10 @@ TEST(ParameterText, KeysWithTheirEqualsSign) {
     EXPECT_EQ(ReadIntBehindEquals("Sharpness 1,Sharpness=2", "Sharpness"), 2);
     EXPECT_EQ(ReadDoubleBehindEquals("M=0.25,N=3", "M"), 0.25);
     EXPECT_EQ(ReadDoubleBehindEquals("M=-1e3", "M"), -1000.0);
+    EXPECT_EQ(ReadDoubleBehindEquals("M=+2.5", "M"), 2.5);
+    EXPECT_EQ(ReadDoubleBehindEquals("M=-1e999", "M"), -HUGE_VAL);
+    EXPECT_EQ(ReadDoubleBehindEquals("M=1e-999", "M"), 0.0);
+    EXPECT_EQ(ReadDoubleBehindEquals("M=+-5", "M"), std::nullopt);
     EXPECT_EQ(ReadDoubleBehindEquals("M=,5", "M"), std::nullopt);
 }
 
