@@ -26,7 +26,7 @@ std::string ToBytes(const QvString& text) {
 }
 
 std::filesystem::path IdentityPath() {
-    const auto beside = ProgramFolder() / kIdentityFile;
+    auto beside = ProgramFolder() / kIdentityFile;
     std::error_code error;
     if (std::filesystem::exists(beside, error)) return beside;
     return std::filesystem::current_path(error) / kIdentityFile;
