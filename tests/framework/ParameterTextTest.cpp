@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 #include <climits>
+#include <cmath>
 
 namespace kestrel {
 namespace {
