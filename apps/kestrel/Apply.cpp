@@ -211,8 +211,7 @@ std::string SaveFile(const Options& options, const Job& job, const Picture& pict
     if (!file.Stream()) return file.Error();
     const auto stream = InterruptibleStream(file.Stream());
     if (!stream) throw std::bad_alloc();
-    const std::string error =
-        kestrel::ImageLoader::Save(stream.get(), picture.image.get(), picture.mask.get(), job.save);
+    std::string error = kestrel::ImageLoader::Save(stream.get(), picture.image.get(), picture.mask.get(), job.save);
     if (!error.empty()) return error;
     return file.Commit() ? std::string() : file.Error();
 }

@@ -32,7 +32,7 @@ std::string Shown(const std::string& bytes) { return kestrel::IsUtf8(bytes) ? by
 
 std::string Stored(const Options& options) {
     if (options.bytes) return options.text;
-    const std::string text = kestrel::Windows1252FromUtf8(options.text);
+    std::string text = kestrel::Windows1252FromUtf8(options.text);
     if (kestrel::Utf8From1252(text) != options.text)
         throw console::UsageError{
             "settings: the text has characters that Windows-1252 lacks; --bytes stores it as it is"};
