@@ -73,6 +73,7 @@ fs::path OnlyFile(const fs::path& folder) {
 /// Eight processes write numbered lines; the first `victims` of them are killed on the way.
 void WriteTogether(const fs::path& folder, bool journal, int victims) {
     std::vector<pid_t> children;
+    children.reserve(kProcesses);
     const auto begin = Clock::now();
     for (int p = 0; p < kProcesses; ++p)
         children.push_back(Child([&, p] {
