@@ -43,7 +43,8 @@ HRESULT CClassFactory::LockServer(bool lock) {
 
 HRESULT GetClassObject(const GUID& clsid, const GUID& iid, void** object) {
     static std::mutex guard;
-    static std::map<const ClassRow*, CClassFactory> factories;
+    // Never destroyed: a host's own statics may hold objects, and with them factories, to the very end.
+    static auto& factories = *new std::map<const ClassRow*, CClassFactory>;
     *object = nullptr;
     const ClassRow* const row = FindClass(clsid);
     if (!row) return CLASS_E_CLASSNOTAVAILABLE;
