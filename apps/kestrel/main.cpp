@@ -4,12 +4,14 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <string>
 #include <system_error>
 
 #include "apps/kestrel/Commands.h"
 #include "apps/kestrel/Console.h"
 #include "apps/kestrel/Interrupt.h"
 #include "kestrel/diagnostics/TraceLog.h"
+#include "kestrel/foundation/Version.h"
 
 namespace {
 
@@ -18,8 +20,8 @@ int Run(int argc, char** argv) {
         "Kestrel turns pictures into pictures: exact, repeatable filters, and chains of them that are\n"
         "one text.",
         "kestrel"};
-    program.set_version_flag(
-        "--version", "kestrel " KESTREL_VERSION "\nExact image filters and chains. Apache License 2.0; no warranty.");
+    program.set_version_flag("--version", std::string("kestrel ") + kestrel::Version() +
+                                              "\nExact image filters and chains. Apache License 2.0; no warranty.");
     program.require_subcommand(1);
     program.get_formatter()->column_width(32);
     program.footer(
