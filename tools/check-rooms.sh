@@ -14,10 +14,12 @@ kestrel/kernels             kestrel/foundation/Truncate.h kestrel/foundation/Exp
 kestrel/framework           kestrel/foundation kestrel/image kestrel/kernels kestrel/diagnostics kestrel/settings
 kestrel/filters             kestrel/foundation kestrel/image kestrel/kernels kestrel/framework kestrel/diagnostics
 kestrel/codec               kestrel/foundation kestrel/image
-kestrel/storage             kestrel/foundation kestrel/image kestrel/diagnostics kestrel/codec
+kestrel/storage             kestrel/foundation kestrel/image kestrel/diagnostics
+kestrel/storage/compound    kestrel/foundation
+kestrel/box                 kestrel/foundation kestrel/image kestrel/diagnostics kestrel/storage kestrel/codec
 kestrel/dialogs             kestrel
 kestrel/host                kestrel/foundation kestrel/image kestrel/kernels kestrel/framework kestrel/codec kestrel/storage
-apps/kestrel                kestrel/foundation kestrel/host kestrel/diagnostics kestrel/settings
+apps/kestrel                kestrel/foundation kestrel/host kestrel/diagnostics kestrel/settings kestrel/storage
 apps/darkroom               kestrel/foundation kestrel/host kestrel/dialogs
 '
 
