@@ -5,12 +5,17 @@ include(CMakePackageConfigHelpers)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kestrel)
 
 install(TARGETS kestrel_shared EXPORT kestrelTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-# Filters are reached by their ProgID and kernels by the filters; neither is an interface.
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/kestrel/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kestrel
-    FILES_MATCHING PATTERN "*.h"
-    PATTERN "*-inl.h" EXCLUDE
-    PATTERN "kernels" EXCLUDE
-    PATTERN "filters" EXCLUDE)
+# Filters are reached by their ProgID and kernels by the filters; neither is an interface. A header of another folder
+# that is no interface says so in its comment.
+file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/kestrel/*.h)
+list(FILTER headers EXCLUDE REGEX "-inl\\.h$|^kestrel/(kernels|filters)/")
+foreach(header ${headers})
+    file(STRINGS ${header} internal REGEX "Not installed")
+    if(NOT internal)
+        get_filename_component(folder ${header} DIRECTORY)
+        install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${folder})
+    endif()
+endforeach()
 
 file(RELATIVE_PATH to_lib "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
 set_target_properties(kestrel_app PROPERTIES INSTALL_RPATH "$ORIGIN/${to_lib}")

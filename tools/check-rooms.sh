@@ -19,7 +19,7 @@ kestrel/storage/compound    kestrel/foundation
 kestrel/box                 kestrel/foundation kestrel/image kestrel/diagnostics kestrel/storage kestrel/codec
 kestrel/dialogs             kestrel
 kestrel/host                kestrel/foundation kestrel/image kestrel/kernels kestrel/framework kestrel/codec kestrel/storage
-apps/kestrel                kestrel/foundation kestrel/host kestrel/diagnostics kestrel/settings kestrel/storage
+apps/kestrel                kestrel/foundation kestrel/host kestrel/codec kestrel/diagnostics kestrel/settings kestrel/storage
 apps/darkroom               kestrel/foundation kestrel/host kestrel/dialogs
 '
 

@@ -1,4 +1,5 @@
 #include <fmt/format.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -12,8 +13,8 @@
 #include "apps/kestrel/Files.h"
 #include "apps/kestrel/Interrupt.h"
 #include "apps/kestrel/Values.h"
+#include "kestrel/codec/ImageLoader.h"
 #include "kestrel/foundation/FileReplacement.h"
-#include "kestrel/host/PictureFile.h"
 #include "kestrel/host/Rendering.h"
 
 namespace {
@@ -57,6 +58,14 @@ std::string Shown(const std::string& path, const char* pipe) { return IsPipe(pat
 std::string InputName(const Options& options) { return Shown(options.input, "standard input"); }
 std::string OutputName(const Options& options) { return Shown(options.output, "standard output"); }
 
+/// "bmp, jpeg, png"
+std::string WritableFormats() {
+    std::string names;
+    for (const ImageFormat format : kestrel::WritableFormats())
+        names.append(names.empty() ? "" : ", ").append(kestrel::FormatName(format));
+    return names;
+}
+
 template <class Value>
 Value Checked(const std::optional<Value>& value, bool inRange, const char* option, const std::string& text,
               const char* expected) {
@@ -74,8 +83,8 @@ Job Check(const Options& options) {
     const auto limit = ParseInteger(options.limitPixels);
     job.limitPixels = Checked(limit, limit >= 1, "--limit-pixels", options.limitPixels, "a whole number above 0");
     const auto background = ParseColor(options.background);
-    job.background = Checked(background, background && !background->hasAlpha, "--background", options.background,
-                             "a colour #RRGGBB");
+    job.background =
+        Checked(background, background && !background->hasAlpha, "--background", options.background, "a color #RRGGBB");
     if (!options.view.empty())
         job.view = Checked(ParseSize(options.view), true, "--view", options.view, "WxH: whole numbers from 1");
     if (!options.region.empty())
@@ -92,14 +101,16 @@ Job Check(const Options& options) {
     if (!options.format.empty()) {
         job.save.format = kestrel::FormatOfName(options.format);
         if (job.save.format == ImageFormat::Unknown)
-            throw console::UsageError{fmt::format("--format: there is no format \"{}\"", options.format)};
+            throw console::UsageError{fmt::format("--format: \"{}\" is not a format that can be written ({})",
+                                                  options.format, WritableFormats())};
     } else if (IsPipe(options.output)) {
         throw console::UsageError{"OUTPUT - needs --format, such as --format png"};
     } else {
         job.save.format = kestrel::FormatOfPath(options.output);
         if (job.save.format == ImageFormat::Unknown)
-            throw console::Failure{fmt::format(
-                "{}: the name does not tell a format that can be written; choose one with --format", options.output)};
+            throw console::Failure{
+                fmt::format("{}: the name does not tell a format that can be written ({}); choose one with --format",
+                            options.output, WritableFormats())};
     }
     if (IsPipe(options.output) && isatty(STDOUT_FILENO))
         throw console::UsageError{"OUTPUT - is a terminal; send it into a file or another program"};
@@ -232,6 +243,18 @@ void Save(const Options& options, const Job& job, const Picture& picture) {
     if (!error.empty() && !interrupt::Happened()) throw console::Failure{OutputName(options) + ": " + error};
 }
 
+/// Are INPUT and OUTPUT one file, by whatever names?
+bool IsInput(const Options& options) {
+    struct stat input {
+    }, output{};
+    const bool inputKnown =
+        (IsPipe(options.input) ? fstat(STDIN_FILENO, &input) : stat(options.input.c_str(), &input)) == 0;
+    const bool outputKnown =
+        (IsPipe(options.output) ? fstat(STDOUT_FILENO, &output) : stat(options.output.c_str(), &output)) == 0;
+    return inputKnown && outputKnown && S_ISREG(input.st_mode) && input.st_dev == output.st_dev &&
+           input.st_ino == output.st_ino;
+}
+
 int Run(const Options& options) {
     const Job job = Check(options);
     console::SetTalk(options.quiet     ? console::Talk::Quiet
@@ -240,60 +263,59 @@ int Run(const Options& options) {
     Rendering rendering;
     options.chain.ApplyTo(rendering);
     bool damaged = false;
-    Picture picture = Filter(options, job, rendering, Load(options, job, damaged));
+    Picture picture = Load(options, job, damaged);
+    if (damaged && IsInput(options))
+        throw console::Failure{OutputName(options) +
+                               ": is damaged, and would be replaced by what could be read of it; name another OUTPUT"};
+    picture = Filter(options, job, rendering, std::move(picture));
     if (interrupt::Happened()) return interrupt::ExitCode();
     if (job.region) picture = CutPicture(picture, job.region->x, job.region->y, job.region->width, job.region->height);
     if (!picture.image) throw std::bad_alloc();
     Flatten(options, job, picture);
     Save(options, job, picture);
     if (interrupt::Happened()) return interrupt::ExitCode();
-    if (!options.printChain.empty()) fmt::print("{}", rendering.ChainText(options.printChain == "active"));
-    return damaged ? console::kFailed : console::kDone;
+    if (!options.printChain.empty()) console::Print(rendering.ChainText(options.printChain == "active"));
+    return damaged ? console::kDamagedInput : console::kDone;
 }
 
 }  // namespace
 
-void AddApply(CLI::App& program) {
+void AddApply(const Command& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command = *program.add_subcommand("apply", "Run a picture through a chain of filters");
-    command.add_option("INPUT", options->input, "The picture to read; - is standard input")->required()->type_name("");
-    command.add_option("OUTPUT", options->output, "The picture to write, also INPUT itself; - is standard output")
-        ->required()
-        ->type_name("");
+    const Command command = program.Subcommand("apply", "Run a picture through a chain of filters");
+    command.Argument("INPUT", options->input, "The picture to read; - is standard input");
+    command.Argument("OUTPUT", options->output, "The picture to write, also INPUT itself; - is standard output");
     options->chain.AddTo(command);
-    const auto add = [&](const char* name, std::string& value, const char* type, const char* text) {
-        command.add_option(name, value, text)->type_name(type)->check(NotEmpty());
-    };
-    add("--format", options->format, "png|jpeg|bmp|...", "Format of OUTPUT, in place of the one that its name tells");
-    add("--quality", options->quality, "N", "Quality of a JPEG file, 1 to 100 [92]");
-    add("--background", options->background, "#RRGGBB",
-        "Colour behind transparent pixels where OUTPUT's format\nholds no transparency [#FFFFFF]");
-    add("--region", options->region, "X,Y,W,H",
-        "Write only this part of the result, counted from its upper\n"
-        "left corner; the filters still see the whole picture");
-    add("--view", options->view, "WxH",
-        "The size in pixels in which INPUT is to be seen. A smaller\n"
-        "INPUT then is a preview, which Scale may enlarge again;\n"
-        "--verbose tells what becomes of the size");
-    add("--render-scale", options->renderScale, "S",
-        "INPUT's size over the size of the original that the chain\n"
-        "was made for; filters scale their pixel sizes by it [1]");
-    add("--print-chain", options->printChain, "pending|active",
-        "Print the chain after the run in the form that --chain\n"
-        "reads, with the values as set or as used");
-    add("--limit-pixels", options->limitPixels, "N",
-        "Refuse pictures of more pixels, read or made by a filter\n[400000000]");
-    command.add_flag("-q,--quiet", options->quiet, "Tell errors and damaged input only");
-    command.add_flag("-v,--verbose", options->verbose, "Tell what is done, and the size after each filter");
-    command.footer(
+    command.Option("--format", options->format, "png|jpeg|bmp|...",
+                   "Format of OUTPUT, in place of the one that its name tells");
+    command.Option("--quality", options->quality, "N", "Quality of a JPEG file, 1 to 100 [92]");
+    command.Option("--background", options->background, "#RRGGBB",
+                   "Color behind transparent pixels where OUTPUT's format\nholds no transparency [#FFFFFF]");
+    command.Option("--region", options->region, "X,Y,W,H",
+                   "Write only this part of the result, counted from its upper\n"
+                   "left corner; the filters still see the whole picture");
+    command.Option("--view", options->view, "WxH",
+                   "The size in pixels in which INPUT is to be seen. A smaller\n"
+                   "INPUT then is a preview, which Scale may enlarge again;\n"
+                   "--verbose tells what becomes of the size");
+    command.Option("--render-scale", options->renderScale, "S",
+                   "INPUT's size over the size of the original that the chain\n"
+                   "was made for; filters scale their pixel sizes by it [1]");
+    command.Option("--print-chain", options->printChain, "pending|active",
+                   "Print the chain after the run in the form that --chain\n"
+                   "reads, with the values as set or as used");
+    command.Option("--limit-pixels", options->limitPixels, "N",
+                   "Refuse pictures of more pixels, read or made by a filter\n[400000000]");
+    command.Flag("-q,--quiet", options->quiet, "Tell errors and damaged input only");
+    command.Flag("-v,--verbose", options->verbose, "Tell what is done, and the size after each filter");
+    command.Footer(
         "Examples:\n"
         "  kestrel apply photo.jpg sepia.jpg -f Sepia:Sepia=080\n"
         "  kestrel apply in.png out.png -f Invert:Inversity=100 -f Blur:Blurness=030\n"
         "  kestrel apply in.png out.png --chain look.txt --print-chain pending\n"
         "  curl ... | kestrel apply - - --format jpeg -f Sepia:Sepia=080 > out.jpg\n\n"
         "OUTPUT appears whole or not at all. INPUT that could be read in part only is\n"
-        "filtered and written as far as it goes, with a warning and exit code 1.");
-    command.final_callback([options] {
-        if (const int code = Run(*options)) throw CLI::RuntimeError(code);
-    });
+        "filtered and written as far as it goes, with a warning and exit code 3; INPUT\n"
+        "itself is never replaced by that.");
+    command.Run(Command::Log::kYes, [options] { return Run(*options); });
 }

@@ -11,12 +11,6 @@ namespace {
 /// Longest chain text that is read, in bytes.
 constexpr std::size_t kLongestChain = 64 << 20;
 
-std::string UnknownFilter(const std::string& name) {
-    const std::string near = kestrel::SuggestFilter(name);
-    return fmt::format("there is no filter \"{}\"; {}", name,
-                       near.empty() ? "\"kestrel filters\" lists them" : fmt::format("did you mean {}?", near));
-}
-
 /// Does a parameter text hold any key of the filter? The default text names the keys that the list leaves out.
 bool HoldsAKey(const std::string& text, const kestrel::ParameterInfo& info) {
     for (const auto& key : info.keys)
@@ -48,33 +42,63 @@ void AddFilter(kestrel::Rendering& rendering, const std::string& argument) {
     if (rendering.AddFilter(filter->description->progId, text) != kestrel::S_OK) throw std::bad_alloc();
 }
 
-}  // namespace
+/// A chain text as people keep it in a file: what is not for the chain is gone.
+struct ChainFile {
+    std::string text;
+    std::vector<int> lines;  ///< for each line of the text its number in the file, from 1
+};
 
-CLI::Validator NotEmpty() {
-    return {[](std::string& value) { return std::string(value.empty() ? "it is empty" : ""); }, ""};
+/// Takes out blank lines, comments, the mark that some editors put at the start of UTF-8 and the carriage returns at
+/// line ends; a saved parameter text holds none.
+ChainFile Stripped(std::string_view file) {
+    if (constexpr std::string_view kMark = "\xEF\xBB\xBF"; file.starts_with(kMark)) file.remove_prefix(kMark.size());
+    ChainFile chain;
+    for (int number = 1; !file.empty(); ++number) {
+        const std::size_t end = file.find('\n');
+        std::string_view line = file.substr(0, end);
+        file.remove_prefix(line.size());
+        const bool ended = !file.empty();
+        if (ended) file.remove_prefix(1);
+        if (line.ends_with('\r')) line.remove_suffix(1);
+        if (line.find_first_not_of(" \t") == line.npos || line.starts_with('#')) continue;
+        chain.text.append(line).append(ended ? "\n" : "");
+        chain.lines.push_back(number);
+    }
+    return chain;
 }
 
-void ChainOptions::AddTo(CLI::App& command) {
-    command
-        .add_option("-f,--filter", filters_,
-                    "Add a filter, placed by its cost: Sepia, Sepia.1 or\n"
-                    "TMFilter.Sepia.1, with a parameter text behind a colon;\nmay be given again")
-        ->type_name("NAME[:TEXT]")
-        ->allow_extra_args(false);
-    command
-        .add_option("--chain", chainFile_,
-                    "Read a chain from a file (-: standard input): a filter a\n"
-                    "line, ProgID, TAB, parameter text; its order stays as it\nstands, each -f is added to it by cost")
-        ->type_name("FILE")
-        ->check(NotEmpty());
+bool IsUtf16(std::string_view text) { return text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF"); }
+
+}  // namespace
+
+std::string UnknownFilter(const std::string& name) {
+    const std::string near = kestrel::SuggestFilter(name);
+    return fmt::format("there is no filter \"{}\"; {}", name,
+                       near.empty() ? "\"kestrel filters\" lists them" : fmt::format("did you mean {}?", near));
+}
+
+void ChainOptions::AddTo(const Command& command) {
+    command.Repeatable("-f,--filter", filters_, 1, "NAME[:TEXT]",
+                       "Add a filter, placed by its cost: Sepia, Sepia.1 or\n"
+                       "TMFilter.Sepia.1, with a parameter text after a colon;\nmay be given again");
+    command.Option("--chain", chainFile_, "FILE",
+                   "Read a chain from a file (-: standard input): a filter a\n"
+                   "line, ProgID, TAB, parameter text; blank lines and lines\n"
+                   "that begin with # do not count. Its order stays as it\n"
+                   "stands, each -f is added to it by cost");
+}
+
+void ChainOptions::ApplyFile(kestrel::Rendering& rendering) const {
+    const std::string shown = ReadsStandardInput() ? "standard input" : chainFile_;
+    const std::string file = ReadWhole(chainFile_, kLongestChain);
+    if (IsUtf16(file)) throw console::Failure{shown + ": is UTF-16 text; save it as UTF-8"};
+    const ChainFile chain = Stripped(file);
+    if (const auto fault = rendering.SetChainText(chain.text))
+        throw console::Failure{fmt::format("{}: line {}: {}", shown,
+                                           chain.lines.at(static_cast<std::size_t>(fault->line - 1)), fault->reason)};
 }
 
 void ChainOptions::ApplyTo(kestrel::Rendering& rendering) const {
-    if (!chainFile_.empty()) {
-        const std::string shown = ReadsStandardInput() ? "standard input" : chainFile_;
-        const std::string text = ReadWhole(chainFile_, kLongestChain);
-        if (const auto fault = rendering.SetChainText(text))
-            throw console::Failure{fmt::format("{}: line {}: {}", shown, fault->line, fault->reason)};
-    }
+    if (!chainFile_.empty()) ApplyFile(rendering);
     for (const std::string& filter : filters_) AddFilter(rendering, filter);
 }

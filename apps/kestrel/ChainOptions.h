@@ -1,23 +1,25 @@
 #pragma once
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
+#include "apps/kestrel/CommandLine.h"
 #include "kestrel/host/Rendering.h"
 
-/// Refuses an option with an empty value, as an unset variable of a script gives it.
-CLI::Validator NotEmpty();
+/// What to say about a name that no filter has.
+std::string UnknownFilter(const std::string& name);
 
 /// The options that say which filters run: `--chain`, then each `-f` in its order.
 class ChainOptions {
 public:
     /// Adds the options to a command.
-    void AddTo(CLI::App& command);
+    void AddTo(const Command& command);
     bool ReadsStandardInput() const { return chainFile_ == "-"; }
     /// Puts the filters into a rendering: the chain text as it stands, then each `-f` by its cost.
     void ApplyTo(kestrel::Rendering& rendering) const;
 
 private:
+    void ApplyFile(kestrel::Rendering& rendering) const;
+
     std::string chainFile_;
     std::vector<std::string> filters_;
 };

@@ -1,11 +1,11 @@
 #pragma once
-#include <CLI/CLI.hpp>
+#include "apps/kestrel/CommandLine.h"
 
 // Each command adds itself to the program, with what it runs when it is chosen.
 
-void AddApply(CLI::App& program);
-void AddFilters(CLI::App& program);
-void AddDescribe(CLI::App& program);
-void AddColor(CLI::App& program);
-void AddSettings(CLI::App& program);
-void AddLog(CLI::App& program);
+void AddApply(const Command& program);
+void AddFilters(const Command& program);
+void AddDescribe(const Command& program);
+void AddColor(const Command& program);
+void AddSettings(const Command& program);
+void AddLog(const Command& program);

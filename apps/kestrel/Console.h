@@ -2,16 +2,19 @@
 #include <string>
 #include <string_view>
 
-/// What the program tells a person: on standard error, each message one line that begins with "kestrel: ".
+/// What the program tells a person: on standard error, each message one line that begins with "kestrel: ". A standard
+/// error that cannot be written changes nothing else. Control characters are never shown, whatever a file is named.
 namespace console {
 
-enum ExitCode { kDone = 0, kFailed = 1, kUsage = 2, kInterrupted = 130 };
+enum ExitCode { kDone = 0, kFailed = 1, kUsage = 2, kDamagedInput = 3 };
 
 enum class Talk { Quiet, Normal, Verbose };
 void SetTalk(Talk talk);
 
-/// One line in the log of the day only, where errors and warnings go as well.
-void Log(std::string_view message);
+/// Begins the log of the day with the command as it was given; errors and warnings follow it there. Without this call
+/// nothing is logged. No log is no failure.
+void StartLog(std::string_view command);
+
 /// Something went wrong. Always shown.
 void Error(std::string_view message);
 /// The work goes on, but a person should know that the input is not whole. Always shown.
@@ -25,11 +28,17 @@ void Detail(std::string_view message);
 void Progress(std::string_view message);
 void ClearProgress();
 
+/// What a command prints, on standard output. Throws `Failure` when it cannot be written.
+void Print(std::string_view text);
+/// The same for what is still buffered.
+void FlushOutput();
+
 /// A command line that cannot be run, thrown where it is noticed; the program ends with `kUsage`.
 struct UsageError {
     std::string message;
 };
-/// Work that cannot be done, thrown where it is noticed; the program ends with `kFailed`.
+/// Work that cannot be done, thrown where it is noticed; the program ends with `kFailed`. An empty message is not
+/// shown.
 struct Failure {
     std::string message;
 };

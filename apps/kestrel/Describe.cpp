@@ -2,47 +2,34 @@
 
 #include <algorithm>
 #include <memory>
-#include <nlohmann/json.hpp>
 
+#include "apps/kestrel/CatalogueJson.h"
+#include "apps/kestrel/ChainOptions.h"
 #include "apps/kestrel/Commands.h"
 #include "apps/kestrel/Console.h"
 #include "kestrel/host/Catalogue.h"
 
 namespace {
 
-std::string Range(const kestrel::KeyInfo& key) {
-    return key.ranged ? fmt::format("{} to {}", key.least, key.greatest) : "any";
+struct Options {
+    std::string name;
+    bool json = false;
+};
+
+template <class... Values>
+void Tell(fmt::format_string<Values...> form, Values&&... values) {
+    console::Print(fmt::format(form, std::forward<Values>(values)...));
 }
 
-void PrintJson(const kestrel::Description& about, const kestrel::ParameterInfo& info) {
-    auto keys = nlohmann::ordered_json::array();
-    for (const auto& key : info.keys) {
-        nlohmann::ordered_json entry{{"key", key.key}, {"kind", key.kind}};
-        if (key.ranged) {
-            entry["least"] = key.least;
-            entry["greatest"] = key.greatest;
-        }
-        entry["default"] = key.standard;
-        if (!key.label.empty()) entry["label"] = key.label;
-        keys.push_back(entry);
-    }
-    const nlohmann::ordered_json whole{{"name", kestrel::WordOf(about)},
-                                       {"progId", about.progId},
-                                       {"clsid", kestrel::ToString(about.clsid)},
-                                       {"title", about.name},
-                                       {"summary", about.summary},
-                                       {"id", about.id},
-                                       {"cost", about.cost},
-                                       {"keys", keys},
-                                       {"defaultText", info.standard}};
-    fmt::print("{}\n", whole.dump(2));
+std::string Range(const kestrel::KeyInfo& key) {
+    return key.ranged ? fmt::format("{} to {}", key.least, key.greatest) : "any";
 }
 
 void Print(const kestrel::Description& about, const kestrel::ParameterInfo& info) {
     std::string title = about.name;  // some titles break their line for a button
     std::replace(title.begin(), title.end(), '\n', ' ');
-    fmt::print("{} - {}\n{}\n\n", kestrel::WordOf(about), title, about.summary);
-    fmt::print("ProgID        {}\nCost          {}\nDefault text  {}\n", about.progId, about.cost, info.standard);
+    Tell("{} - {}\n{}\n\n", kestrel::WordOf(about), title, about.summary);
+    Tell("ProgID        {}\nCost          {}\nDefault text  {}\n", about.progId, about.cost, info.standard);
     if (info.keys.empty()) return;
     std::size_t width = 3;
     std::size_t range = 5;
@@ -50,31 +37,28 @@ void Print(const kestrel::Description& about, const kestrel::ParameterInfo& info
         width = std::max(width, key.key.size());
         range = std::max(range, Range(key).size());
     }
-    fmt::print("\n{:<{}}  {:<7}  {:<{}}  {}\n", "Key", width, "Kind", "Range", range, "Default");
+    Tell("\n{:<{}}  {:<7}  {:<{}}  {}\n", "Key", width, "Kind", "Range", range, "Default");
     for (const auto& key : info.keys)
-        fmt::print("{:<{}}  {:<7}  {:<{}}  {}\n", key.key, width, key.kind, Range(key), range, key.standard);
+        Tell("{:<{}}  {:<7}  {:<{}}  {}\n", key.key, width, key.kind, Range(key), range, key.standard);
+}
+
+int Run(const Options& options) {
+    const kestrel::ClassRow* const row = kestrel::FindFilter(options.name);
+    if (!row) throw console::UsageError{"describe: " + UnknownFilter(options.name)};
+    if (options.json)
+        console::Print(FilterAsJson(*row));
+    else
+        Print(*row->description, row->parameters());
+    return console::kDone;
 }
 
 }  // namespace
 
-void AddDescribe(CLI::App& program) {
-    struct Options {
-        std::string name;
-        bool json = false;
-    };
+void AddDescribe(const Command& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command = *program.add_subcommand("describe", "Tell a filter's keys, ranges and defaults");
-    command.add_option("NAME", options->name, "Sepia, Sepia.1 or TMFilter.Sepia.1")->required()->type_name("");
-    command.add_flag("--json", options->json, "As JSON");
-    command.footer("Ranges are those that a dialog offers; a parameter text may hold any number.");
-    command.final_callback([options] {
-        const kestrel::ClassRow* const row = kestrel::FindFilter(options->name);
-        if (!row) {
-            const std::string near = kestrel::SuggestFilter(options->name);
-            throw console::UsageError{
-                fmt::format("describe: there is no filter \"{}\"; {}", options->name,
-                            near.empty() ? "\"kestrel filters\" lists them" : fmt::format("did you mean {}?", near))};
-        }
-        (options->json ? PrintJson : Print)(*row->description, row->parameters());
-    });
+    const Command command = program.Subcommand("describe", "Tell a filter's keys, ranges and defaults");
+    command.Argument("NAME", options->name, "Sepia, Sepia.1 or TMFilter.Sepia.1");
+    command.Flag("--json", options->json, "As JSON");
+    command.Footer("Ranges are those that a dialog offers; a parameter text may hold any number.");
+    command.Run(Command::Log::kNo, [options] { return Run(*options); });
 }

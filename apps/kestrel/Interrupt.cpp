@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 #include "apps/kestrel/Console.h"
@@ -33,13 +34,16 @@ void Wait(sigset_t signals) {
 }  // namespace
 
 void Listen() {
-    signal(SIGPIPE, SIG_IGN);  // a reader that goes away is an error of writing, which is told
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // all threads that begin later block them as well
-    std::thread(Wait, signals).detach();
+    try {
+        std::thread(Wait, signals).detach();
+    } catch (const std::system_error&) {  // no thread to spare: an interruption then ends the program as it would any
+        pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+    }
 }
 
 Stoppable::Stoppable(std::function<void()> stop) {

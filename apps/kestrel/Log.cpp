@@ -1,20 +1,19 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <algorithm>
 #include <fstream>
 #include <memory>
 
 #include "apps/kestrel/Commands.h"
 #include "apps/kestrel/Console.h"
-#include "apps/kestrel/Interrupt.h"
 #include "kestrel/diagnostics/TraceLog.h"
 
 namespace {
 
 constexpr useconds_t kLookAgain = 250'000;  // microseconds
 
-/// Copies what the file holds from `position` on; gives where it ended.
+/// Copies what the file holds from `position` on; returns where it ended.
 std::streamoff PrintFrom(const std::string& path, std::streamoff position) {
     std::ifstream log(path, std::ios::binary);
     log.seekg(0, std::ios::end);
@@ -24,31 +23,35 @@ std::streamoff PrintFrom(const std::string& path, std::streamoff position) {
     char chunk[4096];
     while (log.read(chunk, sizeof chunk), log.gcount() > 0) {
         position += log.gcount();
-        for (std::streamsize i = 0; i < log.gcount(); ++i)
-            if (chunk[i] != '\r') std::putchar(chunk[i]);
+        char* const end = std::remove(chunk, chunk + log.gcount(), '\r');
+        console::Print({chunk, static_cast<std::size_t>(end - chunk)});
     }
-    std::fflush(stdout);
+    console::FlushOutput();
     return position;
+}
+
+struct Options {
+    std::string name = "kestrel";
+    bool follow = false;
+};
+
+int Run(const Options& options) {
+    const std::string path(kestrel::TodaysLog(options.name.c_str()));
+    std::streamoff position = PrintFrom(path, 0);
+    if (position == 0) console::Note(fmt::format("{}: nothing was logged today", path));
+    while (options.follow) {
+        usleep(kLookAgain);
+        position = PrintFrom(path, position);
+    }
+    return console::kDone;
 }
 
 }  // namespace
 
-void AddLog(CLI::App& program) {
-    struct Options {
-        std::string name = "kestrel";
-        bool follow = false;
-    };
+void AddLog(const Command& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command = *program.add_subcommand("log", "Print today's log");
-    command.add_flag("-f,--follow", options->follow, "Go on with what is written from now on");
-    command.add_option("--program", options->name, "Whose log; this program's own without it")->type_name("NAME");
-    command.final_callback([options] {
-        const std::string path(kestrel::TodaysLog(options->name.c_str()));
-        std::streamoff position = PrintFrom(path, 0);
-        if (position == 0) console::Note(fmt::format("{}: nothing was logged today", path));
-        while (options->follow && !std::ferror(stdout)) {
-            usleep(kLookAgain);
-            position = PrintFrom(path, position);
-        }
-    });
+    const Command command = program.Subcommand("log", "Print today's log");
+    command.Flag("-f,--follow", options->follow, "Go on with what is written from now on");
+    command.Option("--program", options->name, "NAME", "Whose log; this program's own without it");
+    command.Run(Command::Log::kNo, [options] { return Run(*options); });
 }

@@ -12,12 +12,19 @@ namespace {
 using kestrel::Status;
 
 struct Options {
-    kestrel::HKEY branch = kestrel::HKEY_CURRENT_USER;
+    std::string branch = "user";
     std::string key;
     std::string name;
     std::string text;
     bool bytes = false;
 };
+
+kestrel::HKEY BranchOf(const Options& options) {
+    if (options.branch == "user") return kestrel::HKEY_CURRENT_USER;
+    if (options.branch == "all") return kestrel::HKEY_LOCAL_MACHINE;
+    if (options.branch == "classes") return kestrel::HKEY_CLASSES_ROOT;
+    throw console::UsageError{fmt::format("--branch: \"{}\" is not user, all or classes", options.branch)};
+}
 
 /// A person's key: slashes part the names where no backslash does.
 std::string KeyOf(std::string key) {
@@ -49,17 +56,17 @@ std::string Stored(const Options& options) {
 void Get(const Options& options) {
     const std::string key = KeyOf(options.key);
     kestrel::RegistryContents contents;
-    if (const Status status = RegistryList(options.branch, key.c_str(), contents); status != kestrel::kSuccess)
+    if (const Status status = RegistryList(BranchOf(options), key.c_str(), contents); status != kestrel::kSuccess)
         Fail(key, status);
     kestrel::QvString text;
-    if (RegistryRead(options.branch, key.c_str(), options.name.c_str(), text) != kestrel::kSuccess)
+    if (RegistryRead(BranchOf(options), key.c_str(), options.name.c_str(), text) != kestrel::kSuccess)
         throw console::Failure{fmt::format("settings: {}: there is no \"{}\"", Shown(key), options.name)};
-    fmt::print("{}\n", Shown(std::string(text)));
+    console::Print(Shown(std::string(text)) + '\n');
 }
 
 void Set(const Options& options) {
     const std::string key = KeyOf(options.key);
-    const Status status = RegistryWrite(options.branch, {{key, options.name, Stored(options)}});
+    const Status status = RegistryWrite(BranchOf(options), {{key, options.name, Stored(options)}});
     if (status != kestrel::kSuccess) Fail(key, status);
 }
 
@@ -69,46 +76,45 @@ void List(kestrel::HKEY branch, const std::string& key) {
     if (key.empty() && status == kestrel::kKeyMissing) return;  // nothing was ever written
     if (status != kestrel::kSuccess) Fail(key, status);
     if (!contents.texts.empty()) {
-        fmt::print("[{}]\n", Shown(key));
-        for (const auto& [name, text] : contents.texts) fmt::print("{}={}\n", Shown(name), Shown(text));
-        fmt::print("\n");
+        console::Print(fmt::format("[{}]\n", Shown(key)));
+        for (const auto& [name, text] : contents.texts)
+            console::Print(fmt::format("{}={}\n", Shown(name), Shown(text)));
+        console::Print("\n");
     }
     for (const auto& name : contents.subkeys) List(branch, key.empty() ? name : key + "\\" + name);
 }
 
-void AddBranch(CLI::App& command, Options& options) {
-    const std::map<std::string, kestrel::HKEY> branches = {{"user", kestrel::HKEY_CURRENT_USER},
-                                                           {"all", kestrel::HKEY_LOCAL_MACHINE},
-                                                           {"classes", kestrel::HKEY_CLASSES_ROOT}};
-    command.add_option("--branch", options.branch, "user (the default), all (all users) or classes")
-        ->transform(CLI::Transformer(branches, CLI::ignore_case).description(""))
-        ->type_name("BRANCH");
-}
-
 }  // namespace
 
-void AddSettings(CLI::App& program) {
+void AddSettings(const Command& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command = *program.add_subcommand("settings", "Look at settings, and change them");
-    command.require_subcommand(1);
-    command.footer(
+    const Command command = program.Subcommand("settings", "Look at settings, and change them");
+    command.Footer(
         "A key is a path of names: Software/Company/Product/Version/Section.\n\n"
-        "Examples:\n  kestrel settings list\n  kestrel settings get Software/Classes/TMFilter.Invert CurVer");
+        "Examples:\n  kestrel settings list\n"
+        "  kestrel settings get Software/TMGallery/Datapaths ActivePath\n"
+        "  kestrel settings get --branch classes TMFilter.Invert CurVer");
 
-    CLI::App& get = *command.add_subcommand("get", "Print a text");
-    CLI::App& set = *command.add_subcommand("set", "Write a text");
-    CLI::App& list = *command.add_subcommand("list", "Print all texts of a key and of the keys below it");
-    for (CLI::App* one : {&get, &set}) {
-        one->add_option("KEY", options->key, "The key")->required()->type_name("");
-        one->add_option("NAME", options->name, "The text's name; empty for the key's own text")
-            ->required()
-            ->type_name("");
+    const Command get = command.Subcommand("get", "Print a text");
+    const Command set = command.Subcommand("set", "Write a text");
+    const Command list = command.Subcommand("list", "Print all texts of a key and of the keys below it");
+    for (const Command& one : {get, set}) {
+        one.Argument("KEY", options->key, "The key");
+        one.Argument("NAME", options->name, "The text's name; empty for the key's own text");
     }
-    set.add_option("TEXT", options->text, "What to write")->required()->type_name("");
-    set.add_flag("--bytes", options->bytes, "Store the text's bytes as they are, not as Windows-1252 (for paths)");
-    list.add_option("KEY", options->key, "The key; all keys without one")->type_name("");
-    for (CLI::App* one : {&get, &set, &list}) AddBranch(*one, *options);
-    get.final_callback([options] { Get(*options); });
-    set.final_callback([options] { Set(*options); });
-    list.final_callback([options] { List(options->branch, KeyOf(options->key)); });
+    set.Argument("TEXT", options->text, "What to write");
+    set.Flag("--bytes", options->bytes, "Store the text's bytes as they are, not as Windows-1252 (for paths)");
+    list.OptionalArgument("KEY", options->key, "The key; all keys without one");
+    for (const Command& one : {get, set, list})
+        one.Option("--branch", options->branch, "BRANCH", "user (the default), all (all users) or classes");
+
+    const auto run = [options](auto work) {
+        return [options, work] {
+            work(*options);
+            return int{console::kDone};
+        };
+    };
+    get.Run(Command::Log::kNo, run(Get));
+    set.Run(Command::Log::kYes, run(Set));
+    list.Run(Command::Log::kNo, run([](const Options& o) { List(BranchOf(o), KeyOf(o.key)); }));
 }

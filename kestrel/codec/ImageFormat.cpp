@@ -48,6 +48,11 @@ const char* FormatName(ImageFormat format) {
     return "unknown";
 }
 
+std::span<const ImageFormat> WritableFormats() {
+    static constexpr ImageFormat kWritable[] = {ImageFormat::Bmp, ImageFormat::Jpeg, ImageFormat::Png};
+    return kWritable;
+}
+
 bool FormatHoldsAlpha(ImageFormat format) { return format == ImageFormat::Png; }
 
 }  // namespace kestrel

@@ -18,6 +18,8 @@ KESTREL_API ImageFormat FormatOfPath(std::string_view path);
 KESTREL_API ImageFormat FormatOfContent(std::span<const std::uint8_t> bytes);
 /// The usual name in lower case; "unknown" for none.
 KESTREL_API const char* FormatName(ImageFormat format);
+/// The formats that can be written.
+KESTREL_API std::span<const ImageFormat> WritableFormats();
 /// Whether files of the format can hold transparency.
 KESTREL_API bool FormatHoldsAlpha(ImageFormat format);
 

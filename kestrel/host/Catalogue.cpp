@@ -1,9 +1,6 @@
 #include "kestrel/host/Catalogue.h"
 
-#include <algorithm>
-#include <cctype>
-#include <numeric>
-
+#include "kestrel/foundation/NearestWord.h"
 #include "kestrel/framework/PdibFilterCreator.h"
 
 namespace kestrel {
@@ -13,28 +10,6 @@ constexpr std::string_view kPrefix = "TMFilter.";
 
 std::string_view Versioned(const Description& filter) {
     return std::string_view(filter.progId).substr(kPrefix.size());  // every ProgID begins with the prefix
-}
-
-std::string Lower(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return lower;
-}
-
-/// Letters to insert, delete or replace to turn one word into the other.
-std::size_t EditDistance(std::string_view a, std::string_view b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 1; i <= a.size(); ++i) {
-        std::size_t diagonal = row[0];
-        row[0] = i;
-        for (std::size_t j = 1; j <= b.size(); ++j) {
-            const std::size_t replaced = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
-            diagonal = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, replaced});
-        }
-    }
-    return row.back();
 }
 
 }  // namespace
@@ -67,19 +42,10 @@ const ClassRow* FindFilter(std::string_view name) {
 }
 
 std::string SuggestFilter(std::string_view name) {
-    if (name.size() > 64) return "";
-    std::string nearest;
-    std::size_t least = name.size() / 3 + 1;  // further away it is another word
-    for (const ClassRow& row : ClassTable()) {
-        if (!row.IsFilter()) continue;
-        const std::string word = WordOf(*row.description);
-        const std::size_t distance = EditDistance(Lower(name), Lower(word));
-        if (distance < least || (nearest.empty() && distance == least)) {
-            least = distance;
-            nearest = word;
-        }
-    }
-    return nearest;
+    std::vector<std::string> words;
+    for (const ClassRow& row : ClassTable())
+        if (row.IsFilter()) words.push_back(WordOf(*row.description));
+    return NearestWord(name, words);
 }
 
 }  // namespace kestrel

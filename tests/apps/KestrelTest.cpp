@@ -7,9 +7,11 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <sstream>
 #include <thread>
 
@@ -103,6 +105,18 @@ TEST_F(KestrelTest, ChainsComeFromFilesPipesAndOptionsTogether) {
     EXPECT_EQ(Contents(folder / "d.png"), Contents(folder / "e.png"));
 }
 
+TEST_F(KestrelTest, ChainFilesAreThoseOfPeople) {
+    WriteText("chain.txt",
+              "\xEF\xBB\xBF# warm\n\nTMFilter.Invert.1\tInversity=010\r\n \t\n#TMFilter.Blur.1\t\n"
+              "TMFilter.Sepia.1\tSepia=005\n# end");
+    EXPECT_EQ(Run("apply in.png out.png --chain chain.txt --print-chain active").out,
+              "TMFilter.Invert.1\tInversity=010\nTMFilter.Sepia.1\tSepia=005\n");
+    WriteText("wrong.txt", "\xEF\xBB\xBF\n# one\nTMFilter.Invert.1\t\n\nTMFilter.Nothing.1\t\n");
+    EXPECT_NE(Run("apply in.png out.png --chain wrong.txt").err.find("wrong.txt: line 5: "), std::string::npos);
+    WriteText("wide.txt", "\xFF\xFET\nM\n");
+    EXPECT_NE(Run("apply in.png out.png --chain wide.txt").err.find("UTF-16"), std::string::npos);
+}
+
 TEST_F(KestrelTest, AnEmptyChainCopiesThePicture) {
     WriteText("empty.txt", "");
     EXPECT_EQ(Run("apply in.png out.png --chain empty.txt --print-chain active").out, "");
@@ -194,10 +208,23 @@ TEST_F(KestrelTest, SizesThatNoPictureHasFail) {
     }
 }
 
+TEST_F(KestrelTest, TheLimitOfPixelsHoldsForEachStep) {
+    WriteText("chain.txt",
+              "TMFilter.Scale100.1\tKeepProportions=1,AllowEnlarge=1,HorizontalProz=400,VerticalProz=400\n"
+              "TMFilter.Crop.1\tLeftMargin=0,RightMargin=0.1,BottomMargin=0,TopMargin=0.1,FixRatioOn=0\n");
+    const Outcome refused = Run("apply in.png out.png --chain chain.txt --limit-pixels 719");
+    EXPECT_EQ(refused.code, 1);
+    EXPECT_NE(refused.err.find("a picture of 720 pixels, the limit is 719"), std::string::npos) << refused.err;
+    EXPECT_EQ(Run("apply in.png out.png --chain chain.txt --limit-pixels 720").code, 0);
+    EXPECT_EQ(Load("out.png").image->biWidth, 4);
+}
+
 TEST_F(KestrelTest, WrongCommandsEndWithTwoAndOneLine) {
     for (const char* arguments : {
              "",
              "frobnicate",
+             "aply in.png out.png",
+             "settings gett KEY NAME",
              "apply",
              "apply in.png",
              "apply in.png out.png more.png",
@@ -275,7 +302,13 @@ TEST_F(KestrelTest, WorkThatFailsEndsWithOneAndLeavesNoFile) {
         {"apply - out.png < /dev/zero", "standard input"},
         {"apply - out.png < /dev/null", "standard input"},
         {"apply in.png nowhere/out.png", "nowhere/out.png"},
-        {"apply in.png out.gargle", "out.gargle"},
+        {"apply in.png out.gargle", "out.gargle: the name does not tell a format that can be written (bmp, jpeg, png"},
+        {"filters >&-", "standard output"},
+        {"apply in.png - --format png >&-", "standard output"},
+        {"apply - out.png <&-", "standard input"},
+        {"--version >/dev/null; ulimit -f 1; " KESTREL_APP " apply in.png out.bmp"
+         " -f Scale100:KeepProportions=1,AllowEnlarge=1,HorizontalProz=1000,VerticalProz=1000",
+         "out.bmp: cannot write: File too large"},
         {"apply in.png out", "--format"},
         {"apply in.png out.png --chain missing.txt", "missing.txt"},
         {"apply in.png out.png --chain .", ".: "},
@@ -312,11 +345,50 @@ TEST_F(KestrelTest, APartlyReadablePictureIsWrittenWithAWarning) {
     for (int y = 0; y < 200; ++y)
         for (int i = 0; i < 600; ++i) DibRow(image.get(), y)[i] = Byte(i / 3, y, i % 3);
     ASSERT_EQ(ImageLoader::Save(Path("whole.jpg"), image.get(), nullptr), "");
-    WriteText("cut.jpg", Contents(folder / "whole.jpg").substr(0, fs::file_size(Path("whole.jpg")) / 2));
+    const std::string cut = Contents(folder / "whole.jpg").substr(0, fs::file_size(Path("whole.jpg")) / 2);
+    WriteText("cut.jpg", cut);
     const Outcome run = Run("apply cut.jpg out.png");
-    EXPECT_EQ(run.code, 1);
+    EXPECT_EQ(run.code, 3);
     EXPECT_EQ(run.err.substr(0, 25), "kestrel: warning: cut.jpg");
     EXPECT_EQ(Load("out.png").image->biHeight, 200);
+
+    fs::create_symlink("cut.jpg", Path("link.jpg"));
+    for (const char* arguments :
+         {"apply cut.jpg cut.jpg", "apply cut.jpg ./cut.jpg", "apply link.jpg cut.jpg", "apply cut.jpg link.jpg",
+          "apply - cut.jpg < cut.jpg", "apply cut.jpg - --format jpeg 1<> cut.jpg"}) {
+        EXPECT_EQ(Run(arguments).code, 1) << arguments;
+        EXPECT_EQ(Contents(Path("cut.jpg")), cut) << arguments << ": what is left of the original is gone";
+    }
+}
+
+TEST_F(KestrelTest, StandardErrorThatCannotBeWrittenChangesNothing) {
+    for (const std::string lost : {"2>/dev/full", "2>&-", "2>&- >&- <&-"}) {
+        fs::remove(Path("out.png"));
+        EXPECT_EQ(Run("apply in.png out.png --verbose " + lost).code, 0) << lost;
+        EXPECT_TRUE(Load("out.png")) << lost;
+        EXPECT_EQ(Run("apply missing.png out.png " + lost).code, 1) << lost;
+        EXPECT_EQ(Run("apply in.png out.png --frobnicate " + lost).code, 2) << lost;
+    }
+}
+
+TEST_F(KestrelTest, NamesNeverDriveTheTerminal) {
+    for (const char* name : {"\x1B[2J.png",
+                             "\xC2\x9B"
+                             "2J.png",
+                             "\x9B"
+                             "2J.png",
+                             "\x7F\r.png", "a\nkestrel: b.png"}) {
+        const Outcome run = Run("apply --verbose '" + std::string(name) + "' out.png");
+        EXPECT_EQ(run.code, 1);
+        for (const char* raw : {"\x1B", "\x9B", "\x7F", "\r"})
+            EXPECT_EQ(run.err.find(raw), std::string::npos) << run.err;
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+    }
+    EXPECT_EQ(Run("apply 'gr\xC3\xBC\xC3\x9F"
+                  "e.png' out.png")
+                  .err.substr(0, 20),
+              "kestrel: gr\xC3\xBC\xC3\x9F"
+              "e.png");
 }
 
 TEST_F(KestrelTest, TellsAboutParameterTextsWithoutAnyKey) {
@@ -360,8 +432,34 @@ TEST_F(KestrelTest, HelpAndVersionAreNoErrors) {
     }
 }
 
+/// Words such as "--region" in a text; in the manual, backslashes stand before hyphens and the letters of fonts.
+std::set<std::string> LongOptions(std::string text) {
+    for (const char* markup : {"\\fB", "\\fI", "\\fR", "\\"})
+        for (std::size_t at = 0; (at = text.find(markup, at)) != text.npos;) text.erase(at, std::strlen(markup));
+    std::set<std::string> options;
+    for (std::size_t at = 0; (at = text.find("--", at)) != text.npos;) {
+        const std::size_t end = std::min(text.find_first_not_of("abcdefghijklmnopqrstuvwxyz-", at), text.size());
+        options.insert(text.substr(at, end - at));
+        at = end;
+    }
+    return options;
+}
+
+TEST_F(KestrelTest, HelpAndManualTellTheSame) {
+    const std::string manual = Contents(KESTREL_MANUAL);
+    std::string help;
+    for (const char* command : {"", "apply", "filters", "describe", "color", "settings", "settings get", "settings set",
+                                "settings list", "log"})
+        help += Run(std::string(command) + " --help").out;
+    EXPECT_EQ(LongOptions(help), LongOptions(manual));
+    for (const char* code : {"0", "1", "2", "3", "130", "143"}) {
+        EXPECT_NE(manual.find(std::string("\n.B ") + code + "\n"), std::string::npos) << code;
+        EXPECT_NE(Run("--help").out.find(code), std::string::npos) << code;
+    }
+}
+
 /// Starts the program without a shell and interrupts it when it waits for its input.
-int InterruptWhileReading(const std::string& output) {
+int InterruptWhileReading(const std::string& output, int signal) {
     int pipe[2];
     EXPECT_EQ(::pipe(pipe), 0);
     const pid_t child = fork();
@@ -378,7 +476,7 @@ int InterruptWhileReading(const std::string& output) {
     const std::string status = "/proc/" + std::to_string(child) + "/status";
     for (int tries = 0; tries < 500 && Contents(status).find("SigBlk:\t0000000000004002") == std::string::npos; ++tries)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    kill(child, SIGINT);
+    kill(child, signal);
     int state = 0;
     waitpid(child, &state, 0);
     close(pipe[1]);
@@ -386,7 +484,8 @@ int InterruptWhileReading(const std::string& output) {
 }
 
 TEST_F(KestrelTest, AnInterruptionEndsWithItsCodeAndNoFile) {
-    EXPECT_EQ(InterruptWhileReading(Path("out.png")), 130);
+    EXPECT_EQ(InterruptWhileReading(Path("out.png"), SIGINT), 130);
+    EXPECT_EQ(InterruptWhileReading(Path("out.png"), SIGTERM), 143);
     EXPECT_FALSE(fs::exists(Path("out.png")));
 }
 
@@ -422,17 +521,20 @@ TEST_F(KestrelTest, KeepsSettings) {
 
 TEST_F(KestrelTest, LogsQuietly) {
     const test::PrivateFolders folders;
-    EXPECT_EQ(Run("color '#336699' -f Invert:Inversity=100").err, "");
+    for (const char* tells : {"--version", "filters", "describe Invert", "describe Nothing",
+                              "color '#336699' -f Invert", "settings list", "log", "frobnicate", "apply"})
+        Run(tells);
+    EXPECT_NE(Run("log").err.find("nothing was logged today"), std::string::npos) << Run("log").out;
     EXPECT_EQ(Run("apply none.png out.png -f Invert").code, 1);
     const Outcome log = Run("log");
     EXPECT_EQ(log.code, 0);
-    for (const char* line : {"\tkestrel color #336699 -f Invert:Inversity=100\n",
-                             "\tnone.png: ", "\tProgram/DLL \"kestrel\" terminated correctly\n", "\tkestrel log\n"})
+    for (const char* line : {"\tkestrel apply none.png out.png -f Invert\n",
+                             "\tnone.png: ", "\tProgram/DLL \"kestrel\" terminated correctly\n"})
         EXPECT_NE(log.out.find(line), std::string::npos) << line << "is missing in\n" << log.out;
     EXPECT_NE(Run("log --program other").err, "");
     fs::remove_all(folders / "state");
     std::ofstream(folders / "state") << "no folder";
-    EXPECT_EQ(Run("color '#336699' -f Invert").err, "") << "no log is no failure";
+    EXPECT_EQ(Run("apply in.png out.png -f Invert").err, "") << "no log is no failure";
 }
 
 }  // namespace

@@ -33,6 +33,14 @@ if(found EQUAL -1)
     message(FATAL_ERROR "the example in README.md is not that of example.cpp")
 endif()
 
+file(GLOB_RECURSE headers ${WORK}/prefix/include/*.h)
+foreach(header ${headers})
+    file(STRINGS ${header} internal REGEX "Not installed")
+    if(internal)
+        message(FATAL_ERROR "${header} is installed and says that it is not")
+    endif()
+endforeach()
+
 # A program asks for the library by its versioned name, never by the plain one.
 run(objdump -p ${WORK}/build/consumer)
 if(NOT output MATCHES "NEEDED +libkestrel\\.so\\.[0-9]+\n")

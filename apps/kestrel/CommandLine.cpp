@@ -1,0 +1,128 @@
+// The only file that includes the command line library, whose headers take seconds to compile.
+#include "apps/kestrel/CommandLine.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <new>
+
+#include "apps/kestrel/Console.h"
+#include "kestrel/diagnostics/LogSeam.h"
+#include "kestrel/foundation/NearestWord.h"
+#include "kestrel/foundation/Version.h"
+
+namespace {
+
+CLI::Validator NotEmpty() {
+    return {[](std::string& value) { return std::string(value.empty() ? "it is empty" : ""); }, ""};
+}
+
+/// The command line as it was given; options of later arguments may hold anything, so that `Log` shows it plainly.
+std::string commandAsGiven;
+
+/// Refuses a word in the place of a command that is none, and says which one may have been meant.
+void CheckCommandNames(CLI::App& program, int argc, char** argv) {
+    CLI::App* command = &program;
+    for (int i = 1; i < argc && argv[i][0] != '-'; ++i) {
+        const auto choices = command->get_subcommands({});
+        if (choices.empty()) return;
+        std::vector<std::string> names;
+        command = nullptr;
+        for (CLI::App* choice : choices) {
+            names.push_back(choice->get_name());
+            if (names.back() == argv[i]) command = choice;
+        }
+        if (command) continue;
+        const std::string near = kestrel::NearestWord(argv[i], names);
+        throw console::UsageError{fmt::format(
+            "there is no command \"{}\"; {}", argv[i],
+            near.empty() ? "\"kestrel --help\" lists the commands" : fmt::format("did you mean {}?", near))};
+    }
+}
+
+int Parse(CLI::App& program, int argc, char** argv) {
+    int code = console::kDone;
+    try {
+        CheckCommandNames(program, argc, argv);
+        program.parse(argc, argv);
+    } catch (const CLI::RuntimeError& error) {
+        code = error.get_exit_code();
+    } catch (const CLI::CallForVersion& version) {
+        console::Print(version.what() + std::string("\n"));
+    } catch (const CLI::CallForHelp&) {
+        console::Print(program.help());
+    } catch (const CLI::ParseError& error) {
+        if (argc == 1) throw console::UsageError{"say what to do: \"kestrel --help\" lists the commands"};
+        throw console::UsageError{fmt::format("{} (\"kestrel --help\" tells more)", error.what())};
+    }
+    console::FlushOutput();
+    return code;
+}
+
+}  // namespace
+
+Command Command::Subcommand(const char* name, const char* text) const {
+    app_->require_subcommand(1);
+    return Command(*app_->add_subcommand(name, text));
+}
+
+void Command::Argument(const char* name, std::string& value, const char* text) const {
+    app_->add_option(name, value, text)->required()->type_name("");
+}
+
+void Command::OptionalArgument(const char* name, std::string& value, const char* text) const {
+    app_->add_option(name, value, text)->type_name("");
+}
+
+void Command::Option(const char* names, std::string& value, const char* type, const char* text) const {
+    app_->add_option(names, value, text)->type_name(type)->check(NotEmpty());
+}
+
+void Command::Repeatable(const char* names, std::vector<std::string>& values, int words, const char* type,
+                         const char* text) const {
+    app_->add_option(names, values, text)->type_name(type)->type_size(words)->allow_extra_args(false);
+}
+
+void Command::Flag(const char* names, bool& value, const char* text) const { app_->add_flag(names, value, text); }
+
+void Command::Footer(const char* text) const { app_->footer(text); }
+
+void Command::Run(Log log, std::function<int()> run) const {
+    app_->final_callback([log, run = std::move(run)] {
+        if (log == Log::kYes)
+            console::StartLog(commandAsGiven);
+        else
+            kestrel::SetLogReceiver(nullptr);
+        if (const int code = run()) throw CLI::RuntimeError(code);
+    });
+}
+
+int RunCommandLine(int argc, char** argv, const std::vector<void (*)(const Command& program)>& commands) {
+    commandAsGiven = "kestrel";
+    for (int i = 1; i < argc; ++i) commandAsGiven.append(" ").append(argv[i]);
+    try {
+        CLI::App program{
+            "Kestrel turns pictures into pictures: exact, repeatable filters, and chains of them that are\n"
+            "one text.",
+            "kestrel"};
+        program.set_version_flag("--version", std::string("kestrel ") + kestrel::Version() +
+                                                  "\nExact image filters and chains. Apache License 2.0; no warranty.");
+        program.get_formatter()->column_width(32);
+        program.footer(
+            "\"kestrel COMMAND --help\" tells a command's options, \"man kestrel\" all of them.\n\n"
+            "Exit codes: 0 done; 1 the work failed, or some of it; 2 the command was wrong;\n"
+            "3 the output was written, but the input was damaged; 130 and 143 interrupted.");
+        for (const auto add : commands) add(Command(program));
+        return Parse(program, argc, argv);
+    } catch (const console::UsageError& error) {
+        console::Error(error.message);
+        return console::kUsage;
+    } catch (const console::Failure& failure) {
+        if (!failure.message.empty()) console::Error(failure.message);
+    } catch (const std::bad_alloc&) {
+        console::Error("there is not enough memory");
+    } catch (const std::exception& error) {
+        console::Error(fmt::format("the work failed: {}", error.what()));
+    }
+    return console::kFailed;
+}

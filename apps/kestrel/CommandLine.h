@@ -1,0 +1,40 @@
+#pragma once
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+/// A command of the program, as the file that implements it declares it: from these declarations come `--help` and the
+/// reading of the command line. Values stay where the caller keeps them and must live until the command has run.
+class Command {
+public:
+    explicit Command(CLI::App& app) : app_(&app) {}
+
+    Command Subcommand(const char* name, const char* text) const;
+    /// A word at its place in the command; required.
+    void Argument(const char* name, std::string& value, const char* text) const;
+    void OptionalArgument(const char* name, std::string& value, const char* text) const;
+    /// An option with one value that is not empty, as an unset variable of a script would make it.
+    void Option(const char* names, std::string& value, const char* type, const char* text) const;
+    /// An option that may be given again; each use takes `words` values, which are appended.
+    void Repeatable(const char* names, std::vector<std::string>& values, int words, const char* type,
+                    const char* text) const;
+    void Flag(const char* names, bool& value, const char* text) const;
+    /// What `--help` prints at its end.
+    void Footer(const char* text) const;
+
+    /// Commands that only tell something leave no line in the log and never wait for it.
+    enum class Log { kNo, kYes };
+    /// What the command does; its result is the program's exit code.
+    void Run(Log log, std::function<int()> run) const;
+
+private:
+    CLI::App* app_;
+};
+
+/// Lets each of `commands` add itself to the program, reads the command line and runs the command that it names. Every
+/// failure is told in one line on standard error; the result is the program's exit code.
+int RunCommandLine(int argc, char** argv, const std::vector<void (*)(const Command& program)>& commands);

@@ -1,3 +1,0 @@
-#pragma once
-// Picture files, as hosts read and write them.
-#include "kestrel/codec/ImageLoader.h"
