@@ -17,9 +17,6 @@ namespace {
 /// Guards the compare and increment of version numbers, for all filters of the process. Never held during a call.
 std::mutex versionGuard;
 
-/// Largest side that still has room for a border of one pixel.
-constexpr int kLargestSide = std::numeric_limits<int>::max() - 2;
-
 }  // namespace
 
 CPdibFilter::CPdibFilter(const Description& description)
@@ -261,19 +258,48 @@ HRESULT CPdibFilter::TransformArea(int dstX, int dstY, int srcX, int srcY, int w
 }
 
 HRESULT CPdibFilter::TransformWindow(const Window& window) {
+    if (!m_Upstream) {
+        m_Dirty = false;
+        return E_FAIL;
+    }
     const HRESULT result = FetchUpstream(window);
     m_Dirty = m_UpstreamDirty = result != S_OK;
     return result;
 }
 
+HRESULT CPdibFilter::Finished(HRESULT result) {
+    if (result == S_OK)
+        m_Dirty = m_UpstreamDirty = false;
+    else
+        m_Dirty = true;
+    return result;
+}
+
 HRESULT CPdibFilter::FetchUpstream(const Window& window) {
-    if (!m_Upstream) return E_FAIL;
-    return m_Upstream->TransformArea(window.dstX, window.dstY, window.srcX, window.srcY, window.width, window.height,
-                                     window.rows, window.maskRows);
+    const HRESULT result = m_Upstream
+                               ? m_Upstream->TransformArea(window.dstX, window.dstY, window.srcX, window.srcY,
+                                                           window.width, window.height, window.rows, window.maskRows)
+                               : E_FAIL;
+    if (result != S_OK && !Aborted()) m_Dirty = true;
+    return result;
 }
 
 HRESULT CPdibFilter::FetchWhole(CWorkImage& image, int x, int y) {
     return FetchUpstream({x, y, 0, 0, m_InActive.Width, m_InActive.Height, image.Rows(), image.MaskRows()});
+}
+
+HRESULT CPdibFilter::FetchIntoCache() {
+    EnsureWorkImages(0, 0, m_InActive.Width, m_InActive.Height);
+    m_Cache->Clear();  // what no input covers is nothing
+    return FetchWhole(*m_Cache);
+}
+
+HRESULT CPdibFilter::FetchIntoWork(int border, int cacheWidth, int cacheHeight) {
+    if (std::max(m_InActive.Width, m_InActive.Height) > std::numeric_limits<int>::max() - 2 * border)
+        throw std::bad_alloc();
+    EnsureWorkImages(m_InActive.Width + 2 * border, m_InActive.Height + 2 * border, cacheWidth, cacheHeight);
+    m_Work->Clear();
+    return FetchWhole(*m_Work, border, border);
 }
 
 HRESULT CPdibFilter::SetAbort(bool abort) {
@@ -331,21 +357,6 @@ void CPdibFilter::HslToRgb(double hue, double lightness, double saturation, std:
 
 // Whole pictures
 
-bool CPdibFilter::CopyFromCache(const Window& window) {
-    return CopyFromCache(window,
-                         [](std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask,
-                            std::span<const std::uint8_t> cachePixels, std::span<const std::uint8_t> cacheMask) {
-                             std::copy(cachePixels.begin(), cachePixels.end(), pixels.begin());
-                             std::copy(cacheMask.begin(), cacheMask.end(), mask.begin());
-                         });
-}
-
-HRESULT CPdibFilter::Deliver(const Window& window) {
-    if (!CopyFromCache(window)) return kNotDone;
-    SetClean();
-    return S_OK;
-}
-
 void CPdibFilter::EnsureWorkImages(int workWidth, int workHeight, int cacheWidth, int cacheHeight) {
     // True when a new picture was made.
     const auto ensure = [](std::unique_ptr<CWorkImage>& image, int width, int height) {
@@ -363,27 +374,18 @@ void CPdibFilter::EnsureWorkImages(int workWidth, int workHeight, int cacheWidth
     if (ensure(m_Cache, cacheWidth, cacheHeight)) m_Cache->Clear();  // what no input covers is nothing
 }
 
-bool CPdibFilter::ConvolveRegion3x3(const double kernel[3][3], int bias, const Window& window) {
-    if (IsStale()) {
+HRESULT CPdibFilter::ConvolveRegion3x3(const double kernel[3][3], int bias, const Window& window) {
+    return CachedWhole(window, [&] {
         const int width = m_InActive.Width;
         const int height = m_InActive.Height;
-        if (width > kLargestSide || height > kLargestSide) throw std::bad_alloc();
-        EnsureWorkImages(width + 2, height + 2, width, height);
-        m_Work->Clear();  // the border counts as nothing there, like a pixel of mask 255
-        FetchWhole(*m_Work, 1, 1);
-        bool done = true;
-        for (int y = 0; y < height && done; ++y) {
-            if (Aborted()) {
-                done = false;
-                break;
-            }
+        if (const HRESULT result = FetchIntoWork(1, width, height); result != S_OK) return result;
+        for (int y = 0; y < height; ++y) {
+            if (Aborted()) return kNotDone;
             kernels::ConvolveRow3x3(kernel, bias, m_Work->Rows() + y, m_Work->MaskRows() + y, width, m_Cache->Rows()[y],
                                     m_Cache->MaskRows()[y]);
         }
-        m_Work.reset();
-        if (!done) return false;
-    }
-    return CopyFromCache(window);
+        return S_OK;
+    });
 }
 
 }  // namespace kestrel

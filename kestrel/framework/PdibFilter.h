@@ -101,41 +101,58 @@ protected:
     /// Result of a request that was not finished because of an abort or a failure in the filter.
     static constexpr HRESULT kNotDone = 1;
 
-    /// Sends a request to the upstream neighbour; `E_FAIL` without one.
+    /// In-place pattern: asks upstream first, then gives each row of the request, from the last to the first, to
+    /// `rule(pixels)`, `rule(pixels, mask)` or `rule(y, pixels, mask)`: spans over the caller's rows, and the number of
+    /// the row in the picture. Allocates nothing. An abort between rows leaves the flags as they are.
+    template <class RowRule>
+    HRESULT InPlace(const Window& window, const RowRule& rule);
+
+    /// In-place pattern for filters that measure the request or go over it more than once: asks upstream first, then
+    /// runs `passes()`, which returns `S_OK` when done.
+    template <class Passes>
+    HRESULT InPlacePasses(const Window& window, const Passes& passes);
+
+    /// Cached-whole pattern: while the cached picture is out of date, `compute()` makes it, with the help of
+    /// `FetchIntoCache` or `FetchIntoWork`, and returns `S_OK` when done; the work picture is released afterwards. Then
+    /// the rows of the request that lie inside the output picture are copied, from the last to the first.
+    template <class Compute>
+    HRESULT CachedWhole(const Window& window, const Compute& compute);
+    /// The same, with a rule for the copies: `prepare()` is called after `compute()` and returns `rule(pixels)`, which
+    /// each delivered row goes through.
+    template <class Compute, class Prepare>
+    HRESULT CachedWhole(const Window& window, const Compute& compute, const Prepare& prepare);
+
+    /// Moving pattern, and the end of all patterns: an output that is made has clean flags, any other is out of date.
+    HRESULT Finished(HRESULT result);
+
+    /// Sends a request to the upstream neighbour; `E_FAIL` without one. A failure marks this filter dirty.
     HRESULT FetchUpstream(const Window& window);
     /// Fetches the whole input picture into `image` with its corner at (`x`, `y`).
     HRESULT FetchWhole(CWorkImage& image, int x = 0, int y = 0);
+    /// Fetches the input into a cache of its size, where it is worked in place.
+    HRESULT FetchIntoCache();
+    /// Fetches the input into the work picture, inside a border of hidden pixels, and sizes the cache.
+    HRESULT FetchIntoWork(int border, int cacheWidth, int cacheHeight);
 
-    /// In-place pattern: asks upstream first, then gives each row of the request, from the last to the first, to
-    /// `rule(pixels)`, `rule(pixels, mask)` or `rule(y, pixels, mask)`: spans over the caller's rows, and the number of
-    /// the row in the picture. Allocates nothing.
+    /// Gives each row of a window to `rule`, as `InPlace` does; `kNotDone` when aborted.
     template <class RowRule>
-    HRESULT InPlace(const Window& window, const RowRule& rule);
-    /// The walk alone, for filters that go over the rows more than once; false when aborted.
-    template <class RowRule>
-    bool WalkRows(const Window& window, const RowRule& rule) const;
+    HRESULT WalkRows(const Window& window, const RowRule& rule) const;
+    /// The part of the cached picture that is in use, as a window for `WalkRows`.
+    Window CachedWindow(int width, int height) const {
+        return {0, 0, 0, 0, width, height, m_Cache->Rows(), m_Cache->MaskRows()};
+    }
 
-    /// Must the cached picture be made again?
+    /// Must the output be made again? A cached picture is made from its very start.
     bool IsStale() const { return m_Dirty || m_UpstreamDirty || !m_Cache; }
-    /// Marks the output as made.
-    void SetClean() { m_Dirty = m_UpstreamDirty = false; }
     bool Aborted() const { return m_Abort.load(std::memory_order_relaxed); }
-
-    /// Cached-whole pattern, second half: gives each row of the request that lies inside the output picture, from the
-    /// last to the first, to `copy(pixels, mask, cachePixels, cacheMask)`, and marks the output as made.
-    template <class RowCopy>
-    HRESULT Deliver(const Window& window, const RowCopy& copy);
-    /// The same, copying the rows as they stand.
-    HRESULT Deliver(const Window& window);
 
     /// Keeps or remakes the work picture and the cache: one that is too small, or more than four times too large, is
     /// dropped. A pair of zeros leaves that picture alone. Throws `std::bad_alloc`.
     void EnsureWorkImages(int workWidth, int workHeight, int cacheWidth, int cacheHeight);
 
-    /// Convolves the whole input with nine weights (by rows, the lower row first) into the cache when it is stale, then
-    /// copies the window. A neighbour of mask 255 gives its weight to the centre. False when aborted; the flags are the
-    /// caller's to clear.
-    bool ConvolveRegion3x3(const double kernel[3][3], int bias, const Window& window);
+    /// Cached-whole pattern: convolves the input with nine weights (by rows, the lower row first). A neighbour of mask
+    /// 255 gives its weight to the centre.
+    HRESULT ConvolveRegion3x3(const double kernel[3][3], int bias, const Window& window);
 
     QvString m_ProgID;
     GUID m_Clsid{};
@@ -158,11 +175,6 @@ protected:
     std::map<QvString, QvString> m_Extra;
 
 private:
-    /// The rows of a request that lie inside both the cache and the output picture; false when aborted.
-    template <class RowCopy>
-    bool CopyFromCache(const Window& window, const RowCopy& copy);
-    bool CopyFromCache(const Window& window);
-
     /// The interface of a neighbour, or of whatever an overriding class answers in its place.
     Ref<IFilterGeometry> PassDownstream();
     Ref<IFilterPixels> PassUpstream();
@@ -172,16 +184,50 @@ private:
 
 template <class RowRule>
 HRESULT CPdibFilter::InPlace(const Window& window, const RowRule& rule) {
-    if (const HRESULT result = FetchUpstream(window); result != S_OK) return result;
-    if (!WalkRows(window, rule)) return kNotDone;
-    SetClean();
-    return S_OK;
+    HRESULT result = FetchUpstream(window);
+    if (result == S_OK) result = WalkRows(window, rule);
+    return result == S_OK ? Finished(S_OK) : result;
+}
+
+template <class Passes>
+HRESULT CPdibFilter::InPlacePasses(const Window& window, const Passes& passes) {
+    const HRESULT result = FetchUpstream(window);
+    return result == S_OK ? Finished(passes()) : result;
+}
+
+template <class Compute>
+HRESULT CPdibFilter::CachedWhole(const Window& window, const Compute& compute) {
+    return CachedWhole(window, compute, [] { return [](std::span<std::uint8_t>) {}; });
+}
+
+template <class Compute, class Prepare>
+HRESULT CPdibFilter::CachedWhole(const Window& window, const Compute& compute, const Prepare& prepare) {
+    const bool stale = IsStale() && m_Out.Width > 0 && m_Out.Height > 0;
+    m_Dirty = true;  // until the request is done, however it ends
+    if (stale) {
+        const struct WorkPicture {
+            std::unique_ptr<CWorkImage>& image;
+            ~WorkPicture() { image.reset(); }
+        } work{m_Work};
+        if (const HRESULT result = compute(); result != S_OK) return result;
+    }
+    if (!m_Cache || window.srcX < 0 || window.srcY < 0) return Finished(S_OK);
+    Window inside = window;  // a cache that was reused may be larger than the picture
+    inside.width = std::max(0, std::min({window.width, m_Cache->Width() - window.srcX, m_Out.Width - window.srcX}));
+    inside.height = std::min({window.height, m_Cache->Height() - window.srcY, m_Out.Height - window.srcY});
+    if (inside.width == 0) return Finished(S_OK);
+    const auto rule = prepare();
+    return Finished(WalkRows(inside, [&](int y, std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
+        std::copy_n(m_Cache->Rows()[y] + std::ptrdiff_t{inside.srcX} * 3, pixels.size(), pixels.begin());
+        std::copy_n(m_Cache->MaskRows()[y] + inside.srcX, mask.size(), mask.begin());
+        rule(pixels);
+    }));
 }
 
 template <class RowRule>
-bool CPdibFilter::WalkRows(const Window& window, const RowRule& rule) const {
+HRESULT CPdibFilter::WalkRows(const Window& window, const RowRule& rule) const {
     for (int h = window.height - 1; h >= 0; --h) {
-        if (Aborted()) return false;
+        if (Aborted()) return kNotDone;
         if constexpr (std::is_invocable_v<RowRule, std::span<std::uint8_t>, std::span<std::uint8_t>>)
             rule(window.Pixels(h), window.Mask(h));
         else if constexpr (std::is_invocable_v<RowRule, int, std::span<std::uint8_t>, std::span<std::uint8_t>>)
@@ -189,30 +235,7 @@ bool CPdibFilter::WalkRows(const Window& window, const RowRule& rule) const {
         else
             rule(window.Pixels(h));
     }
-    return true;
-}
-
-template <class RowCopy>
-HRESULT CPdibFilter::Deliver(const Window& window, const RowCopy& copy) {
-    if (!CopyFromCache(window, copy)) return kNotDone;
-    SetClean();
     return S_OK;
-}
-
-template <class RowCopy>
-bool CPdibFilter::CopyFromCache(const Window& window, const RowCopy& copy) {
-    if (!m_Cache || window.srcX < 0 || window.srcY < 0) return true;
-    Window inside = window;  // a cache that was reused may be larger than the picture
-    inside.width = std::min({window.width, m_Cache->Width() - window.srcX, m_Out.Width - window.srcX});
-    inside.height = std::min({window.height, m_Cache->Height() - window.srcY, m_Out.Height - window.srcY});
-    if (inside.width <= 0) return true;
-    const Window cached{window.srcX,     window.srcY,        0, 0, inside.width, inside.height,
-                        m_Cache->Rows(), m_Cache->MaskRows()};
-    for (int h = inside.height - 1; h >= 0; --h) {
-        if (Aborted()) return false;
-        copy(inside.Pixels(h), inside.Mask(h), cached.Pixels(h), cached.Mask(h));
-    }
-    return true;
 }
 
 }  // namespace kestrel

@@ -189,6 +189,50 @@ TEST(Catalogue, LinesGiveTheBytesOfTheSlowEngine) {
     }
 }
 
+TEST(Catalogue, AFailureUpstreamEndsTheRequestAndIsMadeGood) {
+    Random random(20);
+    for (const Setting& setting : Settings(21)) {
+        SCOPED_TRACE(Told(setting.step, 12, 9));
+        const Picture first = Picture::Random(12, 9, random()), second = Picture::Random(12, 9, random());
+        const auto whole = Evaluate({setting.step}, second);
+        if (!whole) continue;
+        const auto request = [&](Line& line) {
+            Picture into(whole->Width(), whole->Height(), Pixel{0, 0, 0, 255});
+            return line.Request(into, 0, 0, 0, 0, whole->Width(), whole->Height());
+        };
+        for (int failing = 1, requests = 1; failing <= requests; ++failing) {
+            Line line(first);
+            line.Add(setting.step.progId.c_str(), setting.step.text.c_str());
+            line.Render();  // a cache of the picture before
+            line.source->SetPicture(second);
+            line.source->requests = 0;
+            line.source->failing = failing;
+            line.Update();
+            const HRESULT result = request(line);
+            requests = std::max(requests, line.source->requests);
+            if (line.source->requests < failing) continue;  // nothing of the picture is asked for
+            EXPECT_NE(result, S_OK) << "request " << failing << " failed";
+            EXPECT_TRUE(line.Update()) << "the failed request looks done";
+            EXPECT_EQ(line.Render(Pixel{0, 0, 0, 255}).Difference(*whole), "");
+        }
+    }
+}
+
+TEST(Catalogue, AFailureInACleanStateIsNewsForTheConsumer) {
+    for (const Setting& setting : Settings(22)) {
+        SCOPED_TRACE(Told(setting.step, 9, 8));
+        if (!Evaluate({setting.step}, Picture(9, 8))) continue;
+        Line line(Picture(9, 8));
+        line.Add(setting.step.progId.c_str(), setting.step.text.c_str());
+        const Picture whole = line.Render();
+        line.Update();
+        line.source->failing = line.source->requests + 1;
+        Picture into(whole.Width(), whole.Height());
+        if (line.Request(into, 0, 0, 0, 0, whole.Width(), whole.Height()) == S_OK) continue;  // served by a cache
+        EXPECT_TRUE(line.Update());
+    }
+}
+
 TEST(Catalogue, AnAbortedRequestIsRepeatedInFull) {
     Random random(9);
     for (const Setting& setting : Settings(10)) {

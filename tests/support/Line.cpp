@@ -16,7 +16,7 @@ Source::Source(Picture picture) : picture_(std::move(picture)) {
 
 HRESULT Source::TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height, std::uint8_t* const* rows,
                               std::uint8_t* const* maskRows) {
-    ++requests;
+    if (++requests == failing) return E_FAIL;
     for (int y = std::max(0, -srcY); y < height && srcY + y < picture_.Height(); ++y)
         for (int x = std::max(0, -srcX); x < width && srcX + x < picture_.Width(); ++x) {
             const Pixel p = picture_.At(srcX + x, srcY + y);

@@ -34,6 +34,7 @@ public:
 
     FilterGeometry geometry;  ///< pushed downstream by `Update`; sizes follow the picture
     int requests = 0;         ///< calls of `TransformArea`
+    int failing = 0;          ///< number of the request, from 1 on, that fails without a pixel
     bool aborted = false;
     HRESULT result = S_OK;               ///< what `TransformArea` answers
     std::function<void()> afterRequest;  ///< runs at the end of each `TransformArea`, to abort in the middle

@@ -21,17 +21,16 @@ HRESULT CImgBgFilter::CommitChanges() {
 }
 
 HRESULT CImgBgFilter::TransformWindow(const Window& window) {
-    if (IsStale() && m_Out.Width > 0 && m_Out.Height > 0) {
-        EnsureWorkImages(0, 0, m_Out.Width, m_Out.Height);
-        if (const HRESULT result = FetchWhole(*m_Cache); result != S_OK) return result;
-        const std::int64_t alpha = kernels::BoardAlpha(Active().transparency);
-        for (int y = m_Out.Height - 1; y >= 0; --y) {
-            if (Aborted()) return kNotDone;
-            kernels::PaintInnerRow(m_Cache->Rows()[y], m_Cache->MaskRows()[y], static_cast<std::size_t>(m_Out.Width),
-                                   Active().Colour(), alpha);
-        }
-    }
-    return Deliver(window);
+    return CachedWhole(window, [this] { return FillBackground(); });
+}
+
+HRESULT CImgBgFilter::FillBackground() {
+    if (const HRESULT result = FetchIntoCache(); result != S_OK) return result;
+    return WalkRows(CachedWindow(m_Out.Width, m_Out.Height),
+                    [colour = Active().Colour(), alpha = kernels::BoardAlpha(Active().transparency)](
+                        std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
+                        kernels::PaintInnerRow(pixels.data(), mask.data(), mask.size(), colour, alpha);
+                    });
 }
 
 HRESULT CImgBgFilter::TransformColor(unsigned char* pixel) {

@@ -41,6 +41,9 @@ public:
 
 protected:
     HRESULT TransformWindow(const Window& window) override;
+
+private:
+    HRESULT FillBackground();
 };
 
 }  // namespace kestrel

@@ -101,19 +101,21 @@ std::string CPasspartoutFilter::ActiveText() const {
 // Pixels
 
 HRESULT CPasspartoutFilter::TransformWindow(const Window& window) {
-    if (IsStale() && m_Out.Width > 0 && m_Out.Height > 0) {
-        EnsureWorkImages(0, 0, m_Out.Width, m_Out.Height);
-        m_Cache->Clear();
-        if (const HRESULT result = FetchOnBoard(); result != S_OK) return result;
-        const Area inner = InnerArea();
-        if (!PaintBoard(inner) || !PaintInner(inner)) return kNotDone;
-        RoundCorners(m_Out.Width, m_Out.Height, Active().radius, m_Cache->MaskRows());
-    }
-    return Deliver(window);
+    return CachedWhole(window, [this] { return Compose(); });
+}
+
+HRESULT CPasspartoutFilter::Compose() {
+    if (const HRESULT result = FetchOnBoard(); result != S_OK) return result;
+    const Area inner = InnerArea();
+    if (!PaintBoard(inner) || !PaintInner(inner)) return kNotDone;
+    RoundCorners(m_Out.Width, m_Out.Height, Active().radius, m_Cache->MaskRows());
+    return S_OK;
 }
 
 /// Fetches what of the picture lies on the board.
 HRESULT CPasspartoutFilter::FetchOnBoard() {
+    EnsureWorkImages(0, 0, m_Out.Width, m_Out.Height);
+    m_Cache->Clear();
     const std::int64_t x = std::int64_t{m_nOffsetX} + Active().poscorhori;
     const std::int64_t y = std::int64_t{m_nOffsetY} + Active().poscorverti;
     const std::int64_t left = std::clamp<std::int64_t>(x, 0, m_Out.Width);

@@ -54,6 +54,7 @@ private:
 
     BoardParameters Scaled() const;
     void RecalcGeometry();
+    HRESULT Compose();
     HRESULT FetchOnBoard();
     Area InnerArea() const;
     bool PaintBoard(const Area& inner);

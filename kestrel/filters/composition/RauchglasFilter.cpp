@@ -59,43 +59,40 @@ std::string CRauchglasFilter::PendingText() const { return WithSourceSize(TwinFi
 std::string CRauchglasFilter::ActiveText() const { return WithSourceSize(TwinFilter::ActiveText()); }
 
 HRESULT CRauchglasFilter::TransformWindow(const Window& window) {
-    if (const HRESULT result = FetchUpstream(window); result != S_OK) return result;
+    return InPlacePasses(window, [&] { return LayPane(window); });
+}
+
+HRESULT CRauchglasFilter::LayPane(const Window& window) {
     const RauchglasParameters& glass = Active();
     const Span x = PaneSpan(window.width, glass.borderHori, glass.poscorhori);
     const Span y = PaneSpan(window.height, glass.borderVerti, glass.poscorverti);
-    if (x.size > 0 && y.size > 0) {
-        const Window pane{
-            window.dstX + x.from, window.dstY + y.from, window.srcX + x.from, window.srcY + y.from, x.size, y.size,
-            window.rows,          window.maskRows};
-        const bool blurs = glass.radius > 0 && (x.size > 2 || y.size > 2);
-        if ((blurs && !BlurPane(pane)) || (glass.transparency < 100 && !TintRect(pane))) {
-            m_Dirty = true;
-            return kNotDone;
-        }
-    }
-    SetClean();
-    return S_OK;
+    if (x.size == 0 || y.size == 0) return S_OK;
+    const Window pane{
+        window.dstX + x.from, window.dstY + y.from, window.srcX + x.from, window.srcY + y.from, x.size, y.size,
+        window.rows,          window.maskRows};
+    HRESULT result = S_OK;
+    if (glass.radius > 0 && (x.size > 2 || y.size > 2))
+        result = BlurPane(pane);
+    else if (IsStale())
+        m_Cache.reset();  // the blur of an older state
+    return result == S_OK && glass.transparency < 100 ? TintRect(pane) : result;
 }
 
-bool CRauchglasFilter::BlurPane(const Window& pane) {
+HRESULT CRauchglasFilter::BlurPane(const Window& pane) {
     double kernel[3][3];
     kernels::MixWithIdentity(kernels::ConvolutionKernels[kernels::kBlurKernel],
                              std::min(Active().radius, 100) * m_RenderScale, kernel);
     return ConvolveRegion3x3(kernel, 0, pane);
 }
 
-/// Mixes the pane's colour into what lies under it. False when aborted.
-bool CRauchglasFilter::TintRect(const Window& pane) {
+/// Mixes the pane's colour into what lies under it.
+HRESULT CRauchglasFilter::TintRect(const Window& pane) {
     const RauchglasParameters& glass = Active();
     const std::int64_t alpha = kernels::BoardAlpha(glass.transparency);
-    if (alpha > 254) return true;
+    if (alpha > 254) return S_OK;
     const kernels::ChannelTables tint{PaneTable(glass.blue, alpha), PaneTable(glass.green, alpha),
                                       PaneTable(glass.red, alpha)};
-    for (int h = pane.height - 1; h >= 0; --h) {
-        if (Aborted()) return false;
-        kernels::ChannelTablesRow(pane.Pixels(h), tint);
-    }
-    return true;
+    return WalkRows(pane, [&tint](std::span<std::uint8_t> pixels) { kernels::ChannelTablesRow(pixels, tint); });
 }
 
 }  // namespace kestrel

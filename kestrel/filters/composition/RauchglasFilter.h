@@ -56,8 +56,10 @@ protected:
 
 private:
     std::string WithSourceSize(std::string text) const;
-    bool BlurPane(const Window& pane);
-    bool TintRect(const Window& pane);
+    /// Blurs and tints the part of a request that the pane covers.
+    HRESULT LayPane(const Window& window);
+    HRESULT BlurPane(const Window& pane);
+    HRESULT TintRect(const Window& pane);
 };
 
 }  // namespace kestrel

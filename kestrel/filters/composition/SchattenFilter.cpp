@@ -122,15 +122,7 @@ void CSchattenFilter::RecalcLight() {
 
 HRESULT CSchattenFilter::TransformWindow(const Window& window) {
     if (Active().lightIntensity == 0 && Active().shadowDensity == 0) return CPdibFilter::TransformWindow(window);
-    if (IsStale() && m_Out.Width > 0 && m_Out.Height > 0) {
-        const HRESULT result = Compute();
-        m_Work.reset();
-        if (result != S_OK) {
-            m_Dirty = true;
-            return result;
-        }
-    }
-    return Deliver(window);
+    return CachedWhole(window, [this] { return Compute(); });
 }
 
 /// Makes the result in the cache. The work picture holds the shadow's mask and later its colour.

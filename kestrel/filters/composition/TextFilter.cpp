@@ -128,24 +128,25 @@ HRESULT CTextFilter::SendEvent(void* event) {
 // Pixels
 
 HRESULT CTextFilter::TransformWindow(const Window& window) {
-    if (const HRESULT result = FetchUpstream(window); result != S_OK) return result;
-    if ((m_Dirty || !m_Overlay) && !DrawText()) m_Overlay.reset();
-    if (m_Overlay) {
-        const Overlay& text = *m_Overlay;
-        const std::int64_t left = std::max<std::int64_t>(window.srcX, text.x);
-        const std::int64_t right = std::min(std::int64_t{window.srcX} + window.width, text.x + text.width);
-        const std::int64_t bottom = std::max<std::int64_t>(window.srcY, text.y);
-        const std::int64_t top = std::min(std::int64_t{window.srcY} + window.height, text.y + text.height);
-        for (std::int64_t y = top - 1; y >= bottom && left < right; --y) {
-            if (Aborted()) return kNotDone;
-            const auto at = static_cast<std::size_t>((y - text.y) * text.width + left - text.x);
-            const auto h = static_cast<int>(y - window.srcY);
-            const auto c = static_cast<std::size_t>(left - window.srcX);
-            kernels::BlendRowWithMask(&window.Pixels(h)[c * 3], &window.Mask(h)[c], &text.pixels[at * 3],
-                                      &text.mask[at], static_cast<std::size_t>(right - left));
-        }
+    return InPlacePasses(window, [&] {
+        if ((m_Dirty || !m_Overlay) && !DrawText()) m_Overlay.reset();
+        return m_Overlay ? LayOver(window, *m_Overlay) : S_OK;
+    });
+}
+
+HRESULT CTextFilter::LayOver(const Window& window, const Overlay& text) const {
+    const std::int64_t left = std::max<std::int64_t>(window.srcX, text.x);
+    const std::int64_t right = std::min(std::int64_t{window.srcX} + window.width, text.x + text.width);
+    const std::int64_t bottom = std::max<std::int64_t>(window.srcY, text.y);
+    const std::int64_t top = std::min(std::int64_t{window.srcY} + window.height, text.y + text.height);
+    for (std::int64_t y = top - 1; y >= bottom && left < right; --y) {
+        if (Aborted()) return kNotDone;
+        const auto at = static_cast<std::size_t>((y - text.y) * text.width + left - text.x);
+        const auto h = static_cast<int>(y - window.srcY);
+        const auto c = static_cast<std::size_t>(left - window.srcX);
+        kernels::BlendRowWithMask(&window.Pixels(h)[c * 3], &window.Mask(h)[c], &text.pixels[at * 3], &text.mask[at],
+                                  static_cast<std::size_t>(right - left));
     }
-    SetClean();
     return S_OK;
 }
 

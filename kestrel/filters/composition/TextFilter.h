@@ -93,6 +93,8 @@ private:
 
     std::string Expanded(std::string text);
     bool DrawText();
+    /// Lays the drawn text over a request.
+    HRESULT LayOver(const Window& window, const Overlay& text) const;
     Overlay CutOut(const TextRenderRequest& request, const TextPoint& anchor) const;
 
     std::optional<Overlay> m_Overlay;    ///< none while no host has been asked

@@ -75,15 +75,13 @@ HRESULT CCropFilter::TransformWindow(const Window& window) {
     const CropRecord& r = Active();
     // Margins that are crossed leave no picture; equal ones leave a pixel, which the clamps keep inside the input.
     const bool crossed = r.m_dRight < r.m_dLeft || r.m_dTop < r.m_dBottom;
-    if (crossed || m_InActive.Width < 1 || m_InActive.Height < 1) return E_INVALIDARG;
+    if (crossed || m_InActive.Width < 1 || m_InActive.Height < 1) return Finished(E_INVALIDARG);
     Window moved = window;
     const int offX = std::min(Rounded(m_InActive.Width * r.m_dLeft), m_InActive.Width - m_Out.Width);
     const int offY = std::min(Rounded(m_InActive.Height * r.m_dBottom), m_InActive.Height - m_Out.Height);
     moved.srcX = SizeFrom(static_cast<double>(window.srcX) + offX);
     moved.srcY = SizeFrom(static_cast<double>(window.srcY) + offY);
-    if (m_Upstream && FetchUpstream(moved) != S_OK) return kNotDone;
-    SetClean();
-    return S_OK;
+    return Finished(m_Upstream && FetchUpstream(moved) != S_OK ? kNotDone : S_OK);
 }
 
 }  // namespace kestrel

@@ -1,26 +1,12 @@
 #pragma once
 #include <fmt/format.h>
 
-#include <memory>
 #include <string>
 
 #include "kestrel/diagnostics/LogSeam.h"
-#include "kestrel/image/WorkImage.h"
 #include "kestrel/kernels/Shear.h"
 
 namespace kestrel {
-
-/// Releases a picture that lives during a pass only, however the pass ends.
-class PassImage {
-public:
-    explicit PassImage(std::unique_ptr<CWorkImage>& image) : image_(image) {}
-    ~PassImage() { image_.reset(); }
-    PassImage(const PassImage&) = delete;
-    PassImage& operator=(const PassImage&) = delete;
-
-private:
-    std::unique_ptr<CWorkImage>& image_;
-};
 
 /// Runs a pass of the scale filter. An exception is logged with the source's name and a line, and the pass counts as
 /// ended. Never throws, also when the log does.

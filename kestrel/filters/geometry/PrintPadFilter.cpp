@@ -113,18 +113,24 @@ HRESULT CPrintPadFilter::CommitChanges() {
 }
 
 HRESULT CPrintPadFilter::TransformWindow(const Window& window) {
-    if (m_InActive.Width < 1 || m_InActive.Height < 1) return E_INVALIDARG;
-    if (IsStale()) {
-        m_Dirty = true;  // until the pass is done
-        EnsureWorkImages(0, 0, m_Out.Width, m_Out.Height);
-        m_Cache->Clear();
-        if (const HRESULT result = FetchPadded(); result != S_OK) return result;
-        if (!FlattenOntoPad()) return kNotDone;
-    }
-    return Deliver(window);
+    if (m_InActive.Width < 1 || m_InActive.Height < 1) return Finished(E_INVALIDARG);
+    return CachedWhole(window, [this] { return Pad(); });
+}
+
+HRESULT CPrintPadFilter::Pad() {
+    if (const HRESULT result = FetchPadded(); result != S_OK) return result;
+    const auto color = static_cast<std::uint32_t>(Active().m_nPadColor);
+    const std::array<std::uint8_t, 3> pad{static_cast<std::uint8_t>(color), static_cast<std::uint8_t>(color >> 8),
+                                          static_cast<std::uint8_t>(color >> 16)};
+    return WalkRows(CachedWindow(m_Out.Width, m_Out.Height),
+                    [&pad](std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
+                        for (std::size_t x = 0; x < mask.size(); ++x) FlattenPixel(&pixels[3 * x], &mask[x], pad);
+                    });
 }
 
 HRESULT CPrintPadFilter::FetchPadded() {
+    EnsureWorkImages(0, 0, m_Out.Width, m_Out.Height);
+    m_Cache->Clear();
     const int padX = (m_Out.Width - m_InActive.Width) / 2;
     const int padY = (m_Out.Height - m_InActive.Height) / 2;
     // Rounding may leave the result a pixel short.
@@ -134,19 +140,6 @@ HRESULT CPrintPadFilter::FetchPadded() {
     const int height = std::min(m_InActive.Height - cutY, m_Out.Height - (padY + cutY));
     return FetchUpstream({padX + cutX, padY + cutY, cutX, cutY, std::max(width, 0), std::max(height, 0),
                           m_Cache->Rows(), m_Cache->MaskRows()});
-}
-
-bool CPrintPadFilter::FlattenOntoPad() {
-    const auto color = static_cast<std::uint32_t>(Active().m_nPadColor);
-    const std::array<std::uint8_t, 3> pad{static_cast<std::uint8_t>(color), static_cast<std::uint8_t>(color >> 8),
-                                          static_cast<std::uint8_t>(color >> 16)};
-    for (int y = 0; y < m_Out.Height; ++y) {
-        if (Aborted()) return false;
-        std::uint8_t* const pixels = m_Cache->Rows()[y];
-        std::uint8_t* const mask = m_Cache->MaskRows()[y];
-        for (int x = 0; x < m_Out.Width; ++x) FlattenPixel(pixels + std::ptrdiff_t{x} * 3, mask + x, pad);
-    }
-    return true;
 }
 
 }  // namespace kestrel

@@ -49,9 +49,10 @@ protected:
     std::string ActiveText() const override;
 
 private:
-    /// Fetches the input into the middle of the cleared result.
+    /// Makes the padded, opaque picture in the cache.
+    HRESULT Pad();
+    /// Fetches the input into the middle of the cleared cache.
     HRESULT FetchPadded();
-    bool FlattenOntoPad();
 
     /// What the active record was made of; its orientation may have been decided since.
     std::optional<PrintPadRecord> committed_;

@@ -176,18 +176,11 @@ HRESULT CRotateFilter::GetRequiredSize(int* width, int* height, double aspect) {
 // Pixels: cached whole
 
 HRESULT CRotateFilter::TransformWindow(const Window& window) {
-    if (m_InActive.Width < 1 || m_InActive.Height < 1) return E_INVALIDARG;
-    if (IsStale()) {
-        m_Dirty = true;  // until the pass is done
-        const PassImage source(m_Work);
-        const PassImage inter(m_pInter);
-        EnsureWorkImages(m_InActive.Width, m_InActive.Height, m_nOutWidth, m_nOutHeight);
-        if (!IsRightAngle()) m_pInter = std::make_unique<CWorkImage>(m_nInterWidth, m_nInterHeight);
-        m_Work->Clear();
-        if (const HRESULT result = FetchWhole(*m_Work); result != S_OK) return result;
-        if (!Turn()) return kNotDone;
-    }
-    return Deliver(window);
+    if (m_InActive.Width < 1 || m_InActive.Height < 1) return Finished(E_INVALIDARG);
+    return CachedWhole(window, [this] {
+        const HRESULT result = FetchIntoWork(0, m_nOutWidth, m_nOutHeight);
+        return result != S_OK || Turn() ? result : kNotDone;
+    });
 }
 
 bool CRotateFilter::Turn() {
@@ -197,8 +190,9 @@ bool CRotateFilter::Turn() {
     const bool mirror = Active().m_bMirror;
     if (IsRightAngle()) return kernels::TurnQuarter(source, result, m_nQuarterTurns, mirror, 0, 0, m_Abort);
 
-    if (!FillNothing(*m_pInter, m_Abort)) return false;
-    const kernels::Planes inter = PlanesOf(*m_pInter, m_nInterWidth, m_nInterHeight);
+    CWorkImage intermediate(m_nInterWidth, m_nInterHeight);
+    if (!FillNothing(intermediate, m_Abort)) return false;
+    const kernels::Planes inter = PlanesOf(intermediate, m_nInterWidth, m_nInterHeight);
     const int spanX = std::abs(m_nSpanX);
     const int spanY = std::abs(m_nSpanY);
     const int left = spanX + kMarginX / 2;

@@ -1,6 +1,4 @@
 #pragma once
-#include <memory>
-
 #include "kestrel/framework/TwinFilter.h"
 
 namespace kestrel {
@@ -79,7 +77,6 @@ private:
     int m_nInterHeight = 0;
     int m_nOutWidth = 0;
     int m_nOutHeight = 0;
-    std::unique_ptr<CWorkImage> m_pInter;  ///< "DrehfilterZwischenbild", during a pass only
 };
 
 }  // namespace kestrel

@@ -67,17 +67,15 @@ HRESULT CScale100Filter::GetRequiredSize(int* width, int* height, double aspect)
 // Pixels: cached whole
 
 HRESULT CScale100Filter::TransformWindow(const Window& window) {
-    if (!resampler_.IsPossible()) return E_INVALIDARG;
-    if (IsStale()) {
-        m_Dirty = true;  // until the pass is done
-        const PassImage source(m_Work);
-        resampler_.Prepare();
-        EnsureWorkImages(m_InActive.Width, m_InActive.Height, m_Out.Width, m_Out.Height);
-        m_Work->Clear();
-        if (const HRESULT result = FetchWhole(*m_Work); result != S_OK) return result;
-        if (!resampler_.Calculate(*m_Work, *m_Cache, kernels::OpaqueSums::ShiftProducts, m_Abort)) return kNotDone;
-    }
-    return Deliver(window);
+    if (!resampler_.IsPossible()) return Finished(E_INVALIDARG);
+    return CachedWhole(window, [this] { return Resample(); });
+}
+
+HRESULT CScale100Filter::Resample() {
+    resampler_.Prepare();
+    if (const HRESULT result = FetchIntoWork(0, m_Out.Width, m_Out.Height); result != S_OK) return result;
+    const bool done = resampler_.Calculate(*m_Work, *m_Cache, kernels::OpaqueSums::ShiftProducts, m_Abort);
+    return done ? S_OK : kNotDone;
 }
 
 }  // namespace kestrel

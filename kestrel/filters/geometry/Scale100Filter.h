@@ -47,6 +47,7 @@ protected:
 
 private:
     void RecalcGeometry();
+    HRESULT Resample();
 
     Resampler resampler_;
 };

@@ -131,24 +131,19 @@ HRESULT CScaleFilter::SetRenderScale(double scale) {
 // Pixels: cached whole, or passed through when the size stays
 
 HRESULT CScaleFilter::TransformWindow(const Window& window) {
-    if (!resampler_.IsPossible()) return E_INVALIDARG;
-    if (m_Out.Width == m_InActive.Width && m_Out.Height == m_InActive.Height) {
-        m_Cache.reset();
-        return CPdibFilter::TransformWindow(window) == S_OK ? S_OK : kNotDone;
-    }
-    if (IsStale()) {
-        m_Dirty = true;  // until the pass is done
-        const PassImage source(m_Work);
-        resampler_.Prepare();
-        EnsureWorkImages(m_InActive.Width, m_InActive.Height, m_Out.Width, m_Out.Height);
-        m_Work->Clear();
-        if (const HRESULT result = FetchWhole(*m_Work); result != S_OK) return result;
-        const bool done = GuardCalculate(__LINE__, [this] {
-            return resampler_.Calculate(*m_Work, *m_Cache, kernels::OpaqueSums::ShiftRows, m_Abort);
-        });
-        if (!done) return kNotDone;
-    }
-    return Deliver(window);
+    if (!resampler_.IsPossible()) return Finished(E_INVALIDARG);
+    if (m_Out.Width != m_InActive.Width || m_Out.Height != m_InActive.Height)
+        return CachedWhole(window, [this] { return Resample(); });
+    m_Cache.reset();
+    return CPdibFilter::TransformWindow(window) == S_OK ? S_OK : kNotDone;
+}
+
+HRESULT CScaleFilter::Resample() {
+    resampler_.Prepare();
+    if (const HRESULT result = FetchIntoWork(0, m_Out.Width, m_Out.Height); result != S_OK) return result;
+    const bool done = GuardCalculate(
+        __LINE__, [this] { return resampler_.Calculate(*m_Work, *m_Cache, kernels::OpaqueSums::ShiftRows, m_Abort); });
+    return done ? S_OK : kNotDone;
 }
 
 }  // namespace kestrel

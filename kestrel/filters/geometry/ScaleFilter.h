@@ -64,6 +64,7 @@ private:
     /// Factors from a size to the active box, both above 0; an axis that is capped is not enlarged.
     Factors FactorsFor(int width, int height, bool capX, bool capY) const;
     void RecalcGeometry();
+    HRESULT Resample();
 
     ScaleParameters committed_;  ///< what the active parameters were made of; the box may have been turned since
     Resampler resampler_;

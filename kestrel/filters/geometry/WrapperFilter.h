@@ -52,13 +52,8 @@ protected:
         : Base(active), m_Line(*this, progIds) {}
 
     HRESULT TransformWindow(const Window& window) override {
-        if (this->m_Dirty || this->m_UpstreamDirty) {
-            this->m_Dirty = true;  // until the line has delivered
-            m_Line.Update(this->m_InActive, true);
-        }
-        if (const HRESULT result = m_Line.Transform(window); result != S_OK) return result;
-        this->SetClean();
-        return S_OK;
+        if (this->m_Dirty || this->m_UpstreamDirty) m_Line.Update(this->m_InActive, true);
+        return this->Finished(m_Line.Transform(window));
     }
 
     InnerLine m_Line;

@@ -31,9 +31,7 @@ protected:
     HRESULT TransformWindow(const Window& window) override {
         double mixed[3][3];
         kernels::MixWithIdentity(kernels::ConvolutionKernels[kKernel], Strength(), mixed);
-        if (!this->ConvolveRegion3x3(mixed, 0, window)) return CPdibFilter::kNotDone;
-        this->SetClean();
-        return S_OK;
+        return this->ConvolveRegion3x3(mixed, 0, window);
     }
 
     std::string PendingText() const override { return Text(this->Pending()); }

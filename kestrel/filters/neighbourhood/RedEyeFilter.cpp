@@ -52,16 +52,11 @@ std::string CRedEyeFilter::PendingText() const { return Write(Pending()); }
 std::string CRedEyeFilter::ActiveText() const { return Write(Active()); }
 
 HRESULT CRedEyeFilter::TransformWindow(const Window& window) {
-    HRESULT result = IsStale() ? Compute() : S_OK;
-    if (result == S_OK) result = Deliver(window);
-    if (result != S_OK) m_Dirty = true;
-    return result;
+    return CachedWhole(window, [this] { return Repair(); });
 }
 
-HRESULT CRedEyeFilter::Compute() {
-    if (m_InActive.Width <= 0 || m_InActive.Height <= 0) return S_OK;
-    EnsureWorkImages(0, 0, m_InActive.Width, m_InActive.Height);
-    if (const HRESULT result = FetchWhole(*m_Cache); result != S_OK) return result;
+HRESULT CRedEyeFilter::Repair() {
+    if (const HRESULT result = FetchIntoCache(); result != S_OK) return result;
     const ClickPointList& clicks = Pending();  // what is seen while a dialog is open; a commit makes both lists agree
     RedEyeRepair repair(m_Cache->Rows(), m_InActive.Width, m_InActive.Height, m_RenderScale);
     for (int i = 1; i <= clicks.Used(); ++i) {

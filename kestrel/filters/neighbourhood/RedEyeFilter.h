@@ -49,7 +49,7 @@ protected:
 
 private:
     /// Fetches the whole input picture into the cache and repairs it there.
-    HRESULT Compute();
+    HRESULT Repair();
 };
 
 }  // namespace kestrel

@@ -8,28 +8,17 @@
 namespace kestrel {
 
 HRESULT CStaubFilter::TransformWindow(const Window& window) {
-    HRESULT result = IsStale() ? Compute() : S_OK;
-    if (result == S_OK) result = Deliver(window);
-    if (result != S_OK) m_Dirty = true;
-    return result;
+    return CachedWhole(window, [this] { return Repair(); });
 }
 
-HRESULT CStaubFilter::Compute() {
-    if (m_InActive.Width <= 0 || m_InActive.Height <= 0) return S_OK;
-    EnsureWorkImages(m_InActive.Width, m_InActive.Height, m_InActive.Width, m_InActive.Height);
-    HRESULT result = FetchWhole(*m_Work);
-    if (result == S_OK && !Repair()) result = kNotDone;
-    m_Work.reset();
-    return result;
-}
-
-bool CStaubFilter::Repair() {
+HRESULT CStaubFilter::Repair() {
     const int width = m_InActive.Width;
     const int height = m_InActive.Height;
+    if (const HRESULT result = FetchIntoWork(0, width, height); result != S_OK) return result;
     for (int y = 0; y < height; ++y) {
         std::copy_n(m_Work->Rows()[y], std::ptrdiff_t{width} * 3, m_Cache->Rows()[y]);
         std::copy_n(m_Work->MaskRows()[y], width, m_Cache->MaskRows()[y]);
-        if (Aborted()) return false;
+        if (Aborted()) return kNotDone;
     }
 
     // The brightness of the rows of one window, each at its number modulo the window's size, and a row of what is
@@ -47,7 +36,7 @@ bool CStaubFilter::Repair() {
     for (int y = 0; y < std::min(height, kernels::kDustReach + 1); ++y)
         kernels::MeasureBrightness(m_Work->Rows()[y], width, rowOf(y));
     for (int y = 1; y < height - 1; ++y) {
-        if (Aborted()) return false;
+        if (Aborted()) return kNotDone;
         const int newest = y + kernels::kDustReach;
         if (newest < height) kernels::MeasureBrightness(m_Work->Rows()[newest], width, rowOf(newest));
         const std::int16_t* rows[kernels::kDustWindow];
@@ -55,7 +44,7 @@ bool CStaubFilter::Repair() {
         kernels::FindSpecks(rows, width, rule, specks.data());
         kernels::RepairSpecks(m_Work->Rows() + y - 1, specks.data(), width, m_Cache->Rows()[y]);
     }
-    return true;
+    return S_OK;
 }
 
 }  // namespace kestrel

@@ -32,10 +32,8 @@ protected:
     HRESULT TransformWindow(const Window& window) override;
 
 private:
-    /// Fetches the whole input picture and makes the output picture from it.
-    HRESULT Compute();
-    /// Makes the cache from the work picture; false when aborted.
-    bool Repair();
+    /// Makes the cache from the whole input picture.
+    HRESULT Repair();
 };
 
 }  // namespace kestrel

@@ -11,25 +11,21 @@ HRESULT CAdoptColorFilter::Analyse() {
     MeanLightness = 0.0;
     MaxLightness = 0.0;
     MinLightness = 1.0;
-    EnsureWorkImages(0, 0, m_InActive.Width, m_InActive.Height);
-    if (!m_Cache) return S_OK;
-    if (const HRESULT result = FetchWhole(*m_Cache); result != S_OK) return result;
+    if (const HRESULT result = FetchIntoCache(); result != S_OK) return result;
 
     std::int64_t weights = 0;
-    for (int y = m_InActive.Height - 1; y >= 0; --y) {
-        if (Aborted()) return kNotDone;
-        const std::uint8_t* pixel = m_Cache->Rows()[y];
-        const std::uint8_t* mask = m_Cache->MaskRows()[y];
-        for (int x = 0; x < m_InActive.Width; ++x, pixel += 3) {
-            const auto [least, greatest] = std::minmax({pixel[0], pixel[1], pixel[2]});
-            const double lightness = (greatest / 255.0 + least / 255.0) / 2.0;
+    const auto measure = [&](std::span<const std::uint8_t> pixels, std::span<const std::uint8_t> mask) {
+        for (std::size_t x = 0; x < mask.size(); ++x) {
+            const auto [minimum, maximum] = std::minmax({pixels[3 * x], pixels[3 * x + 1], pixels[3 * x + 2]});
+            const double lightness = (maximum / 255.0 + minimum / 255.0) / 2.0;
             const int weight = 255 - mask[x];
             MeanLightness += weight * lightness;
             weights += weight;
             MaxLightness = std::max(MaxLightness, lightness);
             MinLightness = std::min(MinLightness, lightness);
         }
-    }
+    };
+    if (WalkRows(CachedWindow(m_InActive.Width, m_InActive.Height), measure) != S_OK) return kNotDone;
     if (weights != 0) MeanLightness /= static_cast<double>(weights);
 
     // The mean lands on the colour's lightness; an extreme that would leave the range lands on its end.
@@ -46,19 +42,11 @@ HRESULT CAdoptColorFilter::Analyse() {
 }
 
 HRESULT CAdoptColorFilter::TransformWindow(const Window& window) {
-    if (IsStale())
-        if (const HRESULT result = Analyse(); result != S_OK) {
-            m_Dirty = true;  // a cache that is half made must not look clean
-            return result;
-        }
-    if (Active().intensity == 0) return Deliver(window);
-
-    const kernels::Colouring colouring{color_, Scale, Offset, Active().intensity / 100.0};
-    return Deliver(window, [&](std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask,
-                               std::span<const std::uint8_t> cachePixels, std::span<const std::uint8_t> cacheMask) {
-        std::copy(cachePixels.begin(), cachePixels.end(), pixels.begin());
-        kernels::ColourRow(pixels, colouring);
-        std::copy(cacheMask.begin(), cacheMask.end(), mask.begin());
+    const auto analyse = [this] { return Analyse(); };
+    if (Active().intensity == 0) return CachedWhole(window, analyse);
+    return CachedWhole(window, analyse, [this] {
+        return [colouring = kernels::Colouring{color_, Scale, Offset, Active().intensity / 100.0}](
+                   std::span<std::uint8_t> pixels) { kernels::ColourRow(pixels, colouring); };
     });
 }
 

@@ -108,8 +108,11 @@ void CGammaFilter::BuildRange(std::size_t k) {
 }
 
 HRESULT CGammaFilter::TransformWindow(const Window& window) {
-    if (const HRESULT result = FetchUpstream(window); result != S_OK) return result;
-    bool done = true;
+    return InPlacePasses(window, [&] { return WorkRanges(window); });
+}
+
+HRESULT CGammaFilter::WorkRanges(const Window& window) const {
+    HRESULT result = S_OK;
     if (tables_[0]) {
         kernels::ChannelTables bytes;
         for (std::size_t i = 0; i < 256; ++i) {
@@ -117,21 +120,16 @@ HRESULT CGammaFilter::TransformWindow(const Window& window) {
             bytes.green[i] = static_cast<std::uint8_t>(tables_[0]->green[i]);
             bytes.blue[i] = static_cast<std::uint8_t>(tables_[0]->blue[i]);
         }
-        done = WalkRows(window, [&](std::span<std::uint8_t> pixels) { kernels::ChannelTablesRow(pixels, bytes); });
+        result = WalkRows(window, [&](std::span<std::uint8_t> pixels) { kernels::ChannelTablesRow(pixels, bytes); });
     }
-    for (std::size_t k = 1; k < kRanges && done; ++k) {
+    for (std::size_t k = 1; k < kRanges && result == S_OK; ++k) {
         if (!tables_[k]) continue;
         const std::int32_t target = Target(Slider(Active(), k, 1), k);
-        done = WalkRows(window, [&](std::span<std::uint8_t> pixels) {
+        result = WalkRows(window, [&](std::span<std::uint8_t> pixels) {
             kernels::HueRangeRow(pixels, target, *tables_[k], Weights());
         });
     }
-    if (!done) {
-        m_Dirty = true;
-        return kNotDone;
-    }
-    SetClean();
-    return S_OK;
+    return result;
 }
 
 }  // namespace kestrel

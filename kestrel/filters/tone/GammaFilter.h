@@ -92,6 +92,8 @@ private:
     static constexpr std::size_t kRanges = 7;
 
     void BuildRange(std::size_t k);
+    /// Goes over the request once for each range in use.
+    HRESULT WorkRanges(const Window& window) const;
 
     std::array<bool, kRanges> ChangedRange{};
     /// Tables of the ranges in use: what a tone becomes for all colours, what is added to it in the others.

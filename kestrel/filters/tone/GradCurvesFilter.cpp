@@ -104,29 +104,19 @@ std::string CGradCurvesFilter::PendingText() const { return Write(Pending()); }
 std::string CGradCurvesFilter::ActiveText() const { return Write(Active()); }
 
 HRESULT CGradCurvesFilter::TransformWindow(const Window& window) {
-    if (const HRESULT result = FetchUpstream(window); result != S_OK) return result;
-    if (!Active().filterOn) {
-        SetClean();
-        return S_OK;
-    }
+    return InPlacePasses(window, [&] { return Active().filterOn ? WorkCurves(window) : S_OK; });
+}
+
+HRESULT CGradCurvesFilter::WorkCurves(const Window& window) const {
     const auto make = [this](std::size_t curve) { return MakeTable(Active().curves[curve], Active().linear); };
     const kernels::ByteTable master = make(0);
     kernels::ChannelTables tables{.blue = make(3), .green = make(2), .red = make(1)};
-    bool done;
-    if (Active().yiqOn) {
-        done = WalkRows(window,
+    if (Active().yiqOn)
+        return WalkRows(window,
                         [&](std::span<std::uint8_t> pixels) { kernels::LuminanceCurveRow(pixels, master, tables); });
-    } else {
-        tables = {kernels::Composed(master, tables.blue), kernels::Composed(master, tables.green),
-                  kernels::Composed(master, tables.red)};
-        done = WalkRows(window, [&](std::span<std::uint8_t> pixels) { kernels::ChannelTablesRow(pixels, tables); });
-    }
-    if (!done) {
-        m_Dirty = true;
-        return kNotDone;
-    }
-    SetClean();
-    return S_OK;
+    tables = {kernels::Composed(master, tables.blue), kernels::Composed(master, tables.green),
+              kernels::Composed(master, tables.red)};
+    return WalkRows(window, [&](std::span<std::uint8_t> pixels) { kernels::ChannelTablesRow(pixels, tables); });
 }
 
 }  // namespace kestrel

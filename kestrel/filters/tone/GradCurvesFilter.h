@@ -46,6 +46,9 @@ protected:
     void ReadText(std::string_view text) override;
     std::string PendingText() const override;
     std::string ActiveText() const override;
+
+private:
+    HRESULT WorkCurves(const Window& window) const;
 };
 
 }  // namespace kestrel

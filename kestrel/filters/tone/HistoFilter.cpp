@@ -25,14 +25,13 @@ kernels::LuminanceGains Gains(const kernels::Histogram& histogram, double power)
 }  // namespace
 
 HRESULT CHistoFilter::TransformWindow(const Window& window) {
-    if (const HRESULT result = FetchUpstream(window); result != S_OK) return result;
-    kernels::Histogram luminance{};
-    if (!WalkRows(window, [&](std::span<std::uint8_t> pixels) { kernels::CountLuminance(pixels, luminance); }))
-        return kNotDone;
-    const kernels::LuminanceGains gains = Gains(luminance, Active().intensity / 100.0);
-    if (!WalkRows(window, [&](std::span<std::uint8_t> pixels) { kernels::GainRow(pixels, gains); })) return kNotDone;
-    SetClean();
-    return S_OK;
+    return InPlacePasses(window, [&] {
+        kernels::Histogram luminance{};
+        const auto count = [&](std::span<const std::uint8_t> pixels) { kernels::CountLuminance(pixels, luminance); };
+        if (WalkRows(window, count) != S_OK) return kNotDone;
+        const kernels::LuminanceGains gains = Gains(luminance, Active().intensity / 100.0);
+        return WalkRows(window, [&](std::span<std::uint8_t> pixels) { kernels::GainRow(pixels, gains); });
+    });
 }
 
 }  // namespace kestrel

@@ -36,20 +36,15 @@ HRESULT CInvertMaskFilter::CommitChanges() {
 }
 
 HRESULT CInvertMaskFilter::TransformWindow(const Window& window) {
-    if (IsStale()) {
-        EnsureWorkImages(0, 0, m_InActive.Width, m_InActive.Height);
-        HRESULT result = m_Cache ? FetchWhole(*m_Cache) : S_OK;
-        for (int y = m_InActive.Height - 1; y >= 0 && result == S_OK; --y) {
-            if (Aborted()) result = kNotDone;
-            for (int x = 0; x < m_InActive.Width && result == S_OK; ++x)
-                Rule(m_Cache->Rows()[y] + std::ptrdiff_t{x} * 3, m_Cache->MaskRows()[y][x], Active());
-        }
-        if (result != S_OK) {
-            m_Dirty = true;  // a cache that is half made must not look clean
-            return result;
-        }
-    }
-    return Deliver(window);
+    return CachedWhole(window, [this] { return InvertCache(); });
+}
+
+HRESULT CInvertMaskFilter::InvertCache() {
+    if (const HRESULT result = FetchIntoCache(); result != S_OK) return result;
+    return WalkRows(CachedWindow(m_InActive.Width, m_InActive.Height),
+                    [this](std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
+                        for (std::size_t x = 0; x < mask.size(); ++x) Rule(&pixels[3 * x], mask[x], Active());
+                    });
 }
 
 HRESULT CInvertMaskFilter::TransformColor(unsigned char* pixel) {

@@ -38,6 +38,9 @@ public:
 
 protected:
     HRESULT TransformWindow(const Window& window) override;
+
+private:
+    HRESULT InvertCache();
 };
 
 }  // namespace kestrel

@@ -1,7 +1,6 @@
 #include "kestrel/filters/tone/RgbMixerFilter.h"
 
 #include "kestrel/filters/tone/ToneTables.h"
-#include "kestrel/kernels/MixerRow.h"
 
 namespace kestrel {
 namespace {
@@ -27,12 +26,15 @@ kernels::MixerChannel MakeChannel(const Weights& weights, std::int32_t constant,
 }  // namespace
 
 HRESULT CRgbMixerFilter::TransformWindow(const Window& window) {
-    if (const HRESULT result = FetchUpstream(window); result != S_OK) return result;
+    return InPlacePasses(window, [&] {
+        if (Active().bBypass) return S_OK;
+        return WalkRows(window,
+                        [mixer = MakeMixer()](std::span<std::uint8_t> pixels) { kernels::MixerRow(pixels, mixer); });
+    });
+}
+
+kernels::Mixer CRgbMixerFilter::MakeMixer() const {
     const RgbMixerParameters& p = Active();
-    if (p.bBypass) {
-        SetClean();
-        return S_OK;
-    }
     const auto weights = [](bool relative, Weights w) { return relative ? Relative(w) : w; };
     kernels::Mixer mixer{};
     if (p.bOnK) {
@@ -43,12 +45,7 @@ HRESULT CRgbMixerFilter::TransformWindow(const Window& window) {
     if (p.bOnR) mixer.red = MakeChannel(weights(p.bRgb1, {p.rR, p.rG, p.rB}), p.rC, p.bCon1);
     if (p.bOnG) mixer.green = MakeChannel(weights(p.bRgb2, {p.gR, p.gG, p.gB}), p.gC, p.bCon2);
     if (p.bOnB) mixer.blue = MakeChannel(weights(p.bRgb3, {p.bR, p.bG, p.bB}), p.bC, p.bCon3);
-    if (!WalkRows(window, [&](std::span<std::uint8_t> pixels) { kernels::MixerRow(pixels, mixer); })) {
-        m_Dirty = true;
-        return kNotDone;
-    }
-    SetClean();
-    return S_OK;
+    return mixer;
 }
 
 }  // namespace kestrel

@@ -1,5 +1,6 @@
 #pragma once
 #include "kestrel/framework/TwinFilter.h"
+#include "kestrel/kernels/MixerRow.h"
 
 namespace kestrel {
 
@@ -81,6 +82,9 @@ inline constexpr Description kRgbMixer{
 class CRgbMixerFilter final : public TwinFilter<RgbMixerParameters, kRgbMixerText, kRgbMixer> {
 protected:
     HRESULT TransformWindow(const Window& window) override;
+
+private:
+    kernels::Mixer MakeMixer() const;
 };
 
 }  // namespace kestrel

@@ -10,17 +10,14 @@
 namespace kestrel {
 
 HRESULT CTonwertFilter::Measure(const Window& window) {
-    EnsureWorkImages(0, 0, m_InActive.Width, m_InActive.Height);
-    if (!m_Cache) return S_OK;
-    if (FetchWhole(*m_Cache) != S_OK) return kNotDone;
+    if (FetchIntoCache() != S_OK) return kNotDone;
     HistLuma = {};
     kernels::ChannelHistograms channels;
-    const Window whole{0, 0, 0, 0, m_InActive.Width, m_InActive.Height, m_Cache->Rows(), m_Cache->MaskRows()};
-    if (!WalkRows(whole, [&](std::span<const std::uint8_t> pixels) {
-            kernels::CountLuminance(pixels, HistLuma);
-            kernels::CountChannels(pixels, channels);
-        }))
-        return kNotDone;
+    const auto count = [&](std::span<const std::uint8_t> pixels) {
+        kernels::CountLuminance(pixels, HistLuma);
+        kernels::CountChannels(pixels, channels);
+    };
+    if (WalkRows(CachedWindow(m_InActive.Width, m_InActive.Height), count) != S_OK) return kNotDone;
     HistRed = channels.red;
     HistGreen = channels.green;
     HistBlue = channels.blue;
@@ -62,12 +59,16 @@ std::int64_t CTonwertFilter::EstimateMidtone(double pixels, BlackWhite points) c
 }
 
 HRESULT CTonwertFilter::TransformWindow(const Window& window) {
-    if (IsStale())
-        if (const HRESULT result = Measure(window); result != S_OK) {
-            m_UpstreamDirty = true;  // a cache that is half made must not look clean
-            return result;
-        }
+    return CachedWhole(
+        window, [&] { return Measure(window); },
+        [&] {
+            return [tables = Tables(window)](std::span<std::uint8_t> pixels) {
+                kernels::ChannelTablesRow(pixels, tables);
+            };
+        });
+}
 
+kernels::ChannelTables CTonwertFilter::Tables(const Window& window) const {
     const BlackWhite lumaPoints = Points(luma_);
     std::int64_t midtone = Active().med;
     if (Active().autoTone) {
@@ -82,21 +83,9 @@ HRESULT CTonwertFilter::TransformWindow(const Window& window) {
     const auto make = [&tone](BlackWhite points) {
         return kernels::Composed(kernels::LevelsTable(points.black, points.white), tone);
     };
-    kernels::ChannelTables tables;
-    if (Active().autoContrastRGB)
-        tables = {make(Points(blue_)), make(Points(green_)), make(Points(red_))};
-    else
-        tables.blue = tables.green = tables.red = make(lumaPoints);
-
-    const HRESULT result =
-        Deliver(window, [&](std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask,
-                            std::span<const std::uint8_t> cachePixels, std::span<const std::uint8_t> cacheMask) {
-            std::copy(cachePixels.begin(), cachePixels.end(), pixels.begin());
-            kernels::ChannelTablesRow(pixels, tables);
-            std::copy(cacheMask.begin(), cacheMask.end(), mask.begin());
-        });
-    if (result != S_OK) m_Dirty = true;
-    return result;
+    if (Active().autoContrastRGB) return {make(Points(blue_)), make(Points(green_)), make(Points(red_))};
+    const kernels::ByteTable common = make(lumaPoints);
+    return {common, common, common};
 }
 
 }  // namespace kestrel

@@ -64,6 +64,8 @@ private:
 
     /// Fetches the whole picture into the cache and counts it.
     HRESULT Measure(const Window& window);
+    /// What each byte becomes in a request for this window.
+    kernels::ChannelTables Tables(const Window& window) const;
     BlackWhite Points(Limits limits) const;
     /// The automatic midtone, -100..100, for a request of `pixels` pixels.
     std::int64_t EstimateMidtone(double pixels, BlackWhite points) const;

@@ -111,28 +111,28 @@ void CWhiteBlackGreyFilter::BuildMeasuredTables(const Window& window) {
 }
 
 HRESULT CWhiteBlackGreyFilter::TransformWindow(const Window& window) {
-    if (const HRESULT result = FetchUpstream(window); result != S_OK) return result;
-    const std::int32_t opacity = Active().opacity;
-    if (!Active().filterOn || opacity <= 0) {
-        SetClean();
-        return S_OK;
-    }
+    return InPlacePasses(window, [&] {
+        if (!Active().filterOn || Active().opacity <= 0) return S_OK;
+        return WalkRows(window, [tables = Tables(window)](std::span<std::uint8_t> pixels) {
+            kernels::ChannelTablesRow(pixels, tables);
+        });
+    });
+}
+
+kernels::ChannelTables CWhiteBlackGreyFilter::Tables(const Window& window) {
     if (Active().mode == kCommonContrast || Active().mode == kChannelContrast)
         BuildMeasuredTables(window);
     else
         BuildSimpleTables();
-
     kernels::ChannelTables tables{.blue = LevelBlue, .green = LevelGreen, .red = LevelRed};
+    const std::int32_t opacity = Active().opacity;
     if (opacity != 100)
         for (kernels::ByteTable* table : {&tables.blue, &tables.green, &tables.red})
             for (int i = 0; i < 256; ++i) {
                 std::uint8_t& entry = (*table)[static_cast<std::size_t>(i)];
                 entry = kernels::MixPercent(entry, i, opacity);
             }
-    if (!WalkRows(window, [&](std::span<std::uint8_t> pixels) { kernels::ChannelTablesRow(pixels, tables); }))
-        return kNotDone;
-    SetClean();
-    return S_OK;
+    return tables;
 }
 
 }  // namespace kestrel

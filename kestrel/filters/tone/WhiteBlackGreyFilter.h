@@ -53,6 +53,8 @@ private:
     /// A value for each channel: red, green, blue.
     using Triple = std::array<std::int32_t, 3>;
 
+    /// What each byte of a request becomes.
+    kernels::ChannelTables Tables(const Window& window);
     /// Tables for modes that do not look at the picture; the identity for an unknown mode.
     void BuildSimpleTables();
     /// Tables for modes 2 and 3 from black points, white points and the grey point.
