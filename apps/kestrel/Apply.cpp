@@ -312,6 +312,7 @@ void AddApply(const Command& program) {
         "Examples:\n"
         "  kestrel apply photo.jpg sepia.jpg -f Sepia:Sepia=080\n"
         "  kestrel apply in.png out.png -f Invert:Inversity=100 -f Blur:Blurness=030\n"
+        "  kestrel apply in.png out.png -f 'Text:fsz=60,pos=9,txt=Hello, world'\n"
         "  kestrel apply in.png out.png --chain look.txt --print-chain pending\n"
         "  curl ... | kestrel apply - - --format jpeg -f Sepia:Sepia=080 > out.jpg\n\n"
         "OUTPUT appears whole or not at all. INPUT that could be read in part only is\n"

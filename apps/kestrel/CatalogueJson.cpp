@@ -3,6 +3,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "apps/kestrel/FilterNotes.h"
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -40,5 +42,6 @@ std::string FilterAsJson(const kestrel::ClassRow& filter) {
     whole["clsid"] = kestrel::ToString(filter.description->clsid);
     whole["keys"] = keys;
     whole["defaultText"] = info.standard;
+    if (const auto notes = NotesOf(kestrel::WordOf(*filter.description)); !notes.empty()) whole["notes"] = notes;
     return Dumped(whole);
 }

@@ -2,11 +2,19 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
+#include <new>
+#include <optional>
+
 #include "apps/kestrel/Console.h"
 #include "apps/kestrel/Files.h"
+#include "apps/kestrel/TextArgument.h"
+#include "apps/kestrel/Values.h"
 #include "kestrel/host/Catalogue.h"
 
 namespace {
+
+constexpr const char* kTextFilter = "Text";
 
 /// Longest chain text that is read, in bytes.
 constexpr std::size_t kLongestChain = 64 << 20;
@@ -23,23 +31,44 @@ bool HoldsAKey(const std::string& text, const kestrel::ParameterInfo& info) {
     return info.keys.empty();
 }
 
-/// One `-f NAME[:TEXT]`.
-void AddFilter(kestrel::Rendering& rendering, const std::string& argument) {
+/// Rotate cuts hundredths of degrees so that -90 is no quarter turn; who writes it means one.
+void TellInexactTurn(const std::string& option, const std::string& word, const std::string& text) {
+    constexpr std::string_view kAngle = "Angle=-";
+    const std::size_t at = text.find(kAngle);
+    if (word != "Rotate" || at == text.npos) return;
+    const std::string_view written = std::string_view(text).substr(at + kAngle.size());
+    const auto degrees = ParseNumber(written.substr(0, written.find_first_not_of("0123456789.")));
+    if (!degrees || *degrees == 0 || std::fmod(*degrees, 90) != 0) return;
+    console::Note(fmt::format("{}: Angle=-{:g} turns by -{:.2f} degrees; write Angle={:g} for the exact turn", option,
+                              *degrees, *degrees - 0.01, 360 - std::fmod(*degrees, 360)));
+}
+
+/// One `-f NAME[:TEXT]`, with the words that `--text-of` gives it.
+void AddFilter(kestrel::Rendering& rendering, const std::string& argument, const std::optional<std::string>& words) {
     const std::size_t colon = argument.find(':');
     const std::string name = argument.substr(0, colon);
+    const std::string option = "-f " + name;
     const kestrel::ClassRow* const filter = kestrel::FindFilter(name);
     if (!filter) throw console::UsageError{"-f: " + UnknownFilter(name)};
-    const char* const text = colon == argument.npos ? nullptr : argument.c_str() + colon + 1;
-    if (text && std::string_view(text).find_first_of("\t\n") != std::string_view::npos)
-        throw console::UsageError{fmt::format(
-            "-f {}: a parameter text holds no TAB and no line feed; chain texts are separated by them", name)};
-    if (text && *text && !HoldsAKey(text, filter->parameters()))
-        console::Note(fmt::format("-f {}: \"{}\" names none of its keys; \"kestrel describe {}\" lists them", name,
-                                  text, kestrel::WordOf(*filter->description)));
+    const std::string word = kestrel::WordOf(*filter->description);
+    std::optional<std::string> text;
+    if (colon != argument.npos) text = argument.substr(colon + 1);
+    if (text && text->find_first_of("\t\n") != text->npos)
+        throw console::UsageError{
+            option + ": a parameter text holds no TAB and no line feed; chain texts are separated by them"};
+    if (word == kTextFilter && (text || words))
+        text = TextArgument(option, text.value_or(""), words);
+    else if (words)
+        throw console::UsageError{fmt::format("--text-of: \"{}\" is not a Text filter", argument)};
+    if (text && !text->empty() && !HoldsAKey(*text, filter->parameters()))
+        console::Note(
+            fmt::format("{}: \"{}\" names none of its keys; \"kestrel describe {}\" lists them", option, *text, word));
+    if (text) TellInexactTurn(option, word, *text);
     if (rendering.FilterCount() >= kestrel::Rendering::kMostFilters)
         throw console::Failure{
-            fmt::format("-f {}: a chain holds at most {} filters", name, kestrel::Rendering::kMostFilters)};
-    if (rendering.AddFilter(filter->description->progId, text) != kestrel::S_OK) throw std::bad_alloc();
+            fmt::format("{}: a chain holds at most {} filters", option, kestrel::Rendering::kMostFilters)};
+    if (rendering.AddFilter(filter->description->progId, text ? text->c_str() : nullptr) != kestrel::S_OK)
+        throw std::bad_alloc();
 }
 
 /// A chain text as people keep it in a file: what is not for the chain is gone.
@@ -81,6 +110,9 @@ void ChainOptions::AddTo(const Command& command) {
     command.Repeatable("-f,--filter", filters_, 1, "NAME[:TEXT]",
                        "Add a filter, placed by its cost: Sepia, Sepia.1 or\n"
                        "TMFilter.Sepia.1, with a parameter text after a colon;\nmay be given again");
+    command.Repeatable("--text-of", texts_, 2, "N WORDS",
+                       "The words that a Text filter writes, the Nth -f, counted\n"
+                       "from 1; UTF-8 as it stands, \\n is a line break");
     command.Option("--chain", chainFile_, "FILE",
                    "Read a chain from a file (-: standard input): a filter a\n"
                    "line, ProgID, TAB, parameter text; blank lines and lines\n"
@@ -100,5 +132,13 @@ void ChainOptions::ApplyFile(kestrel::Rendering& rendering) const {
 
 void ChainOptions::ApplyTo(kestrel::Rendering& rendering) const {
     if (!chainFile_.empty()) ApplyFile(rendering);
-    for (const std::string& filter : filters_) AddFilter(rendering, filter);
+    std::vector<std::optional<std::string>> words(filters_.size());
+    for (std::size_t i = 0; i + 1 < texts_.size(); i += 2) {
+        const auto number = ParseInteger(texts_[i]);
+        if (!number || *number < 1 || *number > static_cast<std::int64_t>(filters_.size()))
+            throw console::UsageError{
+                fmt::format("--text-of: \"{}\" is not the number of an -f; there are {}", texts_[i], filters_.size())};
+        words[static_cast<std::size_t>(*number - 1)] = texts_[i + 1];
+    }
+    for (std::size_t i = 0; i < filters_.size(); ++i) AddFilter(rendering, filters_[i], words[i]);
 }

@@ -8,7 +8,8 @@
 /// What to say about a name that no filter has.
 std::string UnknownFilter(const std::string& name);
 
-/// The options that say which filters run: `--chain`, then each `-f` in its order.
+/// The options that say which filters run: `--chain`, then each `-f` in its order, `--text-of` for their
+/// words.
 class ChainOptions {
 public:
     /// Adds the options to a command.
@@ -22,4 +23,5 @@ private:
 
     std::string chainFile_;
     std::vector<std::string> filters_;
+    std::vector<std::string> texts_;  ///< pairs: the number of an -f, the words for it
 };

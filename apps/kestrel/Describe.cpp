@@ -7,6 +7,7 @@
 #include "apps/kestrel/ChainOptions.h"
 #include "apps/kestrel/Commands.h"
 #include "apps/kestrel/Console.h"
+#include "apps/kestrel/FilterNotes.h"
 #include "kestrel/host/Catalogue.h"
 
 namespace {
@@ -25,11 +26,7 @@ std::string Range(const kestrel::KeyInfo& key) {
     return key.ranged ? fmt::format("{} to {}", key.least, key.greatest) : "any";
 }
 
-void Print(const kestrel::Description& about, const kestrel::ParameterInfo& info) {
-    std::string title = about.name;  // some titles break their line for a button
-    std::replace(title.begin(), title.end(), '\n', ' ');
-    Tell("{} - {}\n{}\n\n", kestrel::WordOf(about), title, about.summary);
-    Tell("ProgID        {}\nCost          {}\nDefault text  {}\n", about.progId, about.cost, info.standard);
+void PrintKeys(const kestrel::ParameterInfo& info) {
     if (info.keys.empty()) return;
     std::size_t width = 3;
     std::size_t range = 5;
@@ -40,6 +37,15 @@ void Print(const kestrel::Description& about, const kestrel::ParameterInfo& info
     Tell("\n{:<{}}  {:<7}  {:<{}}  {}\n", "Key", width, "Kind", "Range", range, "Default");
     for (const auto& key : info.keys)
         Tell("{:<{}}  {:<7}  {:<{}}  {}\n", key.key, width, key.kind, Range(key), range, key.standard);
+}
+
+void Print(const kestrel::Description& about, const kestrel::ParameterInfo& info) {
+    std::string title = about.name;  // some titles break their line for a button
+    std::replace(title.begin(), title.end(), '\n', ' ');
+    Tell("{} - {}\n{}\n\n", kestrel::WordOf(about), title, about.summary);
+    Tell("ProgID        {}\nCost          {}\nDefault text  {}\n", about.progId, about.cost, info.standard);
+    PrintKeys(info);
+    if (const auto notes = NotesOf(kestrel::WordOf(about)); !notes.empty()) Tell("\n{}", notes);
 }
 
 int Run(const Options& options) {

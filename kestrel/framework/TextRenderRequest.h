@@ -1,4 +1,5 @@
 #pragma once
+#include <cstddef>
 #include <cstdint>
 
 #include "kestrel/foundation/FontProperty.h"
@@ -10,6 +11,9 @@ namespace kestrel {
 inline constexpr const char* kTextFilterDispatcher = "TextFilterDispatcher";
 inline constexpr std::int32_t kRenderTextCode = 58672;   ///< a `TextRenderRequest`; also the event that asks for anew
 inline constexpr std::int32_t kDefaultTextCode = 58676;  ///< a `DefaultTextRequest`
+
+/// Bytes of the Text filter's text, its terminator included; what is longer is cut.
+inline constexpr std::size_t kTextFieldSize = 200;
 
 /// A text to be drawn, and the picture of it that the host answers. Lengths are pixels of the picture that is rendered.
 /// The filter's part stays the filter's; what the host fills in it gives back when `release` is called.

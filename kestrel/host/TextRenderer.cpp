@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "kestrel/foundation/CodePage.h"
+#include "kestrel/host/CharSets.h"
 #include "kestrel/kernels/Composite.h"
 
 namespace kestrel {
@@ -29,40 +30,6 @@ template <class T>
 using Owned = std::unique_ptr<T, Unref>;
 
 // Words ---------------------------------------------------------------------------------------------------------------
-
-/// The code page of a font's character set; null where Windows-1252 serves.
-const char* CodePageOf(std::uint8_t charSet) {
-    switch (charSet) {
-        case 128:
-            return "CP932";  // Japanese
-        case 129:
-            return "CP949";  // Korean
-        case 134:
-            return "CP936";  // simplified Chinese
-        case 136:
-            return "CP950";  // traditional Chinese
-        case 161:
-            return "CP1253";  // Greek
-        case 162:
-            return "CP1254";  // Turkish
-        case 163:
-            return "CP1258";  // Vietnamese
-        case 177:
-            return "CP1255";  // Hebrew
-        case 178:
-            return "CP1256";  // Arabic
-        case 186:
-            return "CP1257";  // Baltic
-        case 204:
-            return "CP1251";  // Cyrillic
-        case 222:
-            return "CP874";  // Thai
-        case 238:
-            return "CP1250";  // Central European
-        default:
-            return nullptr;
-    }
-}
 
 /// UTF-8 of a text in the code page of the character set. What the page does not know becomes a replacement character.
 std::string ToUtf8(std::string_view text, std::uint8_t charSet) {

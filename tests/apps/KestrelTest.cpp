@@ -398,6 +398,56 @@ TEST_F(KestrelTest, TellsAboutParameterTextsWithoutAnyKey) {
     EXPECT_EQ(Run("apply in.png out.png -f Sepia:Sepia=80").err, "");
 }
 
+TEST_F(KestrelTest, WordsOfPeopleBecomeTextsOfTheFilter) {
+    const struct {
+        const char* arguments;
+        const char* made;  ///< piece of the chain's text
+    } cases[] = {
+        {"-f 'Text:txt=Hello, world'",
+         "fchs=0, fsz=12, fcol=16777215, fb=1, fi=0, fu=0, shd=100, shr=0, shg=0, shb=0, "
+         "tr=0, txt=Hello\\2c world\n"},
+        {"-f 'Text:txt=a, b, fsz=30,pos=9'", "pos=9, dir=0, offset=10, fname=Arial, fpia=0, fchs=0, fsz=30,"},
+        {"-f 'Text:txt=a, b, fsz=30,pos=9'", "txt=a\\2c b\n"},
+        {"-f 'Text:txt=Gr\xC3\xBC\xC3\x9F"
+         "e \xC2\xA9'",
+         "txt=Gr\xFC\xDF"
+         "e \xA9\n"},
+        {"-f 'Text:txt=\xD0\x9C\xD0\xB8\xD1\x80'", "fchs=204,"},
+        {"-f 'Text:txt=\xD0\x9C\xD0\xB8\xD1\x80'", "txt=\xCC\xE8\xF0\n"},
+        {"-f 'Text:txt=\xC5\x81\xC3\xB3"
+         "d\xC5\xBA'",
+         "fchs=238,"},
+        {"-f 'Text:txt=\xE8\xA1\xA8'", "fchs=128,"},
+        {"-f 'Text:txt=\xE8\xA1\xA8'", "txt=\x95\\5c\n"},
+        {"-f 'Text:txt=\xE8\xA1\xA8n'", "fchs=134,"},  // in the Japanese set the filter would see a line break
+        {"-f 'Text:txt=a\\nb\\5c\\e9'", "txt=a\\0ab\\5c\xE9\n"},
+        {"-f \"$(printf 'Text:txt=Gr\\374n')\"", "txt=Gr\xFCn\n"},
+        {"-f 'Text:fcol=#FF8001'", "fcol=98559,"},
+        {"-f 'Text:fname=A, B'", "fname=A\\2c B,"},
+        {"-f Invert -f Text:fsz=30 --text-of 2 '-5, pos=3 \\5c'", "pos=8,"},
+        {"-f Invert -f Text:fsz=30 --text-of 2 '-5, pos=3 \\5c'", "txt=-5\\2c pos\\3d3 \\5c5c\n"},
+    };
+    for (const auto& row : cases) {
+        const Outcome run = Run(std::string("apply in.png out.png --print-chain active ") + row.arguments);
+        EXPECT_EQ(run.code, 0) << row.arguments << run.err;
+        EXPECT_NE(run.out.find(row.made), std::string::npos) << row.arguments << "\n" << run.out;
+    }
+    const std::string longest(199, 'x');
+    EXPECT_EQ(Run("apply in.png out.png -f Text:txt=" + longest).code, 0);
+    for (const std::string& refused :
+         {"-f Text:txt=" + longest + "x", std::string("-f Text:fchs=204,txt=\xC3\xBC"),
+          std::string("-f Text:txt=\xD0\x96\xD8\xB4"), std::string("-f Text:fchs=x,txt=a"),
+          std::string("-f Text:fcol=#12345"), std::string("-f Text:txt=a --text-of 1 b"),
+          std::string("-f Text --text-of 2 b"), std::string("-f Text --text-of 0 b"),
+          std::string("-f Invert --text-of 1 b"), "-f Text:fname=" + longest.substr(0, 64)}) {
+        const Outcome run = Run("apply in.png none.png " + refused);
+        EXPECT_EQ(run.code, 2) << refused;
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+    }
+    EXPECT_NE(Run("apply in.png out.png -f Rotate:Angle=-90").err.find("write Angle=270"), std::string::npos);
+    EXPECT_EQ(Run("apply in.png out.png -f Rotate:Angle=270").err, "");
+}
+
 TEST_F(KestrelTest, ListsAndDescribesFilters) {
     const Outcome list = Run("filters");
     EXPECT_EQ(list.code, 0);
@@ -411,6 +461,7 @@ TEST_F(KestrelTest, ListsAndDescribesFilters) {
         EXPECT_NE(told.out.find("Inversity=000"), std::string::npos);
         EXPECT_NE(told.out.find("0 to 100"), std::string::npos);
     }
+    EXPECT_NE(Run("describe Text").out.find("270 reading downward"), std::string::npos);
     EXPECT_NE(Run("describe Invert --json").out.find("\"key\": \"Inversity\""), std::string::npos);
 }
 

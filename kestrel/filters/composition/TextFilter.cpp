@@ -4,15 +4,13 @@
 #include <cstdlib>
 #include <memory>
 
-#include "kestrel/filters/composition/TextEscapes.h"
 #include "kestrel/foundation/Truncate.h"
 #include "kestrel/framework/HostServices.h"
+#include "kestrel/framework/TextEscapes.h"
 #include "kestrel/kernels/Composite.h"
 
 namespace kestrel {
 namespace {
-
-constexpr std::size_t kTextSize = 200;  ///< bytes of a text with its terminator
 
 /// What ends where a C string would, in at most `size` bytes with the terminator.
 std::string AsField(std::string text, std::size_t size) {
@@ -44,11 +42,11 @@ bool IsSound(const Dib* dib, int depth) {
 
 CTextFilter::CTextFilter() {
     const auto services = GetHostServices();
-    char text[kTextSize] = "";
+    char text[kTextFieldSize] = "";
     DefaultTextRequest request{text, static_cast<std::int32_t>(sizeof text)};
     if (!services || services->Dispatch(kTextFilterDispatcher, kDefaultTextCode, &request) != S_OK) return;
     text[sizeof text - 1] = '\0';
-    Pending().text = AsField(UnescapeText(text), kTextSize);
+    Pending().text = AsField(UnescapeText(text), kTextFieldSize);
 }
 
 ParameterInfo CTextFilter::Parameters() {
@@ -83,7 +81,7 @@ void CTextFilter::ReadText(std::string_view text) {
         *name = AsField(std::move(*name), std::string::npos);
         if (!name->empty() && name->size() < FontProperty::kNameSize) p.fontName = *name;
     }
-    if (auto words = ReadString(text, "txt=")) p.text = Expanded(AsField(std::move(*words), kTextSize));
+    if (auto words = ReadString(text, "txt=")) p.text = Expanded(AsField(std::move(*words), kTextFieldSize));
 }
 
 /// The text with the host's descriptors expanded and its line breaks made.
@@ -95,7 +93,7 @@ std::string CTextFilter::Expanded(std::string text) {
             if (const std::unique_ptr<char, decltype(&std::free)> words(services->TranslateText(text.c_str()),
                                                                         &std::free);
                 words)
-                text = AsField(words.get(), kTextSize);
+                text = AsField(words.get(), kTextFieldSize);
     }
     for (std::size_t at = 0; (at = text.find("\\n", at)) != std::string::npos; ++at) text.replace(at, 2, 1, '\n');
     return text;

@@ -55,8 +55,8 @@ ParameterInfo CRotateFilter::Parameters() {
     angle.key = "Angle";
     angle.kind = "number";
     angle.ranged = true;
-    angle.least = -180;
-    angle.greatest = 180;
+    angle.least = 0;
+    angle.greatest = 360;
     angle.standard = "0.000";
     angle.label = "IDS_DREH_ANGLE";
     info.keys.insert(info.keys.begin() + 1, angle);

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "kestrel/filters/composition/TextEscapes.h"
 #include "kestrel/framework/HostServices.h"
+#include "kestrel/framework/TextEscapes.h"
 #include "kestrel/framework/TextRenderRequest.h"
 #include "tests/support/Line.h"
 

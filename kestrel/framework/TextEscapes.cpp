@@ -1,4 +1,4 @@
-#include "kestrel/filters/composition/TextEscapes.h"
+#include "kestrel/framework/TextEscapes.h"
 
 namespace kestrel {
 namespace {
