@@ -1,0 +1,123 @@
+// The texts that ship: complete, in five languages, and fit for a dialog.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <set>
+#include <string>
+
+#include "kestrel/foundation/CodePage.h"
+#include "kestrel/framework/ClassTable.h"
+#include "kestrel/framework/ScriptStrings.h"
+
+namespace kestrel {
+namespace {
+
+std::string ReadFile(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+const std::filesystem::path kSources = KESTREL_SOURCES;
+
+struct ColorStrings : testing::Test {
+    const std::string file = ReadFile(kSources / "resources/Scripts/color.strings");
+    const ScriptStrings strings{file};
+};
+
+TEST_F(ColorStrings, EveryLineIsReadAndEveryKeyHasFiveLanguages) {
+    for (const ScriptFault& fault : strings.Faults()) ADD_FAILURE() << fault.line << ": " << fault.reason;
+    EXPECT_GE(strings.Keys().size(), 300u);
+    for (const std::string& key : strings.Keys())
+        for (std::size_t i = 0; i < kLanguageCount; ++i)
+            EXPECT_FALSE(strings.TextIn(key, static_cast<Language>(i)).value_or("").empty())
+                << key << " in " << LanguageName(static_cast<Language>(i));
+    for (std::size_t at = 0; (at = file.find('\n', at)) != std::string::npos; ++at)
+        ASSERT_TRUE(at > 0 && file[at - 1] == '\r') << "a line without carriage return";
+}
+
+TEST_F(ColorStrings, EveryKeyInTheSourcesIsThere) {
+    const std::regex key("\"((IDS|HLP|COMMON|CTX)_[A-Z0-9_]*[A-Z0-9])\"");
+    std::size_t found = 0;
+    for (const char* folder : {"kestrel", "apps"})
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(kSources / folder)) {
+            if (!entry.is_regular_file()) continue;
+            const std::string source = ReadFile(entry.path());
+            for (std::sregex_iterator match(source.begin(), source.end(), key), end; match != end; ++match, ++found)
+                EXPECT_TRUE(strings.Has((*match)[1].str())) << (*match)[1] << " in " << entry.path();
+        }
+    EXPECT_GE(found, 250u);
+}
+
+TEST_F(ColorStrings, EveryFilterHasANameAHeadAndAHelp) {
+    for (const ClassRow& row : ClassTable()) {
+        const Description& about = *row.description;
+        const std::string name = about.nameKey;
+        if (!row.IsFilter() || name.rfind("IDS_", 0) != 0) continue;  // the print filters go by a plain name
+        SCOPED_TRACE(name);
+        std::string english(strings.Text(name, Language::English).value_or(""));
+        for (std::size_t at; (at = english.find('\n')) != std::string::npos;) english[at] = ' ';
+        std::string title = about.name;
+        for (std::size_t at; (at = title.find('\n')) != std::string::npos;) title[at] = ' ';
+        EXPECT_EQ(english, title);
+        EXPECT_EQ(strings.Text(name.substr(0, name.size() - 4) + "HEADER", Language::English), english);
+        EXPECT_TRUE(!about.help[0] || strings.Has(about.help));
+    }
+}
+
+// Words that are the same in English and another language; anything else that is equal was not translated.
+TEST_F(ColorStrings, NothingIsLeftInEnglish) {
+    const std::set<std::string> shared = {
+        "OK",       "No",        "File",  "Filter",   "Image", "Error",      "Color",    "Sepia",       "Saturation",
+        "Bicolor",  "Gradation", "Cyan",  "Magenta",  "Gamma", "Monochrome", "Angle",    "Orientation", "Horizontal",
+        "Vertical", "Copies",    "Pixel", "Distance", "Text",  "Descriptor", "Position", "Direction",   "Normal"};
+    const std::set<std::string> common[kLanguageCount] = {
+        {"the", "and", "of", "is", "are", "that", "with", "each", "by", "or", "to"},
+        {"il", "di", "che", "è", "sono", "gli", "ogni", "nel", "della", "dell’immagine", "i", "e", "con", "più"},
+        {"le", "les", "des", "du", "est", "une", "et", "l’image", "dans", "avec", "pour", "chaque", "au"},
+        {"el", "los", "las", "y", "es", "una", "del", "imagen", "con", "cada", "se", "más"},
+        {"der", "die", "das", "und", "den", "dem", "des", "bei", "oder", "einen", "wird", "mit", "ein", "Bildes",
+         "Bild", "sich", "auf"}};
+    const std::regex word("[^ ,.;:()]+");
+    for (const std::string& key : strings.Keys()) {
+        const std::string_view english = *strings.TextIn(key, Language::English);
+        for (std::size_t i = 1; i < kLanguageCount; ++i) {
+            const std::string text = Utf8From1252(*strings.TextIn(key, static_cast<Language>(i)));
+            EXPECT_TRUE(text != english || shared.count(text)) << key << ": " << english;
+            if (key.rfind("HLP_", 0) != 0) continue;
+            std::size_t found[kLanguageCount] = {};
+            for (std::sregex_iterator match(text.begin(), text.end(), word), end; match != end; ++match)
+                for (std::size_t language = 0; language < kLanguageCount; ++language)
+                    found[language] += common[language].count(match->str());
+            for (std::size_t other = 0; other < kLanguageCount; ++other)
+                EXPECT_TRUE(other == i || found[i] > found[other])
+                    << key << " is not " << LanguageName(static_cast<Language>(i)) << ": " << text;
+        }
+    }
+}
+
+TEST_F(ColorStrings, LabelsFitADialogAndPlaceholdersStay) {
+    const std::set<std::string> messages = {"IDS_GRADCURVES_PRESET_SAVE_TEXT",   "IDS_GRADCURVES_DELETE_PRESET",
+                                            "IDS_GRADCURVES_SET_OVERWRITE_USER", "IDS_GRADCURVES_SET_OVERWRITE_FACTORY",
+                                            "IDS_GRADCURVES_DISALLOWEDCHARS",    "IDS_GRADCURVES_FILEERROR"};
+    constexpr std::size_t kLongestLabel = 40;
+    constexpr std::size_t kLongestText = 1023;  // the buffer that a dialog has for a text
+    for (const std::string& key : strings.Keys())
+        for (std::size_t i = 0; i < kLanguageCount; ++i) {
+            const auto language = static_cast<Language>(i);
+            const std::string_view text = *strings.TextIn(key, language);
+            const bool help = key.rfind("HLP_", 0) == 0;
+            const bool label = !help && !messages.count(key);
+            const bool given = key == "IDS_GRADCURVES_VIEW_YIQ" && language == Language::English;
+            EXPECT_LE(text.size(), label && !given ? kLongestLabel : kLongestText) << key << ": " << Utf8From1252(text);
+            EXPECT_TRUE(!help || text.back() == '.') << key;
+            EXPECT_EQ(text.find("%s") == std::string_view::npos,
+                      strings.TextIn(key, Language::English)->find("%s") == std::string_view::npos)
+                << key;
+        }
+}
+
+}  // namespace
+}  // namespace kestrel
