@@ -75,11 +75,18 @@ void QvString::AllocCopy(QvString& copy, int count, int first) const {
     copy = part;
 }
 
+void QvString::TakeBlock(QvString& fresh) {
+    const bool locked = IsLocked(GetData());
+    std::swap(text_, fresh.text_);
+    if (locked) Count(GetData()).store(QvStringData::kLocked, std::memory_order_release);
+}
+
 void QvString::AssignCopy(int length, const char* text) {
-    QvString old;  // keeps a replaced block alive while the text is taken out of it
     if (IsShared(GetData()) || length > GetAllocLength()) {
-        std::swap(text_, old.text_);
-        AllocBuffer(length);
+        QvString fresh;
+        fresh.AllocBuffer(length);
+        CopyCharacters(fresh.text_, text, length);
+        return TakeBlock(fresh);
     }
     CopyCharacters(text_, text, length);
     SetLength(length);
@@ -100,9 +107,9 @@ void QvString::ConcatInPlace(int length, const char* text) {
     const int before = GetLength();
     const int after = CheckedLength(std::int64_t{before} + length);
     if (IsShared(GetData()) || after > GetAllocLength()) {
-        QvString old;
-        std::swap(text_, old.text_);
-        return ConcatCopy(before, old.text_, length, text);
+        QvString sum;
+        sum.ConcatCopy(before, text_, length, text);
+        return TakeBlock(sum);
     }
     CopyCharacters(text_ + before, text, length);
     SetLength(after);
@@ -110,10 +117,10 @@ void QvString::ConcatInPlace(int length, const char* text) {
 
 void QvString::CopyBeforeWrite() {
     if (!IsShared(GetData())) return;
-    QvString old;
-    std::swap(text_, old.text_);
-    AllocBuffer(old.GetLength());
-    CopyCharacters(text_, old.text_, old.GetLength());
+    QvString copy;
+    copy.AllocBuffer(GetLength());
+    CopyCharacters(copy.text_, text_, GetLength());
+    TakeBlock(copy);
 }
 
 void QvString::SetLength(int length) {
@@ -376,12 +383,12 @@ int QvString::InsertView(int index, std::string_view text) {
     const int length = after - before;
     const bool inside = text.data() >= text_ && text.data() <= text_ + before;
     if (IsShared(GetData()) || after > GetAllocLength() || inside) {
-        QvString old;
-        std::swap(text_, old.text_);
-        AllocBuffer(after);
-        CopyCharacters(text_, old.text_, index);
-        CopyCharacters(text_ + index, text.data(), length);
-        CopyCharacters(text_ + index + length, old.text_ + index, before - index);
+        QvString fresh;
+        fresh.AllocBuffer(after);
+        CopyCharacters(fresh.text_, text_, index);
+        CopyCharacters(fresh.text_ + index, text.data(), length);
+        CopyCharacters(fresh.text_ + index + length, text_ + index, before - index);
+        TakeBlock(fresh);
     } else {
         CopyCharacters(text_ + index + length, text_ + index, before - index);
         CopyCharacters(text_ + index, text.data(), length);
@@ -441,11 +448,11 @@ int QvString::FindOneOf(const char* set) const {
 
 char* QvString::GetBuffer(int length) {
     if (IsShared(GetData()) || length > GetAllocLength()) {
-        QvString old;
-        std::swap(text_, old.text_);
-        AllocBuffer(std::max(length, old.GetLength()));
-        CopyCharacters(text_, old.text_, old.GetLength());
-        SetLength(old.GetLength());
+        QvString fresh;
+        fresh.AllocBuffer(std::max(length, GetLength()));
+        CopyCharacters(fresh.text_, text_, GetLength());
+        fresh.SetLength(GetLength());
+        TakeBlock(fresh);
     }
     return text_;
 }
@@ -466,10 +473,10 @@ void QvString::ReleaseBuffer(int length) {
 
 void QvString::FreeExtra() {
     if (GetLength() == GetAllocLength() || IsLocked(GetData())) return;
-    QvString old;
-    std::swap(text_, old.text_);
-    AllocBuffer(old.GetLength());
-    CopyCharacters(text_, old.text_, GetLength());
+    QvString exact;
+    exact.AllocBuffer(GetLength());
+    CopyCharacters(exact.text_, text_, GetLength());
+    TakeBlock(exact);
 }
 
 char* QvString::LockBuffer() {

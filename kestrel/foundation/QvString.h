@@ -133,7 +133,8 @@ public:
     void ReleaseBuffer(int length = -1);
     /// Gives unused room back. A locked block stays where it is.
     void FreeExtra();
-    /// The characters in a block that nobody shares until `UnlockBuffer`.
+    /// The characters in a block that nobody shares until `UnlockBuffer`. A change that needs more room moves the text
+    /// to another block, which is locked too; the pointer is then stale.
     char* LockBuffer();
     /// For a locked string: its block is an ordinary one again.
     void UnlockBuffer();
@@ -158,6 +159,9 @@ protected:
 
 private:
     std::string_view View() const { return {text_, static_cast<std::size_t>(GetLength())}; }
+    /// Exchanges the block for that of `fresh`, which nobody shares. A lock stays with the object: whoever locked it
+    /// counts on a text that is not shared until the unlock, wherever its characters lie.
+    void TakeBlock(QvString& fresh);
     void SetLength(int length);
     void AssignView(std::string_view text);
     int InsertView(int index, std::string_view text);

@@ -63,7 +63,9 @@ TEST(CodePageTest, BrokenUtf8GivesQuestionMarks) {
     EXPECT_EQ(Windows1252FromUtf8("\xE4x"), "?x");
     EXPECT_EQ(Windows1252FromUtf8("\xC3"), "?");
     EXPECT_EQ(Windows1252FromUtf8("\xC0\x80"), "??") << "the long form of NUL";
-    EXPECT_EQ(Windows1252FromUtf8("\xED\xA0\x80"), "???") << "half of a surrogate pair";
+    for (const char* half : {"\xED\xA0\x80", "\xED\xAF\xBF", "\xED\xB0\x80", "\xED\xBF\xBF"})
+        EXPECT_EQ(Windows1252FromUtf8(half), "???") << "the first and the last of the halves of surrogate pairs";
+    EXPECT_TRUE(IsUtf8("\xED\x9F\xBF\xEE\x80\x80")) << "their neighbours";
     EXPECT_EQ(Windows1252FromUtf8("\xF0\x9F\x98\x80"), "?") << "one character outside the code page";
     EXPECT_EQ(Windows1252FromUtf8(std::string("a\0b", 3)), std::string("a\0b", 3));
     EXPECT_TRUE(IsUtf8("\xEF\xBF\xBD\xF4\x8F\xBF\xBF"));

@@ -505,6 +505,7 @@ TEST(QvStringTest, RandomEditsAgreeWithStdString) {
     const auto pick = [&](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
     std::vector<Opened> shares(8);
     std::vector<std::string> wants(8);
+    std::vector<char> locked(8);
     for (int round = 0; round < 20000; ++round) {
         const auto i = static_cast<std::size_t>(pick(0, 7));
         const auto j = static_cast<std::size_t>(pick(0, 7));
@@ -513,7 +514,7 @@ TEST(QvStringTest, RandomEditsAgreeWithStdString) {
         const int length = static_cast<int>(want.size());
         const int at = pick(0, length);
         const char c = static_cast<char>(pick('a', 'd'));
-        switch (pick(0, 8)) {
+        switch (pick(0, 11)) {
             case 0:
                 text = shares[j], want = wants[j];
                 break;
@@ -536,17 +537,42 @@ TEST(QvStringTest, RandomEditsAgreeWithStdString) {
                 text.MakeReverse(), std::reverse(want.begin(), want.end());
                 break;
             case 7:
-                text.LockBuffer();
+                text.LockBuffer(), locked[i] = true;
+                break;
+            case 8:
+                if (locked[i]) text.UnlockBuffer(), locked[i] = false;
+                break;
+            case 9:  // a piece of its own, often with room to spare
+                text.GetBuffer(pick(0, 2 * length));
+                if (length < 500) {
+                    const auto piece = static_cast<std::size_t>(pick(0, length));
+                    text.Insert(at, text.Text() + piece);
+                    want.insert(static_cast<std::size_t>(at), std::string(want, piece));
+                }
+                break;
+            case 10:
+                text.FreeExtra();
                 break;
             default:
-                if (text.Count() == QvStringData::kLocked) text.UnlockBuffer();
                 text.GetBuffer(pick(0, 40));
                 text.ReleaseBuffer();
                 break;
         }
+        ASSERT_EQ(text.Count() == QvStringData::kLocked, locked[i] != 0) << "round " << round;
         ASSERT_EQ(Bytes(text), want) << "round " << round;
         ASSERT_EQ(static_cast<const char*>(text)[want.size()], '\0');
     }
+}
+
+TEST(QvStringTest, LockedTextThatMovesIsNotShared) {
+    Opened text("short");
+    text.LockBuffer();
+    text += " and then longer";
+    const Opened copy(text);
+    text.UnlockBuffer();
+    text = "other";
+    EXPECT_STREQ(copy, "short and then longer");
+    EXPECT_EQ(copy.Count(), 1);
 }
 
 TEST(QvStringTest, CountsAcrossThreads) {
