@@ -7,9 +7,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <thread>
 #include <utility>
-
-#include "kestrel/settings/WholeFile.h"
 
 namespace kestrel {
 namespace {
@@ -38,17 +37,46 @@ void LogFile::Close() {
     if (descriptor_ >= 0) close(std::exchange(descriptor_, -1));
 }
 
+void LogFile::LimitWaiting(std::chrono::milliseconds total) {
+    waitLeft_ = total.count() < 0 ? kUnlimited : std::chrono::microseconds(total).count();
+}
+
+std::chrono::microseconds LogFile::MaxWait() const {
+    const std::int64_t left = waitLeft_.load();
+    return left == kUnlimited ? kLockWait
+                              : std::min<std::chrono::microseconds>(std::chrono::microseconds(left), kLockWait);
+}
+
+/// Takes both locks or none.
+LogFile::Attempt LogFile::TryLock(std::chrono::steady_clock::time_point end) {
+    std::unique_lock threads(threads_, end);
+    if (!threads.owns_lock()) return Attempt::kBusy;
+    if (stale_ && IsOpen()) Open(std::filesystem::path(path_));
+    if (!IsOpen()) return Attempt::kClosed;
+    if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0)
+        return errno == EWOULDBLOCK || errno == EINTR ? Attempt::kBusy : Attempt::kClosed;
+    threads.release();
+    EndFragment();
+    return Attempt::kHeld;
+}
+
 LogFile::Turn::Turn(LogFile& file) : file_(file) {
     using Clock = std::chrono::steady_clock;
-    const auto end = Clock::now() + std::chrono::milliseconds(kLockWait);
-    if (!file.threads_.try_lock_until(end)) return;
-    if (file.stale_ && file.IsOpen()) file.Open(std::filesystem::path(file.path_));
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
-    held_ = file.IsOpen() && LockDescriptor(file.descriptor_, static_cast<int>(left.count()));
-    if (held_)
-        file.DropFragment();
-    else
-        file.threads_.unlock();
+    using std::chrono::microseconds;
+    const auto begin = Clock::now();
+    const auto end = begin + file.MaxWait();
+    Attempt attempt = file.TryLock(end);
+    held_ = attempt == Attempt::kHeld;
+    if (attempt != Attempt::kBusy) return;
+    for (auto pause = microseconds(20); attempt == Attempt::kBusy && Clock::now() < end;) {
+        std::this_thread::sleep_for(pause);
+        pause = std::min(pause * 2, microseconds(2000));
+        attempt = file.TryLock(end);
+    }
+    held_ = attempt == Attempt::kHeld;
+    const auto waited = std::chrono::duration_cast<microseconds>(Clock::now() - begin).count();
+    for (std::int64_t left = file.waitLeft_.load(); left != kUnlimited;)
+        if (file.waitLeft_.compare_exchange_weak(left, std::max<std::int64_t>(left - waited, 0))) break;
 }
 
 LogFile::Turn::~Turn() {
@@ -75,22 +103,18 @@ bool LogFile::Turn::Append(std::string_view bytes) const {
 
 void LogFile::Turn::Flush() const { fdatasync(file_.descriptor_); }
 
-/// A writer that was killed within its line left a piece without a line end, and the next line must not be glued to it.
-void LogFile::DropFragment() const {
+/// Whatever lies behind the last line feed, a killed writer's piece or a stranger's text, ends before the next line. An
+/// error without a text is the exception: what follows it has always been glued to it.
+void LogFile::EndFragment() const {
     const off_t size = lseek(descriptor_, 0, SEEK_END);
-    char last = '\n';
-    if (size <= 0 || pread(descriptor_, &last, 1, size - 1) != 1 || last == '\n') return;
-
-    constexpr off_t kLookBack = 1 << 16;  // far more than one turn of the log writes as one line
-    const off_t begin = std::max<off_t>(size - kLookBack, 0);
-    std::string tail(static_cast<std::size_t>(size - begin), '\0');
-    if (pread(descriptor_, tail.data(), tail.size(), begin) != size - begin) return;
-    const auto feed = tail.rfind('\n');
-    if (tail.substr(feed + 1) == kNoErrorText) return;
-    if (feed != std::string::npos || begin == 0)
-        (void)!ftruncate(descriptor_, begin + static_cast<off_t>(feed + 1));
-    else
-        (void)!write(descriptor_, "\r\n", 2);  // something else was copied in
+    std::string tail(kNoErrorText.size() + 1, '\n');  // the file begins as if after a line feed
+    const auto length = std::min<off_t>(size, static_cast<off_t>(tail.size()));
+    if (length <= 0) return;
+    if (pread(descriptor_, tail.data() + tail.size() - length, static_cast<std::size_t>(length), size - length) !=
+        length)
+        return;
+    const bool errorWithoutText = tail.front() == '\n' && tail.ends_with(kNoErrorText);
+    if (tail.back() != '\n' && !errorWithoutText) (void)!write(descriptor_, "\r\n", 2);
 }
 
 }  // namespace kestrel

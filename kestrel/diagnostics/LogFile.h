@@ -1,5 +1,7 @@
 #pragma once
+#include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <mutex>
 #include <string>
@@ -15,7 +17,7 @@ inline constexpr std::string_view kNoErrorText = "\t\t Error: ";
 class LogFile {
 public:
     /// How long a writer waits for the others before it gives its text up.
-    static constexpr int kLockWait = 10000;  // milliseconds
+    static constexpr std::chrono::milliseconds kLockWait{10000};
 
     LogFile() = default;
     LogFile(const LogFile&) = delete;
@@ -27,10 +29,17 @@ public:
     void Close();
     bool IsOpen() const { return descriptor_ >= 0; }
     const std::filesystem::path& Path() const { return path_; }
+    /// Bounds the waiting of all turns together; once it is used up, a turn is tried once and never waited for.
+    /// Negative: no such bound.
+    void LimitWaiting(std::chrono::milliseconds total);
+    /// How long the next turn may wait.
+    std::chrono::microseconds MaxWait() const;
+
     /// After a fork: the child must not share the parent's lock. The file is opened afresh at the next turn.
     void ReopenAtNextTurn() { stale_ = true; }
 
-    /// The right to write; another thread or process has it when `Held` is false after the wait.
+    /// The right to write; another thread or process has it when `Held` is false after the wait. Waiting for another
+    /// process does not hold the mutex of this one's threads.
     class Turn {
     public:
         explicit Turn(LogFile& file);
@@ -52,11 +61,16 @@ public:
     std::timed_mutex& ThreadMutex() { return threads_; }
 
 private:
-    void DropFragment() const;
+    enum class Attempt { kHeld, kBusy, kClosed };
+    Attempt TryLock(std::chrono::steady_clock::time_point end);
+    void EndFragment() const;
+
+    static constexpr std::int64_t kUnlimited = -1;
 
     std::filesystem::path path_;
     int descriptor_ = -1;
     bool stale_ = false;
+    std::atomic<std::int64_t> waitLeft_{kUnlimited};  ///< microseconds
     std::timed_mutex threads_;
 };
 

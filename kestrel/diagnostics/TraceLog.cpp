@@ -4,6 +4,7 @@
 #include <strings.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -57,6 +58,7 @@ struct Log {
     std::atomic<int> threshold{kThreshold};
     std::atomic<int> module{kNoModule};
     std::atomic<bool> stopped{false};
+    std::atomic<bool> ending{false};  ///< somebody writes the closing line
     std::atomic<bool> journal{false};
     std::atomic<int> lastError{-1};
     std::atomic<bool> ringOn{false};
@@ -267,11 +269,12 @@ void HandToJournal(Log& log, int level, const char* text, bool stamped) {
 }
 
 void StopJournal(Log& log) {
+    const auto end = std::min<std::chrono::microseconds>(kJournalEnd, log.file.MaxWait());
     Journal& journal = *log.journalLines.load();
     std::unique_lock guard(journal.mutex);
     journal.stops = true;
     journal.event.notify_all();
-    journal.event.wait_for(guard, kJournalEnd, [&] { return !journal.runs; });
+    journal.event.wait_for(guard, end, [&] { return !journal.runs; });
 }
 
 // Begin and end
@@ -321,27 +324,34 @@ bool Open(Log& log, const TraceLogStart& start) {
     return false;
 }
 
-void StartOnce(const TraceLogStart& start, bool warn) {
-    Log& log = TheLog();
+/// True when this call began the log.
+bool BeginOnce(Log& log, const TraceLogStart& start) {
     const std::lock_guard guard(log.starting);
-    if (log.module.load() != kNoModule || log.stopped.load()) return;
+    if (log.module.load() != kNoModule || log.stopped.load()) return false;
     log.threshold = kThreshold;
     log.journal = start.journal;
+    log.file.LimitWaiting(std::chrono::milliseconds(start.waitInAll));
     {
         const std::lock_guard turn(log.file.ThreadMutex());
         log.stopped = true;  // until the file is open, and whatever happens on the way
         log.stopped = !Open(log, start);
     }
     log.module = start.module == kNoModule ? 0 : start.module;
-    if (log.stopped.load()) return;
+    if (log.stopped.load()) return false;
     static const bool registered = [] {
         pthread_atfork(BeforeFork, AfterForkInParent, AfterForkInChild);
         std::atexit([] { TraceLog::StopLogging(false); });
         return true;
     }();
     (void)registered;
+    return true;
+}
+
+/// The lines are written after the lock of the start is given back: a fork must not wait for another process's log.
+void StartOnce(const TraceLogStart& start, bool warn) {
+    if (!BeginOnce(TheLog(), start)) return;
     if (start.banner) {
-        WriteLine(0, ("Starting Program/DLL \"" + log.banner + "\"").c_str(), true);
+        WriteLine(0, ("Starting Program/DLL \"" + TheLog().banner + "\"").c_str(), true);
         WriteLine(0, start.bannerText, true);
     }
     if (warn) WriteLine(0, "warning calling TraceLog without initializing", true);
@@ -403,15 +413,23 @@ bool TraceLog::AppendFileToLog(const char* path) {
     bool done = false;
     if (!path || !IsOn(log)) return false;
     Quietly(__LINE__, [&] {
+        std::error_code error;
+        if (!std::filesystem::is_regular_file(path, error)) return;  // a pipe must not stop us
         std::ifstream source(path, std::ios::binary);
-        if (!source || !std::filesystem::is_regular_file(path)) return;
+        if (!source) return;
         const LogFile::Turn turn(log.file);
         if (!turn.Held()) return;
+        std::uintmax_t left = std::filesystem::file_size(path);  // the log itself grows while it is copied
         bool written = AppendLine(turn, kHyphens) && AppendLine(turn, std::string("Appending File ") + path) &&
                        AppendLine(turn, kHyphens) && AppendLine(turn, kHyphens);
         char chunk[kCopyChunk];
-        while (written && (source.read(chunk, sizeof chunk), source.gcount() > 0))
-            written = turn.Append({chunk, static_cast<std::size_t>(source.gcount())});
+        while (written && left > 0) {
+            source.read(chunk, static_cast<std::streamsize>(std::min<std::uintmax_t>(left, sizeof chunk)));
+            const auto count = static_cast<std::size_t>(source.gcount());
+            if (count == 0) break;  // it became shorter meanwhile
+            written = turn.Append({chunk, count});
+            left -= count;
+        }
         done = written && AppendLine(turn, kHyphens) && AppendLine(turn, kHyphens);
         if (!done) Fail("ERROR on writing to LogFile");
     });
@@ -442,14 +460,14 @@ void TraceLog::StopLogging(bool deleteFile) {
     const KeepErrno kept;
     Log& log = TheLog();
     Quietly(__LINE__, [&] {
-        const std::lock_guard guard(log.starting);
-        if (log.stopped.load()) return;
-        if (!IsOn(log)) {
-            log.stopped = true;
-            return;
+        {
+            const std::lock_guard guard(log.starting);
+            if (!IsOn(log)) log.stopped = true;
+            if (log.stopped.load() || log.ending.exchange(true)) return;
         }
         WriteLine(0, ("Program/DLL \"" + log.banner + "\" terminated correctly\r\n\r\n").c_str(), true);
         if (log.journal.load()) StopJournal(log);
+        const std::lock_guard guard(log.starting);
         log.stopped = true;
         const std::lock_guard file(log.file.ThreadMutex());
         log.file.Close();

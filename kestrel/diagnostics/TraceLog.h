@@ -15,6 +15,10 @@ struct TraceLogStart {
     bool journal = false;      ///< a thread writes, callers only hand their lines over
     const char* folder = "";   ///< empty: the folder that the settings name, else the user's state folder
     const char* program = "";  ///< the program's file name; empty: that of the running program
+    /// Milliseconds that all lines of the process together may wait while other processes hold the log; afterwards a
+    /// line that meets a held log is dropped at once. -1: each line may wait 10 seconds. A short-lived program sets it,
+    /// so that a log that hangs delays it by no more than this.
+    int waitInAll = -1;
 };
 
 /// Writes one text file for each program and day, shared by all its processes: "<first four letters>(<date>).log".
@@ -25,8 +29,9 @@ struct TraceLogStart {
 /// system's text for the code follows it.
 ///
 /// All operations may be called from any thread; nothing throws, and `errno` stays. A line that cannot be written
-/// within 10 seconds, because another process holds the log, is dropped; the lock of a process that dies falls. After a
-/// fork the child goes on with the same log.
+/// within 10 seconds (`TraceLogStart::waitInAll` bounds it further), because another process holds the log, is dropped;
+/// the lock of a process that dies falls. In journal mode only the thread of the log waits, and the program's end waits
+/// for it at most 3 seconds. After a fork the child goes on with the same log.
 class KESTREL_API TraceLog {
 public:
     explicit TraceLog(int level) : level_(level) {}
@@ -38,7 +43,8 @@ public:
     /// Stamped lines begin with time, error code, process and thread.
     void Write(int level, const char* text, bool stamped);
     void Write(const char* text, bool stamped) { Write(-1, text, stamped); }
-    /// Copies a text file into the log between lines of hyphens; false when it cannot be read or there is no log.
+    /// Copies a text file, as long as it is now, into the log between lines of hyphens; false when it cannot be read or
+    /// there is no log. The file may be the log itself.
     bool AppendFileToLog(const char* path);
     /// Writes the remembered lines into the log; they stay remembered.
     void DumpStack();
@@ -50,7 +56,9 @@ public:
     /// Begins the log; the first line of a process does so with defaults when nobody has. Without effect once begun or
     /// stopped. Logs of more than a month ago are deleted from the folder.
     static void Start(const TraceLogStart& start);
-    /// The end: the closing line, or the file itself removed. Nothing is logged by this process afterwards.
+    /// The end: the closing line, or the file itself removed. Nothing is logged by this process afterwards. Called
+    /// before the first line, it keeps the process from logging at all: no file is made or touched. Programs do so for
+    /// commands that only tell something.
     static void StopLogging(bool deleteFile);
     static void SetLogLevel(int threshold);
     /// The last line written, without its line end; in a static buffer that the next line overwrites.

@@ -7,7 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "kestrel/diagnostics/LogSeam.h"
+#include "kestrel/diagnostics/LogSink.h"
 #include "kestrel/framework/IFilterParameters.h"
 
 namespace kestrel {

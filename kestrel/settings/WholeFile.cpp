@@ -31,6 +31,21 @@ private:
     int descriptor_;
 };
 
+/// Takes an exclusive `flock`, waiting at most so long. Among objects of one process it excludes as well, since each
+/// has a descriptor of its own.
+bool LockDescriptor(int descriptor, int milliseconds) {
+    using Clock = std::chrono::steady_clock;
+    const auto end = Clock::now() + std::chrono::milliseconds(milliseconds);
+    auto pause = std::chrono::microseconds(20);
+    while (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR) return false;
+        if (Clock::now() >= end) return false;
+        std::this_thread::sleep_for(pause);
+        pause = std::min(pause * 2, std::chrono::microseconds(2000));
+    }
+    return true;
+}
+
 }  // namespace
 
 std::optional<std::string> ReadWholeFile(const std::filesystem::path& file) {
@@ -52,19 +67,6 @@ std::optional<std::string> ReadWholeFile(const std::filesystem::path& file) {
     }
     bytes.resize(done);
     return bytes;
-}
-
-bool LockDescriptor(int descriptor, int milliseconds) {
-    using Clock = std::chrono::steady_clock;
-    const auto end = Clock::now() + std::chrono::milliseconds(milliseconds);
-    auto pause = std::chrono::microseconds(20);
-    while (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-        if (errno != EWOULDBLOCK && errno != EINTR) return false;
-        if (Clock::now() >= end) return false;
-        std::this_thread::sleep_for(pause);
-        pause = std::min(pause * 2, std::chrono::microseconds(2000));
-    }
-    return true;
 }
 
 FileLock::FileLock(const std::filesystem::path& file, int milliseconds)

@@ -27,8 +27,4 @@ private:
     int descriptor_ = -1;
 };
 
-/// Takes an exclusive `flock` on an open file, waiting at most `milliseconds`. Among objects of one process it excludes
-/// as well, since each has a descriptor of its own.
-[[nodiscard]] KESTREL_API bool LockDescriptor(int descriptor, int milliseconds);
-
 }  // namespace kestrel

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <random>
 
-#include "kestrel/diagnostics/LogSeam.h"
+#include "kestrel/diagnostics/LogSink.h"
 #include "kestrel/framework/PdibFilterCreator.h"
 #include "tests/support/Line.h"
 #include "tests/support/Probe.h"
@@ -584,7 +584,7 @@ std::vector<Line> logged;
 TEST_F(ChainTest, LogsAnExceptionResumesTheSinkAndRaisesItAgain) {
     const std::string unhandled = "FilterChain: Unhandled exception in PdibFilterChain(";
     const std::string occurred = "Exception occoured in PdibFilterChain (";
-    SetLogReceiver([](int level, const char* name, int line, const std::string& text) {
+    SetLogSink([](int level, const char* name, int line, const std::string& text) {
         logged.push_back({level, name, line, text});
     });
     Connect();
@@ -630,7 +630,7 @@ TEST_F(ChainTest, LogsAnExceptionResumesTheSinkAndRaisesItAgain) {
 
     // A log that fails is told of its own failure and keeps nobody from the exception.
     logged.clear();
-    SetLogReceiver([](int level, const char* name, int line, const std::string& text) {
+    SetLogSink([](int level, const char* name, int line, const std::string& text) {
         logged.push_back({level, name, line, text});
         throw std::runtime_error("disk full");
     });
@@ -639,7 +639,7 @@ TEST_F(ChainTest, LogsAnExceptionResumesTheSinkAndRaisesItAgain) {
     ASSERT_EQ(logged.size(), 2u);
     EXPECT_EQ(logged[1].level, 0);
     EXPECT_EQ(logged[1].text, "Exception in logging " + std::to_string(logged[1].line) + ",PdibFilterChain");
-    SetLogReceiver(nullptr);
+    SetLogSink(nullptr);
     last->throwsOnLink = false;
 }
 

@@ -1,6 +1,6 @@
 #include "kestrel/filters/composition/ImgBgFilter.h"
 
-#include "kestrel/diagnostics/LogSeam.h"
+#include "kestrel/diagnostics/LogSink.h"
 #include "kestrel/filters/composition/Board.h"
 #include "kestrel/kernels/Composite.h"
 

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "kestrel/diagnostics/LogSeam.h"
+#include "kestrel/diagnostics/LogSink.h"
 #include "kestrel/filters/composition/RoundCorners.h"
 #include "kestrel/kernels/ByteTable.h"
 #include "kestrel/kernels/Composite.h"

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "kestrel/diagnostics/LogSeam.h"
+#include "kestrel/diagnostics/LogSink.h"
 #include "kestrel/kernels/Shear.h"
 
 namespace kestrel {

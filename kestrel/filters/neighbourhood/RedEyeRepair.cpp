@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <limits>
 
-#include "kestrel/diagnostics/LogSeam.h"
+#include "kestrel/diagnostics/LogSink.h"
 #include "kestrel/foundation/Truncate.h"
 
 namespace kestrel {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "kestrel/diagnostics/LogSeam.h"
+#include "kestrel/diagnostics/LogSink.h"
 #include "tests/support/Line.h"
 
 namespace kestrel {
@@ -62,11 +62,11 @@ TEST(ImgBg, OneComputationServesAllWindows) {
 TEST(ImgBg, ABoardWithoutSizeIsClippedInTheLog) {
     static std::vector<std::string> lines;
     lines.clear();
-    SetLogReceiver([](int, const char*, int, const std::string& text) { lines.push_back(text); });
+    SetLogSink([](int, const char*, int, const std::string& text) { lines.push_back(text); });
     Line line(Picture(4, 4, Pixel{}));
     line.Add(kImgBg);
     line.Update();
-    SetLogReceiver(nullptr);
+    SetLogSink(nullptr);
     EXPECT_EQ(lines, (std::vector<std::string>{"m_nTotalHori clipped to min\n", "m_nTotalVerti clipped to min\n",
                                                "CImgBgFilter---PARMS CLIPPED\n"}));
 }

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "kestrel/diagnostics/LogSeam.h"
+#include "kestrel/diagnostics/LogSink.h"
 #include "kestrel/filters/composition/RoundCorners.h"
 #include "kestrel/kernels/ArcCoverage.h"
 #include "tests/support/Line.h"
@@ -102,12 +102,12 @@ TEST(Passpartout, LengthsFollowTheRenderScale) {
 TEST(Passpartout, LengthsInUseAreHeldAndTheLogTellsIt) {
     static std::vector<std::string> lines;
     lines.clear();
-    SetLogReceiver([](int, const char*, int, const std::string& text) { lines.push_back(text); });
+    SetLogSink([](int, const char*, int, const std::string& text) { lines.push_back(text); });
     Line line(Picture(100, 100, Pixel{}));
     line.Add(kPasspartout, "Borderhori=2000000000,Borderverti=-51,TotalHori=2000000000");
     EXPECT_EQ(line.Geometry().Width, 2100);
     EXPECT_EQ(line.Geometry().Height, 100);
-    SetLogReceiver(nullptr);
+    SetLogSink(nullptr);
     EXPECT_EQ(lines, (std::vector<std::string>{"m_nBorderHori clipped to max\n", "m_nBorderVerti clipped to min\n",
                                                "CPasspartoutFilter---PARMS CLIPPED\n"}));
     EXPECT_FALSE(line.Filter(0).HasChanged());

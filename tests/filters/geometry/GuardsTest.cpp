@@ -20,9 +20,9 @@ struct Guards : testing::Test {
     Guards() {
         lines.clear();
         failures = 0;
-        SetLogReceiver(&Keep);
+        SetLogSink(&Keep);
     }
-    ~Guards() override { SetLogReceiver(nullptr); }
+    ~Guards() override { SetLogSink(nullptr); }
 };
 
 bool Throw() { throw std::runtime_error("broken"); }

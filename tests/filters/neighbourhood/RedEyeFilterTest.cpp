@@ -10,7 +10,7 @@
 #include <cstring>
 #include <random>
 
-#include "kestrel/diagnostics/LogSeam.h"
+#include "kestrel/diagnostics/LogSink.h"
 #include "tests/support/Eyes.h"
 #include "tests/support/Line.h"
 
@@ -32,9 +32,9 @@ class LogLines {
 public:
     LogLines() {
         lines.clear();
-        SetLogReceiver([](int, const char*, int, const std::string& text) { lines.push_back(text); });
+        SetLogSink([](int, const char*, int, const std::string& text) { lines.push_back(text); });
     }
-    ~LogLines() { SetLogReceiver(nullptr); }
+    ~LogLines() { SetLogSink(nullptr); }
 
     /// The lines of the last run that begin with a text.
     static std::vector<std::string> Beginning(const std::string& start) {
@@ -449,9 +449,9 @@ TEST(RedEyeFilter, AnAbortLeavesTheWorkToTheNextRequest) {
     line.Update();
     static IFilterPixels* last = nullptr;
     last = &line.Last();
-    SetLogReceiver([](int, const char*, int, const std::string&) { last->SetAbort(true); });
+    SetLogSink([](int, const char*, int, const std::string&) { last->SetAbort(true); });
     EXPECT_NE(line.Request(out, 0, 0, 0, 0, 60, 40), S_OK);
-    SetLogReceiver(nullptr);
+    SetLogSink(nullptr);
     line.Abort(false);
     EXPECT_EQ(out.Difference(Picture(60, 40)), "");
     EXPECT_EQ(line.Request(out, 0, 0, 0, 0, 60, 40), S_OK);

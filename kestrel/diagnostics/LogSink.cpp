@@ -1,6 +1,7 @@
-#include "kestrel/diagnostics/LogSeam.h"
+#include "kestrel/diagnostics/LogSink.h"
 
 #include <atomic>
+#include <cerrno>
 
 #include "kestrel/diagnostics/TraceLog.h"
 
@@ -11,18 +12,21 @@ constexpr int kOwnLevel = 4;  // written at the usual threshold, not forced to t
 
 /// The texts name their place themselves.
 void ToTraceLog(int level, const char*, int, const std::string& text) {
+    const int before = errno;
     TraceLog::Start({});
+    errno = 0;  // what a call of long ago left there has nothing to do with this line
     TraceLog(kOwnLevel).Write(level, text.c_str(), true);
+    errno = before;
 }
 
-std::atomic<LogReceiver> currentReceiver{&ToTraceLog};
+std::atomic<LogSink> currentSink{&ToTraceLog};
 
 }  // namespace
 
-void SetLogReceiver(LogReceiver receiver) { currentReceiver.store(receiver); }
+void SetLogSink(LogSink sink) { currentSink.store(sink); }
 
 void LogLine(int level, const char* source, int line, const std::string& text) {
-    if (const LogReceiver receiver = currentReceiver.load()) receiver(level, source, line, text);
+    if (const LogSink sink = currentSink.load()) sink(level, source, line, text);
 }
 
 }  // namespace kestrel
