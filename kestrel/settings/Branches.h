@@ -7,8 +7,14 @@
 
 namespace kestrel {
 
-/// The store of all users.
+/// The store of all users, written by those whom the system lets write there: registered classes, and what programs set
+/// for everybody.
 std::filesystem::path MachineStore();
+/// The store that every user may write, whoever made it. It has a folder of its own, since whoever may write the
+/// journal beside a store may remove the store. What the store of all users holds counts before it.
+std::filesystem::path SharedStore();
+/// Makes the folder of the shared store where that is allowed: whoever writes for all users opens it to everybody.
+void PrepareSharedStore();
 /// The store of the current user.
 std::filesystem::path UserStore();
 

@@ -35,6 +35,12 @@ struct Line {
     bool blank = false;
 };
 
+/// Where the first line begins: editors put a mark in front of UTF-8.
+std::size_t FirstLine(std::string_view text) {
+    constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
+    return text.starts_with(kUtf8Mark) ? kUtf8Mark.size() : 0;
+}
+
 /// The line at `begin`.
 Line ReadLine(std::string_view text, std::size_t begin) {
     Line line;
@@ -63,7 +69,7 @@ Line ReadLine(std::string_view text, std::size_t begin) {
 template <class Visit>
 bool WalkSection(std::string_view text, std::string_view section, Visit visit) {
     bool inside = false;
-    for (std::size_t at = 0; at < text.size();) {
+    for (std::size_t at = FirstLine(text); at < text.size();) {
         const Line line = ReadLine(text, at);
         at = line.end;
         if (line.kind == Kind::kSection) {
@@ -113,9 +119,9 @@ void IniText::Set(std::string_view section, std::string_view key, std::string_vi
 }
 
 void IniText::DeleteSection(std::string_view section) {
-    std::string kept;
+    std::string kept = bytes_.substr(0, FirstLine(bytes_));
     bool inside = false;
-    for (std::size_t at = 0; at < bytes_.size();) {
+    for (std::size_t at = FirstLine(bytes_); at < bytes_.size();) {
         const Line line = ReadLine(bytes_, at);
         at = line.end;
         if (line.kind == Kind::kSection) inside = SameName(line.name, section);
@@ -126,7 +132,7 @@ void IniText::DeleteSection(std::string_view section) {
 
 std::vector<std::string> IniText::Sections() const {
     std::vector<std::string> names;
-    for (std::size_t at = 0; at < bytes_.size();) {
+    for (std::size_t at = FirstLine(bytes_); at < bytes_.size();) {
         const Line line = ReadLine(bytes_, at);
         at = line.end;
         if (line.kind == Kind::kSection) names.emplace_back(line.name);

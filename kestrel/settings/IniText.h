@@ -10,8 +10,9 @@
 namespace kestrel {
 
 /// A text of "[section]" lines and "key=value" lines. Names are compared without case, the first of equal ones counts,
-/// blanks and one pair of quotes around a value are not part of it, a line that begins with ';' is a comment. Every
-/// byte that a change does not concern stays as it is: order, comments, foreign lines, line ends, NUL bytes.
+/// blanks and one pair of quotes around a value are not part of it, a line that begins with ';' is a comment, a UTF-8
+/// mark at the start is none of the first line. Every byte that a change does not concern stays as it is: order,
+/// comments, foreign lines, line ends, NUL bytes.
 class KESTREL_API IniText {
 public:
     explicit IniText(std::string bytes) : bytes_(std::move(bytes)) {}

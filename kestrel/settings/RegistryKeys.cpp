@@ -9,7 +9,15 @@
 namespace kestrel {
 
 std::filesystem::path MachineStore() { return SystemFolder() / "settings.db"; }
+std::filesystem::path SharedStore() { return SystemFolder() / "shared" / "settings.db"; }
 std::filesystem::path UserStore() { return ConfigFolder() / "settings.db"; }
+
+void PrepareSharedStore() {
+    const auto folder = SharedStore().parent_path();
+    std::error_code ignored;  // who may not make it finds it made by another, or fails at the store
+    std::filesystem::create_directories(folder, ignored);
+    std::filesystem::permissions(folder, std::filesystem::perms::all, ignored);
+}
 
 namespace {
 
@@ -29,9 +37,17 @@ std::vector<Place> PlacesOf(HKEY branch) {
         case HKEY_CURRENT_USER:
             return {{UserStore(), ""}};
         case HKEY_LOCAL_MACHINE:
-            return {{MachineStore(), ""}};
+            return {{MachineStore(), ""}, {SharedStore(), ""}};
     }
     return {};
+}
+
+/// In the order in which they are tried for a write.
+std::vector<Place> PlacesToWrite(HKEY branch) {
+    auto places = PlacesOf(branch);
+    if (branch == HKEY_CLASSES_ROOT) std::reverse(places.begin(), places.end());  // all users first
+    if (branch == HKEY_LOCAL_MACHINE) places.pop_back();                          // the shared one is not for classes
+    return places;
 }
 
 QvString ToText(const std::string& bytes) { return {bytes.data(), static_cast<int>(bytes.size())}; }
@@ -39,15 +55,14 @@ QvString ToText(const std::string& bytes) { return {bytes.data(), static_cast<in
 }  // namespace
 
 Status RegistryWrite(HKEY branch, const std::vector<RegistryText>& texts) {
-    auto places = PlacesOf(branch);
-    std::reverse(places.begin(), places.end());  // all users first
     return Guarded([&] {
         Status status = kBadArguments;
-        for (const auto& place : places) {
+        for (const auto& place : PlacesToWrite(branch)) {
             try {
                 Store store(place.file, Store::Access::kWrite);
                 for (const auto& text : texts) store.Set(place.Key(text.key), text.name, text.text);
                 store.Commit();
+                if (branch != HKEY_CURRENT_USER) PrepareSharedStore();
                 return kSuccess;
             } catch (const StoreError& error) {
                 status = error.status;

@@ -10,7 +10,8 @@
 namespace kestrel {
 
 /// The branches of the registry tree. The class root is the key "Software\Classes" of the other two: of all users where
-/// the caller may write there, otherwise of the current user; reads look at the current user's first.
+/// the caller may write there, otherwise of the current user; reads look at the current user's first. The branch of all
+/// users holds what `TMRegistryMFC` keeps in a store that everybody may write, too; classes never lie there.
 enum HKEY : unsigned {
     HKEY_CLASSES_ROOT = 0x80000000u,
     HKEY_CURRENT_USER = 0x80000001u,

@@ -86,19 +86,16 @@ bool IsMissing(const std::filesystem::path& file) {
     return stat(file.c_str(), &facts) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
-/// SQLite makes its journal beside the file, so that everybody must be able to write there; nobody removes what is not
-/// theirs.
-void OpenForEverybody(const std::filesystem::path& file) {
-    (void)chmod(file.parent_path().c_str(), 01777);  // fails where another user made it, who has done the same
-    (void)chmod(file.c_str(), 0666);
-}
+/// The mode is set at every write, as a maker may have been killed before it; who did not make the file cannot set it
+/// and need not.
+void OpenForEverybody(const std::filesystem::path& file) { (void)chmod(file.c_str(), 0666); }
 
 }  // namespace
 
 void Store::Closer::operator()(sqlite3* database) const { sqlite3_close(database); }
 
-Store::Store(const std::filesystem::path& file, Access access, bool forEverybody) {
-    const bool write = access == Access::kWrite;
+Store::Store(const std::filesystem::path& file, Access access, bool forEverybody) : write_(access == Access::kWrite) {
+    const bool write = write_;
     const Status onFailure = write ? kKeyNotCreated : kKeyUnreadable;
     const bool missing = IsMissing(file);
     if (missing && !write) return;
@@ -109,14 +106,16 @@ Store::Store(const std::filesystem::path& file, Access access, bool forEverybody
     }
     // A reader may have to roll back what a killed writer left, hence no read-only opening.
     sqlite3* database = nullptr;
-    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (write ? SQLITE_OPEN_CREATE : 0);
+    // Where everybody may make files, a link could lead a write elsewhere.
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (write ? SQLITE_OPEN_CREATE : 0) |
+                      (forEverybody ? SQLITE_OPEN_NOFOLLOW : 0);
     const int result = sqlite3_open_v2(file.c_str(), &database, flags, nullptr);
     database_.reset(database);
     if (result != SQLITE_OK) throw StoreError{onFailure};
     sqlite3_busy_timeout(database, kBusyWait);
     if (write) {
         Execute("PRAGMA foreign_keys = ON; BEGIN IMMEDIATE", onFailure);
-        if (missing && forEverybody) OpenForEverybody(file);
+        if (forEverybody) OpenForEverybody(file);
         Execute(kSchema, onFailure);
     } else {
         Execute("BEGIN", onFailure);

@@ -27,7 +27,8 @@ public:
     enum class Access { kRead, kWrite };
 
     /// A store that is missing reads as empty and is made for a write, readable and writable for everybody when asked
-    /// for. Throws `StoreError`: `kKeyUnreadable` or `kKeyNotCreated`.
+    /// for; its folder must let everybody make and remove files (SQLite's journal). Throws `StoreError`:
+    /// `kKeyUnreadable` or `kKeyNotCreated`.
     Store(const std::filesystem::path& file, Access access, bool forEverybody = false);
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
@@ -46,6 +47,7 @@ public:
     std::vector<std::string> Subkeys(std::string_view key) const;
     std::vector<std::pair<std::string, std::string>> Texts(std::string_view key) const;
 
+    bool IsWritable() const { return write_; }
     /// Ends a write; throws `StoreError` when it could not be kept.
     void Commit();
 
@@ -59,6 +61,7 @@ private:
     std::int64_t Make(std::string_view key);
     bool IsBare(std::int64_t id) const;
 
+    bool write_;
     std::unique_ptr<sqlite3, Closer> database_;  ///< null: a missing store is read
 };
 

@@ -1,5 +1,7 @@
 #include "kestrel/settings/TMRegistry.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -99,11 +101,75 @@ public:
         return kSuccess;
     }
 
+    bool Has(const std::string& section) const { return store_.HasKey(Path(section)); }
+
 private:
-    std::string Path(const std::string& section) const { return root_ + "\\" + section; }
+    /// The root itself for an empty section.
+    std::string Path(const std::string& section) const { return section.empty() ? root_ : root_ + "\\" + section; }
 
     Store& store_;
     std::string root_;
+};
+
+/// The two stores of all users as one: texts of the machine's store come first, new ones go to the shared store when
+/// everybody may write them.
+class TMRegistry::AllUsersEditor final : public Editor {
+public:
+    enum class Writer { kNobody, kWhoMay, kEverybody };
+
+    AllUsersEditor(const std::string& root, Writer writer)
+        : forEverybody_(writer == Writer::kEverybody),
+          machineStore_(OpenMachine(writer)),
+          sharedStore_(OpenShared(writer)),
+          machine_(machineStore_, root),
+          shared_(sharedStore_, root) {}
+
+    Status Get(const std::string& section, const std::string& key, std::string& text) override {
+        const Status status = machine_.Get(section, key, text);
+        if (status == kSuccess) return status;
+        const Status other = shared_.Get(section, key, text);
+        return other == kKeyMissing ? status : other;
+    }
+    Status Set(const std::string& section, const std::string& key, const std::string& text) override {
+        std::string existing;
+        const bool ofMachine = machine_.Get(section, key, existing) == kSuccess;
+        if (forEverybody_ && !ofMachine) return shared_.Set(section, key, text);
+        return machineStore_.IsWritable() ? machine_.Set(section, key, text) : kKeyNotWritable;
+    }
+    Status Delete(const std::string& section) override {
+        if (machine_.Has(section)) {
+            if (!machineStore_.IsWritable()) return kKeyNotWritable;
+            if (const Status status = machine_.Delete(section); status != kSuccess) return status;
+        }
+        return sharedStore_.IsWritable() ? shared_.Delete(section) : kSuccess;
+    }
+    void Commit() {
+        if (sharedStore_.IsWritable()) sharedStore_.Commit();
+        if (machineStore_.IsWritable()) machineStore_.Commit();
+    }
+
+private:
+    static bool Exists(const std::filesystem::path& store) {
+        std::error_code error;
+        return std::filesystem::exists(store, error);
+    }
+    static Store OpenMachine(Writer writer) {
+        if (writer != Writer::kNobody) PrepareSharedStore();
+        if (writer == Writer::kWhoMay) return {MachineStore(), Store::Access::kWrite};
+        // Who writes the shared store needs the other only for texts that lie there.
+        const bool own = writer == Writer::kEverybody && access(MachineStore().c_str(), W_OK) == 0;
+        return {MachineStore(), own ? Store::Access::kWrite : Store::Access::kRead};
+    }
+    static Store OpenShared(Writer writer) {
+        const bool write = writer == Writer::kEverybody || (writer == Writer::kWhoMay && Exists(SharedStore()));
+        return {SharedStore(), write ? Store::Access::kWrite : Store::Access::kRead, true};
+    }
+
+    bool forEverybody_;
+    Store machineStore_;
+    Store sharedStore_;
+    BranchEditor machine_;
+    BranchEditor shared_;
 };
 
 class TMRegistry::IniEditor final : public Editor {
@@ -182,8 +248,10 @@ Status TMRegistry::GetUserName(QvString& name) {
         if (user && (user->empty() || user->size() >= kUserBytes)) user.reset();
         return user;
     };
-    const auto next = [&](const Store& machine) {
-        const auto number = ToInteger(machine.Get(root, "LastUser").value_or("0")).value_or(0);
+    const auto next = [&](Editor& machine) {
+        std::string last;
+        const bool any = machine.Get("", "LastUser", last) == kSuccess;
+        const auto number = any ? ToInteger(last).value_or(0) : 0;
         QvString text;
         text.Format("%.4d", static_cast<int>(static_cast<unsigned>(number) + 1u));
         return ToBytes(text);
@@ -191,15 +259,10 @@ Status TMRegistry::GetUserName(QvString& name) {
     const auto assign = [&] {
         Store user(UserStore(), Store::Access::kWrite);  // held meanwhile: one number, however many processes ask
         if (const auto number = known(user)) return *number;
-        std::string number;
-        try {
-            Store machine(MachineStore(), Store::Access::kWrite, forEverybody_);
-            number = next(machine);
-            machine.Set(root, "LastUser", number);
-            machine.Commit();
-        } catch (const StoreError&) {  // an ordinary user on a machine that nobody has set up
-            number = next(Store(MachineStore(), Store::Access::kRead));
-        }
+        AllUsersEditor machine(root, AllUsersEditor::Writer::kEverybody);  // every user takes a number
+        const std::string number = next(machine);
+        if (const Status status = machine.Set("", "LastUser", number); status != kSuccess) throw StoreError{status};
+        machine.Commit();
         user.Set(root, "User", number);
         user.Commit();
         return number;
@@ -217,9 +280,9 @@ Status TMRegistry::GetIniPath(QvString& path) {
     return Guarded([&] {
         if (iniPath_.IsEmpty()) {
             std::string folder = ProgramFolder().string();
-            const Store machine(MachineStore(), Store::Access::kRead);
-            const auto named = machine.Get(ToBytes(GetRootKey()), "IniFilePath");
-            if (named && !named->empty()) folder = *named;
+            AllUsersEditor machine(ToBytes(GetRootKey()), AllUsersEditor::Writer::kNobody);
+            std::string named;
+            if (machine.Get("", "IniFilePath", named) == kSuccess && !named.empty()) folder = named;
             if (!EndsWithSeparator(folder)) folder += '/';
             iniPath_ = ToText(folder + kIniName);
         }
@@ -246,8 +309,12 @@ Status TMRegistry::IniSection(SettingsPlace place, const std::string& section, s
 
 Status TMRegistry::View(SettingsPlace place, const std::function<Status(Editor&)>& view) {
     return Guarded([&] {
-        if (place == SettingsPlace::kAllUsers || place == SettingsPlace::kCurrentUser) {
-            Store store(place == SettingsPlace::kAllUsers ? MachineStore() : UserStore(), Store::Access::kRead);
+        if (place == SettingsPlace::kAllUsers) {
+            AllUsersEditor editor(ToBytes(GetRootKey()), AllUsersEditor::Writer::kNobody);
+            return view(editor);
+        }
+        if (place == SettingsPlace::kCurrentUser) {
+            Store store(UserStore(), Store::Access::kRead);
             BranchEditor editor(store, ToBytes(GetRootKey()));
             return view(editor);
         }
@@ -265,9 +332,15 @@ Status TMRegistry::View(SettingsPlace place, const std::function<Status(Editor&)
 
 Status TMRegistry::Change(SettingsPlace place, const std::function<Status(Editor&)>& change) {
     return Guarded([&] {
-        if (place == SettingsPlace::kAllUsers || place == SettingsPlace::kCurrentUser) {
-            const bool all = place == SettingsPlace::kAllUsers;
-            Store store(all ? MachineStore() : UserStore(), Store::Access::kWrite, all && forEverybody_);
+        if (place == SettingsPlace::kAllUsers) {
+            using Writer = AllUsersEditor::Writer;
+            AllUsersEditor editor(ToBytes(GetRootKey()), forEverybody_ ? Writer::kEverybody : Writer::kWhoMay);
+            if (const Status status = change(editor); status != kSuccess) return status;
+            editor.Commit();
+            return kSuccess;
+        }
+        if (place == SettingsPlace::kCurrentUser) {
+            Store store(UserStore(), Store::Access::kWrite);
             BranchEditor editor(store, ToBytes(GetRootKey()));
             if (const Status status = change(editor); status != kSuccess) return status;
             store.Commit();

@@ -36,7 +36,7 @@ public:
     /// "Software\<company>\<product>\<version>".
     QvString GetRootKey() const;
     /// "User" and the number that the current user has with this product, at least four digits; a new user gets the
-    /// next one.
+    /// next one of the machine. Where that number cannot be kept there is no name but a status: no two users share one.
     Status GetUserName(QvString& name);
     /// Fixed at the first call: given with the version, else "Relax.ini" in the folder that `IniFilePath` names for all
     /// users, else in the program's folder. `kPathTooLong` from 260 bytes on, terminator included.
@@ -83,13 +83,14 @@ public:
     static int GetErrorText(int code, QvString& text);
 
 protected:
-    /// Whether new stores of all users can be written by everybody.
+    /// Whether what is kept for all users can be written by everybody.
     bool forEverybody_ = false;
 
 private:
     /// The texts of one place within one transaction.
     class Editor;
     class BranchEditor;
+    class AllUsersEditor;
     class IniEditor;
 
     void ReadIdentity(const char* section, const char* version);

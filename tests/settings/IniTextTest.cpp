@@ -103,6 +103,17 @@ TEST(IniTextTest, DeletesSectionsAndListsTheRest) {
     EXPECT_EQ(text.Entries("b"), (std::vector<std::pair<std::string, std::string>>{{"y", "2"}, {"z", "3"}}));
 }
 
+TEST(IniTextTest, Utf8MarkIsNoPartOfTheFirstLine) {
+    const std::string mark = "\xEF\xBB\xBF";
+    IniText text(mark + "[A]\na=1\n[B]\nb=2\n");
+    EXPECT_EQ(text.Sections(), (std::vector<std::string>{"A", "B"}));
+    EXPECT_EQ(text.Get("A", "a"), "1");
+    text.Set("A", "a", "3");
+    EXPECT_EQ(text.Bytes(), mark + "[A]\na=3\n[B]\nb=2\n");
+    text.DeleteSection("A");
+    EXPECT_EQ(text.Bytes(), mark + "[B]\nb=2\n");
+}
+
 TEST(IniTextTest, BinaryBytesAreKept) {
     const std::string before = "\0\x01[S]\n\xFF\0=\n[S]\nk=1\n\0"s;
     const std::string after = "\0\x01[S]\n\xFF\0=\n[S]\nk=2\n\0"s;

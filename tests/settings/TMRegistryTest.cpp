@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstring>
 
+#include "kestrel/settings/Branches.h"
 #include "kestrel/settings/TMRegistryMFC.h"
 #include "tests/support/InChild.h"
 #include "tests/support/PrivateFolders.h"
@@ -223,8 +224,8 @@ TEST_F(TMRegistryTest, UsersAreNumberedByTheMachine) {
     EXPECT_EQ(text, "User0002");
     setenv("KESTREL_CONFIG_DIR", (folders / "third user").c_str(), 1);
     setenv("KESTREL_SYSTEM_DIR", "/proc/nowhere", 1);
-    EXPECT_EQ(TMRegistry().GetUserName(text), kSuccess);
-    EXPECT_EQ(text, "User0001") << "a machine that nobody can write";
+    EXPECT_EQ(TMRegistry().GetUserName(text), kKeyNotCreated) << "no two users share a number";
+    EXPECT_EQ(TMRegistry().WriteText(kIniFileUser, "View", "Zoom", "3"), kKeyNotCreated);
 }
 
 TEST_F(TMRegistryTest, IniFileKeepsSectionsByShortIdAndUser) {
@@ -371,14 +372,106 @@ TEST_F(TMRegistryTest, ListsMoveDownAndCleanUp) {
     EXPECT_TRUE(contents.subkeys.empty()) << "empty keys go up to the first name";
 }
 
-TEST_F(TMRegistryTest, StoreForEverybody) {
-    TMRegistryMFC settings(QvString("TMGallery"));
-    EXPECT_EQ(settings.WriteText(kAllUsers, "s", "k", "v"), kSuccess);
-    const auto mode = std::filesystem::status(folders / "system/settings.db").permissions();
-    EXPECT_EQ(static_cast<int>(mode), 0666);
-    settings.WriteText(kCurrentUser, "s", "k", "v");
-    const auto own = std::filesystem::status(folders / "config/settings.db").permissions();
-    EXPECT_EQ(static_cast<int>(own) & 0022, 0) << "the user's store stays the user's";
+/// What another user of the machine gets from `work`; the tests' own user where they may not change it.
+template <class Work>
+std::string AsUser(uid_t user, const test::PrivateFolders& folders, const Work& work) {
+    return test::InChild([&] {
+        setenv("KESTREL_CONFIG_DIR", (folders / ("config " + std::to_string(user))).c_str(), 1);
+        if (geteuid() == 0) {
+            std::filesystem::create_directories(folders / ("config " + std::to_string(user)));
+            if (chown((folders / ("config " + std::to_string(user))).c_str(), user, user) != 0 || setgid(user) != 0 ||
+                setuid(user) != 0)
+                return std::string("cannot change the user");
+        }
+        return work();
+    });
+}
+
+TEST_F(TMRegistryTest, KeysForEverybodyAreWrittenByEverybody) {
+    std::filesystem::permissions(folders / "", std::filesystem::perms(0755));
+    RegistryWrite(HKEY_CLASSES_ROOT, {{"CLSID\\x", "", "registered"}});  // whoever comes first makes the stores
+    TMRegistry().WriteText(kAllUsers, "s", "of the machine", "m");
+    const auto write = [](const char* key, const char* value) {
+        const Status status = TMRegistryMFC(QvString("TMGallery")).WriteText(kAllUsers, "s", key, value);
+        return std::to_string(status);
+    };
+    EXPECT_EQ(AsUser(20001, folders, [&] { return write("k", "first"); }), "0");
+    EXPECT_EQ(AsUser(20002, folders, [&] { return write("k", "second"); }), "0");
+    TMRegistry settings;
+    EXPECT_EQ(settings.ReadText(kAllUsers, "s", "k", text), kSuccess);
+    EXPECT_EQ(text, "second");
+    EXPECT_EQ(settings.ReadText(kAllUsers, "s", "of the machine", text), kSuccess);
+    EXPECT_EQ(RegistryRead(HKEY_LOCAL_MACHINE, "Software\\Velda\\Gallery\\7\\s", "k", text), kSuccess);
+    const auto name = [] {
+        QvString user;
+        TMRegistry().GetUserName(user);
+        return std::string(user);
+    };
+    EXPECT_EQ(AsUser(20001, folders, name), "User0001");
+    EXPECT_EQ(AsUser(20002, folders, name), "User0002");
+
+    // What an administrator set, and classes, are not theirs.
+    const bool root = geteuid() == 0;
+    EXPECT_EQ(AsUser(20001, folders, [&] { return write("of the machine", "u"); }), root ? "-4" : "0");
+    const auto plant = [] {
+        RegistryWrite(HKEY_CLASSES_ROOT, {{"CLSID\\x", "", "planted"}});
+        return std::to_string(RegistryWrite(HKEY_LOCAL_MACHINE, {{"Software\\Classes\\CLSID\\x", "", "planted"}}));
+    };
+    EXPECT_EQ(AsUser(20001, folders, plant), root ? "-5" : "0");
+    EXPECT_EQ(RegistryRead(HKEY_CLASSES_ROOT, "CLSID\\x", "", text), kSuccess);
+    EXPECT_EQ(text, root ? "registered" : "planted");
+
+    const auto modeOf = [&](const char* file) {
+        return static_cast<unsigned>(std::filesystem::status(folders / file).permissions());
+    };
+    EXPECT_EQ(modeOf("system/shared"), 0777u) << "every user removes the journal that a killed one left";
+    EXPECT_EQ(modeOf("system/shared/settings.db"), 0666u);
+    EXPECT_EQ(modeOf("system/settings.db") & 0022u, 0u);
+    EXPECT_EQ(modeOf("system") & 0022u, 0u);
+}
+
+TEST_F(TMRegistryTest, KilledWriterLocksNobodyOutOfTheSharedStore) {
+    std::filesystem::permissions(folders / "", std::filesystem::perms(0755));
+    PrepareSharedStore();
+    const auto put = [](const char* value) {
+        TMRegistryMFC(QvString("TMGallery")).WriteText(kAllUsers, "s", "k", value);
+        return std::string();
+    };
+    AsUser(20001, folders, [&] { return put("old"); });
+    const std::string killed = AsUser(20001, folders, [] {
+        Store store(SharedStore(), Store::Access::kWrite, true);
+        for (int i = 0; i < 64; ++i)  // more than fits into the cache: the file itself is changed already
+            store.Set("Software\\Velda\\Gallery\\7\\s", std::to_string(i), std::string(100000, 'x'));
+        raise(SIGKILL);
+        return std::string();
+    });
+    EXPECT_EQ(killed, "\nchild ended with status 9");
+    EXPECT_TRUE(std::filesystem::exists(SharedStore().string() + "-journal"));
+    const auto get = [] {
+        QvString value;
+        TMRegistry().ReadText(kAllUsers, "s", "k", value);
+        return std::string(value);
+    };
+    EXPECT_EQ(AsUser(20002, folders, get), "old");
+    AsUser(20002, folders, [&] { return put("new"); });
+    EXPECT_EQ(AsUser(20001, folders, get), "new");
+}
+
+TEST_F(TMRegistryTest, ListsOfEverybodyGoOnBehindTheMachinesTexts) {
+    TMRegistry machine;
+    TMRegistryMFC everybody(QvString("TMGallery"));
+    EXPECT_EQ(machine.AddToList(kAllUsers, "l", "e", "a"), kSuccess);
+    EXPECT_EQ(everybody.AddToList(kAllUsers, "l", "e", "b"), kSuccess);
+    EXPECT_EQ(everybody.AddToList(kAllUsers, "l", "e", "c"), kSuccess);
+    EXPECT_EQ(machine.RemoveFromList(kAllUsers, "l", "e", 0), kSuccess);
+    int count = 0;
+    EXPECT_EQ(everybody.CountList(kAllUsers, "l", "e", count), kSuccess);
+    EXPECT_EQ(count, 2);
+    EXPECT_EQ(machine.ReadFromList(kAllUsers, "l", "e", 1, text), kSuccess);
+    EXPECT_EQ(text, "c");
+    while (count-- > 0) EXPECT_EQ(everybody.RemoveFromList(kAllUsers, "l", "e", count), kSuccess);
+    EXPECT_FALSE(Store(MachineStore(), Store::Access::kRead).HasKey("Software\\Velda"));
+    EXPECT_FALSE(Store(SharedStore(), Store::Access::kRead).HasKey("Software\\Velda"));
 }
 
 TEST(TMRegistryTextTest, StatusTextsAreWindows1252) {
