@@ -7,7 +7,7 @@
 #include <new>
 
 #include "apps/kestrel/Console.h"
-#include "kestrel/diagnostics/LogSeam.h"
+#include "kestrel/diagnostics/LogSink.h"
 #include "kestrel/foundation/NearestWord.h"
 #include "kestrel/foundation/Version.h"
 
@@ -92,7 +92,7 @@ void Command::Run(Log log, std::function<int()> run) const {
         if (log == Log::kYes)
             console::StartLog(commandAsGiven);
         else
-            kestrel::SetLogReceiver(nullptr);
+            kestrel::SetLogSink(nullptr);
         if (const int code = run()) throw CLI::RuntimeError(code);
     });
 }

@@ -1,6 +1,6 @@
 #include "kestrel/storage/QvError.h"
 
-#include "kestrel/diagnostics/LogSeam.h"
+#include "kestrel/diagnostics/LogSink.h"
 #include "kestrel/diagnostics/TMDebugMonitor.h"
 
 namespace kestrel {
