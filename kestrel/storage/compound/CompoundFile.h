@@ -16,6 +16,7 @@
 namespace kestrel::compound {
 
 class File;
+class OpenElement;
 
 /// The two published versions: 3 has sectors of 512 bytes and ends at 2 GB, 4 has sectors of 4,096 bytes.
 enum class Version : std::uint8_t { k3 = 3, k4 = 4 };
@@ -61,10 +62,10 @@ public:
 
 private:
     friend class Storage;
-    Stream(std::shared_ptr<File> file, std::uint32_t entry);
+    Stream(std::shared_ptr<File> file, std::shared_ptr<OpenElement> element);
 
     std::shared_ptr<File> file_;
-    std::uint32_t entry_ = 0;
+    std::shared_ptr<OpenElement> element_;
     std::uint64_t position_ = 0;
 };
 
@@ -110,10 +111,16 @@ public:
 
 private:
     friend class CompoundFile;
-    Storage(std::shared_ptr<File> file, std::uint32_t entry);
+    Storage(std::shared_ptr<File> file, std::shared_ptr<OpenElement> element);
+    template <class Handle>
+    Result<Handle> Open(std::u16string_view name) const;
+    template <class Handle>
+    Result<Handle> Create(std::u16string_view name);
+    template <class Change>
+    Error ChangeEntry(const Change& change);
 
     std::shared_ptr<File> file_;
-    std::uint32_t entry_ = 0;
+    std::shared_ptr<OpenElement> element_;
 };
 
 /// A compound file: a file system in one file, in the published binary format.
@@ -138,7 +145,7 @@ public:
     /// Drops what was not committed. The store is closed once the last handle is gone, too.
     ~CompoundFile();
 
-    /// kAccessDenied while another handle on the root is open.
+    /// kAccessDenied while another handle on the root is open. An operation of a moved-from file may not be called.
     Result<Storage> Root();
 
     /// Makes all changes true, flushed to the disk, or none of them. After an error the file is as of the last commit

@@ -1,0 +1,243 @@
+#include "kestrel/storage/compound/AllocationTable.h"
+
+#include <algorithm>
+#include <bit>
+
+namespace kestrel::compound {
+
+Sector SectorSet::End() const {
+    for (std::size_t i = words_.size(); i > 0; --i)
+        if (words_[i - 1] != 0)
+            return static_cast<Sector>(i * 64 - static_cast<unsigned>(std::countl_zero(words_[i - 1])));
+    return 0;
+}
+
+Error AllocationTable::Open(const Header& header) {
+    bool ended = false;
+    const auto take = [&](Sector place) {
+        ended = ended || places_.size() >= store_.Count() || place >= kMaxSector;
+        if (!ended) places_.push_back(place);
+    };
+    for (const Sector place : header.difat) take(place);
+    std::vector<std::uint8_t> bytes(store_.SectorSize());
+    for (Sector at = header.firstDifat; at < store_.Count() && !ended;) {
+        if (const Error error = store_.ReadRun(at, 0, bytes); error != Error::kNone) return error;
+        difat_.push_back(at);
+        for (std::size_t i = 0; i + 1 < perPage_; ++i) take(Load<Sector>(bytes.data() + 4 * i));
+        at = Load<Sector>(bytes.data() + 4 * (perPage_ - 1));
+    }
+    pages_.resize(places_.size());
+    return Error::kNone;
+}
+
+Error AllocationTable::LoadPage(std::size_t index) {
+    Page& page = pages_[index];
+    if (!page.next.empty()) return Error::kNone;
+    if (places_[index] >= store_.Count()) return Error::kDamaged;
+    std::vector<std::uint8_t> bytes(store_.SectorSize());
+    if (const Error error = store_.ReadRun(places_[index], 0, bytes); error != Error::kNone) return error;
+    page.next.resize(perPage_);
+    for (std::size_t i = 0; i < perPage_; ++i) page.next[i] = Load<Sector>(bytes.data() + 4 * i);
+    return Error::kNone;
+}
+
+Result<Sector> AllocationTable::Get(Sector sector) {
+    const std::size_t index = sector / perPage_;
+    if (index >= pages_.size()) return kFreeSector;
+    if (const Error error = LoadPage(index); error != Error::kNone) return error;
+    return pages_[index].next[sector % perPage_];
+}
+
+Result<Sector> AllocationTable::Next(Sector sector) {
+    const auto next = Get(sector);
+    if (!next || *next == kEndOfChain || *next < kMaxSector) return next;
+    return Error::kDamaged;
+}
+
+Error AllocationTable::StartWriting() {
+    for (std::size_t i = 0; i < pages_.size(); ++i)
+        if (const Error error = LoadPage(i); error != Error::kNone) return error;
+    for (const auto* own : {&places_, &difat_})
+        for (const Sector sector : *own)
+            if (!Mark(sector)) return Error::kDamaged;
+    return Error::kNone;
+}
+
+bool AllocationTable::Mark(Sector sector) {
+    if (committed_.Has(sector)) return false;
+    committed_.Add(sector);
+    used_.Add(sector);
+    return true;
+}
+
+void AllocationTable::ReclaimUnmarked() {
+    const Sector end = static_cast<Sector>(std::min<std::size_t>(pages_.size() * perPage_, kMaxSector));
+    for (Sector sector = 0; sector < end; ++sector)
+        if (!used_.Has(sector) && pages_[sector / perPage_].next[sector % perPage_] != kFreeSector)
+            Set(sector, kFreeSector);
+}
+
+Sector AllocationTable::Limit() const {
+    constexpr std::uint64_t kVersion3End = std::uint64_t{1} << 31;
+    return store_.Shift() == 9 ? static_cast<Sector>((kVersion3End >> 9) - 1) : kMaxSector;
+}
+
+Result<Sector> AllocationTable::Allocate() {
+    while ((used_.Word(search_) | committed_.Word(search_)) == ~std::uint64_t{0}) ++search_;
+    const std::uint64_t taken = used_.Word(search_) | committed_.Word(search_);
+    auto sector = static_cast<Sector>(search_ * 64 + static_cast<unsigned>(std::countr_one(taken)));
+    if (store_.Shift() == 12 && sector == kRangeLockSector) {
+        used_.Add(sector);
+        lockReserved_ = true;
+        return Allocate();
+    }
+    if (sector >= Limit()) return Error::kTooLarge;
+    used_.Add(sector);
+    bound_ = std::max(bound_, sector + 1);
+    return sector;
+}
+
+void AllocationTable::Set(Sector sector, Sector next) {
+    const std::size_t index = sector / perPage_;
+    while (index >= pages_.size()) AddPage();
+    Sector& entry = pages_[index].next[sector % perPage_];
+    if (entry == next) return;
+    entry = next;
+    pages_[index].dirty = true;
+}
+
+void AllocationTable::AddPage() {
+    pages_.push_back({std::vector<Sector>(perPage_, kFreeSector), true});
+    places_.push_back(kFreeSector);
+    difatDirty_ = true;
+}
+
+void AllocationTable::Free(Sector sector) {
+    Set(sector, kFreeSector);
+    used_.Remove(sector);
+    store_.Drop(sector);
+    if (!committed_.Has(sector)) search_ = std::min<std::size_t>(search_, sector / 64);
+}
+
+/// Where a sector of the tables themselves can be written: its own place, or a new one when the last commit uses it.
+Result<Sector> AllocationTable::Moved(Sector place, Sector mark) {
+    if (place != kFreeSector && !committed_.Has(place)) return place;
+    const auto moved = Allocate();
+    if (!moved) return moved;
+    if (place != kFreeSector) Free(place);
+    Set(*moved, mark);
+    return moved;
+}
+
+/// Placing a page changes the table itself: the old place becomes free, the new one taken, in pages that may then have
+/// to move as well. Each page moves at most once, so that this ends.
+Error AllocationTable::PlaceAll() {
+    for (bool again = true; again;) {
+        again = false;
+        for (std::size_t i = 0; i < pages_.size(); ++i) {
+            if (!pages_[i].dirty || (places_[i] != kFreeSector && !committed_.Has(places_[i]))) continue;
+            const auto place = Moved(places_[i], kFatSector);
+            if (!place) return place.Failure();
+            places_[i] = *place;
+            difatDirty_ = difatDirty_ || i >= kHeaderDifat;
+            again = true;
+        }
+        if (again || !difatDirty_) continue;
+        if (const Error error = PlaceDifat(); error != Error::kNone) return error;
+        difatDirty_ = false;
+        again = true;
+    }
+    return Error::kNone;
+}
+
+/// The DIFAT is a list whose links lie in its sectors: it moves as a whole.
+Error AllocationTable::PlaceDifat() {
+    const std::size_t listed = places_.size() > kHeaderDifat ? places_.size() - kHeaderDifat : 0;
+    const std::size_t needed = (listed + perPage_ - 2) / (perPage_ - 1);
+    for (; difat_.size() > needed; difat_.pop_back())
+        if (difat_.back() != kFreeSector) Free(difat_.back());
+    difat_.resize(needed, kFreeSector);
+    for (Sector& own : difat_) {
+        const auto place = Moved(own, kDifatSector);
+        if (!place) return place.Failure();
+        own = *place;
+    }
+    return Error::kNone;
+}
+
+/// Pages at the end that tell of nothing but their own place go.
+void AllocationTable::DropNeedlessPages() {
+    while (!pages_.empty()) {
+        if (lockReserved_ && used_.End() == kRangeLockSector + 1) {
+            used_.Remove(kRangeLockSector);
+            lockReserved_ = false;
+        }
+        const Sector own = places_.back();
+        const bool last = own != kFreeSector && used_.End() == own + 1;
+        if (last) used_.Remove(own);
+        const bool needed = used_.End() > (pages_.size() - 1) * perPage_;
+        if (last) used_.Add(own);
+        if (needed) return;
+        if (own != kFreeSector) Free(own);
+        pages_.pop_back();
+        places_.pop_back();
+        difatDirty_ = true;
+    }
+}
+
+/// Beyond 2 GB the table has to call the range lock sector taken. Other writers may have put data there.
+void AllocationTable::EnterRangeLock() {
+    const std::size_t index = kRangeLockSector / perPage_;
+    if (store_.Shift() != 12 || index >= pages_.size()) return;
+    const bool reserved = used_.End() > kRangeLockSector;
+    const bool free = pages_[index].next[kRangeLockSector % perPage_] == kFreeSector;
+    if (reserved && free) Set(kRangeLockSector, kEndOfChain);
+    if (!reserved && !free) Set(kRangeLockSector, kFreeSector);
+}
+
+Error AllocationTable::Write(Header& header) {
+    DropNeedlessPages();
+    EnterRangeLock();
+    if (const Error error = PlaceAll(); error != Error::kNone) return error;
+    if (const Error error = WritePages(); error != Error::kNone) return error;
+    if (const Error error = WriteDifat(); error != Error::kNone) return error;
+
+    header.fatSectors = static_cast<std::uint32_t>(places_.size());
+    header.difat.fill(kFreeSector);
+    std::copy_n(places_.begin(), std::min(places_.size(), kHeaderDifat), header.difat.begin());
+    header.difatSectors = static_cast<std::uint32_t>(difat_.size());
+    header.firstDifat = difat_.empty() ? kEndOfChain : difat_.front();
+    return Error::kNone;
+}
+
+Error AllocationTable::WritePages() {
+    for (std::size_t i = 0; i < pages_.size(); ++i) {
+        if (!pages_[i].dirty) continue;
+        std::vector<std::uint8_t> bytes(store_.SectorSize());
+        for (std::size_t j = 0; j < perPage_; ++j) Store(bytes.data() + 4 * j, pages_[i].next[j]);
+        if (const Error error = store_.WriteRun(places_[i], bytes); error != Error::kNone) return error;
+    }
+    return Error::kNone;
+}
+
+Error AllocationTable::WriteDifat() {
+    std::size_t listed = kHeaderDifat;
+    for (std::size_t i = 0; i < difat_.size(); ++i) {
+        std::vector<std::uint8_t> bytes(store_.SectorSize(), 0xFF);
+        for (std::size_t j = 0; j + 1 < perPage_ && listed < places_.size(); ++j)
+            Store(bytes.data() + 4 * j, places_[listed++]);
+        Store(bytes.data() + 4 * (perPage_ - 1), i + 1 < difat_.size() ? difat_[i + 1] : kEndOfChain);
+        if (committed_.Has(difat_[i])) continue;  // as the last commit wrote it
+        if (const Error error = store_.WriteRun(difat_[i], bytes); error != Error::kNone) return error;
+    }
+    return Error::kNone;
+}
+
+void AllocationTable::CommitDone() {
+    committed_ = used_;
+    for (Page& page : pages_) page.dirty = false;
+    search_ = 0;
+    bound_ = 0;
+}
+
+}  // namespace kestrel::compound

@@ -1,0 +1,48 @@
+#include "kestrel/storage/compound/Directory.h"
+
+namespace kestrel::compound {
+
+Result<EntryId> Directory::Count() {
+    const auto sectors = chain_.Length();
+    if (!sectors) return sectors.Failure();
+    return static_cast<EntryId>(*sectors * perSector_);
+}
+
+Result<DirectoryEntry> Directory::Read(EntryId id) {
+    const auto page = chain_.Page(id / perSector_);
+    if (!page) return page.Failure();
+    return DirectoryEntry::Read(
+        std::span<const std::uint8_t, kEntryBytes>(*page + id % perSector_ * kEntryBytes, kEntryBytes), version_);
+}
+
+Error Directory::Write(EntryId id, const DirectoryEntry& entry) {
+    const auto page = chain_.Change(id / perSector_);
+    if (!page) return page.Failure();
+    entry.Write(std::span<std::uint8_t, kEntryBytes>(*page + id % perSector_ * kEntryBytes, kEntryBytes));
+    return Error::kNone;
+}
+
+Result<EntryId> Directory::Add(const DirectoryEntry& entry) {
+    if (unused_.empty()) {
+        const auto count = Count();
+        if (!count) return count;
+        if (*count > kMaxSector - perSector_) return Error::kTooLarge;
+        if (const Error error = chain_.AddPage(); error != Error::kNone) return error;
+        for (EntryId id = *count + perSector_; id-- > *count;) {
+            if (const Error error = Write(id, DirectoryEntry{}); error != Error::kNone) return error;
+            unused_.push_back(id);
+        }
+    }
+    const EntryId id = unused_.back();
+    if (const Error error = Write(id, entry); error != Error::kNone) return error;
+    unused_.pop_back();
+    return id;
+}
+
+Error Directory::Erase(EntryId id) {
+    const Error error = Write(id, DirectoryEntry{});
+    if (error == Error::kNone) unused_.push_back(id);
+    return error;
+}
+
+}  // namespace kestrel::compound

@@ -1,0 +1,38 @@
+#pragma once
+#include <vector>
+
+#include "kestrel/storage/compound/Chain.h"
+#include "kestrel/storage/compound/DirectoryEntry.h"
+
+namespace kestrel::compound {
+
+/// The directory as a table of entries; `NameTree` knows how they hang together.
+class Directory {
+public:
+    Directory(SectorStore& store, AllocationTable& table, const Header& header)
+        : version_(header.version),
+          perSector_(store.SectorSize() / kEntryBytes),
+          chain_(store, table, header.firstDirectory) {}
+
+    /// Entries, used or not; follows the directory's chain to its end.
+    Result<EntryId> Count();
+    /// kDamaged when there is no such entry.
+    Result<DirectoryEntry> Read(EntryId id);
+
+    Error Write(EntryId id, const DirectoryEntry& entry);
+    /// Tells which entries are unused, once before the first `Add`; the highest first.
+    void SetUnused(std::vector<EntryId> unused) { unused_ = std::move(unused); }
+    /// Finds room for a new entry. kTooLarge when the directory cannot grow.
+    Result<EntryId> Add(const DirectoryEntry& entry);
+    Error Erase(EntryId id);
+
+    Chain& Sectors() { return chain_; }
+
+private:
+    Version version_;
+    std::uint32_t perSector_;
+    Chain chain_;
+    std::vector<EntryId> unused_;
+};
+
+}  // namespace kestrel::compound
