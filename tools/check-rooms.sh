@@ -11,7 +11,7 @@ kestrel/diagnostics         kestrel/foundation kestrel/settings
 kestrel/settings            kestrel/foundation
 kestrel/image               kestrel/foundation
 kestrel/kernels             kestrel/foundation/Truncate.h kestrel/foundation/Export.h
-kestrel/framework           kestrel/foundation kestrel/image kestrel/kernels kestrel/diagnostics kestrel/settings
+kestrel/framework           kestrel/foundation kestrel/image kestrel/kernels kestrel/diagnostics kestrel/settings kestrel/storage
 kestrel/filters             kestrel/foundation kestrel/image kestrel/kernels kestrel/framework kestrel/diagnostics
 kestrel/codec               kestrel/foundation kestrel/image
 kestrel/storage             kestrel/foundation kestrel/image kestrel/diagnostics

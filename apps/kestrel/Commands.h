@@ -7,5 +7,6 @@ void AddApply(const Command& program);
 void AddFilters(const Command& program);
 void AddDescribe(const Command& program);
 void AddColor(const Command& program);
+void AddStrings(const Command& program);
 void AddSettings(const Command& program);
 void AddLog(const Command& program);

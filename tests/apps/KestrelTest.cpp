@@ -267,6 +267,11 @@ TEST_F(KestrelTest, WrongCommandsEndWithTwoAndOneLine) {
              "describe",
              "describe Nothing",
              "describe Chain",
+             "describe Invert --lang xx",
+             "filters --lang xx",
+             "strings IDS_NOTHING",
+             "strings --lang xx",
+             "strings --lang ''",
              "color red",
              "color",
          }) {
@@ -465,6 +470,21 @@ TEST_F(KestrelTest, ListsAndDescribesFilters) {
     EXPECT_NE(Run("describe Invert --json").out.find("\"key\": \"Inversity\""), std::string::npos);
 }
 
+TEST_F(KestrelTest, SpeaksFiveLanguages) {
+    EXPECT_EQ(Run("strings IDS_BLACKWHITE_NAME --lang de").out, "Schwarz-Wei\xC3\x9F\n");
+    EXPECT_EQ(Run("strings IDS_BLACKWHITE_NAME").out, "Black & White\n");
+    EXPECT_NE(Run("strings").out.find("\nIDS_BLACKWHITE_NAME\n"), std::string::npos);
+    EXPECT_NE(Run("strings --lang it").out.find(" Miglioramento\\nimmagine\n"), std::string::npos);
+    EXPECT_NE(Run("filters --lang de").out.find("Blur                Weichzeichnen - Macht"), std::string::npos);
+    EXPECT_NE(Run("filters --lang de --json").out.find("\"title\": \"Bildverbesserung\""), std::string::npos);
+    const std::string told = Run("describe BrightnessContrast --lang fr").out;
+    EXPECT_EQ(told.find("BrightnessContrast - Am\xC3\xA9lioration de l\xE2\x80\x99image\nModifie ensemble"), 0u)
+        << told;
+    EXPECT_NE(told.find("-100 to 100  0        Luminosit\xC3\xA9\n"), std::string::npos) << told;
+    EXPECT_NE(Run("describe Invert --json --lang es").out.find("\"labelText\": \"Invertir imagen\""),
+              std::string::npos);
+}
+
 TEST_F(KestrelTest, PrintsColours) {
     EXPECT_EQ(Run("color '#010203' -f Invert:Inversity=100").out, "#FEFDFC\n");
     EXPECT_EQ(Run("color 01020380 -f Invert:Inversity=100").out, "#FEFDFC80\n");
@@ -500,7 +520,7 @@ TEST_F(KestrelTest, HelpAndManualTellTheSame) {
     const std::string manual = Contents(KESTREL_MANUAL);
     std::string help;
     for (const char* command : {"", "apply", "filters", "describe", "color", "settings", "settings get", "settings set",
-                                "settings list", "log"})
+                                "settings list", "log", "strings"})
         help += Run(std::string(command) + " --help").out;
     EXPECT_EQ(LongOptions(help), LongOptions(manual));
     for (const char* code : {"0", "1", "2", "3", "130", "143"}) {

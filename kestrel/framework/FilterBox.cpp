@@ -1,0 +1,91 @@
+#include "kestrel/framework/FilterBox.h"
+
+#include <algorithm>
+#include <exception>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kestrel/diagnostics/TMDebugMonitor.h"
+#include "kestrel/storage/IQvStorage.h"
+
+namespace kestrel {
+namespace {
+
+constexpr const char* kScripts = "Scripts";
+constexpr const char* kStrings = "color.strings";
+constexpr const char* kPictures = "Pictures";
+constexpr std::string_view kPageEnding = "Page";
+constexpr std::string_view kSequenceEnding = "seq";
+constexpr std::int64_t kLongestStream = 64 << 20;  // bytes; more is no script and no icon
+
+/// The whole of a stream; nothing when it cannot be opened or read.
+std::optional<std::string> ReadStream(IQvStorage& storage, const char* name) try {
+    const QvStreamPtr stream = storage.OpenStream(name, kStorageRead);
+    if (!stream) return {};
+    const std::int64_t size = stream->Size();
+    if (size < 0 || size > kLongestStream || stream->Seek(0, kSeekBegin) != 0) return {};
+    std::string bytes(static_cast<std::size_t>(size), '\0');
+    if (stream->Read(bytes.data(), bytes.size()) != bytes.size()) return {};
+    return bytes;
+} catch (const std::exception&) {  // streams of folder trees throw; here a stream that fails is one that is not there
+    return {};
+}
+
+/// A script of the storage, which is closed again.
+std::optional<std::string> ReadScript(IQvStorage& root, const std::string& name) {
+    const QvStoragePtr scripts = root.OpenStorage(kScripts, kStorageRead);
+    return scripts ? ReadStream(*scripts, name.c_str()) : std::nullopt;
+}
+
+/// True for the first caller with this prefix.
+bool IsNewPrefix(const char* prefix) {
+    static std::mutex guard;
+    static std::vector<std::string> handled;
+    const std::lock_guard lock(guard);
+    if (std::find(handled.begin(), handled.end(), prefix) != handled.end()) return false;
+    handled.emplace_back(prefix);
+    return true;
+}
+
+void HandIconsOver(IQvStorage& root, IScriptEngine& engine, const char* prefix) {
+    const QvStoragePtr pictures = root.OpenStorage(kPictures, kStorageRead);
+    if (!pictures) return;
+    std::vector<std::string> names;
+    QvString name;
+    unsigned long flags = 0;
+    for (bool more = pictures->FirstElement(name, flags); more; more = pictures->NextElement(name, flags))
+        if (flags & kElementStream && name.Find(prefix) >= 0) names.emplace_back(static_cast<const char*>(name));
+    for (const std::string& picture : names)
+        if (const auto bytes = ReadStream(*pictures, picture.c_str()))
+            engine.AddPicture(picture.c_str(), bytes->data(), bytes->size());
+}
+
+}  // namespace
+
+void FilterBox::FilterBox_Parse(IUnknown* host, IQvStorage* storage, const char* pageName, const char* iconPrefix) {
+    engine_ = Ref<IScriptEngine>::Query(host);
+    storage_ = storage;
+    if (!IsActive()) return;
+    if (iconPrefix && IsNewPrefix(iconPrefix)) HandIconsOver(*storage_, *engine_, iconPrefix);
+
+    const Ref<IScriptParser> parser = Ref<IScriptParser>::Query(engine_.get());
+    if (!parser) return;
+    if (const auto strings = ReadScript(*storage_, kStrings)) parser->ParseStrings(strings->c_str());
+    if (!pageName) return;
+
+    std::string name = pageName;
+    const auto logged = [&]() -> std::optional<std::string> {
+        auto text = ReadScript(*storage_, name);
+        if (text) TMDebugMonitor("FilterBox_Parse", "%s", text->c_str());
+        return text;
+    };
+    if (const auto page = logged()) parser->ParsePage(page->c_str());
+    name.resize(name.size() - std::min(name.size(), kPageEnding.size()));
+    name += kSequenceEnding;
+    if (const auto sequence = logged()) parser->ParseSequence(sequence->c_str());
+}
+
+}  // namespace kestrel
