@@ -98,7 +98,7 @@ void FileReplacement::OpenBeside() {
         return;
     }
     // A file without a name goes away by itself, even when the process is killed; not every file system has them.
-    int descriptor = open(FolderOf(target_).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
+    int descriptor = open(FolderOf(target_).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
     if (descriptor >= 0 && access(PathOf(descriptor).c_str(), F_OK) != 0) {
         close(descriptor);
         descriptor = -1;
@@ -106,10 +106,10 @@ void FileReplacement::OpenBeside() {
     unnamed_ = descriptor >= 0;
     if (!unnamed_)
         MakeBeside([&descriptor](const char* name) {
-            descriptor = open(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+            descriptor = open(name, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
             return descriptor >= 0;
         });
-    file_ = descriptor >= 0 ? fdopen(descriptor, "wb") : nullptr;
+    file_ = descriptor >= 0 ? fdopen(descriptor, "w+b") : nullptr;
     if (!file_) {
         Fail("cannot create the file");
         if (descriptor >= 0) close(descriptor);
@@ -119,8 +119,10 @@ void FileReplacement::OpenBeside() {
 }
 
 bool FileReplacement::Fail(const char* what) {
-    const int code = errno;
-    if (error_.empty()) error_ = std::string(what) + ": " + std::generic_category().message(code);
+    if (error_.empty()) {
+        code_ = errno;
+        error_ = std::string(what) + ": " + std::generic_category().message(code_);
+    }
     return false;
 }
 

@@ -25,7 +25,10 @@ public:
 
     /// What went wrong so far, without the path; empty when all is well.
     const std::string& Error() const { return error_; }
-    /// Where the bytes go; null after an error.
+    /// The system's number (`errno`) of what went wrong; 0 when all is well.
+    int ErrorCode() const { return code_; }
+    /// Where the bytes go; null after an error. What was written can be read back, unless the target is a pipe or a
+    /// device.
     std::FILE* Stream() const { return file_; }
     /// Puts the file in its place. False when any write or the replacing failed; the target is then as it was.
     [[nodiscard]] bool Commit();
@@ -39,6 +42,7 @@ private:
     std::string target_;
     std::string beside_;  // the new file's name while it has one
     std::string error_;
+    int code_ = 0;
     std::FILE* file_ = nullptr;
     bool direct_ = false;   // no new file: the target takes the bytes at once
     bool unnamed_ = false;  // the new file gets its name at the end

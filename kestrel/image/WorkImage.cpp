@@ -68,13 +68,20 @@ bool ListRows(Dib* dib, std::uint64_t recordSize, std::vector<std::uint8_t*>& ro
     return true;
 }
 
+CWorkImage::BlockPtr OnTheHeap(std::size_t size) {
+    return {static_cast<std::uint8_t*>(std::malloc(size)), [](std::uint8_t* block) { std::free(block); }};
+}
+
 }  // namespace
 
-CWorkImage::CWorkImage(int width, int height, bool withImage, bool withMask) {
+CWorkImage::CWorkImage(int width, int height, bool withImage, bool withMask)
+    : CWorkImage(width, height, withImage, withMask, OnTheHeap) {}
+
+CWorkImage::CWorkImage(int width, int height, bool withImage, bool withMask, const Allocator& allocate) {
     width_ = std::max(width, 1);
     height_ = std::max(height, 1);
     Allocate(withImage ? RecordSize(kImageDepth, width_, height_) : 0,
-             withMask ? RecordSize(kMaskDepth, width_, height_) : 0, {0, 0, width_, width_});
+             withMask ? RecordSize(kMaskDepth, width_, height_) : 0, {0, 0, width_, width_}, allocate);
     if (image_) BuildRecord(image_, kImageDepth, width_, height_);
     if (mask_) BuildRecord(mask_, kMaskDepth, width_, height_);
     Attach();
@@ -86,33 +93,35 @@ CWorkImage::CWorkImage(const Dib* image, const Dib* mask, int x, int y, int widt
     width_ = width;
     height_ = secondWidth;
     Allocate(image ? RecordSize(image->biBitCount, image->biWidth, image->biHeight) : 0,
-             mask ? RecordSize(mask->biBitCount, mask->biWidth, mask->biHeight) : 0, {x, y, width, secondWidth});
+             mask ? RecordSize(mask->biBitCount, mask->biWidth, mask->biHeight) : 0, {x, y, width, secondWidth},
+             OnTheHeap);
     if (image_) CopyRecord(image_, image);
     if (mask_) CopyRecord(mask_, mask);
     Attach();
 }
 
 std::unique_ptr<CWorkImage> CWorkImage::FromBlock(BlockPtr block, std::size_t size) {
-    if (!block || size < kImageAt + 4) return nullptr;
+    if (!block || size < kSmallestBlock) return nullptr;
     std::unique_ptr<CWorkImage> picture(new CWorkImage);
     picture->block_ = std::move(block);
     picture->size_ = size;
     const std::uint8_t* bytes = picture->block_.get();
     const std::uint64_t image = Load32(bytes + kImageSizeAt);
-    if (Load32(bytes + kTotalAt) != size || image > size - kImageAt - 4 || image % 4) return nullptr;
+    if (Load32(bytes + kTotalAt) != size || image > size - kSmallestBlock || image % 4) return nullptr;
     const std::uint64_t mask = Load32(bytes + kImageAt + image);
-    if (mask > size - kImageAt - 4 - image) return nullptr;
+    if (mask > size - kSmallestBlock - image) return nullptr;
     picture->width_ = static_cast<std::int32_t>(Load32(bytes + kPlaceAt + 8));
     picture->height_ = static_cast<std::int32_t>(Load32(bytes + kPlaceAt + 12));
     if (!picture->Attach()) return nullptr;
     return picture;
 }
 
-void CWorkImage::Allocate(std::uint64_t imageRecord, std::uint64_t maskRecord, const std::int32_t (&place)[4]) {
-    const std::uint64_t total = kImageAt + imageRecord + 4 + maskRecord;
-    auto* bytes = total > UINT32_MAX ? nullptr : static_cast<std::uint8_t*>(std::malloc(total));
-    if (!bytes) throw std::bad_alloc();
-    block_ = BlockPtr(bytes, [](std::uint8_t* block) { std::free(block); });
+void CWorkImage::Allocate(std::uint64_t imageRecord, std::uint64_t maskRecord, const std::int32_t (&place)[4],
+                          const Allocator& allocate) {
+    const std::uint64_t total = kSmallestBlock + imageRecord + maskRecord;
+    if (total <= UINT32_MAX) block_ = allocate(total);
+    if (!block_) throw std::bad_alloc();
+    std::uint8_t* bytes = block_.get();
     size_ = total;
     std::memset(bytes, 0, kImageAt);
     Store32(bytes + kTotalAt, static_cast<std::uint32_t>(total));

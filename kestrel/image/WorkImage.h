@@ -25,8 +25,15 @@ public:
     /// Owns the bytes of a block, however they were got.
     using BlockPtr = std::unique_ptr<std::uint8_t[], std::function<void(std::uint8_t*)>>;
 
+    /// Makes a block of so many bytes; null when memory does not suffice.
+    using Allocator = std::function<BlockPtr(std::size_t size)>;
+    /// Bytes of a block without records.
+    static constexpr std::size_t kSmallestBlock = 36;
+
     /// A picture of at least 1 × 1 with undefined bytes; throws `std::bad_alloc` when memory does not suffice.
     CWorkImage(int width, int height, bool withImage = true, bool withMask = true);
+    /// The same in a block from elsewhere.
+    CWorkImage(int width, int height, bool withImage, bool withMask, const Allocator& allocate);
     /// Copies of two records, either of which may be null; the four numbers go into the block as they are. A record
     /// whose pixels are no whole bytes, or a mask of another size than the image, is left out.
     CWorkImage(const Dib* image, const Dib* mask, int x, int y, int width, int secondWidth);
@@ -62,7 +69,8 @@ public:
 
 private:
     CWorkImage() = default;
-    void Allocate(std::uint64_t imageRecord, std::uint64_t maskRecord, const std::int32_t (&place)[4]);
+    void Allocate(std::uint64_t imageRecord, std::uint64_t maskRecord, const std::int32_t (&place)[4],
+                  const Allocator& allocate);
     bool Attach();
 
     BlockPtr block_;

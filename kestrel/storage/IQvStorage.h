@@ -30,12 +30,13 @@ using QvStoragePtr = std::unique_ptr<IQvStorage, QvStorageCloser>;
 ///
 /// Names are UTF-8; a name that is not is taken as Windows-1252. A name may be a path of several names, with slashes or
 /// backslashes between them; one that would lead out of the storage (an absolute one, "..", a link) is refused.
-/// Failures give null or false, `LastError` has a line about them, and the debug monitor is told; only the streams
-/// of folder trees throw (`StorageFileException`). Storages and what was opened from them belong to one thread;
+/// Failures give null or false, `LastStorageError` has a line about them, and the debug monitor is told; only the
+/// streams of folder trees throw (`StorageFileException`). Storages and what was opened from them belong to one thread;
 /// everything that was opened from a storage is closed before it.
 class KESTREL_API IQvStorage {
 public:
-    /// 1: A new stream. In a folder tree, and in a compound file with the create bit, it takes the place of an old one.
+    /// 1: A new stream. One of that name that is there is replaced in a compound file, given the create bit, and
+    /// refused without it; in a folder tree it is opened as by operation 2.
     virtual QvStreamPtr CreateStream(const char* name, unsigned long mode) = 0;
     /// 2: A stream that is there; with the create bit, operation 1 for one that is not.
     virtual QvStreamPtr OpenStream(const char* name, unsigned long mode) = 0;
@@ -84,9 +85,6 @@ public:
     virtual bool HasFailed() const = 0;
     /// 21: A storage object over an open storage of a compound file. Null for folder trees.
     virtual QvStoragePtr Wrap(std::shared_ptr<compound::Storage> open) = 0;
-
-    /// One line about the last operation that failed, for a person: what and why. Empty when none has.
-    virtual QvString LastError() const = 0;
 };
 
 inline void QvStorageCloser::operator()(IQvStorage* storage) const { storage->Close(); }

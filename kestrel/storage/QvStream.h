@@ -74,19 +74,23 @@ protected:
 /// A stream of a storage with both faces. It has to be closed before its storage is.
 class KESTREL_API QvStream : public QvInputStream, public QvOutputStream {
 public:
-    /// Gives up what was written since the stream was opened, as far as that has not reached the storage: a new
-    /// stream is gone again, a replaced one is what it was. Only `Close` may follow.
-    virtual void Revert() = 0;
+    /// Gives up what was written since the stream was opened: a new stream is gone again, a replaced one is what it
+    /// was. Only `Close` may follow.
+    virtual void Revert() noexcept = 0;
 
 protected:
     ~QvStream() override = default;
 };
 
-/// Closes a stream at the end of a scope. Who has written calls `CloseStream` instead and looks at the result.
-struct QvStreamCloser {
-    void operator()(QvInputStream* stream) const { stream->Close(); }
+/// What becomes of a stream that nobody closed: what was written is given up, so that no failure leaves half a stream
+/// under its name. Who has written ends with `CloseStream`.
+struct QvStreamGivenUp {
+    void operator()(QvStream* stream) const noexcept {
+        stream->Revert();
+        stream->Close();
+    }
 };
-using QvStreamPtr = std::unique_ptr<QvStream, QvStreamCloser>;
+using QvStreamPtr = std::unique_ptr<QvStream, QvStreamGivenUp>;
 
 /// Closes the stream that the pointer holds, which is null afterwards; false when what was written is not kept.
 [[nodiscard]] inline bool CloseStream(QvStreamPtr& stream) { return !stream || stream.release()->Close(); }

@@ -1,8 +1,10 @@
 #include "kestrel/storage/StoragePath.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 
 namespace kestrel {
 namespace {
@@ -40,6 +42,14 @@ bool SplitStorageName(std::string_view path, std::vector<std::string>& names) {
 bool IsFolder(const std::string& path) {
     struct stat status;
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool MakeFolders(const std::string& path) {
+    for (std::size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
+        const std::string prefix = path.substr(0, slash);
+        if (access(prefix.c_str(), F_OK) != 0 && mkdir(prefix.c_str(), 0777) != 0 && errno != EEXIST) return false;
+        if (slash >= path.size()) return IsFolder(path) || (errno = ENOTDIR, false);
+    }
 }
 
 std::string BoxFolder(std::string_view path, bool (*isFolder)(const std::string&)) {

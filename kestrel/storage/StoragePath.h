@@ -21,6 +21,9 @@ KESTREL_API std::string StoragePath(std::string_view path);
 /// Whether the folder that a system path names is there.
 KESTREL_API bool IsFolder(const std::string& path);
 
+/// Makes the folder and those above it that are missing. False when one cannot be made; `errno` says why.
+[[nodiscard]] KESTREL_API bool MakeFolders(const std::string& path);
+
 /// The folder that holds the box of this name, as a storage path: "_qv" is put behind the box file's name, so that
 /// "x.box" lives in "x.box_qv" and "x.box/Pictures" in "x.box_qv\Pictures". The box file's name ends at the first
 /// slash; slashes behind folders that are there (`isFolder`), on the way to the box, do not count.
