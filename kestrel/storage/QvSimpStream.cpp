@@ -2,7 +2,7 @@
 
 #include <sys/stat.h>
 
-#include "kestrel/diagnostics/LogSeam.h"
+#include "kestrel/diagnostics/LogSink.h"
 #include "kestrel/storage/IQvStorage.h"
 #include "kestrel/storage/QvError.h"
 #include "kestrel/storage/StorageError.h"

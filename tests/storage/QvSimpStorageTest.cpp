@@ -10,7 +10,7 @@
 #include <csignal>
 #include <map>
 
-#include "kestrel/diagnostics/LogSeam.h"
+#include "kestrel/diagnostics/LogSink.h"
 #include "kestrel/storage/NameMask.h"
 #include "kestrel/storage/QvError.h"
 #include "kestrel/storage/QvSimpStream.h"
@@ -36,14 +36,14 @@ struct FolderTree : testing::Test {
     FolderTree() {
         logged.clear();
         waits = 0;
-        SetLogReceiver([](int, const char*, int, const std::string& text) { logged += text + "\n"; });
+        SetLogSink([](int, const char*, int, const std::string& text) { logged += text + "\n"; });
         SetStorageWait([](std::chrono::milliseconds time) {
             EXPECT_EQ(time.count(), 100);
             ++waits;
         });
     }
     ~FolderTree() override {
-        SetLogReceiver(nullptr);
+        SetLogSink(nullptr);
         SetStorageWait(nullptr);
     }
     std::string Root() const { return (folders / "tree").string(); }
@@ -324,7 +324,7 @@ TEST(StorageErrors, Texts) {
         EXPECT_EQ(StorageFileException("f", static_cast<FileCause>(cause)).Text(),
                   std::string("Error processing file 'f'") + lines[cause - 2]);
     logged.clear();
-    SetLogReceiver([](int, const char*, int, const std::string& text) { logged += text; });
+    SetLogSink([](int, const char*, int, const std::string& text) { logged += text; });
     try {
         QvStreamPtr(new QvSimpStream(nullptr)).release()->Close();
         ADD_FAILURE() << "closed";
@@ -334,7 +334,7 @@ TEST(StorageErrors, Texts) {
         EXPECT_EQ(error.FoundAt(), "qvSimpStorage(440)");
         EXPECT_EQ(logged, error.Text());
     }
-    SetLogReceiver(nullptr);
+    SetLogSink(nullptr);
 }
 
 TEST(StorageErrors, TheMonitorIsTold) {
