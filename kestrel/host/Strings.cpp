@@ -1,17 +1,40 @@
 #include "kestrel/host/Strings.h"
 
 #include <algorithm>
+#include <memory>
+#include <vector>
 
 #include "kestrel/foundation/CodePage.h"
 #include "kestrel/storage/BuiltInData.h"
+#include "kestrel/storage/compound/CompoundFile.h"
+#include "kestrel/storage/compound/MemoryStore.h"
 
 namespace kestrel {
 
+namespace {
+
+/// The strings file of the built-in storage; empty in a program that was linked without the storage.
+std::string ReadStringsFile() {
+    using namespace compound;
+    auto file = CompoundFile::Open(std::make_unique<BlobStore>(BuiltInData()), Access::kRead);
+    if (!file) return {};
+    auto root = file->Root();
+    if (!root) return {};
+    auto scripts = root->OpenStorage(u"Scripts");
+    if (!scripts) return {};
+    auto stream = scripts->OpenStream(u"color.strings");
+    if (!stream) return {};
+    const auto size = stream->Size();
+    if (!size) return {};
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(*size));
+    const auto read = stream->Read(bytes);
+    return read && *read == bytes.size() ? std::string(bytes.begin(), bytes.end()) : std::string();
+}
+
+}  // namespace
+
 const ScriptStrings& BuiltInStrings() {
-    static const ScriptStrings strings = [] {
-        const auto data = BuiltInData();
-        return ScriptStrings(std::string_view(reinterpret_cast<const char*>(data.data()), data.size()));
-    }();
+    static const ScriptStrings strings(ReadStringsFile());
     return strings;
 }
 
