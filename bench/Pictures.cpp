@@ -20,14 +20,14 @@ void AddCodec(ImageFormat format) {
     const auto file = std::make_shared<std::vector<std::uint8_t>>();
     const auto encode = [=] {
         file->clear();
-        const std::string error = ImageLoader::Save(*file, BenchPicture(), nullptr, {.format = format});
-        if (!error.empty()) throw std::runtime_error(error);
+        const CodecError error = ImageLoader::Save(*file, BenchPicture(), nullptr, {.format = format});
+        if (error) throw std::runtime_error(error.text);
     };
     Add(std::string("encode/") + FormatName(format), encode);
     Add(std::string("decode/") + FormatName(format), [=] {
         if (file->empty()) encode();
         const LoadResult loaded = ImageLoader::Load(*file);
-        if (!loaded) throw std::runtime_error(loaded.error);
+        if (!loaded) throw std::runtime_error(loaded.error.text);
     });
 }
 

@@ -131,7 +131,7 @@ bool WriteSheet(const std::vector<Tile>& tiles, const char* path) {
 /// The picture that the filters are shown on: as large as a tile, visible everywhere.
 Picture LoadSample(const char* path) {
     LoadResult loaded = ImageLoader::Load(path);
-    if (!loaded) throw std::runtime_error(fmt::format("{}: {}", path, loaded.error));
+    if (!loaded) throw std::runtime_error(fmt::format("{}: {}", path, loaded.error.text));
     const double scale =
         std::min(double{kTileWidth} / loaded.image->biWidth, double{kTileHeight} / loaded.image->biHeight);
     Picture sample = MakePicture(std::max(1, static_cast<int>(loaded.image->biWidth * scale)),

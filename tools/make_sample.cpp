@@ -15,8 +15,7 @@ int main(int argc, char** argv) {
     }
     const char* output = argv[argc - 1];
     const kestrel::DibPtr picture = kestrel::sample::Render(width, height);
-    const std::string error =
-        picture ? kestrel::ImageLoader::Save(output, picture.get(), nullptr) : std::string("not enough memory");
-    if (!error.empty()) fmt::print(stderr, "{}: {}\n", output, error);
-    return error.empty() ? 0 : 1;
+    const kestrel::CodecError error = kestrel::ImageLoader::Save(output, picture.get(), nullptr);
+    if (error) fmt::print(stderr, "{}: {}\n", output, error.text);
+    return error ? 1 : 0;
 }

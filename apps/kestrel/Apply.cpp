@@ -2,6 +2,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -23,9 +27,6 @@ using kestrel::ImageFormat;
 using kestrel::Picture;
 using kestrel::Rendering;
 
-/// Longest picture file that is taken from standard input, in bytes.
-constexpr std::size_t kLongestInput = std::size_t{4} << 30;
-
 /// The options as they were written.
 struct Options {
     std::string input;
@@ -39,6 +40,9 @@ struct Options {
     std::string quality = "92";
     std::string background = "#FFFFFF";
     std::string limitPixels = "400000000";
+    std::string limitExpansion = "2000";
+    std::string limitScans = "100";
+    std::string limitInput = "1073741824";
     bool quiet = false;
     bool verbose = false;
 };
@@ -50,7 +54,7 @@ struct Job {
     std::optional<Region> region;
     kestrel::SaveOptions save;
     Rgba background;
-    std::int64_t limitPixels = 0;
+    kestrel::LoadOptions limits;
 };
 
 bool IsPipe(const std::string& path) { return path == "-"; }
@@ -80,8 +84,15 @@ Job Check(const Options& options) {
     const auto quality = ParseInteger(options.quality);
     job.save.jpegQuality = static_cast<int>(
         Checked(quality, quality >= 1 && quality <= 100, "--quality", options.quality, "a whole number from 1 to 100"));
-    const auto limit = ParseInteger(options.limitPixels);
-    job.limitPixels = Checked(limit, limit >= 1, "--limit-pixels", options.limitPixels, "a whole number above 0");
+    const auto limit = [](const char* option, const std::string& text) {
+        const auto value = ParseInteger(text);
+        return static_cast<std::uint64_t>(Checked(value, value >= 1, option, text, "a whole number above 0"));
+    };
+    job.limits.pixelLimit = limit("--limit-pixels", options.limitPixels);
+    job.limits.expansionLimit = limit("--limit-expansion", options.limitExpansion);
+    job.limits.scanLimit =
+        static_cast<int>(std::min<std::uint64_t>(limit("--limit-scans", options.limitScans), INT_MAX));
+    job.limits.inputLimit = limit("--limit-input", options.limitInput);
     const auto background = ParseColor(options.background);
     job.background =
         Checked(background, background && !background->hasAlpha, "--background", options.background, "a color #RRGGBB");
@@ -117,31 +128,37 @@ Job Check(const Options& options) {
     return job;
 }
 
-/// The input picture. Sets `damaged` when only a part of it could be read.
-Picture Load(const Options& options, const Job& job, bool& damaged) {
+/// The option that raises the limit in the way, if one is.
+const char* LimitOption(kestrel::CodecFault fault) {
+    switch (fault) {
+        case kestrel::CodecFault::PixelLimit:
+            return "--limit-pixels";
+        case kestrel::CodecFault::ExpansionLimit:
+            return "--limit-expansion";
+        case kestrel::CodecFault::ScanLimit:
+            return "--limit-scans";
+        case kestrel::CodecFault::InputLimit:
+            return "--limit-input";
+        default:
+            return nullptr;
+    }
+}
+
+/// The input picture and what the file says beside it.
+kestrel::LoadResult Load(const Options& options, const Job& job) {
     const std::string name = InputName(options);
     console::Progress("reading " + name);
-    const kestrel::LoadOptions load{.pixelLimit = static_cast<std::uint64_t>(job.limitPixels)};
-    kestrel::LoadResult loaded;
-    if (IsPipe(options.input)) {
-        std::string bytes = ReadWhole(options.input, kLongestInput, [&](const std::string& first) {
-            const auto* const begin = reinterpret_cast<const std::uint8_t*>(first.data());
-            if (!first.empty() && kestrel::FormatOfContent({begin, first.size()}) == ImageFormat::Unknown)
-                throw console::Failure{name + ": is not a picture of a known format"};
-        });
-        loaded = kestrel::ImageLoader::Load({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}, load);
-    } else {
-        loaded = kestrel::ImageLoader::Load(options.input, load);
-    }
+    kestrel::LoadResult loaded = IsPipe(options.input) ? kestrel::ImageLoader::Load(stdin, job.limits)
+                                                       : kestrel::ImageLoader::Load(options.input, job.limits);
     for (const std::string& warning : loaded.warnings) console::Warning(name + ": " + warning);
-    damaged = !loaded.warnings.empty();
     if (!loaded) {
-        const bool tooLarge = loaded.error.find("the limit is") != std::string::npos;
-        throw console::Failure{name + ": " + loaded.error + (tooLarge ? "; raise it with --limit-pixels" : "")};
+        const char* const option = LimitOption(loaded.error.fault);
+        throw console::Failure{name + ": " + loaded.error.text +
+                               (option ? std::string("; raise it with ") + option : std::string())};
     }
     console::Detail(fmt::format("{}: {} x {} pixels, {}{}", name, loaded.image->biWidth, loaded.image->biHeight,
                                 kestrel::FormatName(loaded.format), loaded.mask ? " with transparency" : ""));
-    return {std::move(loaded.image), std::move(loaded.mask)};
+    return loaded;
 }
 
 std::string SizeText(int width, int height) { return fmt::format("{} x {}", width, height); }
@@ -176,11 +193,12 @@ Picture Filter(const Options& options, const Job& job, Rendering& rendering, Pic
     if (width <= 0 || height <= 0)
         throw console::Failure{
             fmt::format("{}: the filters leave no picture ({} x {} pixels)", InputName(options), width, height)};
-    if (const std::int64_t largest = rendering.LargestPixelCount(); largest > job.limitPixels)
+    if (const std::int64_t largest = rendering.LargestPixelCount();
+        largest > 0 && static_cast<std::uint64_t>(largest) > job.limits.pixelLimit)
         throw console::Failure{
             fmt::format("{}: the filters make a picture of {} pixels, the limit is {}; raise it with "
                         "--limit-pixels",
-                        InputName(options), largest, job.limitPixels)};
+                        InputName(options), largest, job.limits.pixelLimit)};
     if (job.region && (job.region->x > width - job.region->width || job.region->y > height - job.region->height))
         throw console::Failure{
             fmt::format("--region {}: the result has only {} x {} pixels", options.region, width, height)};
@@ -217,19 +235,19 @@ void Flatten(const Options& options, const Job& job, Picture& picture) {
 }
 
 /// Writes a file that appears whole or not at all; an interruption leaves none.
-std::string SaveFile(const Options& options, const Job& job, const Picture& picture) {
+kestrel::CodecError SaveFile(const Options& options, const Job& job, const Picture& picture) {
     kestrel::FileReplacement file(options.output);
-    if (!file.Stream()) return file.Error();
+    if (!file.Stream()) return {kestrel::CodecFault::System, file.Error()};
     const auto stream = InterruptibleStream(file.Stream());
     if (!stream) throw std::bad_alloc();
-    std::string error = kestrel::ImageLoader::Save(stream.get(), picture.image.get(), picture.mask.get(), job.save);
-    if (!error.empty()) return error;
-    return file.Commit() ? std::string() : file.Error();
+    auto error = kestrel::ImageLoader::Save(stream.get(), picture.image.get(), picture.mask.get(), job.save);
+    if (!error && !file.Commit()) error = {kestrel::CodecFault::System, file.Error()};
+    return error;
 }
 
 void Save(const Options& options, const Job& job, const Picture& picture) {
     console::Progress("writing " + OutputName(options));
-    std::string error;
+    kestrel::CodecError error;
     if (IsPipe(options.output)) {
         error = kestrel::ImageLoader::Save(stdout, picture.image.get(), picture.mask.get(), job.save);
     } else {
@@ -240,7 +258,7 @@ void Save(const Options& options, const Job& job, const Picture& picture) {
         if (!std::filesystem::is_other(options.output, none)) scope.emplace();
         error = SaveFile(options, job, picture);
     }
-    if (!error.empty() && !interrupt::Happened()) throw console::Failure{OutputName(options) + ": " + error};
+    if (error && !interrupt::Happened()) throw console::Failure{OutputName(options) + ": " + error.text};
 }
 
 /// Are INPUT and OUTPUT one file, by whatever names?
@@ -255,19 +273,29 @@ bool IsInput(const Options& options) {
            input.st_ino == output.st_ino;
 }
 
+/// Has the metadata written with the picture; says what the format cannot take.
+void HandOn(const Options& options, const kestrel::ImageMetadata& metadata, Job& job) {
+    job.save.metadata = &metadata;
+    const std::string leftOut = kestrel::BlocksLeftOut(metadata, job.save.format);
+    if (!leftOut.empty())
+        console::Note(fmt::format("{}: {} files do not take all that INPUT holds; left out: {}", OutputName(options),
+                                  kestrel::FormatName(job.save.format), leftOut));
+}
+
 int Run(const Options& options) {
-    const Job job = Check(options);
+    Job job = Check(options);
     console::SetTalk(options.quiet     ? console::Talk::Quiet
                      : options.verbose ? console::Talk::Verbose
                                        : console::Talk::Normal);
     Rendering rendering;
     options.chain.ApplyTo(rendering);
-    bool damaged = false;
-    Picture picture = Load(options, job, damaged);
+    kestrel::LoadResult loaded = Load(options, job);
+    const bool damaged = loaded.condition == kestrel::Condition::Damaged;
     if (damaged && IsInput(options))
         throw console::Failure{OutputName(options) +
                                ": is damaged, and would be replaced by what could be read of it; name another OUTPUT"};
-    picture = Filter(options, job, rendering, std::move(picture));
+    HandOn(options, loaded.metadata, job);
+    Picture picture = Filter(options, job, rendering, {std::move(loaded.image), std::move(loaded.mask)});
     if (interrupt::Happened()) return interrupt::ExitCode();
     if (job.region) picture = CutPicture(picture, job.region->x, job.region->y, job.region->width, job.region->height);
     if (!picture.image) throw std::bad_alloc();
@@ -306,6 +334,11 @@ void AddApply(const Command& program) {
                    "reads, with the values as set or as used");
     command.Option("--limit-pixels", options->limitPixels, "N",
                    "Refuse pictures of more pixels, read or made by a filter\n[400000000]");
+    command.Option("--limit-expansion", options->limitExpansion, "N",
+                   "Refuse files that claim more pixels for each of their bytes;\n"
+                   "64 million pixels are always allowed [2000]");
+    command.Option("--limit-scans", options->limitScans, "N", "Refuse progressive JPEG files of more scans [100]");
+    command.Option("--limit-input", options->limitInput, "N", "Refuse more bytes from a pipe or a device [1073741824]");
     command.Flag("-q,--quiet", options->quiet, "Tell errors and damaged input only");
     command.Flag("-v,--verbose", options->verbose, "Tell what is done, and the size after each filter");
     command.Footer(

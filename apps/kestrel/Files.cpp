@@ -10,8 +10,7 @@
 #include "apps/kestrel/Console.h"
 #include "apps/kestrel/Interrupt.h"
 
-std::string ReadWhole(const std::string& path, std::size_t longest,
-                      const std::function<void(const std::string&)>& accept) {
+std::string ReadWhole(const std::string& path, std::size_t longest) {
     const bool piped = path == "-";
     const std::string shown = piped ? "standard input" : path;
     const auto close = [piped](std::FILE* file) {
@@ -25,9 +24,7 @@ std::string ReadWhole(const std::string& path, std::size_t longest,
         const std::size_t got = std::fread(block, 1, sizeof block, file.get());
         if (std::ferror(file.get()))
             throw console::Failure{fmt::format("{}: cannot be read: {}", shown, std::strerror(errno))};
-        const bool first = bytes.empty();
         bytes.append(block, got);
-        if (first && accept) accept(bytes);
         if (bytes.size() > longest)
             throw console::Failure{fmt::format("{}: is longer than {} MiB", shown, longest >> 20)};
         if (got < sizeof block) return bytes;

@@ -1,14 +1,11 @@
 #pragma once
 #include <cstddef>
 #include <cstdio>
-#include <functional>
 #include <memory>
 #include <string>
 
 /// All bytes of a file; "-" is standard input. A file that cannot be read or is longer than `longest` throws `Failure`.
-/// `accept`, when given, sees the first bytes and may stop a stream that never ends by throwing.
-std::string ReadWhole(const std::string& path, std::size_t longest,
-                      const std::function<void(const std::string&)>& accept = {});
+std::string ReadWhole(const std::string& path, std::size_t longest);
 
 struct StreamCloser {
     void operator()(std::FILE* stream) const { std::fclose(stream); }

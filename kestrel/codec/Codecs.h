@@ -6,22 +6,41 @@
 #include "kestrel/foundation/ByteWriter.h"
 
 // The formats behind `ImageLoader`, one file each. Not installed. Loading reads from the source's position on and fills
-// image and mask, or the error; saving gives an error text or an empty one. Blocks are known to be 24-bit and 8-bit and
-// of one size, and the mask to be null where nothing is hidden.
+// image, mask and warnings, or the error, and lowers the condition from whole where pixels are missing; saving returns
+// the error. Blocks are known to be 24-bit and 8-bit and of one size, and the mask to be null where nothing is hidden.
 namespace kestrel {
 
 void LoadBmp(ByteReader& source, const LoadOptions& options, LoadResult& result);
 void LoadJpeg(ByteReader& source, const LoadOptions& options, LoadResult& result);
 void LoadPng(ByteReader& source, const LoadOptions& options, LoadResult& result);
 
-std::string SaveBmp(ByteWriter& target, const Dib* image);
-std::string SaveJpeg(ByteWriter& target, const Dib* image, int quality);
-std::string SavePng(ByteWriter& target, const Dib* image, const Dib* mask, int compression);
+CodecError SaveBmp(ByteWriter& target, const Dib* image, const SaveOptions& options);
+CodecError SaveJpeg(ByteWriter& target, const Dib* image, const SaveOptions& options);
+CodecError SavePng(ByteWriter& target, const Dib* image, const Dib* mask, const SaveOptions& options);
 
-/// Makes image and mask (with `alpha`) of this size, if the limit and memory allow it; otherwise sets the error.
-bool MakePlanes(std::int64_t width, std::int64_t height, bool alpha, const LoadOptions& options, LoadResult& result);
+/// Whether the limits allow a picture of this size in a file of so many bytes; otherwise sets the error.
+bool SizeIsAllowed(std::int64_t width, std::int64_t height, std::uint64_t fileBytes, const LoadOptions& options,
+                   LoadResult& result);
+/// Makes image and mask (with `alpha`) of this size, if limits and memory allow it; otherwise sets the error.
+bool MakePlanes(std::int64_t width, std::int64_t height, bool alpha, std::uint64_t fileBytes,
+                const LoadOptions& options, LoadResult& result);
+/// Sets every byte of a mask to 255.
+void HideAll(Dib* mask);
+bool MaskHidesAll(const Dib* mask);
+
+/// What fits into one marker of a JPEG file with the words before it, in bytes.
+inline constexpr std::size_t kLargestJpegExif = 65533 - 6;
+inline constexpr std::size_t kLargestJpegProfile = 255 * (65533 - 14);  // in as many markers as there may be
+inline constexpr std::size_t kLargestJpegXmp = 65533 - 29;
+inline constexpr std::size_t kLargestJpegIptc = 65532 - 14 - 12;
+
+/// "3 of 7 lines could be read".
+std::string LinesText(std::int64_t read, std::int64_t all);
 
 /// What the last system call said.
-std::string SystemError();
+CodecError SystemError();
+/// The same for a write.
+CodecError WriteError();
+CodecError NoMemory();
 
 }  // namespace kestrel

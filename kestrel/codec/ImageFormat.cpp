@@ -36,7 +36,7 @@ ImageFormat FormatOfContent(std::span<const std::uint8_t> bytes) {
     };
     if (starts("\xFF\xD8\xFF", 3)) return ImageFormat::Jpeg;
     if (starts("\x89PNG\r\n\x1A\n", 8)) return ImageFormat::Png;
-    if (starts("BM", 2)) return ImageFormat::Bmp;
+    if (starts("BM", 2) || starts("BA", 2)) return ImageFormat::Bmp;
     // A bare record: header of 40 bytes, one plane.
     if (starts("\x28\0\0\0", 4) && bytes.size() >= 14 && bytes[12] == 1 && bytes[13] == 0) return ImageFormat::Bmp;
     return ImageFormat::Unknown;

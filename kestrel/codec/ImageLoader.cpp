@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <system_error>
@@ -19,20 +20,23 @@ struct Closer {
 };
 using File = std::unique_ptr<std::FILE, Closer>;
 
-LoadResult Failed(const char* error) {
+LoadResult Failed(CodecError error) {
     LoadResult result;
-    result.error = error;
+    result.error = std::move(error);
     return result;
 }
+
+CodecError UnknownFormat() { return {CodecFault::UnknownFormat, "the file is no picture of a known format"}; }
 
 LoadResult LoadFrom(ByteReader source, const LoadOptions& options) {
     std::uint8_t start[16];
     const std::uint64_t position = source.Position();
     const std::size_t size = source.Read(start, sizeof start);
-    if (size == 0) return Failed("the file is empty");
+    if (size == 0) return Failed({CodecFault::UnknownFormat, "the file is empty"});
     LoadResult result;
+    result.condition = Condition::Whole;
     result.format = FormatOfContent({start, size});
-    if (!source.Seek(position)) return Failed("the file cannot be read");
+    if (!source.Seek(position)) return Failed(SystemError());
     try {
         switch (result.format) {
             case ImageFormat::Bmp:
@@ -45,69 +49,86 @@ LoadResult LoadFrom(ByteReader source, const LoadOptions& options) {
                 LoadPng(source, options, result);
                 break;
             case ImageFormat::Unknown:
-                result.error = "the file is no picture of a known format";
+                result.error = UnknownFormat();
         }
     } catch (const std::bad_alloc&) {
-        result.error = "not enough memory";
+        result.error = NoMemory();
     }
-    if (!result.error.empty()) {
+    if (result.error) {
+        result.condition = Condition::Nothing;
         result.image.reset();
         result.mask.reset();
     }
     return result;
 }
 
-/// All bytes of a pipe or another file that has no size.
-bool ReadAll(std::FILE* file, std::vector<std::uint8_t>& bytes) {
+/// All bytes of a pipe or another file that has no size, unless its first ones are those of no picture.
+CodecError ReadStream(std::FILE* file, std::uint64_t limit, std::vector<std::uint8_t>& bytes) {
     std::uint8_t buffer[1 << 16];
     std::size_t size;
-    while ((size = std::fread(buffer, 1, sizeof buffer, file)) > 0) bytes.insert(bytes.end(), buffer, buffer + size);
-    return !std::ferror(file);
+    while ((size = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
+        const bool first = bytes.empty();
+        if (bytes.size() + size > limit)
+            return {CodecFault::InputLimit, "the input is longer than " + std::to_string(limit) + " bytes"};
+        bytes.insert(bytes.end(), buffer, buffer + size);
+        if (first && FormatOfContent(bytes) == ImageFormat::Unknown) return UnknownFormat();
+    }
+    return std::ferror(file) ? SystemError() : CodecError();
 }
 
 bool SameSize(const Dib* a, const Dib* b) { return a->biWidth == b->biWidth && a->biHeight == b->biHeight; }
 
-std::string SaveTo(ByteWriter& target, const Dib* image, const Dib* mask, const SaveOptions& options) {
+CodecError SaveTo(ByteWriter& target, const Dib* image, const Dib* mask, const SaveOptions& options) {
     if (!image || image->biBitCount != 24 || image->biWidth < 1 || image->biHeight < 1)
-        return "there is no 24-bit picture to save";
-    if (mask && (DibBitsPerPixel(mask) != 8 || !SameSize(image, mask))) return "the mask does not fit the picture";
+        return {CodecFault::NoPicture, "there is no 24-bit picture to save"};
+    if (mask && (DibBitsPerPixel(mask) != 8 || !SameSize(image, mask)))
+        return {CodecFault::NoPicture, "the mask does not fit the picture"};
     if (!MaskHidesAnything(mask)) mask = nullptr;
     if (mask && !FormatHoldsAlpha(options.format))
-        return std::string("files of the format ") + FormatName(options.format) + " hold no transparency";
+        return {CodecFault::CannotHold,
+                std::string("files of the format ") + FormatName(options.format) + " hold no transparency"};
     try {
         switch (options.format) {
             case ImageFormat::Bmp:
-                return SaveBmp(target, image);
+                return SaveBmp(target, image, options);
             case ImageFormat::Jpeg:
-                return SaveJpeg(target, image, std::clamp(options.jpegQuality, 1, 100));
+                return SaveJpeg(target, image, options);
             case ImageFormat::Png:
-                return SavePng(target, image, mask, std::clamp(options.pngCompression, 0, 9));
+                return SavePng(target, image, mask, options);
             case ImageFormat::Unknown:
                 break;
         }
     } catch (const std::bad_alloc&) {
-        return "not enough memory";
+        return NoMemory();
     }
-    return "the format to save in is unknown";
+    return {CodecFault::UnknownFormat, "the format to save in is unknown"};
 }
 
 }  // namespace
 
 LoadResult ImageLoader::Load(const std::string& path, const LoadOptions& options) {
     const File file(std::fopen(path.c_str(), "rbe"));
-    if (!file) return Failed(SystemError().c_str());
+    if (!file) return Failed(SystemError());
     struct stat status;
-    if (fstat(fileno(file.get()), &status) != 0) return Failed(SystemError().c_str());
+    if (fstat(fileno(file.get()), &status) != 0) return Failed(SystemError());
     if (S_ISDIR(status.st_mode)) {
         errno = EISDIR;
-        return Failed(SystemError().c_str());
+        return Failed(SystemError());
     }
-    if (S_ISREG(status.st_mode)) return LoadFrom(ByteReader(file.get()), options);
+    return Load(file.get(), options);
+}
+
+LoadResult ImageLoader::Load(std::FILE* stream, const LoadOptions& options) {
+    struct stat status;
+    const int descriptor = fileno(stream);  // a stream in memory has none and can seek
+    if (descriptor < 0 || (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)))
+        return LoadFrom(ByteReader(stream), options);
     std::vector<std::uint8_t> bytes;
     try {
-        if (!ReadAll(file.get(), bytes)) return Failed(SystemError().c_str());
+        CodecError error = ReadStream(stream, options.inputLimit, bytes);
+        if (error) return Failed(std::move(error));
     } catch (const std::bad_alloc&) {
-        return Failed("not enough memory");
+        return Failed(NoMemory());
     }
     return LoadFrom(ByteReader(bytes), options);
 }
@@ -116,31 +137,31 @@ LoadResult ImageLoader::Load(std::span<const std::uint8_t> bytes, const LoadOpti
     return LoadFrom(ByteReader(bytes), options);
 }
 
-std::string ImageLoader::Save(const std::string& path, const Dib* image, const Dib* mask, const SaveOptions& options) {
+CodecError ImageLoader::Save(const std::string& path, const Dib* image, const Dib* mask, const SaveOptions& options) {
     SaveOptions known = options;
     if (known.format == ImageFormat::Unknown) known.format = FormatOfPath(path);
-    if (known.format == ImageFormat::Unknown) return "the format to save in is unknown";
+    if (known.format == ImageFormat::Unknown) return {CodecFault::UnknownFormat, "the format to save in is unknown"};
     FileReplacement file(path);
-    if (!file.Stream()) return file.Error();
+    if (!file.Stream()) return {CodecFault::System, file.Error()};
     ByteWriter target(file.Stream());
-    std::string error = SaveTo(target, image, mask, known);
-    if (!error.empty()) return error;
-    return file.Commit() ? std::string() : file.Error();
-}
-
-std::string ImageLoader::Save(std::vector<std::uint8_t>& bytes, const Dib* image, const Dib* mask,
-                              const SaveOptions& options) {
-    const std::size_t before = bytes.size();
-    ByteWriter target(bytes);
-    std::string error = SaveTo(target, image, mask, options);
-    if (!error.empty()) bytes.resize(before);
+    CodecError error = SaveTo(target, image, mask, known);
+    if (!error && !file.Commit()) error = {CodecFault::System, file.Error()};
     return error;
 }
 
-std::string ImageLoader::Save(std::FILE* stream, const Dib* image, const Dib* mask, const SaveOptions& options) {
+CodecError ImageLoader::Save(std::vector<std::uint8_t>& bytes, const Dib* image, const Dib* mask,
+                             const SaveOptions& options) {
+    const std::size_t before = bytes.size();
+    ByteWriter target(bytes);
+    CodecError error = SaveTo(target, image, mask, options);
+    if (error) bytes.resize(before);
+    return error;
+}
+
+CodecError ImageLoader::Save(std::FILE* stream, const Dib* image, const Dib* mask, const SaveOptions& options) {
     ByteWriter target(stream);
-    std::string error = SaveTo(target, image, mask, options);
-    if (error.empty() && std::fflush(stream) != 0) error = "cannot write: " + SystemError();
+    CodecError error = SaveTo(target, image, mask, options);
+    if (!error && std::fflush(stream) != 0) error = WriteError();
     return error;
 }
 
@@ -169,24 +190,57 @@ void Flatten(Dib* image, const Dib* mask, std::uint8_t red, std::uint8_t green, 
     }
 }
 
-bool MakePlanes(std::int64_t width, std::int64_t height, bool alpha, const LoadOptions& options, LoadResult& result) {
+bool SizeIsAllowed(std::int64_t width, std::int64_t height, std::uint64_t fileBytes, const LoadOptions& options,
+                   LoadResult& result) {
     const std::string size = std::to_string(width) + " x " + std::to_string(height) + " pixels";
     if (width < 1 || height < 1 || width > INT32_MAX || height > INT32_MAX) {
-        result.error = "the picture has " + size;
+        result.error = {CodecFault::Broken, "the picture has " + size};
         return false;
     }
-    // 62 bits hold the product.
-    if (static_cast<std::uint64_t>(width * height) > options.pixelLimit) {
-        result.error = "the picture has " + size + ", the limit is " + std::to_string(options.pixelLimit);
+    const auto pixels = static_cast<std::uint64_t>(width * height);  // 62 bits hold it
+    if (pixels > options.pixelLimit) {
+        result.error = {CodecFault::PixelLimit,
+                        "the picture has " + size + ", the limit is " + std::to_string(options.pixelLimit)};
         return false;
     }
+    if (pixels > LoadOptions::kFreePixels && pixels / std::max<std::uint64_t>(fileBytes, 1) > options.expansionLimit) {
+        result.error = {CodecFault::ExpansionLimit, "the picture has " + size + ", too many for a file of " +
+                                                        std::to_string(fileBytes) + " bytes; the limit is " +
+                                                        std::to_string(options.expansionLimit) + " for each byte"};
+        return false;
+    }
+    return true;
+}
+
+bool MakePlanes(std::int64_t width, std::int64_t height, bool alpha, std::uint64_t fileBytes,
+                const LoadOptions& options, LoadResult& result) {
+    if (!SizeIsAllowed(width, height, fileBytes, options, result)) return false;
     result.image.reset(DibCreate(24, static_cast<int>(width), static_cast<int>(height)));
     if (alpha) result.mask.reset(DibCreate(8, static_cast<int>(width), static_cast<int>(height)));
     if (result.image && (result.mask || !alpha)) return true;
-    result.error = "not enough memory for " + size;
+    result.error = NoMemory();
     return false;
 }
 
-std::string SystemError() { return std::generic_category().message(errno); }
+bool MaskHidesAll(const Dib* mask) {
+    for (int row = 0; row < mask->biHeight; ++row) {
+        const std::uint8_t* bytes = DibRow(mask, row);
+        if (!std::all_of(bytes, bytes + mask->biWidth, [](std::uint8_t byte) { return byte == 255; })) return false;
+    }
+    return true;
+}
+
+void HideAll(Dib* mask) {
+    for (int row = 0; row < mask->biHeight; ++row)
+        std::memset(DibRow(mask, row), 255, static_cast<std::size_t>(mask->biWidth));
+}
+
+std::string LinesText(std::int64_t read, std::int64_t all) {
+    return std::to_string(read) + " of " + std::to_string(all) + " lines could be read";
+}
+
+CodecError SystemError() { return {CodecFault::System, std::generic_category().message(errno)}; }
+CodecError WriteError() { return {CodecFault::System, "cannot write: " + SystemError().text}; }
+CodecError NoMemory() { return {CodecFault::NoMemory, "not enough memory"}; }
 
 }  // namespace kestrel

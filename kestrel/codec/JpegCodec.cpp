@@ -1,9 +1,13 @@
 // JPEG by libjpeg-turbo. Its errors come back by longjmp: every function with a `setjmp` below calls C functions only
 // and keeps what it changes in members, so that nothing with a destructor is jumped over.
+#include <algorithm>
+#include <cmath>
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // The library's headers expect <cstdio> before them.
@@ -11,14 +15,14 @@
 #include <jpeglib.h>
 
 #include "kestrel/codec/Codecs.h"
-#include "kestrel/codec/ExifOrientation.h"
-#include "kestrel/codec/LinePlacer.h"
+#include "kestrel/codec/Exif.h"
+#include "kestrel/codec/IccProfile.h"
+#include "kestrel/codec/ScanlineOrienter.h"
 
 namespace kestrel {
 namespace {
 
 constexpr std::size_t kBuffer = 1 << 16;
-constexpr int kMostScans = 500;  // a few bytes can name thousands of scans over a large picture
 constexpr int kFullColorQuality = 90;
 
 /// First member first: the library hands the base back.
@@ -27,6 +31,8 @@ struct Errors {
     std::jmp_buf jump;
     char fatal[JMSG_LENGTH_MAX];
     char warning[JMSG_LENGTH_MAX];  // the first one
+    bool inScans = false;           // pixels are being read
+    bool damage = false;            // a warning said that pixels are wrong
 
     Errors() : fatal{}, warning{} {
         jpeg_std_error(&base);
@@ -39,16 +45,42 @@ struct Errors {
             if (level >= 0) return;  // traces
             auto* errors = reinterpret_cast<Errors*>(info->err);
             if (info->err->num_warnings++ == 0) info->err->format_message(info, errors->warning);
+            const int about = info->err->msg_code;
+            if (errors->inScans && about != JWRN_JFIF_MAJOR && about != JWRN_ADOBE_XFORM) errors->damage = true;
         };
         base.output_message = [](j_common_ptr) {};
     }
 };
+
+// What applications keep in a file -----------------------------------------------------------------------------------
+
+constexpr std::string_view kExifMark("Exif\0\0", 6);
+constexpr std::string_view kXmpMark("http://ns.adobe.com/xap/1.0/\0", 29);
+constexpr std::string_view kProfileMark("ICC_PROFILE\0", 12);  // followed by the part's number and the count of parts
+constexpr std::string_view kResourceMark("Photoshop 3.0\0", 14);
+constexpr std::string_view kIptcResource("8BIM\x04\x04\0\0", 8);  // mark, number, empty name; the size follows
+constexpr std::size_t kProfilePart = 65533 - 14;
+
+/// The IPTC records among the image resources: mark, number, name with its length, size, data; both padded to even.
+std::span<const std::uint8_t> IptcOfResources(std::span<const std::uint8_t> from) {
+    while (from.size() >= 12 && std::memcmp(from.data(), "8BIM", 4) == 0) {
+        const std::size_t data = 10 + ((from[6] + std::size_t{2}) & ~std::size_t{1});
+        if (from.size() < data) break;
+        const std::size_t size = std::size_t{from[data - 4]} << 24 | std::size_t{from[data - 3]} << 16 |
+                                 std::size_t{from[data - 2]} << 8 | std::size_t{from[data - 1]};
+        if (size > from.size() - data) break;
+        if (from[4] == 4 && from[5] == 4) return from.subspan(data, size);
+        from = from.subspan(std::min(from.size(), data + size + size % 2));
+    }
+    return {};
+}
 
 // Reading ------------------------------------------------------------------------------------------------------------
 
 struct Source {
     jpeg_source_mgr base;
     ByteReader* reader;
+    bool ended = false;  // bytes were asked for that the file does not have
     JOCTET buffer[kBuffer];
 
     explicit Source(ByteReader& from) : base{}, reader(&from) {
@@ -63,8 +95,9 @@ struct Source {
         auto* source = reinterpret_cast<Source*>(info->src);
         source->base.bytes_in_buffer = source->reader->Read(source->buffer, kBuffer);
         if (source->base.bytes_in_buffer == 0) {
-            // An end of image in place of the missing bytes: the library finishes with what it has.
-            WARNMS(info, JWRN_JPEG_EOF);
+            // An end of image in place of the missing bytes: the library finishes with what it has, and warns when
+            // that is not enough for the pixels.
+            source->ended = true;
             source->buffer[0] = 0xFF;
             source->buffer[1] = JPEG_EOI;
             source->base.bytes_in_buffer = 2;
@@ -88,26 +121,34 @@ struct Source {
 
 class Reader {
 public:
-    explicit Reader(ByteReader& from) : source_(from) { info_.err = &errors_.base; }
+    Reader(ByteReader& from, int scanLimit) : source_(from), scanLimit_(scanLimit) {
+        info_.err = &errors_.base;
+        info_.client_data = this;
+    }
     ~Reader() { jpeg_destroy_decompress(&info_); }
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
 
     bool ReadHeader();
     /// Decodes all lines; false with the lines so far when the data cannot be followed any further.
-    bool ReadLines(LinePlacer& placer);
+    bool ReadLines(ScanlineOrienter& placer);
 
-    int Orientation() const;
+    /// Hands over what stands beside the pixels and returns the orientation.
+    int TakeMetadata(LoadResult& result) const;
+    bool FileEnded() const { return source_.ended; }
+    bool IsDamaged() const { return cut_ || errors_.damage; }
+    bool HasTooManyScans() const { return tooManyScans_; }
     bool IsInk() const { return info_.out_color_space == JCS_CMYK; }
     std::int64_t Width() const { return info_.image_width; }
     std::int64_t Height() const { return info_.image_height; }
-    int LinesRead() const { return static_cast<int>(info_.output_scanline); }
+    int LinesRead() const { return linesRead_; }
     void MakeInkLine() { ink_.resize(4 * std::size_t{info_.image_width}); }
     const char* Fatal() const { return errors_.fatal; }
     long Warnings() const { return errors_.base.num_warnings; }
     const char* FirstWarning() const { return errors_.warning; }
 
 private:
+    bool IsCut() const;
     void LayInk(std::uint8_t* to) const;
 
     Errors errors_;
@@ -116,6 +157,11 @@ private:
     Source source_;
     std::vector<std::uint8_t> ink_;
     bool inverted_ = false;
+    int scanLimit_;
+    int linesRead_ = 0;
+    bool multipleScans_ = false;
+    bool tooManyScans_ = false;
+    bool cut_ = false;
 };
 
 bool Reader::ReadHeader() {
@@ -123,13 +169,13 @@ bool Reader::ReadHeader() {
     jpeg_create_decompress(&info_);
     info_.src = &source_.base;
     progress_.progress_monitor = [](j_common_ptr info) {
-        if (reinterpret_cast<j_decompress_ptr>(info)->input_scan_number <= kMostScans) return;
-        auto* errors = reinterpret_cast<Errors*>(info->err);
-        std::snprintf(errors->fatal, sizeof errors->fatal, "more than %d scans", kMostScans);
-        std::longjmp(errors->jump, 1);
+        auto* reader = static_cast<Reader*>(info->client_data);
+        if (reinterpret_cast<j_decompress_ptr>(info)->input_scan_number <= reader->scanLimit_) return;
+        reader->tooManyScans_ = true;
+        std::longjmp(reader->errors_.jump, 1);
     };
     info_.progress = &progress_;
-    jpeg_save_markers(&info_, JPEG_APP0 + 1, 0xFFFF);
+    for (const int application : {1, 2, 13}) jpeg_save_markers(&info_, JPEG_APP0 + application, 0xFFFF);
     jpeg_read_header(&info_, TRUE);
     const bool ink = info_.jpeg_color_space == JCS_CMYK || info_.jpeg_color_space == JCS_YCCK;
     info_.out_color_space = ink ? JCS_CMYK : JCS_EXT_BGR;
@@ -137,19 +183,40 @@ bool Reader::ReadHeader() {
     return true;
 }
 
-bool Reader::ReadLines(LinePlacer& placer) {
+bool Reader::ReadLines(ScanlineOrienter& placer) {
     if (setjmp(errors_.jump)) return false;
+    errors_.inScans = true;
+    multipleScans_ = jpeg_has_multiple_scans(&info_);
     jpeg_start_decompress(&info_);
     while (info_.output_scanline < info_.output_height) {
-        const int y = LinesRead();
+        const int y = linesRead_;
         std::uint8_t* line = placer.Line(y);
         JSAMPROW rows[1] = {IsInk() ? ink_.data() : line};
         jpeg_read_scanlines(&info_, rows, 1);
+        // From here on the library would make lines up, as many as the header claims.
+        if (source_.ended && errors_.damage && !multipleScans_) {
+            std::snprintf(errors_.fatal, sizeof errors_.fatal, "the file ends early");
+            return false;
+        }
         if (IsInk()) LayInk(line);
         placer.Done(y);
+        ++linesRead_;
     }
+    cut_ = IsCut();
     jpeg_finish_decompress(&info_);
     return true;
+}
+
+/// After the last line: whether the file ended before bytes that pixels may need.
+bool Reader::IsCut() const {
+    if (!source_.ended) return false;
+    if (info_.arith_code) return true;  // arithmetic decoding runs on without a word
+    if (!multipleScans_) return errors_.damage;
+    if (!info_.coef_bits) return true;
+    for (int component = 0; component < info_.num_components; ++component)
+        for (int k = 0; k < DCTSIZE2; ++k)
+            if (info_.coef_bits[component][k] != 0) return true;  // bits that never came
+    return false;
 }
 
 /// Cyan, magenta, yellow, black to blue, green, red: what ink and black let through, rounded. Files with the Adobe
@@ -163,11 +230,44 @@ void Reader::LayInk(std::uint8_t* to) const {
     }
 }
 
-int Reader::Orientation() const {
-    for (auto* marker = info_.marker_list; marker; marker = marker->next)
-        if (marker->data_length >= 6 && std::memcmp(marker->data, "Exif\0\0", 6) == 0)
-            return ExifOrientation({marker->data, marker->data_length});
-    return 1;
+int Reader::TakeMetadata(LoadResult& result) const {
+    ImageMetadata& metadata = result.metadata;
+    if (info_.saw_JFIF_marker && info_.X_density > 0 && info_.Y_density > 0) {
+        const Density::Unit unit = info_.density_unit == 1   ? Density::Unit::PerInch
+                                   : info_.density_unit == 2 ? Density::Unit::PerCentimeter
+                                                             : Density::Unit::AspectOnly;
+        metadata.density = {unit, double(info_.X_density), double(info_.Y_density)};
+        if (unit == Density::Unit::AspectOnly && info_.X_density == info_.Y_density) metadata.density = {};
+    }
+    int orientation = 1;
+    std::vector<std::uint8_t> profile;
+    for (auto* marker = info_.marker_list; marker; marker = marker->next) {
+        const std::span<const std::uint8_t> data(marker->data, marker->data_length);
+        const auto after = [&](std::string_view mark) -> std::span<const std::uint8_t> {
+            const bool marked = data.size() > mark.size() && std::memcmp(data.data(), mark.data(), mark.size()) == 0;
+            return marked ? data.subspan(mark.size()) : data.first(0);
+        };
+        const auto take = [](std::span<const std::uint8_t> from, std::vector<std::uint8_t>& to) {
+            if (to.empty()) to.assign(from.begin(), from.end());
+        };
+        if (marker->marker == JPEG_APP0 + 1) {
+            if (metadata.exif.empty()) orientation = ExifOrientation(after(kExifMark));
+            take(after(kExifMark), metadata.exif);
+            take(after(kXmpMark), metadata.xmp);
+        } else if (marker->marker == JPEG_APP0 + 2) {
+            // The parts in the order of the file, which is that of their numbers in every file that a program wrote.
+            const auto part = after(kProfileMark);
+            if (part.size() > 2) profile.insert(profile.end(), part.begin() + 2, part.end());
+        } else {
+            take(IptcOfResources(after(kResourceMark)), metadata.iptc);
+        }
+    }
+    ResetExifOrientation(metadata.exif);
+    if (!profile.empty()) {
+        std::string why = TakeProfile(profile, metadata.profile);
+        if (!why.empty()) result.warnings.push_back(std::move(why));
+    }
+    return orientation;
 }
 
 // Writing ------------------------------------------------------------------------------------------------------------
@@ -198,6 +298,39 @@ struct Target {
     }
 };
 
+/// An application's block, as the file has it.
+struct Marker {
+    int code;
+    std::vector<std::uint8_t> data;
+};
+
+std::vector<Marker> MakeMarkers(const ImageMetadata& metadata) {
+    std::vector<Marker> markers;
+    const auto add = [&](int application, std::string_view mark, std::span<const std::uint8_t> bytes) {
+        Marker& marker = markers.emplace_back(Marker{JPEG_APP0 + application, {mark.begin(), mark.end()}});
+        marker.data.insert(marker.data.end(), bytes.begin(), bytes.end());
+    };
+    const auto fits = [](const auto& block, std::size_t largest) { return !block.empty() && block.size() <= largest; };
+    if (fits(metadata.exif, kLargestJpegExif)) add(1, kExifMark, metadata.exif);
+    if (fits(metadata.xmp, kLargestJpegXmp)) add(1, kXmpMark, metadata.xmp);
+    const std::size_t parts = (metadata.profile.size() + kProfilePart - 1) / kProfilePart;
+    for (std::size_t i = 0; i < parts && parts <= 255; ++i) {
+        std::string mark(kProfileMark);
+        mark.push_back(static_cast<char>(i + 1));
+        mark.push_back(static_cast<char>(parts));
+        const auto rest = std::span(metadata.profile).subspan(i * kProfilePart);
+        add(2, mark, rest.first(std::min(rest.size(), kProfilePart)));
+    }
+    if (fits(metadata.iptc, kLargestJpegIptc)) {
+        std::string mark(kResourceMark);
+        mark.append(kIptcResource);
+        for (int shift = 24; shift >= 0; shift -= 8) mark.push_back(static_cast<char>(metadata.iptc.size() >> shift));
+        add(13, mark, metadata.iptc);
+        if (metadata.iptc.size() % 2) markers.back().data.push_back(0);
+    }
+    return markers;
+}
+
 class Writer {
 public:
     explicit Writer(ByteWriter& to) : target_(to) { info_.err = &errors_.base; }
@@ -205,17 +338,36 @@ public:
     Writer(const Writer&) = delete;
     Writer& operator=(const Writer&) = delete;
 
-    bool Write(const Dib* image, int quality);
+    bool Write(const Dib* image, int quality, const Density& density, const std::vector<Marker>& markers);
     bool WriteFailed() const { return errors_.base.msg_code == JERR_FILE_WRITE; }
     const char* Fatal() const { return errors_.fatal; }
 
 private:
+    void SetDensity(const Density& density);
+
     Errors errors_;
     jpeg_compress_struct info_{};
     Target target_;
 };
 
-bool Writer::Write(const Dib* image, int quality) {
+/// The format takes whole numbers for each inch or centimetre: whichever keeps them.
+void Writer::SetDensity(const Density& density) {
+    const auto fits = [](double value) { return value >= 0.5 && value < 65535.5; };
+    double x = density.x, y = density.y;
+    int unit = density.unit == Density::Unit::PerInch ? 1 : density.unit == Density::Unit::PerCentimeter ? 2 : 0;
+    if (density.unit == Density::Unit::PerMeter) {
+        const bool hundreds = std::fmod(x, 100) == 0 && std::fmod(y, 100) == 0;
+        unit = hundreds ? 2 : 1;
+        x *= hundreds ? 0.01 : 0.0254;
+        y *= hundreds ? 0.01 : 0.0254;
+    }
+    if (density.unit == Density::Unit::None || !fits(x) || !fits(y)) return;
+    info_.density_unit = static_cast<UINT8>(unit);
+    info_.X_density = static_cast<UINT16>(std::lround(x));
+    info_.Y_density = static_cast<UINT16>(std::lround(y));
+}
+
+bool Writer::Write(const Dib* image, int quality, const Density& density, const std::vector<Marker>& markers) {
     if (setjmp(errors_.jump)) return false;
     jpeg_create_compress(&info_);
     info_.dest = &target_.base;
@@ -226,7 +378,10 @@ bool Writer::Write(const Dib* image, int quality) {
     jpeg_set_defaults(&info_);
     jpeg_set_quality(&info_, quality, TRUE);
     if (quality >= kFullColorQuality) info_.comp_info[0].h_samp_factor = info_.comp_info[0].v_samp_factor = 1;
+    SetDensity(density);
     jpeg_start_compress(&info_, TRUE);
+    for (const Marker& marker : markers)
+        jpeg_write_marker(&info_, marker.code, marker.data.data(), static_cast<unsigned>(marker.data.size()));
     while (info_.next_scanline < info_.image_height) {
         const int row = image->biHeight - 1 - static_cast<int>(info_.next_scanline);
         JSAMPROW rows[1] = {const_cast<JSAMPROW>(DibRow(image, row))};  // only read
@@ -239,28 +394,35 @@ bool Writer::Write(const Dib* image, int quality) {
 }  // namespace
 
 void LoadJpeg(ByteReader& source, const LoadOptions& options, LoadResult& result) {
-    Reader reader(source);
+    const std::uint64_t bytes = source.Left();
+    Reader reader(source, options.scanLimit);
     if (!reader.ReadHeader()) {
-        result.error = reader.Fatal();
+        result.error = {CodecFault::Broken, reader.Fatal()};
         return;
     }
-    const int orientation = reader.Orientation();
+    const int orientation = reader.TakeMetadata(result);
     const bool swaps = SwapsSides(orientation);
-    if (!MakePlanes(swaps ? reader.Height() : reader.Width(), swaps ? reader.Width() : reader.Height(), false, options,
-                    result))
+    if (!MakePlanes(swaps ? reader.Height() : reader.Width(), swaps ? reader.Width() : reader.Height(), false, bytes,
+                    options, result))
         return;
     if (reader.IsInk()) reader.MakeInkLine();
-    LinePlacer placer(result.image.get(), orientation);
+    ScanlineOrienter placer(result.image.get(), orientation);
     const bool whole = reader.ReadLines(placer);
-    if (!whole && reader.LinesRead() == 0) {
-        result.error = reader.Fatal();
+    if (reader.HasTooManyScans()) {
+        result.error = {CodecFault::ScanLimit, "the picture has more than " + std::to_string(options.scanLimit) +
+                                                   " scans, which is the limit"};
         return;
     }
-    if (!whole) {
-        placer.Finish(reader.LinesRead());
-        result.warnings.push_back(std::string(reader.Fatal()) + "; " + std::to_string(reader.LinesRead()) + " of " +
-                                  std::to_string(reader.Height()) + " lines could be read");
+    if (!whole && reader.LinesRead() == 0) {
+        result.error = {CodecFault::Broken, reader.Fatal()};
+        return;
     }
+    placer.Finish(reader.LinesRead());
+    if (!whole || reader.IsDamaged()) result.condition = Condition::Damaged;
+    if (!whole)
+        result.warnings.push_back(std::string(reader.Fatal()) + "; " + LinesText(reader.LinesRead(), reader.Height()));
+    else if (reader.FileEnded())
+        result.warnings.emplace_back("the end of the file is missing");
     if (reader.Warnings() > 0) {
         std::string line = reader.FirstWarning();
         if (reader.Warnings() > 1) line += ", and " + std::to_string(reader.Warnings() - 1) + " more";
@@ -268,14 +430,17 @@ void LoadJpeg(ByteReader& source, const LoadOptions& options, LoadResult& result
     }
 }
 
-std::string SaveJpeg(ByteWriter& target, const Dib* image, int quality) {
+CodecError SaveJpeg(ByteWriter& target, const Dib* image, const SaveOptions& options) {
+    static const ImageMetadata kNone;
+    const ImageMetadata& metadata = options.metadata ? *options.metadata : kNone;
     Writer writer(target);
-    if (writer.Write(image, quality)) return {};
+    if (writer.Write(image, std::clamp(options.jpegQuality, 1, 100), metadata.density, MakeMarkers(metadata)))
+        return {};
     if (writer.WriteFailed()) {
         target.Write(nullptr, 0);  // brings the reason back
-        return "cannot write: " + SystemError();
+        return WriteError();
     }
-    return writer.Fatal();
+    return {CodecFault::CannotHold, writer.Fatal()};
 }
 
 }  // namespace kestrel

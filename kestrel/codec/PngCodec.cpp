@@ -2,25 +2,26 @@
 // what it changes in members, so that nothing with a destructor is jumped over.
 #include <png.h>
 
+#include <algorithm>
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "kestrel/codec/Codecs.h"
-#include "kestrel/codec/ExifOrientation.h"
-#include "kestrel/codec/LinePlacer.h"
+#include "kestrel/codec/PngChunks.h"
+#include "kestrel/codec/ScanlineOrienter.h"
 
 namespace kestrel {
 namespace {
 
-/// What the library said.
+/// What the library said before it gave up.
 struct Messages {
     char fatal[256] = {};
     char warning[256] = {};  // the first one
-    int warnings = 0;
 
     static void OnError(png_structp png, png_const_charp text) {
         auto* messages = static_cast<Messages*>(png_get_error_ptr(png));
@@ -29,7 +30,7 @@ struct Messages {
     }
     static void OnWarning(png_structp png, png_const_charp text) {
         auto* messages = static_cast<Messages*>(png_get_error_ptr(png));
-        if (messages->warnings++ == 0) std::snprintf(messages->warning, sizeof messages->warning, "%s", text);
+        if (!messages->warning[0]) std::snprintf(messages->warning, sizeof messages->warning, "%s", text);
     }
 };
 
@@ -37,7 +38,7 @@ struct Messages {
 
 class Reader {
 public:
-    explicit Reader(ByteReader& from) : source_(from) {
+    explicit Reader(ByteReader& from) : chunks_(from) {
         png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, &messages_, Messages::OnError, Messages::OnWarning);
         info_ = png_ ? png_create_info_struct(png_) : nullptr;
     }
@@ -49,27 +50,34 @@ public:
     bool ReadHeader();
     /// Asks for blue, green, red and, where the file has it, alpha, eight bits each.
     bool SetForm();
-    bool ReadLines(LinePlacer& image, LinePlacer* mask);
+    /// False when the data cannot be followed any further; `LinesRead` tells how far they went.
+    bool ReadLines(ScanlineOrienter& image, ScanlineOrienter* mask);
     /// Lines of an interlaced file, in several passes over an upright picture.
     bool ReadPasses(Dib* image, Dib* mask);
-    /// What stands behind the pixels.
+    /// The last checksum of the pixels and the end of the file.
     bool ReadEnd();
 
-    int Orientation();
     bool HasAlpha() const { return alpha_; }
     bool IsInterlaced() const { return passes_ > 1; }
     std::int64_t Width() const { return png_get_image_width(png_, info_); }
     std::int64_t Height() const { return png_get_image_height(png_, info_); }
     void MakeLine() { line_.resize(4 * static_cast<std::size_t>(Width())); }
+    int LinesRead() const { return linesRead_; }  // of all passes
+    bool FileEnded() const { return chunks_.Ended(); }
     const Messages& Said() const { return messages_; }
 
 private:
+    void TakeLine(ScanlineOrienter& image, ScanlineOrienter* mask);
+    bool PixelsAreRead();
+
     Messages messages_;
-    ByteReader& source_;
+    PngChunks chunks_;
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
     bool alpha_ = false;
     int passes_ = 1;
+    int linesRead_ = 0;
+    bool endFailed_ = false;
     std::vector<std::uint8_t> line_;  // blue, green, red, alpha
 };
 
@@ -93,9 +101,9 @@ void Join(const std::uint8_t* color, const std::uint8_t* hidden, std::size_t pix
 
 bool Reader::ReadHeader() {
     if (setjmp(png_jmpbuf(png_))) return false;
-    png_set_read_fn(png_, &source_, [](png_structp png, png_bytep to, std::size_t count) {
-        if (static_cast<ByteReader*>(png_get_io_ptr(png))->Read(to, count) != count)
-            png_error(png, "the file is truncated");
+    png_set_read_fn(png_, &chunks_, [](png_structp png, png_bytep to, std::size_t count) {
+        if (static_cast<PngChunks*>(png_get_io_ptr(png))->Read(to, count) != count)
+            png_error(png, "the file ends early");
     });
     png_set_user_limits(png_, PNG_UINT_31_MAX, PNG_UINT_31_MAX);  // the limit is one of pixels and checked later
     png_read_info(png_, info_);
@@ -118,47 +126,63 @@ bool Reader::SetForm() {
     return true;
 }
 
-bool Reader::ReadLines(LinePlacer& image, LinePlacer* mask) {
-    if (setjmp(png_jmpbuf(png_))) return false;
+bool Reader::ReadLines(ScanlineOrienter& image, ScanlineOrienter* mask) {
     const int height = static_cast<int>(Height());
-    for (int y = 0; y < height; ++y) {
-        png_read_row(png_, alpha_ ? line_.data() : image.Line(y), nullptr);
-        if (alpha_) {
-            Split(line_.data(), line_.size() / 4, image.Line(y), mask->Line(y));
-            mask->Done(y);
-        }
-        image.Done(y);
+    if (setjmp(png_jmpbuf(png_))) {
+        if (!PixelsAreRead()) return false;
+        TakeLine(image, mask);
+        return true;
+    }
+    while (linesRead_ < height) {
+        png_read_row(png_, alpha_ ? line_.data() : image.Line(linesRead_), nullptr);
+        TakeLine(image, mask);
     }
     return true;
 }
 
+void Reader::TakeLine(ScanlineOrienter& image, ScanlineOrienter* mask) {
+    const int y = linesRead_++;
+    if (alpha_) {
+        Split(line_.data(), line_.size() / 4, image.Line(y), mask->Line(y));
+        mask->Done(y);
+    }
+    image.Done(y);
+}
+
 bool Reader::ReadPasses(Dib* image, Dib* mask) {
-    if (setjmp(png_jmpbuf(png_))) return false;
-    // Each pass adds its pixels to those that the line has already.
-    for (int pass = 0; pass < passes_; ++pass)
-        for (int row = image->biHeight - 1; row >= 0; --row) {
-            if (alpha_) {
-                Join(DibRow(image, row), DibRow(mask, row), line_.size() / 4, line_.data());
-                png_read_row(png_, line_.data(), nullptr);
-                Split(line_.data(), line_.size() / 4, DibRow(image, row), DibRow(mask, row));
-            } else {
-                png_read_row(png_, DibRow(image, row), nullptr);
-            }
+    const int lines = passes_ * image->biHeight;
+    if (setjmp(png_jmpbuf(png_))) {
+        if (!PixelsAreRead()) return false;
+        if (alpha_) Split(line_.data(), line_.size() / 4, DibRow(image, 0), DibRow(mask, 0));
+        linesRead_ = lines;
+        return true;
+    }
+    // Each pass adds its pixels to those that the line has already, and fills the gaps that later ones leave.
+    for (; linesRead_ < lines; ++linesRead_) {
+        const int row = image->biHeight - 1 - linesRead_ % image->biHeight;
+        if (alpha_) {
+            Join(DibRow(image, row), DibRow(mask, row), line_.size() / 4, line_.data());
+            png_read_row(png_, nullptr, line_.data());
+            Split(line_.data(), line_.size() / 4, DibRow(image, row), DibRow(mask, row));
+        } else {
+            png_read_row(png_, nullptr, DibRow(image, row));
         }
+    }
     return true;
+}
+
+/// After an error: whether it was met behind the last pixel, which the library looks for with the last line.
+bool Reader::PixelsAreRead() {
+    endFailed_ = IsInterlaced() ? png_get_current_pass_number(png_) >= PNG_INTERLACE_ADAM7_PASSES
+                                : png_get_current_row_number(png_) >= png_get_image_height(png_, info_);
+    return endFailed_;
 }
 
 bool Reader::ReadEnd() {
+    if (endFailed_) return false;
     if (setjmp(png_jmpbuf(png_))) return false;
     png_read_end(png_, info_);
     return true;
-}
-
-int Reader::Orientation() {
-    png_uint_32 size = 0;
-    png_bytep exif = nullptr;
-    if (png_get_eXIf_1(png_, info_, &size, &exif) == 0 || !exif) return 1;
-    return ExifOrientation({exif, size});
 }
 
 // Writing ------------------------------------------------------------------------------------------------------------
@@ -174,7 +198,7 @@ public:
     Writer& operator=(const Writer&) = delete;
 
     bool IsMade() const { return info_ != nullptr; }
-    bool Write(const Dib* image, const Dib* mask, int compression);
+    bool Write(const Dib* image, const Dib* mask, int compression, const std::vector<PngChunk>& extras);
     void MakeLine(const Dib* image) { line_.resize(4 * static_cast<std::size_t>(image->biWidth)); }
     const Messages& Said() const { return messages_; }
 
@@ -186,7 +210,7 @@ private:
     std::vector<std::uint8_t> line_;
 };
 
-bool Writer::Write(const Dib* image, const Dib* mask, int compression) {
+bool Writer::Write(const Dib* image, const Dib* mask, int compression, const std::vector<PngChunk>& extras) {
     if (setjmp(png_jmpbuf(png_))) return false;
     png_set_write_fn(
         png_, &target_,
@@ -200,6 +224,8 @@ bool Writer::Write(const Dib* image, const Dib* mask, int compression) {
                  mask ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
                  PNG_FILTER_TYPE_DEFAULT);
     png_write_info(png_, info_);
+    for (const PngChunk& chunk : extras)
+        png_write_chunk(png_, reinterpret_cast<png_const_bytep>(chunk.name), chunk.body.data(), chunk.body.size());
     png_set_bgr(png_);
     for (int row = image->biHeight - 1; row >= 0; --row) {
         if (mask) Join(DibRow(image, row), DibRow(mask, row), line_.size() / 4, line_.data());
@@ -209,76 +235,85 @@ bool Writer::Write(const Dib* image, const Dib* mask, int compression) {
     return true;
 }
 
-/// Brings both planes into the orientation; false without memory.
-bool Orient(LoadResult& result, int orientation) {
+/// The lines of a file that is not interlaced are laid where they belong at once.
+bool ReadPlain(Reader& reader, int orientation, LoadResult& result) {
+    ScanlineOrienter image(result.image.get(), orientation);
+    if (!result.mask) {
+        const bool whole = reader.ReadLines(image, nullptr);
+        image.Finish(reader.LinesRead());
+        return whole;
+    }
+    ScanlineOrienter mask(result.mask.get(), orientation);
+    const bool whole = reader.ReadLines(image, &mask);
+    image.Finish(reader.LinesRead());
+    mask.Finish(reader.LinesRead());
+    return whole;
+}
+
+/// Interlaced files are read upright and brought into their orientation afterwards.
+bool ReadInterlaced(Reader& reader, int orientation, LoadResult& result) {
+    const bool whole = reader.ReadPasses(result.image.get(), result.mask.get());
     const bool alpha = result.mask != nullptr;
     result.image = Oriented(std::move(result.image), orientation);
     result.mask = Oriented(std::move(result.mask), orientation);
-    if (result.image && (result.mask || !alpha)) return true;
-    result.error = "not enough memory";
-    return false;
+    if (!result.image || (alpha && !result.mask)) throw std::bad_alloc();
+    return whole;
 }
 
 }  // namespace
 
 void LoadPng(ByteReader& source, const LoadOptions& options, LoadResult& result) {
+    const PngExtras extras = ReadPngExtras(source);
+    const std::uint64_t bytes = source.Left();
     Reader reader(source);
     if (!reader.IsMade()) throw std::bad_alloc();
     if (!reader.ReadHeader()) {
-        result.error = reader.Said().fatal;
+        result.error = {CodecFault::Broken, reader.Said().fatal};
         return;
     }
-    if (static_cast<std::uint64_t>(reader.Width() * reader.Height()) > options.pixelLimit) {
-        MakePlanes(reader.Width(), reader.Height(), false, options, result);  // names the limit before any line is made
-        return;
-    }
+    if (!SizeIsAllowed(reader.Width(), reader.Height(), bytes, options, result)) return;  // before any line is made
     if (!reader.SetForm()) {
-        result.error = reader.Said().fatal;
+        result.error = {CodecFault::Broken, reader.Said().fatal};
         return;
     }
-    const int orientation = reader.Orientation();
-    const bool placed = !reader.IsInterlaced();  // lines that come once are laid where they belong at once
-    const bool swaps = placed && SwapsSides(orientation);
+    const bool swaps = !reader.IsInterlaced() && SwapsSides(extras.orientation);
     const std::int64_t width = swaps ? reader.Height() : reader.Width();
     const std::int64_t height = swaps ? reader.Width() : reader.Height();
-    if (!MakePlanes(width, height, reader.HasAlpha(), options, result)) return;
-    if (reader.HasAlpha()) reader.MakeLine();
-
-    bool whole;
-    if (placed) {
-        LinePlacer image(result.image.get(), orientation);
-        if (result.mask) {
-            LinePlacer mask(result.mask.get(), orientation);
-            whole = reader.ReadLines(image, &mask);
-        } else {
-            whole = reader.ReadLines(image, nullptr);
-        }
-    } else {
-        whole = reader.ReadPasses(result.image.get(), result.mask.get());
+    if (!MakePlanes(width, height, reader.HasAlpha(), bytes, options, result)) return;
+    if (reader.HasAlpha()) {
+        reader.MakeLine();
+        HideAll(result.mask.get());  // pixels that cannot be read stay hidden
     }
-    if (!whole) {
-        result.error = reader.Said().fatal;
+    const bool whole = reader.IsInterlaced() ? ReadInterlaced(reader, extras.orientation, result)
+                                             : ReadPlain(reader, extras.orientation, result);
+    if (reader.LinesRead() == 0) {
+        result.error = {CodecFault::Broken, reader.Said().fatal};
         return;
     }
-    if (!reader.ReadEnd()) result.warnings.push_back(std::string("behind the pixels: ") + reader.Said().fatal);
-    // EXIF data may also stand behind the pixels, which then lie upright as the file has them.
-    const int last = reader.Orientation();
-    if (!placed || last != orientation)
-        if (!Orient(result, placed && orientation != 1 ? 1 : last)) return;
-    if (reader.Said().warnings > 0) {
-        std::string line = reader.Said().warning;
-        if (reader.Said().warnings > 1) line += ", and " + std::to_string(reader.Said().warnings - 1) + " more";
-        result.warnings.push_back(line);
+    if (!whole) {
+        result.condition = Condition::Damaged;
+        result.warnings.push_back(
+            std::string(reader.Said().fatal) + "; " +
+            (reader.IsInterlaced() ? "not all passes could be read" : LinesText(reader.LinesRead(), reader.Height())));
+    } else if (!reader.ReadEnd()) {
+        // A wrong checksum says that some pixel is wrong; a file that ends behind its pixels has them all.
+        if (!reader.FileEnded()) result.condition = Condition::Damaged;
+        result.warnings.push_back(std::string("after the last line: ") + reader.Said().fatal);
     }
+    if (reader.Said().warning[0]) result.warnings.emplace_back(reader.Said().warning);
+    result.metadata = extras.metadata;
+    result.warnings.insert(result.warnings.end(), extras.notes.begin(), extras.notes.end());
 }
 
-std::string SavePng(ByteWriter& target, const Dib* image, const Dib* mask, int compression) {
+CodecError SavePng(ByteWriter& target, const Dib* image, const Dib* mask, const SaveOptions& options) {
     Writer writer(target);
     if (!writer.IsMade()) throw std::bad_alloc();
     if (mask) writer.MakeLine(image);
-    if (writer.Write(image, mask, compression)) return {};
-    if (!target.Write(nullptr, 0)) return "cannot write: " + SystemError();
-    return writer.Said().fatal;
+    std::vector<PngChunk> extras;
+    if (options.metadata) extras = MakePngChunks(*options.metadata);
+    if (writer.Write(image, mask, std::clamp(options.pngCompression, 0, 9), extras)) return {};
+    if (!target.Write(nullptr, 0)) return WriteError();
+    return {CodecFault::CannotHold, writer.Said().fatal};
 }
 
 }  // namespace kestrel

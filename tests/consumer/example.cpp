@@ -12,7 +12,7 @@ int main(int argc, char** argv) {
 
     LoadResult loaded = ImageLoader::Load(argv[1]);
     if (!loaded) {
-        std::fprintf(stderr, "%s: %s\n", argv[1], loaded.error.c_str());
+        std::fprintf(stderr, "%s: %s\n", argv[1], loaded.error.text.c_str());
         return 1;
     }
 
@@ -29,7 +29,7 @@ int main(int argc, char** argv) {
     if (rendering.SetPicture({std::move(loaded.image), std::move(loaded.mask)}) != S_OK) return 1;
     if (rendering.Render(result) != S_OK) return 1;
 
-    const std::string error = ImageLoader::Save(argv[2], result.image.get(), result.mask.get());
-    if (!error.empty()) std::fprintf(stderr, "%s: %s\n", argv[2], error.c_str());
-    return error.empty() ? 0 : 1;
+    const CodecError error = ImageLoader::Save(argv[2], result.image.get(), result.mask.get());
+    if (error) std::fprintf(stderr, "%s: %s\n", argv[2], error.text.c_str());
+    return error ? 1 : 0;
 }

@@ -29,7 +29,7 @@ int main(int argc, char** argv) {
     if (rendering.SetPicture(std::move(picture)) != S_OK || rendering.Render(result) != S_OK) return 1;
     if (!std::equal(inverted, inverted + 6, DibRow(result.image.get(), 0))) return 1;
 
-    const std::string error = ImageLoader::Save(argv[1], result.image.get(), result.mask.get());
-    if (!error.empty()) std::fprintf(stderr, "%s: %s\n", argv[1], error.c_str());
-    return error.empty() ? 0 : 1;
+    const CodecError error = ImageLoader::Save(argv[1], result.image.get(), result.mask.get());
+    if (error) std::fprintf(stderr, "%s: %s\n", argv[1], error.text.c_str());
+    return error ? 1 : 0;
 }

@@ -12,10 +12,10 @@ constexpr bool SwapsSides(int orientation) { return orientation >= 5; }
 /// Takes the lines of a file as they are decoded, from the top, and lays them into a block as its EXIF orientation
 /// says. Lines that stay lines are decoded right into their row; those that become columns are collected in a small
 /// band.
-class LinePlacer {
+class ScanlineOrienter {
 public:
     /// `target` has the size of the picture as it is seen: the sides are swapped from orientation 5 on.
-    LinePlacer(Dib* target, int orientation);
+    ScanlineOrienter(Dib* target, int orientation);
 
     /// Where line `y` of the file is to be decoded to.
     std::uint8_t* Line(int y);

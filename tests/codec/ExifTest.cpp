@@ -2,9 +2,9 @@
 
 #include <vector>
 
-#include "kestrel/codec/ExifOrientation.h"
+#include "kestrel/codec/Exif.h"
 #include "kestrel/codec/ImageLoader.h"
-#include "kestrel/codec/LinePlacer.h"
+#include "kestrel/codec/ScanlineOrienter.h"
 #include "tests/codec/Samples.h"
 
 namespace kestrel {
@@ -49,14 +49,14 @@ Picture Numbers(const Dib* dib) {
     return picture;
 }
 
-TEST(ExifOrientation, BothByteOrders) {
+TEST(Exif, BothByteOrders) {
     for (int orientation = 1; orientation <= 8; ++orientation)
         for (const bool bigEndian : {false, true})
             for (const bool prefix : {false, true})
                 EXPECT_EQ(ExifOrientation(samples::Exif(orientation, bigEndian, prefix)), orientation);
 }
 
-TEST(ExifOrientation, AnythingElseIsUpright) {
+TEST(Exif, AnythingElseIsUpright) {
     EXPECT_EQ(ExifOrientation({}), 1);
     EXPECT_EQ(ExifOrientation(samples::Exif(0, false, false)), 1);
     EXPECT_EQ(ExifOrientation(samples::Exif(9, true, false)), 1);
@@ -77,7 +77,7 @@ TEST(ExifOrientation, AnythingElseIsUpright) {
         }
 }
 
-TEST(LinePlacer, EveryOrientationOfOddSizes) {
+TEST(ScanlineOrienter, EveryOrientationOfOddSizes) {
     const int sizes[][2] = {{1, 1}, {3, 2}, {2, 3}, {5, 1}, {1, 5}, {33, 31}, {31, 65}, {7, 32}};
     for (const auto& [width, height] : sizes)
         for (const int depth : {8, 24})
@@ -90,9 +90,9 @@ TEST(LinePlacer, EveryOrientationOfOddSizes) {
     EXPECT_EQ(Oriented(nullptr, 6), nullptr);
 }
 
-TEST(LinePlacer, LinesThatCameAreLaidDown) {
+TEST(ScanlineOrienter, LinesThatCameAreLaidDown) {
     const DibPtr target(DibCreate(8, 40, 2));  // the file has 40 lines of 2
-    LinePlacer placer(target.get(), 6);
+    ScanlineOrienter placer(target.get(), 6);
     for (int y = 0; y < 35; ++y) {
         placer.Line(y)[0] = placer.Line(y)[1] = static_cast<std::uint8_t>(y + 1);
         placer.Done(y);
@@ -120,12 +120,12 @@ TEST(Orientation, PngLinesAndMasksFollowIt) {
                 samples::Png file = NoisePng(11, 7, alpha);
                 file.interlaced = interlaced;
                 const LoadResult upright = ImageLoader::Load(samples::Encode(file));
-                ASSERT_TRUE(upright) << upright.error;
+                ASSERT_TRUE(upright) << upright.error.text;
                 for (int orientation = 1; orientation <= 8; ++orientation) {
                     file.exif = samples::Exif(orientation, orientation % 2 == 0, false);
                     file.exifAtEnd = atEnd;
                     const LoadResult turned = ImageLoader::Load(samples::Encode(file));
-                    ASSERT_TRUE(turned) << turned.error;
+                    ASSERT_TRUE(turned) << turned.error.text;
                     EXPECT_EQ(Numbers(turned.image.get()), Seen(Numbers(upright.image.get()), orientation));
                     ASSERT_EQ(turned.mask != nullptr, alpha);
                     if (alpha) {
@@ -147,7 +147,7 @@ TEST(Orientation, JpegLinesFollowIt) {
     for (int orientation = 1; orientation <= 8; ++orientation) {
         file.exif = samples::Exif(orientation, orientation % 2 == 0, true);
         const LoadResult turned = ImageLoader::Load(samples::Encode(file));
-        ASSERT_TRUE(turned) << turned.error;
+        ASSERT_TRUE(turned) << turned.error.text;
         EXPECT_EQ(Numbers(turned.image.get()), Seen(Numbers(upright.image.get()), orientation)) << orientation;
     }
 }

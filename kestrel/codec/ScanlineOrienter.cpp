@@ -1,4 +1,4 @@
-#include "kestrel/codec/LinePlacer.h"
+#include "kestrel/codec/ScanlineOrienter.h"
 
 #include <algorithm>
 #include <cstring>
@@ -19,7 +19,7 @@ void Mirror(std::uint8_t* row, int width, std::size_t pixel) {
 
 }  // namespace
 
-LinePlacer::LinePlacer(Dib* target, int orientation)
+ScanlineOrienter::ScanlineOrienter(Dib* target, int orientation)
     : target_(target),
       orientation_(orientation),
       width_(SwapsSides(orientation) ? target->biHeight : target->biWidth),
@@ -28,18 +28,18 @@ LinePlacer::LinePlacer(Dib* target, int orientation)
     if (SwapsSides(orientation)) band_.resize(kBandLines * static_cast<std::size_t>(width_) * pixel_);
 }
 
-std::uint8_t* LinePlacer::Line(int y) {
+std::uint8_t* ScanlineOrienter::Line(int y) {
     if (SwapsSides(orientation_))
         return band_.data() + static_cast<std::size_t>(y - bandStart_) * static_cast<std::size_t>(width_) * pixel_;
     return DibRow(target_, MirrorsY(orientation_) ? y : height_ - 1 - y);
 }
 
-void LinePlacer::Done(int y) {
+void ScanlineOrienter::Done(int y) {
     if (MirrorsX(orientation_)) Mirror(Line(y), width_, pixel_);
     if (y + 1 == height_ || y + 1 - bandStart_ == kBandLines) Finish(y + 1);
 }
 
-void LinePlacer::Finish(int end) {
+void ScanlineOrienter::Finish(int end) {
     if (!SwapsSides(orientation_)) return;
     const bool fromRight = orientation_ == 6 || orientation_ == 7;  // line 0 is the right column
     const bool upward = orientation_ == 7 || orientation_ == 8;     // column 0 is the lowest line
@@ -62,7 +62,7 @@ DibPtr Oriented(DibPtr dib, int orientation) {
     const bool swaps = SwapsSides(orientation);
     DibPtr target(DibCreate(dib->biBitCount, swaps ? height : width, swaps ? width : height));
     if (!target) return nullptr;
-    LinePlacer placer(target.get(), orientation);
+    ScanlineOrienter placer(target.get(), orientation);
     const std::size_t lineSize =
         static_cast<std::size_t>(width) * static_cast<unsigned>(DibBitsPerPixel(dib.get())) / 8;
     for (int y = 0; y < height; ++y) {
