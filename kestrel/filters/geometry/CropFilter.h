@@ -20,6 +20,7 @@ inline constexpr Description kCrop{.progId = "TMFilter.Crop.1",
                                    .nameKey = "IDS_CROP_NAME",
                                    .name = "Crop",
                                    .icon = "icons_crop",
+                                   .help = "HLP_CROP",
                                    .summary = "Cuts a margin off the picture, given as fractions of its size."};
 
 /// Moving pattern: it holds no picture, it shifts the request.

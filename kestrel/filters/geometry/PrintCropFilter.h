@@ -33,6 +33,7 @@ inline constexpr Description kPrintCrop{.progId = "TMFilter.PrintCrop.1",
                                         .nameKey = "PrintCrop",
                                         .name = "PrintCrop",
                                         .icon = "icons_crop",
+                                        .help = "HLP_PRINTCROP",
                                         .summary = "Cuts the picture for a print and keeps the print's measures."};
 
 class CPrintCropFilter final : public WrapperFilter<PrintCropRecord, kPrintCropText, kPrintCrop> {

@@ -30,6 +30,7 @@ inline constexpr Description kPrintPad{.progId = "TMFilter.PrintPad.1",
                                        .nameKey = "PrintPad",
                                        .name = "PrintPad",
                                        .icon = "icons_passpartout",
+                                       .help = "HLP_PRINTPAD",
                                        .summary = "Pads the picture to a print's proportions and makes it opaque."};
 
 /// Cached whole.

@@ -21,6 +21,7 @@ inline constexpr Description kPrintScale{.progId = "TMFilter.PrintScale.1",
                                          .nameKey = "PrintScale",
                                          .name = "PrintScale",
                                          .icon = "icons_scale",
+                                         .help = "HLP_PRINTSCALE",
                                          .summary = "Turns the picture by quarters and fits it to a print's pixels."};
 
 class CPrintScaleFilter final : public WrapperFilter<PrintScaleRecord, kPrintScaleText, kPrintScale> {

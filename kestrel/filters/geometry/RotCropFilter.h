@@ -32,6 +32,7 @@ inline constexpr Description kRotCrop{.progId = "TMFilter.RotCrop.1",
                                       .nameKey = "IDS_ROTCROP_NAME",
                                       .name = "Image Alignment",
                                       .icon = "icons_bildlage",
+                                      .help = "HLP_ROTCROP",
                                       .summary = "Straightens the picture: turns it and cuts a margin off the result."};
 
 class CRotCropFilter final : public WrapperFilter<RotCropRecord, kRotCropText, kRotCrop> {
