@@ -208,6 +208,13 @@ TEST_F(KestrelTest, SizesThatNoPictureHasFail) {
     }
 }
 
+TEST_F(KestrelTest, MistypedNamesGetASuggestion) {
+    EXPECT_NE(Run("aply in.png out.png").err.find("did you mean apply?"), std::string::npos);
+    EXPECT_NE(Run("settings sett a b c").err.find("did you mean set?"), std::string::npos);
+    EXPECT_NE(Run("describe Sepai").err.find("did you mean Sepia?"), std::string::npos);
+    EXPECT_EQ(Run("quite-another-word").err.find("did you mean"), std::string::npos);
+}
+
 TEST_F(KestrelTest, TheLimitOfPixelsHoldsForEachStep) {
     WriteText("chain.txt",
               "TMFilter.Scale100.1\tKeepProportions=1,AllowEnlarge=1,HorizontalProz=400,VerticalProz=400\n"
