@@ -14,6 +14,8 @@
 namespace console {
 namespace {
 
+constexpr int kLogWait = 200;  // milliseconds in a run; without the log the work is as good
+
 Talk talkLevel = Talk::Normal;
 bool logStarted = false;
 bool progressShown = false;
@@ -67,6 +69,7 @@ void SetTalk(Talk talk) { talkLevel = talk; }
 void StartLog(std::string_view command) {
     kestrel::TraceLogStart start;
     start.program = "kestrel";
+    start.waitInAll = kLogWait;
     kestrel::TraceLog::Start(start);
     logStarted = true;
     Log(command);

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,6 +17,7 @@
 #include <thread>
 
 #include "kestrel/codec/ImageLoader.h"
+#include "kestrel/diagnostics/TraceLog.h"
 #include "kestrel/settings/RegistryKeys.h"
 #include "tests/support/PrivateFolders.h"
 
@@ -623,6 +625,12 @@ TEST_F(KestrelTest, LogsQuietly) {
         Run(tells);
     EXPECT_NE(Run("log").err.find("nothing was logged today"), std::string::npos) << Run("log").out;
     EXPECT_EQ(Run("apply none.png out.png -f Invert").code, 1);
+    const std::string today(TodaysLog("kestrel"));
+    const int held = open(today.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(flock(held, LOCK_EX), 0);
+    EXPECT_EQ(Run("--version >/dev/null; timeout 10 " KESTREL_APP " apply in.png out.png -f Invert").code, 0)
+        << "a log that another process holds delays nothing";
+    close(held);
     const Outcome log = Run("log");
     EXPECT_EQ(log.code, 0);
     for (const char* line : {"\tkestrel apply none.png out.png -f Invert\n",
