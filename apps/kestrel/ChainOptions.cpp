@@ -9,6 +9,7 @@
 #include "apps/kestrel/Console.h"
 #include "apps/kestrel/Files.h"
 #include "apps/kestrel/TextArgument.h"
+#include "apps/kestrel/UnreadValues.h"
 #include "apps/kestrel/Values.h"
 #include "kestrel/host/Catalogue.h"
 
@@ -19,16 +20,12 @@ constexpr const char* kTextFilter = "Text";
 /// Longest chain text that is read, in bytes.
 constexpr std::size_t kLongestChain = 64 << 20;
 
-/// Does a parameter text hold any key of the filter? The default text names the keys that the list leaves out.
-bool HoldsAKey(const std::string& text, const kestrel::ParameterInfo& info) {
-    for (const auto& key : info.keys)
-        if (text.find(key.key) != text.npos) return true;
-    for (std::size_t end = info.standard.find('='); end != info.standard.npos; end = info.standard.find('=', end + 1)) {
-        std::size_t begin = end;
-        while (begin > 0 && std::isalnum(static_cast<unsigned char>(info.standard[begin - 1]))) --begin;
-        if (begin < end && text.find(info.standard.substr(begin, end - begin)) != text.npos) return true;
+/// Tells what a filter did not take up of its text, or refuses it. `place` says where the text stands.
+void TellUnread(const std::string& place, const kestrel::ClassRow& filter, const std::string& text, bool strict) {
+    for (const std::string& line : UnreadValues(filter, text)) {
+        if (strict) throw console::UsageError{place + ": " + line + " (--strict)"};
+        console::Note(place + ": " + line);
     }
-    return info.keys.empty();
 }
 
 /// Rotate cuts hundredths of degrees so that -90 is no quarter turn; who writes it means one.
@@ -44,7 +41,8 @@ void TellInexactTurn(const std::string& option, const std::string& word, const s
 }
 
 /// One `-f NAME[:TEXT]`, with the words that `--text-of` gives it.
-void AddFilter(kestrel::Rendering& rendering, const std::string& argument, const std::optional<std::string>& words) {
+void AddFilter(kestrel::Rendering& rendering, const std::string& argument, const std::optional<std::string>& words,
+               bool strict) {
     const std::size_t colon = argument.find(':');
     const std::string name = argument.substr(0, colon);
     const std::string option = "-f " + name;
@@ -60,9 +58,7 @@ void AddFilter(kestrel::Rendering& rendering, const std::string& argument, const
         text = TextArgument(option, text.value_or(""), words);
     else if (words)
         throw console::UsageError{fmt::format("--text-of: \"{}\" is not a Text filter", argument)};
-    if (text && !text->empty() && !HoldsAKey(*text, filter->parameters()))
-        console::Note(
-            fmt::format("{}: \"{}\" names none of its keys; \"kestrel describe {}\" lists them", option, *text, word));
+    if (text) TellUnread(option, *filter, *text, strict);
     if (text) TellInexactTurn(option, word, *text);
     if (rendering.FilterCount() >= kestrel::Rendering::kMostFilters)
         throw console::Failure{
@@ -96,6 +92,18 @@ ChainFile Stripped(std::string_view file) {
     return chain;
 }
 
+/// The same for each line of a chain that was taken whole.
+void TellUnreadLines(const std::string& shown, const ChainFile& chain, bool strict) {
+    std::string_view text = chain.text;
+    for (const int number : chain.lines) {
+        const std::size_t tab = text.find('\t');
+        const std::size_t end = text.find('\n');
+        TellUnread(fmt::format("{}: line {}", shown, number), *kestrel::FindFilter(text.substr(0, tab)),
+                   std::string(text.substr(tab + 1, end - tab - 1)), strict);
+        text.remove_prefix(end + 1);
+    }
+}
+
 bool IsUtf16(std::string_view text) { return text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF"); }
 
 }  // namespace
@@ -113,6 +121,9 @@ void ChainOptions::AddTo(const Command& command) {
     command.Repeatable("--text-of", texts_, 2, "N WORDS",
                        "The words that a Text filter writes, the Nth -f, counted\n"
                        "from 1; UTF-8 as it stands, \\n is a line break");
+    command.Flag("--strict", strict_,
+                 "Refuse parameter texts that a filter does not take up whole,\n"
+                 "mistyped keys and values for example; else a line tells them");
     command.Option("--chain", chainFile_, "FILE",
                    "Read a chain from a file (-: standard input): a filter a\n"
                    "line, ProgID, TAB, parameter text; blank lines and lines\n"
@@ -128,6 +139,7 @@ void ChainOptions::ApplyFile(kestrel::Rendering& rendering) const {
     if (const auto fault = rendering.SetChainText(chain.text))
         throw console::Failure{fmt::format("{}: line {}: {}", shown,
                                            chain.lines.at(static_cast<std::size_t>(fault->line - 1)), fault->reason)};
+    TellUnreadLines(shown, chain, strict_);
 }
 
 void ChainOptions::ApplyTo(kestrel::Rendering& rendering) const {
@@ -140,5 +152,5 @@ void ChainOptions::ApplyTo(kestrel::Rendering& rendering) const {
                 fmt::format("--text-of: \"{}\" is not the number of an -f; there are {}", texts_[i], filters_.size())};
         words[static_cast<std::size_t>(*number - 1)] = texts_[i + 1];
     }
-    for (std::size_t i = 0; i < filters_.size(); ++i) AddFilter(rendering, filters_[i], words[i]);
+    for (std::size_t i = 0; i < filters_.size(); ++i) AddFilter(rendering, filters_[i], words[i], strict_);
 }

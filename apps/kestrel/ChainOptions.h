@@ -24,4 +24,5 @@ private:
     std::string chainFile_;
     std::vector<std::string> filters_;
     std::vector<std::string> texts_;  ///< pairs: the number of an -f, the words for it
+    bool strict_ = false;
 };

@@ -1,5 +1,6 @@
 // The built program, run as a person runs it.
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/file.h>
@@ -18,8 +19,10 @@
 
 #include "kestrel/codec/ImageLoader.h"
 #include "kestrel/diagnostics/TraceLog.h"
+#include "kestrel/host/Catalogue.h"
 #include "kestrel/settings/RegistryKeys.h"
 #include "tests/support/PrivateFolders.h"
+#include "tools/TellingSettings.h"
 
 namespace kestrel {
 namespace {
@@ -424,11 +427,46 @@ TEST_F(KestrelTest, NamesNeverDriveTheTerminal) {
               "e.png");
 }
 
-TEST_F(KestrelTest, TellsAboutParameterTextsWithoutAnyKey) {
-    const Outcome run = Run("apply in.png out.png -f Sepia:Spia=80");
-    EXPECT_EQ(run.code, 0);
-    EXPECT_NE(run.err.find("none of its keys"), std::string::npos);
-    EXPECT_EQ(Run("apply in.png out.png -f Sepia:Sepia=80").err, "");
+TEST_F(KestrelTest, TellsWhatAFilterDidNotTakeUp) {
+    const struct {
+        const char* filter;
+        const char* told;  ///< null: nothing
+    } cases[] = {
+        {"Sepia:Sepia=80", nullptr},
+        {"Sepia: Sepia = 80", "\"Sepia = 80\" is not taken up as it stands; Sepia is 000"},
+        {"Sepia:Sepa=80", "\"Sepa=80\" is not taken up; did you mean Sepia?"},
+        {"Sepia:Sepia=abc", "\"Sepia=abc\" is not taken up as it stands; Sepia is 000"},
+        {"Sepia:Sepia=80%", "\"Sepia=80%\" is not taken up as it stands; Sepia is 080"},
+        {"Sepia:Sepia=99999999999", "Sepia=99999999999"},
+        {"Sepia:Sepia=1,Sepia=2", "\"Sepia=2\" is not taken up as it stands; Sepia is 001"},
+        {"Exposure:Red=010,Gren=020,Blue=-5", "\"Gren=020\" is not taken up; did you mean Green?"},
+        {"RGBColor:RedG=30", "\"RedG=30\" is not taken up; did you mean Red?"},
+        {"Sepia:XSepia=7", nullptr},  // readers look for their key anywhere
+        {"Rotate:Angle=12.3456", nullptr},
+        {"Rotate:Angle=+12", nullptr},
+        {"Text:txt=a=b & c", nullptr},
+    };
+    for (const auto& row : cases) {
+        const Outcome told = Run(std::string("apply in.png out.png -f '") + row.filter + "'");
+        EXPECT_EQ(told.code, 0);
+        EXPECT_EQ(std::count(told.err.begin(), told.err.end(), '\n'), row.told ? 1 : 0) << row.filter << told.err;
+        EXPECT_NE(told.err.find(row.told ? row.told : ""), std::string::npos) << told.err;
+        fs::remove(Path("out.png"));
+        EXPECT_EQ(Run(std::string("apply in.png out.png --strict -f '") + row.filter + "'").code, row.told ? 2 : 0);
+        EXPECT_EQ(fs::exists(Path("out.png")), !row.told) << row.filter;
+    }
+    WriteText("chain.txt", "# mistyped\nTMFilter.Invert.1\tInversity=5\nTMFilter.Sepia.1\tSepa=080\n");
+    EXPECT_NE(Run("apply in.png out.png --chain chain.txt").err.find("chain.txt: line 3: \"Sepa=080\""),
+              std::string::npos);
+    EXPECT_EQ(Run("apply in.png out.png --chain chain.txt --strict").code, 2);
+    // What the filters themselves write and offer is taken up whole.
+    std::string offered;
+    for (const TellingSetting& setting : kTellingSettings)
+        offered += fmt::format("TMFilter.{}.1\t{}\n", setting.filter, setting.text);
+    for (const ClassRow* row : ListFilters())
+        offered += fmt::format("{}\t{}\n", row->description->progId, row->parameters().standard);
+    WriteText("offered.txt", offered);
+    EXPECT_EQ(Run("color 808080 --strict --chain offered.txt").err, "");
 }
 
 TEST_F(KestrelTest, WordsOfPeopleBecomeTextsOfTheFilter) {
