@@ -42,7 +42,8 @@ public:
     virtual QvStreamPtr OpenStream(const char* name, unsigned long mode) = 0;
     /// 3: In a compound file this deletes storages with all they hold as well.
     virtual bool DeleteElement(const char* name) = 0;
-    /// 4
+    /// 4: A new storage. One of that name that is there is replaced by an empty one in a compound file, given the
+    /// create bit, and refused without it; in a folder tree it is opened.
     virtual QvStoragePtr CreateStorage(const char* name, unsigned long mode) = 0;
     /// 5: A storage that is there; with the create bit, operation 4 for one that is not.
     virtual QvStoragePtr OpenStorage(const char* name, unsigned long mode) = 0;

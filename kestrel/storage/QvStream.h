@@ -48,8 +48,8 @@ class KESTREL_API QvInputStream : public virtual QvPositioned {
 public:
     /// The bytes that were read: fewer than asked at the end.
     virtual std::size_t Read(void* buffer, std::size_t count) = 0;
-    /// Ends the stream and deletes the object. What was written is in the storage when this is true; when it is false
-    /// the storage holds what it held before.
+    /// Ends the stream and deletes the object. What was written is safe on the disk when this is true; when it is false
+    /// the disk holds what it held before.
     virtual bool Close() = 0;
     /// Cuts the stream or lengthens it by zeros. The position stays.
     virtual bool SetSize(std::int64_t bytes) = 0;
