@@ -1,12 +1,18 @@
 #include "kestrel/foundation/FileReplacement.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <filesystem>
+#include <mutex>
 #include <random>
+#include <set>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -17,6 +23,9 @@ constexpr int kMostLinks = 40;  // as the system follows them
 constexpr int kMostNames = 100;
 constexpr std::size_t kNameKept = 200;  // of 255: leaves room for what is put around it
 constexpr std::size_t kBuffer = 1 << 16;
+constexpr std::string_view kMark = ".kestrel-";  // in front of the number of a new file's name
+constexpr std::string_view kPart = ".part";
+constexpr mode_t kSetIds = S_ISUID | S_ISGID;
 
 std::string FolderOf(const std::string& path) {
     const std::size_t slash = path.rfind('/');
@@ -38,9 +47,55 @@ std::string FollowLinks(std::string path) {
 /// Where the system shows an open file, with or without a name.
 std::string PathOf(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
 
+/// Is this the name of a file that was being written beside its target?
+bool IsPartName(std::string_view name) {
+    if (!name.starts_with('.') || !name.ends_with(kPart)) return false;
+    name.remove_suffix(kPart.size());
+    const auto mark = name.rfind(kMark);
+    if (mark == std::string_view::npos) return false;
+    const auto number = name.substr(mark + kMark.size());
+    return !number.empty() && std::all_of(number.begin(), number.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+/// Removes a part whose writer is dead: a living one holds the lock. Nothing but a part of this very name goes, should
+/// the writer finish meanwhile.
+void RemoveOrphan(const std::string& path) {
+    const int descriptor = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) return;
+    struct stat opened {
+    }, named{};
+    if (flock(descriptor, LOCK_EX | LOCK_NB) == 0 && fstat(descriptor, &opened) == 0 && S_ISREG(opened.st_mode) &&
+        lstat(path.c_str(), &named) == 0 && named.st_ino == opened.st_ino && named.st_dev == opened.st_dev)
+        unlink(path.c_str());
+    close(descriptor);
+}
+
+/// Marks a new file as written by a living process, until its last descriptor is closed. False: somebody who clears
+/// orphans away was faster, and the file has no name any more. On a file system without locks nothing is cleared.
+bool LockPart(int descriptor) {
+    (void)flock(descriptor, LOCK_SH);
+    struct stat status {};
+    return fstat(descriptor, &status) != 0 || status.st_nlink > 0;
+}
+
+/// Once for each folder and process: a look at every name costs too much for each file.
+void RemoveOrphans(const std::string& folder) {
+    static std::mutex mutex;
+    static std::set<std::string>& seen = *new std::set<std::string>;
+    static pid_t process = 0;
+    {
+        const std::lock_guard guard(mutex);
+        if (std::exchange(process, getpid()) != getpid()) seen.clear();  // a forked child looks for itself
+        if (!seen.insert(folder).second) return;
+    }
+    std::error_code error;  // a folder that cannot be listed is not cleared
+    for (std::filesystem::directory_iterator at(folder, error), end; !error && at != end; at.increment(error))
+        if (IsPartName(at->path().filename().native())) RemoveOrphan(at->path().native());
+}
+
 }  // namespace
 
-FileReplacement::FileReplacement(const std::string& path) {
+FileReplacement::FileReplacement(const std::string& path, Making making) {
     struct stat status;
     const bool exists = stat(path.c_str(), &status) == 0;
     if (exists && !S_ISREG(status.st_mode)) {
@@ -65,7 +120,7 @@ FileReplacement::FileReplacement(const std::string& path) {
         owner_ = status.st_uid;
         group_ = status.st_gid;
     }
-    OpenBeside();
+    OpenBeside(making);
 }
 
 FileReplacement::~FileReplacement() {
@@ -78,10 +133,10 @@ FileReplacement::~FileReplacement() {
 template <class Make>
 bool FileReplacement::MakeBeside(const Make& make) {
     const std::size_t start = target_.rfind('/') + 1;  // 0 when there is none
-    const std::string stem = target_.substr(0, start) + "." + target_.substr(start, kNameKept) + ".";
+    const std::string stem = target_.substr(0, start).append(".").append(target_, start, kNameKept).append(kMark);
     std::random_device random;
     for (int i = 0; i < kMostNames; ++i) {
-        const std::string name = stem + std::to_string(random()) + ".part";
+        const std::string name = (stem + std::to_string(random())).append(kPart);
         if (make(name.c_str())) {
             beside_ = name;
             return true;
@@ -91,23 +146,31 @@ bool FileReplacement::MakeBeside(const Make& make) {
     return false;
 }
 
-void FileReplacement::OpenBeside() {
+void FileReplacement::OpenBeside(Making making) {
     if (target_.empty() || target_.back() == '/') {
         errno = target_.empty() ? ENOENT : EISDIR;
         Fail("cannot create the file");
         return;
     }
+    RemoveOrphans(FolderOf(target_));
     // A file without a name goes away by itself, even when the process is killed; not every file system has them.
-    int descriptor = open(FolderOf(target_).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
+    int descriptor = -1;
+    if (making == Making::kUnnamedWherePossible)
+        descriptor = open(FolderOf(target_).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
     if (descriptor >= 0 && access(PathOf(descriptor).c_str(), F_OK) != 0) {
         close(descriptor);
         descriptor = -1;
     }
     unnamed_ = descriptor >= 0;
-    if (!unnamed_)
+    if (unnamed_)
+        LockPart(descriptor);
+    else
         MakeBeside([&descriptor](const char* name) {
             descriptor = open(name, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-            return descriptor >= 0;
+            if (descriptor < 0 || LockPart(descriptor)) return descriptor >= 0;
+            close(std::exchange(descriptor, -1));
+            errno = EEXIST;
+            return false;
         });
     file_ = descriptor >= 0 ? fdopen(descriptor, "w+b") : nullptr;
     if (!file_) {
@@ -115,7 +178,8 @@ void FileReplacement::OpenBeside() {
         if (descriptor >= 0) close(descriptor);
         return;
     }
-    std::setvbuf(file_, nullptr, _IOFBF, kBuffer);
+    buffer_ = std::make_unique_for_overwrite<char[]>(kBuffer);  // given none, the library takes a small one
+    std::setvbuf(file_, buffer_.get(), _IOFBF, kBuffer);
 }
 
 bool FileReplacement::Fail(const char* what) {
@@ -126,26 +190,36 @@ bool FileReplacement::Fail(const char* what) {
     return false;
 }
 
+/// Another owner's file stays theirs where the system allows it. Otherwise the rights that it lends to others would be
+/// those of a new owner, who never lent them.
+bool FileReplacement::SetMode(int descriptor) const {
+    if (!replaces_) return true;
+    const bool same = owner_ == geteuid() && group_ == getegid();
+    const bool kept = same || fchown(descriptor, owner_, group_) == 0;
+    return fchmod(descriptor, kept ? mode_ : mode_ & ~kSetIds) == 0;  // after the owner: a new one clears bits of it
+}
+
 bool FileReplacement::Commit() {
     if (!file_) return false;
     const int descriptor = fileno(file_);
     if (std::ferror(file_) || std::fflush(file_) != 0) return Fail("cannot write the file");
     if (!direct_) {
-        // Another owner's file stays theirs where the system allows it; the mode comes after, as a new owner clears
-        // bits of it.
-        if (replaces_ && (owner_ != geteuid() || group_ != getegid()) && fchown(descriptor, owner_, group_) != 0)
-            errno = 0;
-        if (replaces_ && fchmod(descriptor, mode_) != 0) return Fail("cannot set the mode of the file");
+        if (!SetMode(descriptor)) return Fail("cannot set the mode of the file");
         if (fsync(descriptor) != 0 && errno != EINVAL) return Fail("cannot write the file");
         if (unnamed_ && !MakeBeside([source = PathOf(descriptor)](const char* name) {
                 return linkat(AT_FDCWD, source.c_str(), AT_FDCWD, name, AT_SYMLINK_FOLLOW) == 0;
             }))
             return Fail("cannot create the file");
     }
-    std::FILE* file = std::exchange(file_, nullptr);
-    if (std::fclose(file) != 0) return Fail("cannot write the file");
+    const int lock = direct_ ? -1 : fcntl(descriptor, F_DUPFD_CLOEXEC, 0);  // outlives the stream
+    const bool closed = std::fclose(std::exchange(file_, nullptr)) == 0;
+    const bool placed = closed && (direct_ || std::rename(beside_.c_str(), target_.c_str()) == 0);
+    const int why = errno;
+    if (lock >= 0) close(lock);
+    errno = why;
+    if (!closed) return Fail("cannot write the file");
+    if (!placed) return Fail("cannot replace the file");
     if (direct_) return true;
-    if (std::rename(beside_.c_str(), target_.c_str()) != 0) return Fail("cannot replace the file");
     beside_.clear();
     // The name itself is safe once its folder is; file systems without that are no failure.
     const int folder = open(FolderOf(target_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <span>
 #include <string>
 
@@ -12,13 +13,20 @@ namespace kestrel {
 
 /// Writes a file that appears whole or not at all. The bytes go to a new file in the target's folder, without a name
 /// where the file system can do that; `Commit` flushes it to the disk and renames it over the target, whose mode it
-/// takes on (a new file's mode follows the umask). Without `Commit` it goes away and the target stays as it was.
+/// takes on (a new file's mode follows the umask). Without `Commit` it goes away and the target stays as it was: call
+/// it only when all that was to be written was written.
+///
+/// A killed process leaves its new file where it had to have a name, ".<target>.kestrel-<number>.part". The first file
+/// that another process replaces in that folder clears such files away, those that a living process writes excepted.
 ///
 /// A symbolic link is followed: the file that it names is replaced, the link stays. A target that is no regular file
 /// (a pipe, a device) is written directly.
 class KESTREL_API FileReplacement {
 public:
-    explicit FileReplacement(const std::string& path);
+    /// How the new file is made; `kNamed` is what a file system gets that has no files without a name.
+    enum class Making { kUnnamedWherePossible, kNamed };
+
+    explicit FileReplacement(const std::string& path, Making making = Making::kUnnamedWherePossible);
     ~FileReplacement();
     FileReplacement(const FileReplacement&) = delete;
     FileReplacement& operator=(const FileReplacement&) = delete;
@@ -35,7 +43,8 @@ public:
 
 private:
     bool Fail(const char* what);
-    void OpenBeside();
+    void OpenBeside(Making making);
+    bool SetMode(int descriptor) const;
     template <class Make>
     bool MakeBeside(const Make& make);
 
@@ -43,6 +52,7 @@ private:
     std::string beside_;  // the new file's name while it has one
     std::string error_;
     int code_ = 0;
+    std::unique_ptr<char[]> buffer_;  // the stream's
     std::FILE* file_ = nullptr;
     bool direct_ = false;   // no new file: the target takes the bytes at once
     bool unnamed_ = false;  // the new file gets its name at the end

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -13,6 +14,7 @@
 
 #include "kestrel/foundation/ByteReader.h"
 #include "kestrel/foundation/ByteWriter.h"
+#include "tests/support/InChild.h"
 
 namespace kestrel {
 namespace {
@@ -62,6 +64,74 @@ TEST_F(FileReplacementTest, OldFileKeepsItsMode) {
     EXPECT_EQ(WriteWhole(Path("a"), kNew), "");
     EXPECT_EQ(Content(Path("a")), "new");
     EXPECT_EQ(Mode(Path("a")), 0604u);
+    chmod(Path("a").c_str(), 04604);
+    EXPECT_EQ(WriteWhole(Path("a"), kNew), "");
+    EXPECT_EQ(Mode(Path("a")), 04604u) << "what it lends to others is the owner's to take back";
+}
+
+TEST_F(FileReplacementTest, NewOwnerLendsNoRights) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can play two users";
+    std::ofstream(Path("a")) << "old";
+    ASSERT_EQ(chown(Path("a").c_str(), 20001, 20001), 0);
+    chmod(Path("a").c_str(), 06666);
+    chmod(folder.c_str(), 0777);
+    EXPECT_EQ(test::InChild([&] {
+                  if (setgid(20002) != 0 || setuid(20002) != 0) return std::string("cannot change the user");
+                  return WriteWhole(Path("a"), kNew);
+              }),
+              "");
+    EXPECT_EQ(Content(Path("a")), "new");
+    EXPECT_EQ(Mode(Path("a")), 0666u);
+    ASSERT_EQ(chown(Path("a").c_str(), 20001, 20001), 0);
+    chmod(Path("a").c_str(), 06666);
+    EXPECT_EQ(WriteWhole(Path("a"), kNew), "");
+    struct stat status {};
+    stat(Path("a").c_str(), &status);
+    EXPECT_EQ(status.st_uid, 20001u);
+    EXPECT_EQ(status.st_gid, 20001u);
+    EXPECT_EQ(Mode(Path("a")), 06666u) << "who keeps the owner keeps the mode";
+}
+
+TEST_F(FileReplacementTest, OrphansOfKilledWritersGo) {
+    const auto beside = [&] {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename());
+        std::sort(names.begin(), names.end());
+        return names;
+    };
+    using Making = FileReplacement::Making;
+    EXPECT_EQ(test::InChild([&] {
+                  FileReplacement file(Path("a"), Making::kNamed);
+                  std::fputs("half", file.Stream());
+                  raise(SIGKILL);
+                  return std::string();
+              }),
+              "\nchild ended with status 9");
+    ASSERT_EQ(beside().size(), 1u);
+    const std::string orphan = beside().front();
+    EXPECT_TRUE(orphan.starts_with(".a.kestrel-") && orphan.ends_with(".part")) << orphan;
+
+    FileReplacement living(Path("b"), Making::kNamed);
+    std::ofstream(Path(".a.2024.part")) << "a user's own";
+    std::ofstream(Path(".a.kestrel-x1.part")) << "another";
+    fs::create_symlink(Path("elsewhere"), Path(".a.kestrel-1.part"));
+    EXPECT_EQ(test::InChild([&] { return WriteWhole(Path("c"), kNew); }), "");
+    EXPECT_FALSE(fs::exists(Path(orphan.c_str())));
+    EXPECT_EQ(beside().size(), 5u) << "neither a living writer's file nor what only looks like one";
+    ASSERT_NE(living.Stream(), nullptr);
+    std::fputs("whole", living.Stream());
+    EXPECT_TRUE(living.Commit()) << living.Error();
+    EXPECT_EQ(Content(Path("b")), "whole");
+}
+
+TEST_F(FileReplacementTest, SmallWritesAreGathered) {
+    FileReplacement file(Path("a"));
+    for (int i = 0; i < 60000; ++i) std::fputc('x', file.Stream());
+    struct stat status {};
+    ASSERT_EQ(fstat(fileno(file.Stream()), &status), 0);
+    EXPECT_EQ(status.st_size, 0) << "64 KB go to the disk at once";
+    EXPECT_TRUE(file.Commit());
+    EXPECT_EQ(fs::file_size(Path("a")), 60000u);
 }
 
 TEST_F(FileReplacementTest, LinksStayAndTheirTargetsAreReplaced) {
@@ -102,7 +172,7 @@ TEST_F(FileReplacementTest, AFailedWriteKeepsTheOldFile) {
     getrlimit(RLIMIT_FSIZE, &limit);
     const rlimit small{1000, limit.rlim_max};
     setrlimit(RLIMIT_FSIZE, &small);
-    const std::string error = WriteWhole(Path("a"), Bytes(5000));
+    const std::string error = WriteWhole(Path("a"), Bytes(5000));  // seen by the flush: the buffer holds it
     const std::string large = WriteWhole(Path("a"), Bytes(500000));
     setrlimit(RLIMIT_FSIZE, &limit);
     std::signal(SIGXFSZ, before);
