@@ -4,6 +4,7 @@
 #include <pango/pangocairo.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -36,15 +37,19 @@ std::string ToUtf8(std::string_view text, std::uint8_t charSet) {
     const char* page = CodePageOf(charSet);
     const iconv_t converter = page ? iconv_open("UTF-8", page) : reinterpret_cast<iconv_t>(-1);
     if (converter == reinterpret_cast<iconv_t>(-1)) return Utf8From1252(text);
+    constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
+    constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
     std::string input(text);
-    std::string output(4 * input.size() + 16, '\0');
+    std::string output(4 * input.size() + 16, '\0');  // no byte gives more than four
     char* from = input.data();
     std::size_t left = input.size();
     char* to = output.data();
     std::size_t room = output.size();
-    while (left > 0 && room >= 4) {
-        if (iconv(converter, &from, &left, &to, &room) != static_cast<std::size_t>(-1) || left == 0 || room < 4) break;
-        constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+    for (bool done = false; !done;) {
+        done = iconv(converter, &from, &left, &to, &room) != kFailed || left == 0;
+        // A letter waits for the marks that may follow it (Hebrew, Vietnamese) until it is told that none do.
+        iconv(converter, nullptr, nullptr, &to, &room);
+        if (done || room < kReplacement.size()) break;
         to = std::copy(kReplacement.begin(), kReplacement.end(), to);
         room -= kReplacement.size();
         ++from;
@@ -79,36 +84,47 @@ int PixelSize(const FontProperty& font) {
     return static_cast<int>(std::min<std::int64_t>(std::llabs(font.GetFontSize()), TextRenderer::kLargestFontSize));
 }
 
-Owned<PangoLayout> MakeLayout(const TextRenderRequest& request, const std::string& words) {
-    const FontProperty& font = *request.font;
-    const Owned<PangoContext> context(pango_font_map_create_context(pango_cairo_font_map_get_default()));
-    // Grey coverage without hints: letters look alike at every size and in every direction.
+Owned<PangoContext> MakeContext() {
+    Owned<PangoContext> context(pango_font_map_create_context(pango_cairo_font_map_get_default()));
+    // Grey coverage without hints and whole-pixel places: a text looks alike at every size and in every direction, so
+    // that a preview shows what the full size will be.
     const Owned<cairo_font_options_t> options(cairo_font_options_create());
     cairo_font_options_set_antialias(options.get(), CAIRO_ANTIALIAS_GRAY);
     cairo_font_options_set_hint_style(options.get(), CAIRO_HINT_STYLE_NONE);
     cairo_font_options_set_hint_metrics(options.get(), CAIRO_HINT_METRICS_OFF);
     pango_cairo_context_set_font_options(context.get(), options.get());
+    pango_context_set_round_glyph_positions(context.get(), FALSE);
+    return context;
+}
 
-    const Owned<PangoFontDescription> description(pango_font_description_new());
+Owned<PangoFontDescription> Describe(const FontProperty& font) {
+    Owned<PangoFontDescription> description(pango_font_description_new());
     pango_font_description_set_family(description.get(), Families(font).c_str());
     pango_font_description_set_absolute_size(description.get(), double{PANGO_SCALE} * PixelSize(font));
     pango_font_description_set_weight(description.get(), font.IsBold() ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
     pango_font_description_set_style(description.get(), font.IsItalic() ? PANGO_STYLE_ITALIC : PANGO_STYLE_NORMAL);
+    return description;
+}
 
-    Owned<PangoLayout> layout(pango_layout_new(context.get()));
-    pango_layout_set_font_description(layout.get(), description.get());
+Owned<PangoLayout> MakeLayout(const FontProperty& font, const std::string& words) {
+    Owned<PangoLayout> layout(pango_layout_new(MakeContext().get()));
+    pango_layout_set_font_description(layout.get(), Describe(font).get());
     pango_layout_set_text(layout.get(), words.data(), static_cast<int>(words.size()));
-    const bool centred = request.pos == 2 || request.pos == 7 || request.pos == 9;
-    const bool right = request.pos == 3 || request.pos == 5 || request.pos == 8;
-    pango_layout_set_alignment(layout.get(), centred ? PANGO_ALIGN_CENTER
-                                             : right ? PANGO_ALIGN_RIGHT
-                                                     : PANGO_ALIGN_LEFT);
     if (font.IsUnderline()) {
         const Owned<PangoAttrList> attributes(pango_attr_list_new());
         pango_attr_list_insert(attributes.get(), pango_attr_underline_new(PANGO_UNDERLINE_SINGLE));
         pango_layout_set_attributes(layout.get(), attributes.get());
     }
     return layout;
+}
+
+/// Where the lines of a text lie flush, along their own direction: 0 at the left, 1 in the middle, 2 at the right. It
+/// is the side of the anchor, so that a turned text has it from the anchor's row.
+int Flush(std::int32_t pos, std::int32_t direction) {
+    const TextPoint place = TextAnchor(pos, 0, 3, 3);
+    if (direction == 90) return static_cast<int>(place.y);  // upward: the right end is above
+    if (direction == 270) return static_cast<int>(2 - place.y);
+    return static_cast<int>(place.x);
 }
 
 /// A rectangle of pixels, rows counted from the top.
@@ -125,16 +141,72 @@ Box Intersection(const Box& box, const Box& other) {
     return width > 0 && height > 0 ? Box{x, y, width, height} : Box{};
 }
 
-/// The lines and everything that letters draw beyond them.
-Box Extents(PangoLayout* layout) {
-    PangoRectangle ink;
-    PangoRectangle lines;
-    pango_layout_get_pixel_extents(layout, &ink, &lines);
-    const int x = std::min(ink.x, lines.x);
-    const int y = std::min(ink.y, lines.y);
-    return {x, y, std::max(ink.x + ink.width, lines.x + lines.width) - x,
-            std::max(ink.y + ink.height, lines.y + lines.height) - y};
-}
+/// The lines of a text below each other. They are placed here and not by the layout, which takes "left" for the side
+/// where a line's script begins.
+class TextBlock {
+public:
+    TextBlock(const FontProperty& font, const std::string& words, int flush) : layout_(MakeLayout(font, words)) {
+        const std::unique_ptr<PangoLayoutIter, decltype(&pango_layout_iter_free)> at(
+            pango_layout_get_iter(layout_.get()), &pango_layout_iter_free);
+        int width = 0;
+        do {
+            PangoLayoutLine* const line = pango_layout_iter_get_line_readonly(at.get());
+            lines_.push_back({line, 0, pango_layout_iter_get_baseline(at.get())});
+            width = std::max(width, LogicalWidth(line));
+        } while (pango_layout_iter_next_line(at.get()));
+        for (Line& line : lines_) line.x = (width - LogicalWidth(line.line)) * flush / 2;
+        Measure();
+    }
+
+    /// The lines and everything that letters draw beyond them.
+    const Box& Extents() const { return extents_; }
+
+    void Show(cairo_t* context) const {
+        for (const Line& line : lines_) {
+            cairo_move_to(context, pango_units_to_double(line.x), pango_units_to_double(line.baseline));
+            pango_cairo_show_layout_line(context, line.line);
+        }
+    }
+
+private:
+    /// Places are in the layout's units.
+    struct Line {
+        PangoLayoutLine* line;  ///< the layout's
+        int x;
+        int baseline;
+    };
+
+    static int LogicalWidth(PangoLayoutLine* line) {
+        PangoRectangle logical;
+        pango_layout_line_get_extents(line, nullptr, &logical);
+        return logical.width;
+    }
+
+    void Measure() {
+        int left = INT_MAX, top = INT_MAX, right = INT_MIN, bottom = INT_MIN;
+        for (const Line& line : lines_) {
+            PangoRectangle parts[2];  // the ink, the line
+            pango_layout_line_get_extents(line.line, &parts[0], &parts[1]);
+            for (PangoRectangle& part : parts) {
+                part.x += line.x;
+                part.y += line.baseline;
+            }
+            pango_extents_to_pixels(&parts[0], nullptr);  // every pixel that is touched
+            pango_extents_to_pixels(nullptr, &parts[1]);  // the nearest ones
+            for (const PangoRectangle& part : parts) {
+                left = std::min(left, part.x);
+                top = std::min(top, part.y);
+                right = std::max(right, part.x + part.width);
+                bottom = std::max(bottom, part.y + part.height);
+            }
+        }
+        extents_ = {left, top, right - left, bottom - top};
+    }
+
+    Owned<PangoLayout> layout_;
+    std::vector<Line> lines_;
+    Box extents_;
+};
 
 // Coverage ------------------------------------------------------------------------------------------------------------
 
@@ -154,7 +226,7 @@ struct Coverage {
     }
 };
 
-/// How the layout lies in the rectangle that it fills when it is turned; the letters' own rectangle begins at 0, 0.
+/// How the text lies in the rectangle that it fills when it is turned; the letters' own rectangle begins at 0, 0.
 cairo_matrix_t Turned(const Box& extents, std::int32_t direction) {
     cairo_matrix_t turned;
     const double x = extents.x;
@@ -168,8 +240,8 @@ cairo_matrix_t Turned(const Box& extents, std::int32_t direction) {
     return turned;
 }
 
-/// Draws the part of the turned layout that lies in `area`. Surfaces have a largest size, so that it goes by tiles.
-Coverage Draw(PangoLayout* layout, const cairo_matrix_t& turned, const Box& area) {
+/// Draws the part of the turned text that lies in `area`. Surfaces have a maximum size, so that it goes by tiles.
+Coverage Draw(const TextBlock& text, const cairo_matrix_t& turned, const Box& area) {
     constexpr int kTile = 4096;
     Coverage coverage(area);
     for (int y = 0; y < area.height; y += kTile)
@@ -180,7 +252,7 @@ Coverage Draw(PangoLayout* layout, const cairo_matrix_t& turned, const Box& area
             const Owned<cairo_t> context(cairo_create(surface.get()));
             cairo_translate(context.get(), -area.x - x, -area.y - y);
             cairo_transform(context.get(), &turned);
-            pango_cairo_show_layout(context.get(), layout);
+            text.Show(context.get());
             cairo_surface_flush(surface.get());
             if (cairo_status(context.get()) != CAIRO_STATUS_SUCCESS) throw std::bad_alloc();
             const unsigned char* bytes = cairo_image_surface_get_data(surface.get());
@@ -229,7 +301,60 @@ struct Shadow {
     int Reach() const { return density == 0 ? 0 : kBlurPasses * radius; }
 };
 
+/// The shadow before it is shifted: the letters with room around them, blurred.
+Coverage Softened(const Coverage& letters, const Shadow& shadow) {
+    const Box& box = letters.box;
+    const int reach = shadow.Reach();
+    Coverage soft({box.x - reach, box.y - reach, box.width + 2 * reach, box.height + 2 * reach});
+    for (int row = 0; row < box.height; ++row)
+        std::copy_n(letters.bytes.data() + static_cast<std::ptrdiff_t>(row) * box.width, box.width,
+                    soft.Row(row + reach) + reach);
+    Blur(soft, shadow.radius);
+    return soft;
+}
+
 // Answer --------------------------------------------------------------------------------------------------------------
+
+/// What falls on the picture of a text, and where. The turned letters' rectangle begins at 0, 0.
+struct Placement {
+    Box area;     ///< of the text with its shadow, what lies on the picture; empty when nothing does
+    Box letters;  ///< what has to be drawn for it: the shadow on the picture comes from letters that may lie beside it
+    std::int32_t hotSpotX = 0;
+    std::int32_t hotSpotY = 0;
+
+    Placement(const TextRenderRequest& request, const Box& extents, const Shadow& shadow) {
+        const bool upright = request.dir != 90 && request.dir != 270;
+        const Box text{0, 0, upright ? extents.width : extents.height, upright ? extents.height : extents.width};
+        const int before = std::max(shadow.Reach() - shadow.shift, 0);
+        const int after = shadow.Reach() + shadow.shift;
+        const int width = text.width + before + after;
+        const int height = text.height + before + after;
+
+        // Of the picture, rows count from the bottom.
+        const TextPoint anchor = TextAnchor(request.pos, request.offset, request.width, request.height);
+        const TextPoint hotSpot = TextAnchor(request.pos, 0, width, height);
+        const Span columns = Visible(anchor.x - hotSpot.x, width, request.width);
+        const Span rows = Visible(anchor.y - hotSpot.y, height, request.height);
+        if (columns.size == 0 || rows.size == 0) return;
+        area = {columns.first - before, height - before - rows.first - rows.size, columns.size, rows.size};
+        letters = Intersection(
+            text, {area.x - after, area.y - after, area.width + before + after, area.height + before + after});
+        hotSpotX = static_cast<std::int32_t>(hotSpot.x - columns.first);
+        hotSpotY = static_cast<std::int32_t>(hotSpot.y - rows.first);
+    }
+
+private:
+    struct Span {
+        int first;
+        int size;
+    };
+    /// What of `size` pixels from `low` on lies in 0 to `room` - 1.
+    static Span Visible(std::int64_t low, int size, int room) {
+        const std::int64_t from = std::clamp<std::int64_t>(-low, 0, size);
+        const std::int64_t to = std::clamp<std::int64_t>(room - low, from, size);
+        return {static_cast<int>(from), static_cast<int>(to - from)};
+    }
+};
 
 /// Writes the letters on their shadow into the two records, whose first row is the lowest of `area`.
 void Compose(const TextRenderRequest& request, const Coverage& letters, const Coverage& soft, const Shadow& shadow,
@@ -275,48 +400,19 @@ HRESULT TextRenderer::RenderText(TextRenderRequest& request) try {
     const std::string words = WithoutControls(ToUtf8(request.text, request.font->GetCharSet()));
     if (words.find_first_not_of("\n\t ") == std::string::npos || PixelSize(*request.font) == 0) return S_OK;
 
-    const Owned<PangoLayout> layout = MakeLayout(request, words);
-    const Box extents = Extents(layout.get());
-    const bool upright = request.dir != 90 && request.dir != 270;
-    const Box text{0, 0, upright ? extents.width : extents.height, upright ? extents.height : extents.width};
+    const TextBlock block(*request.font, words, Flush(request.pos, request.dir));
     const Shadow shadow(request);
-    const int before = std::max(shadow.Reach() - shadow.shift, 0);
-    const int behind = shadow.Reach() + shadow.shift;
-    const Box whole{-before, -before, text.width + before + behind, text.height + before + behind};
+    const Placement placed(request, block.Extents(), shadow);
+    if (placed.area.width == 0 || placed.area.height == 0) return S_OK;
+    const Coverage letters = Draw(block, Turned(block.Extents(), request.dir), placed.letters);
+    const Coverage soft = shadow.density > 0 ? Softened(letters, shadow) : Coverage(Box{});
 
-    // Where the whole falls on the picture; of the picture, rows count from the bottom.
-    const TextPoint anchor = TextAnchor(request.pos, request.offset, request.width, request.height);
-    const TextPoint hotSpot = TextAnchor(request.pos, 0, whole.width, whole.height);
-    const auto cut = [](std::int64_t low, int size, int room) {  // how much of `size` lies in 0..room - 1
-        const std::int64_t from = std::clamp<std::int64_t>(-low, 0, size);
-        const std::int64_t to = std::clamp<std::int64_t>(room - low, from, size);
-        return std::pair{static_cast<int>(from), static_cast<int>(to - from)};
-    };
-    const auto [left, width] = cut(anchor.x - hotSpot.x, whole.width, request.width);
-    const auto [bottom, height] = cut(anchor.y - hotSpot.y, whole.height, request.height);
-    if (width == 0 || height == 0) return S_OK;
-    const Box area{whole.x + left, whole.y + whole.height - bottom - height, width, height};
-
-    // The shadow on the picture comes from letters that may lie just outside it.
-    const Box near{area.x - behind, area.y - behind, width + before + behind, height + before + behind};
-    const Coverage letters = Draw(layout.get(), Turned(extents, request.dir), Intersection(text, near));
-    Coverage soft(Box{});
-    if (shadow.density > 0) {
-        const Box& box = letters.box;
-        const int reach = shadow.Reach();
-        soft = Coverage({box.x - reach, box.y - reach, box.width + 2 * reach, box.height + 2 * reach});
-        for (int row = 0; row < box.height; ++row)
-            std::copy_n(letters.bytes.data() + static_cast<std::ptrdiff_t>(row) * box.width, box.width,
-                        soft.Row(row + reach) + reach);
-        Blur(soft, shadow.radius);
-    }
-
-    DibPtr image(DibCreate(24, width, height));
-    DibPtr mask(DibCreate(8, width, height));
+    DibPtr image(DibCreate(24, placed.area.width, placed.area.height));
+    DibPtr mask(DibCreate(8, placed.area.width, placed.area.height));
     if (!image || !mask) return E_OUTOFMEMORY;
-    Compose(request, letters, soft, shadow, area, image.get(), mask.get());
-    request.hotSpotX = static_cast<std::int32_t>(hotSpot.x - left);
-    request.hotSpotY = static_cast<std::int32_t>(hotSpot.y - bottom);
+    Compose(request, letters, soft, shadow, placed.area, image.get(), mask.get());
+    request.hotSpotX = placed.hotSpotX;
+    request.hotSpotY = placed.hotSpotY;
     request.image = image.release();
     request.mask = mask.release();
     return S_OK;

@@ -332,5 +332,57 @@ TEST(Rendering, DrawsTextUntilAHostTakesTheRendererAway) {
     EXPECT_EQ(show().Difference(white), "");
 }
 
+/// Knows one descriptor.
+class Descriptors final : public ModuleObject, public Counted<IHostServices> {
+public:
+    bool Offers(const char* dispatcher) override { return std::string_view(dispatcher) == "TextFilterDispatcher"; }
+    HRESULT Dispatch(const char*, std::int32_t, void*) override { return E_NOTIMPL; }
+    char* TranslateText(const char* text) override {
+        return std::string_view(text) == "%%COPYRIGHT%%" ? strdup("2026 Ann") : nullptr;
+    }
+
+private:
+    ~Descriptors() = default;
+};
+
+TEST(Rendering, ExpandsDescriptorsForAHostThatWasThereBeforeTheChain) {
+    Rendering rendering;
+    const Ref<IHostServices> services(new Descriptors);
+    rendering.SetServices(services.get());
+    ASSERT_FALSE(rendering.SetChainText("TMFilter.Text.1\ttxt=%%COPYRIGHT%%\n"));
+    ASSERT_EQ(rendering.AddFilter("TMFilter.Text.1", "txt=%%COPYRIGHT%%"), S_OK);
+    EXPECT_EQ(rendering.SetPicture(ToPicture(Shown(4, 4, Pixel{}))), S_OK);
+    Picture result;
+    EXPECT_EQ(rendering.Render(result), S_OK);
+    const std::string chain = rendering.ChainText(true);
+    EXPECT_EQ(chain.find("%%"), std::string::npos) << chain;
+    EXPECT_NE(chain.find("txt=2026 Ann"), chain.rfind("txt=2026 Ann")) << chain;
+}
+
+TEST(Rendering, TwoThreadsRenderWithoutDisturbingEachOther) {
+    const Shown picture = Shown::Random(60, 40, 3);
+    const auto render = [&] {
+        Rendering rendering;
+        (void)rendering.SetChainText(
+            "TMFilter.Crop.1\tLeftMargin=0.1,RightMargin=0.1,TopMargin=0,BottomMargin=0\n"
+            "TMFilter.Scale.1\tScale=050\nTMFilter.Rotate.1\tAngle=7\nTMFilter.Sharpen.1\tSharpen=050\n"
+            "TMFilter.Gamma.1\tRed=010,Green=020\nTMFilter.Sepia.1\tSepia=050\nTMFilter.Shadow.1\t\n");
+        Picture result;
+        for (int round = 0; round < 3; ++round) {
+            (void)rendering.SetPicture(ToPicture(picture));
+            if (rendering.Render(result) != S_OK) return Shown(0, 0, Pixel{});
+        }
+        return FromPicture(result);
+    };
+    const Shown want = render();
+    ASSERT_GT(want.Width(), 0);
+    Shown got[2] = {want, want};
+    {
+        std::jthread first([&] { got[0] = render(); });
+        std::jthread second([&] { got[1] = render(); });
+    }
+    for (const Shown& one : got) EXPECT_EQ(one.Difference(want), "");
+}
+
 }  // namespace
 }  // namespace kestrel

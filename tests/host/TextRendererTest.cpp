@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace kestrel {
@@ -214,6 +215,62 @@ TEST(TextRenderer, BytesAbove127AreTheRightLetters) {
     EXPECT_EQ(masks("\xc9", 238), masks("\xc9", 0));
     EXPECT_NE(masks("\xc9", 204), masks("\xc9", 0));
     Drawn("\xff\xfe\x81 \xe0").Draw();
+    // A last letter that a mark could follow: Hebrew shin alone, and a Vietnamese E with circumflex.
+    EXPECT_NE(masks("\xf9", 177), masks("", 0));
+    EXPECT_EQ(masks("\xca", 163), masks("\xca", 0));
+    EXPECT_EQ(masks("\xca\xd2", 163).size() > masks("\xca", 163).size(), true) << "with the dot below";
+    Drawn unknown("\xca\xff\xca");  // what the page lacks stands between two letters
+    unknown.font.SetCharSet(177);
+    EXPECT_GT(unknown.Draw().Width(), 0);
+}
+
+/// The line's letters along the text: first and last pixel, of the rows (or columns, for a turned text) of one half.
+std::pair<int, int> Reach(const Drawn& drawn, bool turned, bool firstHalf) {
+    int from = INT_MAX, to = -1;
+    for (int y = 0; y < drawn.Height(); ++y)
+        for (int x = 0; x < drawn.Width(); ++x) {
+            const int across = turned ? x : y;
+            const bool low = 2 * across < (turned ? drawn.Width() : drawn.Height());
+            if (low != firstHalf || drawn.Opacity(x, y) == 0) continue;
+            from = std::min(from, turned ? y : x);
+            to = std::max(to, turned ? y : x);
+        }
+    return {from, to};
+}
+
+TEST(TextRenderer, LinesLieFlushOnTheAnchorsSide) {
+    // Columns of the anchors, and rows from the bottom; -1 low, 0 middle, 1 high.
+    constexpr int kColumn[] = {-1, 0, 1, -1, 1, -1, 0, 1, 0};
+    constexpr int kRow[] = {1, 1, 1, 0, 0, -1, -1, -1, 0};
+    const char* const hebrew = "\xf9\xec\xe5\xed\n\xf9\xec\xe5\xed \xf2\xe5\xec\xed \xf9\xec\xe5\xed";
+    for (const bool rightToLeft : {false, true})
+        for (const int dir : {0, 90, 270})
+            for (int pos = 1; pos <= 9; ++pos) {
+                Drawn drawn(rightToLeft ? hebrew : "II\nIIIIIIIIIIIIII");
+                if (rightToLeft) drawn.font.SetCharSet(177);
+                drawn.request.pos = pos;
+                drawn.request.dir = dir;
+                drawn.Draw();
+                // Upward, the first line is at the left; downward, at the right; upright, above.
+                const auto [from, to] = Reach(drawn, dir != 0, dir == 90);
+                const int low = from;
+                const int high = (dir == 0 ? drawn.Width() : drawn.Height()) - 1 - to;
+                const int side = dir == 0 ? kColumn[pos - 1] : kRow[pos - 1];
+                const int lean = low - high;
+                EXPECT_TRUE(side == 0 ? std::abs(lean) < 4 : side * lean > 20)
+                    << pos << " " << dir << " " << rightToLeft << ": " << lean;
+            }
+}
+
+TEST(TextRenderer, SpacingFollowsTheSize) {
+    const auto width = [](int size) {
+        Drawn drawn(std::string(40, 'i'));
+        drawn.font.SetFontSize(size);
+        drawn.request.width = 4000;
+        return drawn.Draw().Width() / static_cast<double>(size);
+    };
+    const double large = width(64);
+    for (const int size : {7, 9, 11, 13, 17, 24}) EXPECT_NEAR(width(size), large, 2.5 / size) << size;
 }
 
 TEST(TextRenderer, ATextLargerThanThePictureIsDrawnInPart) {

@@ -81,22 +81,38 @@ void CTextFilter::ReadText(std::string_view text) {
         *name = AsField(std::move(*name), std::string::npos);
         if (!name->empty() && name->size() < FontProperty::kNameSize) p.fontName = *name;
     }
-    if (auto words = ReadString(text, "txt=")) p.text = Expanded(AsField(std::move(*words), kTextFieldSize));
+    AskHost();
+    if (auto words = ReadString(text, "txt=")) {
+        *words = AsField(std::move(*words), kTextFieldSize);
+        if (TakeText(*words))
+            m_Unoffered.reset();
+        else
+            m_Unoffered = *words;
+    }
 }
 
-/// The text with the host's descriptors expanded and its line breaks made.
-std::string CTextFilter::Expanded(std::string text) {
-    if (const auto services = FindHostServices(*this)) {
-        if (!m_bHostExpands)
-            m_bHostExpands = services->Offers(kTextFilterDispatcher) || services->Offers("DispInformationFieldPage");
-        if (*m_bHostExpands)
-            if (const std::unique_ptr<char, decltype(&std::free)> words(services->TranslateText(text.c_str()),
-                                                                        &std::free);
-                words)
-                text = AsField(words.get(), kTextFieldSize);
-    }
-    for (std::size_t at = 0; (at = text.find("\\n", at)) != std::string::npos; ++at) text.replace(at, 2, 1, '\n');
-    return text;
+/// Asks the host once what it offers; false when there is none yet.
+bool CTextFilter::AskHost() {
+    const auto services = FindHostServices(*this);
+    if (!services) return false;
+    if (!m_bHostExpands)
+        m_bHostExpands = services->Offers(kTextFilterDispatcher) || services->Offers("DispInformationFieldPage");
+    return true;
+}
+
+/// Takes a text over with the host's descriptors expanded and its line breaks made. False when no host was there to
+/// expand them.
+bool CTextFilter::TakeText(const std::string& text) {
+    std::string& taken = Pending().text;
+    taken = text;
+    const bool asked = AskHost();
+    if (asked && *m_bHostExpands)
+        if (const std::unique_ptr<char, decltype(&std::free)> words(
+                FindHostServices(*this)->TranslateText(text.c_str()), &std::free);
+            words)
+            taken = AsField(words.get(), kTextFieldSize);
+    for (std::size_t at = 0; (at = taken.find("\\n", at)) != std::string::npos; ++at) taken.replace(at, 2, 1, '\n');
+    return asked;
 }
 
 namespace {
@@ -111,7 +127,14 @@ std::string Written(const TextParameters& p) {
 std::string CTextFilter::PendingText() const { return Written(Pending()); }
 std::string CTextFilter::ActiveText() const { return Written(Active()); }
 
-bool CTextFilter::HasChanged() { return TwinFilter::HasChanged() || m_dDrawnScale != m_RenderScale; }
+bool CTextFilter::HasChanged() {
+    // A chain gives a filter its text before it stands in the line, from where the host can be seen.
+    if (m_Unoffered && AskHost()) {
+        TakeText(*m_Unoffered);
+        m_Unoffered.reset();
+    }
+    return TwinFilter::HasChanged() || m_dDrawnScale != m_RenderScale;
+}
 
 HRESULT CTextFilter::CommitChanges() {
     m_dDrawnScale = m_RenderScale;

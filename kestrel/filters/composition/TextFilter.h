@@ -91,15 +91,17 @@ private:
         std::vector<std::uint8_t> mask;
     };
 
-    std::string Expanded(std::string text);
+    bool AskHost();
+    bool TakeText(const std::string& text);
     bool DrawText();
     /// Lays the drawn text over a request.
     HRESULT LayOver(const Window& window, const Overlay& text) const;
     Overlay CutOut(const TextRenderRequest& request, const TextPoint& anchor) const;
 
-    std::optional<Overlay> m_Overlay;    ///< none while no host has been asked
-    std::optional<bool> m_bHostExpands;  ///< does the host know descriptors? asked once
-    double m_dDrawnScale = 0;            ///< render scale that the active lengths belong to; 0 before a commit
+    std::optional<Overlay> m_Overlay;        ///< none while no host has been asked
+    std::optional<bool> m_bHostExpands;      ///< does the host know descriptors? asked once
+    std::optional<std::string> m_Unoffered;  ///< a pending text that no host could be asked to expand yet
+    double m_dDrawnScale = 0;                ///< render scale that the active lengths belong to; 0 before a commit
 };
 
 }  // namespace kestrel

@@ -424,6 +424,27 @@ TEST(Text, DescriptorsAreTheHostsBusiness) {
     EXPECT_EQ(host.text, std::string(199, 'q'));
 }
 
+TEST(Text, AHostThatComesAfterTheTextExpandsIt) {
+    Line line(Picture(2, 2, Pixel{}));
+    line.Add(kText, "txt=%%FILM%%\\nGold");
+    EXPECT_TRUE(line.PendingText(0).ends_with("txt=%%FILM%%\\0aGold"));
+    FakeHost host;
+    host.expansion = "Kodak";
+    line.Render();
+    line.Render();
+    EXPECT_EQ(host.text, "Kodak");
+    EXPECT_EQ(host.translated, std::vector<std::string>{"%%FILM%%\\nGold"}) << "as it was given, once";
+}
+
+TEST(Text, EveryTextAsksOnceWhatTheHostOffers) {
+    FakeHost host;
+    Line line(Picture(2, 2, Pixel{}));
+    line.Add(kText, "pos=1");
+    EXPECT_EQ(host.asked, std::vector<std::string>{"TextFilterDispatcher"});
+    line.SetText(0, "txt=b");
+    EXPECT_EQ(host.asked.size(), 1u);
+}
+
 TEST(Text, AHostWithoutDescriptorsIsNotAskedForThem) {
     FakeHost host;
     host.offered = "nothing";
