@@ -15,8 +15,8 @@
 namespace kestrel {
 namespace {
 
-constexpr std::int64_t kLeastForInteger = 32;
-constexpr std::int64_t kLeastForFloat = 128;
+constexpr std::int64_t kMinForInteger = 32;
+constexpr std::int64_t kMinForFloat = 128;
 constexpr std::int64_t kNullText = 6;  // "(null)"
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
@@ -45,97 +45,124 @@ Size ReadSize(const char*& at) {
     return Size::kInt;
 }
 
+/// The arguments of a call, so that functions can share how far they were read.
+struct Reader {
+    va_list list;
+};
+
+/// One conversion of a format, its widths taken from the arguments.
+struct Conversion {
+    std::int64_t width = 0;
+    std::int64_t precision = 0;
+    bool hasPrecision = false;
+    bool isAlternate = false;  ///< the '#' flag
+    Size size = Size::kInt;
+    char type = '\0';
+
+    /// A text of so many characters, padded and cut.
+    std::int64_t Fitted(std::int64_t length) const {
+        length = std::max(length, width);
+        return hasPrecision ? std::min(length, precision) : length;
+    }
+    std::int64_t OfNumber(std::int64_t minimum) const { return std::max(minimum, width + precision); }
+};
+
+/// A width or precision: digits, or an argument.
+std::int64_t ReadField(const char*& at, Reader& arguments) {
+    if (*at != '*') return ReadNumber(at);
+    ++at;
+    return std::abs(std::int64_t{va_arg(arguments.list, int)});
+}
+
+/// What follows a per cent sign; `at` goes behind it.
+Conversion ReadConversion(const char*& at, Reader& arguments) {
+    Conversion read;
+    for (; *at != '\0' && std::strchr("#+- 0", *at); ++at) read.isAlternate = read.isAlternate || *at == '#';
+    read.width = ReadField(at, arguments);
+    if (*at == '.') {
+        ++at;
+        read.hasPrecision = true;
+        read.precision = ReadField(at, arguments);
+    }
+    read.size = ReadSize(at);
+    read.type = *at;
+    if (*at != '\0') ++at;
+    return read;
+}
+
+std::int64_t TextLength(const Conversion& conversion, const void* text) {
+    if (!text) return kNullText;
+    // With a precision the text may lack its terminator.
+    const auto maximum =
+        conversion.hasPrecision ? static_cast<std::size_t>(conversion.precision) : SIZE_MAX / sizeof(wchar_t);
+    return static_cast<std::int64_t>(conversion.size == Size::kLong
+                                         ? wcsnlen(static_cast<const wchar_t*>(text), maximum)
+                                         : strnlen(static_cast<const char*>(text), maximum));
+}
+
+void SkipInteger(Size size, Reader& arguments) {
+    if (size == Size::kInt)
+        (void)va_arg(arguments.list, int);
+    else if (size == Size::kLong)
+        (void)va_arg(arguments.list, long);
+    else
+        (void)va_arg(arguments.list, long long);
+}
+
+/// Estimates one conversion and passes its argument; -1 for one that is not known.
+std::int64_t EstimateConversion(const Conversion& conversion, Reader& arguments) {
+    switch (conversion.type) {
+        case 'c':
+            (void)va_arg(arguments.list, int);
+            return conversion.Fitted(2);
+        case 's':
+            return conversion.Fitted(
+                std::max<std::int64_t>(TextLength(conversion, va_arg(arguments.list, const void*)), 1));
+        case 'd':
+        case 'i':
+        case 'u':
+        case 'o':
+        case 'x':
+        case 'X':
+            SkipInteger(conversion.size, arguments);
+            return conversion.OfNumber(kMinForInteger);
+        case 'p':
+            (void)va_arg(arguments.list, void*);
+            return conversion.OfNumber(kMinForInteger);
+        case 'e':
+        case 'E':
+        case 'f':
+        case 'F':
+        case 'g':
+        case 'G':
+            if (conversion.size == Size::kLongDouble)
+                (void)va_arg(arguments.list, long double);
+            else
+                (void)va_arg(arguments.list, double);
+            return conversion.OfNumber(kMinForFloat);
+        case 'n':
+            (void)va_arg(arguments.list, void*);
+            return 0;
+        default:
+            return -1;
+    }
+}
+
 /// How long the text will be, roughly: it saves a second pass in nearly every call and is no bound. The scan stops at a
 /// conversion that it does not know, since the type of its argument is unknown too.
-std::int64_t EstimateLength(const char* format, va_list arguments) {
+std::int64_t EstimateLength(const char* format, Reader& arguments) {
     std::int64_t total = 0;
-    const auto star = [&]() -> std::int64_t { return std::abs(std::int64_t{va_arg(arguments, int)}); };
     for (const char* at = format; *at != '\0';) {
         if (*at != '%' || *++at == '%') {
             ++total;
             if (*at != '\0') ++at;
             continue;
         }
-        for (; *at != '\0' && std::strchr("#+- 0", *at); ++at)
-            if (*at == '#') total += 2;
-        std::int64_t width = 0;
-        if (*at == '*') {
-            ++at;
-            width = star();
-        } else {
-            width = ReadNumber(at);
-        }
-        std::int64_t precision = 0;
-        bool hasPrecision = false;
-        if (*at == '.') {
-            ++at;
-            hasPrecision = true;
-            if (*at == '*') {
-                ++at;
-                precision = star();
-            } else {
-                precision = ReadNumber(at);
-            }
-        }
-        const Size size = ReadSize(at);
-        const auto fitted = [&](std::int64_t length) {
-            length = std::max(length, width);
-            return hasPrecision ? std::min(length, precision) : length;
-        };
-        switch (*at) {
-            case 'c':
-                (void)va_arg(arguments, int);
-                total += fitted(2);
-                break;
-            case 's': {
-                const void* text = va_arg(arguments, const void*);
-                std::int64_t length = kNullText;
-                // With a precision the text may lack its terminator.
-                const auto most = hasPrecision ? static_cast<std::size_t>(precision) : SIZE_MAX / sizeof(wchar_t);
-                if (text && size == Size::kLong)
-                    length = static_cast<std::int64_t>(wcsnlen(static_cast<const wchar_t*>(text), most));
-                else if (text)
-                    length = static_cast<std::int64_t>(strnlen(static_cast<const char*>(text), most));
-                total += fitted(std::max<std::int64_t>(length, 1));
-                break;
-            }
-            case 'd':
-            case 'i':
-            case 'u':
-            case 'o':
-            case 'x':
-            case 'X':
-                if (size == Size::kInt)
-                    (void)va_arg(arguments, int);
-                else if (size == Size::kLong)
-                    (void)va_arg(arguments, long);
-                else
-                    (void)va_arg(arguments, long long);
-                total += std::max(kLeastForInteger, width + precision);
-                break;
-            case 'p':
-                (void)va_arg(arguments, void*);
-                total += std::max(kLeastForInteger, width + precision);
-                break;
-            case 'e':
-            case 'E':
-            case 'f':
-            case 'F':
-            case 'g':
-            case 'G':
-                if (size == Size::kLongDouble)
-                    (void)va_arg(arguments, long double);
-                else
-                    (void)va_arg(arguments, double);
-                total += std::max(kLeastForFloat, width + precision);
-                break;
-            case 'n':
-                (void)va_arg(arguments, void*);
-                break;
-            default:
-                return total;
-        }
-        ++at;
+        const Conversion conversion = ReadConversion(at, arguments);
+        const std::int64_t length = EstimateConversion(conversion, arguments);
+        if (conversion.isAlternate) total += 2;
+        if (length < 0) break;
+        total += length;
     }
     return total;
 }
@@ -310,10 +337,10 @@ void QvString::Format(const char* format, ...) {
 
 void QvString::FormatV(const char* format, va_list arguments) {
     if (!format) return Empty();
-    va_list scan;
-    va_copy(scan, arguments);
+    Reader scan;
+    va_copy(scan.list, arguments);
     const std::int64_t estimate = EstimateLength(format, scan);
-    va_end(scan);
+    va_end(scan.list);
 
     QvString text;  // the arguments may lie in this string, which changes only at the end
     int room = static_cast<int>(std::min<std::int64_t>(estimate, INT_MAX / 2));
