@@ -6,13 +6,13 @@
 #include <vector>
 
 #include "bench/Bench.h"
-#include "kestrel/framework/ClassTable.h"
 #include "kestrel/framework/IFilterObject.h"
 #include "kestrel/framework/IFilterParameters.h"
 #include "kestrel/host/PictureSink.h"
 #include "kestrel/host/PictureSource.h"
 #include "kestrel/host/Rendering.h"
 #include "kestrel/image/WorkImage.h"
+#include "kestrel/server/ClassTable.h"
 #include "tools/TellingSettings.h"
 
 namespace kestrel::bench {

@@ -4,9 +4,9 @@
 #include <mutex>
 #include <new>
 
-#include "kestrel/framework/ClassTable.h"
 #include "kestrel/framework/DialogFactory.h"
 #include "kestrel/framework/FilterInfo.h"
+#include "kestrel/framework/ObjectFactory.h"
 #include "kestrel/framework/ParameterText.h"
 #include "kestrel/kernels/Convolve3x3.h"
 #include "kestrel/kernels/Hsl.h"
@@ -59,7 +59,7 @@ HRESULT CPdibFilter::CreateDialog(const GUID& iid, void** object) {
 
 HRESULT CPdibFilter::SetClassInfo(const GUID& clsid) {
     m_Clsid = clsid;
-    if (const ClassRow* row = FindClass(clsid)) m_ProgID = row->description->progId;
+    if (const char* progId = ObjectFactory::Get().ProgIdOf(clsid)) m_ProgID = progId;
     return S_OK;
 }
 

@@ -1,7 +1,7 @@
 #include "kestrel/host/Catalogue.h"
 
 #include "kestrel/foundation/NearestWord.h"
-#include "kestrel/framework/PdibFilterCreator.h"
+#include "kestrel/server/PdibFilterCreator.h"
 
 namespace kestrel {
 namespace {

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "kestrel/foundation/Export.h"
-#include "kestrel/framework/ClassTable.h"
+#include "kestrel/server/ClassTable.h"
 
 namespace kestrel {
 

@@ -7,12 +7,12 @@
 #include <new>
 #include <vector>
 
-#include "kestrel/framework/ClassTable.h"
 #include "kestrel/framework/IFilterObject.h"
 #include "kestrel/framework/IFilterParameters.h"
 #include "kestrel/framework/PdibFilterChain.h"
-#include "kestrel/framework/PdibFilterCreator.h"
 #include "kestrel/framework/ZeroFilter.h"
+#include "kestrel/server/ClassTable.h"
+#include "kestrel/server/PdibFilterCreator.h"
 
 namespace kestrel {
 namespace {

@@ -6,8 +6,8 @@
 #include <random>
 #include <vector>
 
-#include "kestrel/framework/ClassTable.h"
 #include "kestrel/framework/ParameterTable.h"
+#include "kestrel/server/ClassTable.h"
 #include "tests/support/Line.h"
 #include "tests/support/Reference.h"
 #include "tools/TellingSettings.h"

@@ -6,7 +6,7 @@
 #include <random>
 
 #include "kestrel/diagnostics/LogSink.h"
-#include "kestrel/framework/PdibFilterCreator.h"
+#include "kestrel/server/PdibFilterCreator.h"
 #include "tests/support/Line.h"
 #include "tests/support/Probe.h"
 

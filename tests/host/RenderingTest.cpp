@@ -4,9 +4,9 @@
 
 #include <thread>
 
-#include "kestrel/framework/ClassTable.h"
 #include "kestrel/framework/IFilterObject.h"
 #include "kestrel/host/Catalogue.h"
+#include "kestrel/server/ClassTable.h"
 #include "tests/support/Line.h"
 #include "tests/support/Probe.h"
 #include "tests/support/Reference.h"

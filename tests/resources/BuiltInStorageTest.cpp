@@ -7,7 +7,7 @@
 #include <set>
 #include <string>
 
-#include "kestrel/framework/ClassTable.h"
+#include "kestrel/server/ClassTable.h"
 #include "kestrel/storage/BuiltInData.h"
 #include "kestrel/storage/compound/CompoundFile.h"
 #include "kestrel/storage/compound/MemoryStore.h"

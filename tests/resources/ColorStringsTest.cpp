@@ -7,8 +7,8 @@
 #include <string>
 
 #include "kestrel/foundation/CodePage.h"
-#include "kestrel/framework/ClassTable.h"
 #include "kestrel/framework/ScriptStrings.h"
+#include "kestrel/server/ClassTable.h"
 #include "tests/resources/Files.h"
 
 namespace kestrel {

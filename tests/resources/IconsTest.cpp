@@ -8,7 +8,7 @@
 #include <set>
 #include <string>
 
-#include "kestrel/framework/ClassTable.h"
+#include "kestrel/server/ClassTable.h"
 
 namespace kestrel::icons {
 namespace {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "kestrel/framework/ClassTable.h"
+#include "kestrel/server/ClassTable.h"
 
 namespace kestrel::test {
 

@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "kestrel/foundation/Counted.h"
-#include "kestrel/framework/ClassTable.h"
+#include "kestrel/framework/ObjectFactory.h"
 
 namespace kestrel {
 namespace {
@@ -160,9 +160,9 @@ private:
 InnerLine::InnerLine(Owner& owner, std::initializer_list<const char*> progIds)
     : head_(new Head(owner)), tail_(new Tail(owner)) {
     for (const char* progId : progIds) {
-        const ClassRow* const row = FindClass(std::string_view(progId));
         Ref<IFilterObject> filter;
-        if (!row || row->create(IFilterObject::kIid, filter.Out()) != S_OK) throw std::invalid_argument(progId);
+        if (ObjectFactory::Get().Create(progId, IFilterObject::kIid, filter.Out()) != S_OK)
+            throw std::invalid_argument(progId);
         if (filters_.empty())
             filter->SetUpstream(head_.get());
         else

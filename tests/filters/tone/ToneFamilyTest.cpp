@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "kestrel/framework/ClassTable.h"
+#include "kestrel/server/ClassTable.h"
 #include "tests/support/Line.h"
 
 namespace kestrel {

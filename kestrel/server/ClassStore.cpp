@@ -1,12 +1,12 @@
-#include "kestrel/framework/ClassStore.h"
+#include "kestrel/server/ClassStore.h"
 
 #include <dlfcn.h>
 
 #include <atomic>
 
-#include "kestrel/framework/ClassTable.h"
 #include "kestrel/framework/PdibFilterChain.h"
-#include "kestrel/framework/SettingsClassStore.h"
+#include "kestrel/server/ClassTable.h"
+#include "kestrel/server/SettingsClassStore.h"
 
 namespace kestrel {
 namespace {

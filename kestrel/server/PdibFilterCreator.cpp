@@ -1,13 +1,13 @@
-#include "kestrel/framework/PdibFilterCreator.h"
+#include "kestrel/server/PdibFilterCreator.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "kestrel/framework/ClassFactory.h"
-#include "kestrel/framework/ClassTable.h"
 #include "kestrel/framework/IFilterDialog.h"
 #include "kestrel/framework/IFilterObject.h"
 #include "kestrel/framework/PdibFilterChain.h"
+#include "kestrel/server/ClassFactory.h"
+#include "kestrel/server/ClassTable.h"
 
 namespace kestrel {
 

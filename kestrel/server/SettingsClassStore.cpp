@@ -1,4 +1,4 @@
-#include "kestrel/framework/SettingsClassStore.h"
+#include "kestrel/server/SettingsClassStore.h"
 
 #include <fmt/format.h>
 

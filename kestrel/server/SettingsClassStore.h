@@ -2,7 +2,7 @@
 #include <string>
 #include <vector>
 
-#include "kestrel/framework/ClassStore.h"
+#include "kestrel/server/ClassStore.h"
 #include "kestrel/settings/RegistryKeys.h"
 
 namespace kestrel {

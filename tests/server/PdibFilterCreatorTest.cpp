@@ -1,14 +1,14 @@
-#include "kestrel/framework/PdibFilterCreator.h"
+#include "kestrel/server/PdibFilterCreator.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
-#include "kestrel/framework/ClassTable.h"
 #include "kestrel/framework/DialogFactory.h"
 #include "kestrel/framework/IFilterDialog.h"
 #include "kestrel/framework/IFilterObject.h"
 #include "kestrel/framework/IPdibFilterChain.h"
+#include "kestrel/server/ClassTable.h"
 
 namespace kestrel {
 namespace {

@@ -1,8 +1,8 @@
-#include "kestrel/framework/EntryPoints.h"
+#include "kestrel/server/EntryPoints.h"
 
-#include "kestrel/framework/ClassFactory.h"
-#include "kestrel/framework/ClassStore.h"
 #include "kestrel/framework/Module.h"
+#include "kestrel/server/ClassFactory.h"
+#include "kestrel/server/ClassStore.h"
 
 extern "C" {
 

@@ -1,4 +1,4 @@
-#include "kestrel/framework/ClassFactory.h"
+#include "kestrel/server/ClassFactory.h"
 
 #include <map>
 #include <mutex>

@@ -2,8 +2,8 @@
 #include <atomic>
 
 #include "kestrel/foundation/Export.h"
-#include "kestrel/framework/ClassTable.h"
-#include "kestrel/framework/IClassFactory.h"
+#include "kestrel/server/ClassTable.h"
+#include "kestrel/server/IClassFactory.h"
 
 namespace kestrel {
 

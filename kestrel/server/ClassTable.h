@@ -40,7 +40,7 @@ constexpr ClassRow ServerRow() {
     return {&T::kDescription, &CreateInstance<T>, nullptr};
 }
 
-/// All classes in their fixed order. Defined beside the filters, which the framework does not know.
+/// All classes in their fixed order.
 KESTREL_API std::span<const ClassRow> ClassTable();
 
 /// The row of a class; null when there is none.

@@ -1,4 +1,4 @@
-#include "kestrel/framework/ClassTable.h"
+#include "kestrel/server/ClassTable.h"
 
 #include "kestrel/filters/composition/ImgBgFilter.h"
 #include "kestrel/filters/composition/PasspartoutFilter.h"
@@ -41,8 +41,9 @@
 #include "kestrel/filters/tone/TonwertFilter.h"
 #include "kestrel/filters/tone/TransparencyFilter.h"
 #include "kestrel/filters/tone/WhiteBlackGreyFilter.h"
+#include "kestrel/framework/ObjectFactory.h"
 #include "kestrel/framework/PdibFilterChain.h"
-#include "kestrel/framework/PdibFilterCreator.h"
+#include "kestrel/server/PdibFilterCreator.h"
 
 namespace kestrel {
 namespace {
@@ -96,8 +97,37 @@ constexpr ClassRow kClasses[] = {
 };
 // clang-format on
 
+/// Filters that own inner filters make them through the framework, which knows no class.
+class TableFactory final : public ObjectFactory {
+public:
+    TableFactory() { ObjectFactory::Set(this); }
+
+    const char* ProgIdOf(const GUID& clsid) const override {
+        const ClassRow* const row = FindClass(clsid);
+        return row ? row->description->progId : nullptr;
+    }
+    HRESULT Create(const char* progId, const GUID& iid, void** object) const override {
+        if (const ClassRow* const row = FindClass(std::string_view(progId))) return row->create(iid, object);
+        *object = nullptr;
+        return CLASS_E_CLASSNOTAVAILABLE;
+    }
+};
+const TableFactory tableFactory;
+
 }  // namespace
 
 std::span<const ClassRow> ClassTable() { return kClasses; }
+
+const ClassRow* FindClass(const GUID& clsid) {
+    for (const ClassRow& row : ClassTable())
+        if (row.description->clsid == clsid) return &row;
+    return nullptr;
+}
+
+const ClassRow* FindClass(std::string_view progId) {
+    for (const ClassRow& row : ClassTable())
+        if (row.description->progId == progId) return &row;
+    return nullptr;
+}
 
 }  // namespace kestrel

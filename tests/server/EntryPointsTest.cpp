@@ -1,4 +1,4 @@
-#include "kestrel/framework/EntryPoints.h"
+#include "kestrel/server/EntryPoints.h"
 
 #include <gtest/gtest.h>
 
@@ -6,12 +6,12 @@
 #include <set>
 
 #include "kestrel/foundation/Ref.h"
-#include "kestrel/framework/ClassStore.h"
-#include "kestrel/framework/ClassTable.h"
-#include "kestrel/framework/IClassFactory.h"
 #include "kestrel/framework/IFilterObject.h"
 #include "kestrel/framework/IPdibFilterChain.h"
 #include "kestrel/framework/IPdibFilterCreator.h"
+#include "kestrel/server/ClassStore.h"
+#include "kestrel/server/ClassTable.h"
+#include "kestrel/server/IClassFactory.h"
 #include "kestrel/settings/RegistryKeys.h"
 #include "tests/support/PrivateFolders.h"
 

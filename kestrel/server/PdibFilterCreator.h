@@ -6,9 +6,9 @@
 #include "kestrel/foundation/Export.h"
 #include "kestrel/foundation/Ref.h"
 #include "kestrel/framework/Description.h"
-#include "kestrel/framework/IClassFactory.h"
 #include "kestrel/framework/IPdibFilterCreator.h"
 #include "kestrel/framework/Module.h"
+#include "kestrel/server/IClassFactory.h"
 
 namespace kestrel {
 
