@@ -93,7 +93,8 @@ void AddSettings(const Command& program) {
         "A key is a path of names: Software/Company/Product/Version/Section.\n\n"
         "Examples:\n  kestrel settings list\n"
         "  kestrel settings get Software/TMGallery/Datapaths ActivePath\n"
-        "  kestrel settings get --branch classes TMFilter.Invert CurVer");
+        "  kestrel settings get --branch classes TMFilter.Invert/CurVer ''\n\n"
+        "Classes are there once a program has registered the filters.");
 
     const Command get = command.Subcommand("get", "Print a text");
     const Command set = command.Subcommand("set", "Write a text");

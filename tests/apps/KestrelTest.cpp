@@ -652,6 +652,8 @@ TEST_F(KestrelTest, KeepsSettings) {
     EXPECT_EQ(Run("settings get k other").code, 1);
     EXPECT_EQ(Run("settings get other n").code, 1);
     EXPECT_EQ(Run("settings get --branch all k n").code, 1);
+    EXPECT_EQ(Run("settings set --branch classes TMFilter.Invert/CurVer '' TMFilter.Invert.1").code, 0);
+    EXPECT_EQ(Run("settings get --branch classes TMFilter.Invert/CurVer ''").out, "TMFilter.Invert.1\n");
     EXPECT_EQ(Run("settings get --branch nowhere k n").code, 2);
     EXPECT_EQ(Run("settings").code, 2);
 }
