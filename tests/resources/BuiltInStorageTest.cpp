@@ -26,7 +26,9 @@ Bytes ReadAll(compound::Storage& storage, const std::u16string& name) {
 }
 
 std::uint32_t Word(const Bytes& bytes, std::size_t at) {
-    return bytes.at(at) | bytes.at(at + 1) << 8 | bytes.at(at + 2) << 16 | std::uint32_t{bytes.at(at + 3)} << 24;
+    std::uint32_t word = 0;
+    for (std::size_t i = 4; i-- > 0;) word = word << 8 | bytes.at(at + i);
+    return word;
 }
 
 std::set<std::u16string> Names(const compound::Storage& storage) {
