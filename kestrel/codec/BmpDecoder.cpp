@@ -32,7 +32,7 @@ private:
     static constexpr std::uint32_t kLargestTable = 4096;
 
     std::uint8_t Scaled(std::uint64_t value) const {
-        return largest_ == 0 ? 0 : static_cast<std::uint8_t>((value * 510 + largest_) / (2 * std::uint64_t{largest_}));
+        return static_cast<std::uint8_t>(largest_ == 0 ? 0 : (value * 510 + largest_) / (2 * std::uint64_t{largest_}));
     }
 
     std::uint32_t mask_;
