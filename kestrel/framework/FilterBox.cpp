@@ -1,7 +1,6 @@
 #include "kestrel/framework/FilterBox.h"
 
 #include <algorithm>
-#include <exception>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -9,35 +8,20 @@
 #include <vector>
 
 #include "kestrel/diagnostics/TMDebugMonitor.h"
-#include "kestrel/storage/IQvStorage.h"
+#include "kestrel/storage/WholeStream.h"
 
 namespace kestrel {
 namespace {
 
-constexpr const char* kScripts = "Scripts";
+constexpr const char* kScripts = "Scripts/";
 constexpr const char* kStrings = "color.strings";
 constexpr const char* kPictures = "Pictures";
 constexpr std::string_view kPageEnding = "Page";
 constexpr std::string_view kSequenceEnding = "seq";
 constexpr std::int64_t kLongestStream = 64 << 20;  // bytes; more is no script and no icon
 
-/// The whole of a stream; nothing when it cannot be opened or read.
-std::optional<std::string> ReadStream(IQvStorage& storage, const char* name) try {
-    const QvStreamPtr stream = storage.OpenStream(name, kStorageRead);
-    if (!stream) return {};
-    const std::int64_t size = stream->Size();
-    if (size < 0 || size > kLongestStream || stream->Seek(0, kSeekBegin) != 0) return {};
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    if (stream->Read(bytes.data(), bytes.size()) != bytes.size()) return {};
-    return bytes;
-} catch (const std::exception&) {  // streams of folder trees throw; here a stream that fails is one that is not there
-    return {};
-}
-
-/// A script of the storage, which is closed again.
 std::optional<std::string> ReadScript(IQvStorage& root, const std::string& name) {
-    const QvStoragePtr scripts = root.OpenStorage(kScripts, kStorageRead);
-    return scripts ? ReadStream(*scripts, name.c_str()) : std::nullopt;
+    return ReadWholeStream(root, (kScripts + name).c_str(), kLongestStream);
 }
 
 /// True for the first caller with this prefix.
@@ -59,7 +43,7 @@ void HandIconsOver(IQvStorage& root, IScriptEngine& engine, const char* prefix) 
     for (bool more = pictures->FirstElement(name, flags); more; more = pictures->NextElement(name, flags))
         if (flags & kElementStream && name.Find(prefix) >= 0) names.emplace_back(static_cast<const char*>(name));
     for (const std::string& picture : names)
-        if (const auto bytes = ReadStream(*pictures, picture.c_str()))
+        if (const auto bytes = ReadWholeStream(*pictures, picture.c_str(), kLongestStream))
             engine.AddPicture(picture.c_str(), bytes->data(), bytes->size());
 }
 

@@ -1,34 +1,22 @@
 #include "kestrel/host/Strings.h"
 
 #include <algorithm>
-#include <memory>
-#include <vector>
+#include <cstdint>
 
 #include "kestrel/foundation/CodePage.h"
 #include "kestrel/storage/BuiltInData.h"
-#include "kestrel/storage/compound/CompoundFile.h"
-#include "kestrel/storage/compound/MemoryStore.h"
+#include "kestrel/storage/QvResourceStorage.h"
+#include "kestrel/storage/WholeStream.h"
 
 namespace kestrel {
-
 namespace {
+
+constexpr std::int64_t kLongestFile = 16 << 20;  // bytes
 
 /// The strings file of the built-in storage; empty in a program that was linked without the storage.
 std::string ReadStringsFile() {
-    using namespace compound;
-    auto file = CompoundFile::Open(std::make_unique<BlobStore>(BuiltInData()), Access::kRead);
-    if (!file) return {};
-    auto root = file->Root();
-    if (!root) return {};
-    auto scripts = root->OpenStorage(u"Scripts");
-    if (!scripts) return {};
-    auto stream = scripts->OpenStream(u"color.strings");
-    if (!stream) return {};
-    const auto size = stream->Size();
-    if (!size) return {};
-    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(*size));
-    const auto read = stream->Read(bytes);
-    return read && *read == bytes.size() ? std::string(bytes.begin(), bytes.end()) : std::string();
+    const QvStoragePtr root(new QvResourceStorage(BuiltInData()));
+    return ReadWholeStream(*root, "Scripts/color.strings", kLongestFile).value_or("");
 }
 
 }  // namespace
