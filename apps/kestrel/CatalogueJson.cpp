@@ -1,4 +1,4 @@
-// The only file that includes the JSON library, whose headers take seconds to compile.
+// With StoreJson.cpp the only file that includes the JSON library, whose headers take seconds to compile.
 #include "apps/kestrel/CatalogueJson.h"
 
 #include <nlohmann/json.hpp>

@@ -24,8 +24,8 @@ int main(int argc, char** argv) {
     signal(SIGPIPE, SIG_IGN);  // a reader that goes away, and a file that grows beyond the process' limit,
     signal(SIGXFSZ, SIG_IGN);  // are errors of writing, which are told
     interrupt::Listen();
-    const int code =
-        RunCommandLine(argc, argv, {AddApply, AddFilters, AddDescribe, AddColor, AddStrings, AddSettings, AddLog});
+    const int code = RunCommandLine(
+        argc, argv, {AddApply, AddFilters, AddDescribe, AddColor, AddStrings, AddStore, AddSettings, AddLog});
     console::ClearProgress();
     return code;
 }
