@@ -169,11 +169,11 @@ void Run(const fs::path& root) {
     Measure(root / "log", false, 20);
     Measure(root / "log", true, 2);
 
-    RegistryWrite(HKEY_CURRENT_USER, {{"K", "one", "0"}, {"K", "two", "0"}});
+    (void)RegistryWrite(HKEY_CURRENT_USER, {{"K", "one", "0"}, {"K", "two", "0"}});
     KillWriters(
         "settings",
         [](int i) {
-            RegistryWrite(HKEY_CURRENT_USER, {{"K", "one", Long(i)}, {"K", "two", Long(i)}});
+            (void)RegistryWrite(HKEY_CURRENT_USER, {{"K", "one", Long(i)}, {"K", "two", Long(i)}});
         },
         [] {
             QvString one;
@@ -187,9 +187,9 @@ void Run(const fs::path& root) {
     fs::create_directory(root / "program");
     std::ofstream(root / "program/Velda.inf") << inf;
     TMRegistry settings;
-    settings.WriteText(SettingsPlace::kIniFile, "S", "k", Long(0).c_str());
+    (void)settings.WriteText(SettingsPlace::kIniFile, "S", "k", Long(0).c_str());
     KillWriters(
-        "ini files", [&](int i) { settings.WriteText(SettingsPlace::kIniFile, "S", "k", Long(i).c_str()); },
+        "ini files", [&](int i) { (void)settings.WriteText(SettingsPlace::kIniFile, "S", "k", Long(i).c_str()); },
         [&] {
             QvString text;
             const int status = settings.ReadText(SettingsPlace::kIniFile, "S", "k", text);

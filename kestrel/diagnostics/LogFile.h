@@ -16,7 +16,7 @@ inline constexpr std::string_view kNoErrorText = "\t\t Error: ";
 /// itself: all who write it share it, whoever they are, and it falls with a process that dies.
 class LogFile {
 public:
-    /// How long a writer waits for the others before it gives its text up.
+    /// How long a writer waits for the others before it drops its text.
     static constexpr std::chrono::milliseconds kLockWait{10000};
 
     LogFile() = default;

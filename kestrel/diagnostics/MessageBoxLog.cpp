@@ -29,14 +29,14 @@ const char* MessageBoxButtonName(int style, int button) {
     return nullptr;
 }
 
-int RunLoggedMessageBox(MessageBoxFace& face, const char* text, const char* title, int style) {
+int RunLoggedMessageBox(MessageBoxView& view, const char* text, const char* title, int style) {
     TraceLog log(kLogLevel);
-    face.HideSplashScreen();
+    view.HideSplashScreen();
     log.Format(kLogLevel, "MessageBox: Title: %s %s %d", text ? text : "", title ? title : "", style);
-    while (face.IsEnterHeld()) face.PassKeyMessages();
-    const int result = face.Run();
+    while (view.IsEnterHeld()) view.PassKeyMessages();
+    const int result = view.Run();
     std::string name;
-    if (result >= 1 && result <= kButtons) name = face.Caption(result);
+    if (result >= 1 && result <= kButtons) name = view.Caption(result);
     if (const char* stored = MessageBoxButtonName(style, result); name.empty() && stored) name = stored;
     log.Format(kLogLevel, "MessageBox: <%s> selected (%d)", name.empty() ? "unknown" : name.c_str(), result);
     return result;

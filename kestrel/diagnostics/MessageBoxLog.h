@@ -6,7 +6,7 @@
 namespace kestrel {
 
 /// What a toolkit's message box does for `RunLoggedMessageBox`.
-class MessageBoxFace {
+class MessageBoxView {
 public:
     /// Makes a splash screen step aside, if there is one.
     virtual void HideSplashScreen() = 0;
@@ -20,12 +20,12 @@ public:
     virtual std::string Caption(int button) = 0;
 
 protected:
-    ~MessageBoxFace() = default;
+    ~MessageBoxView() = default;
 };
 
-/// The road of every message box: the log tells what the user was asked and what the answer was. `style` is the
-/// platform's (1 for OK and Cancel, 2 for Abort, Retry and Ignore...). Gives what `Run` gave.
-KESTREL_API int RunLoggedMessageBox(MessageBoxFace& face, const char* text, const char* title, int style);
+/// Runs a message box; all of them come through here: the log tells what the user was asked and what the answer was.
+/// `style` is the platform's (1 for OK and Cancel, 2 for Abort, Retry and Ignore...). Returns what `Run` returned.
+KESTREL_API int RunLoggedMessageBox(MessageBoxView& view, const char* text, const char* title, int style);
 
 /// The name of button 1, 2 or 3 under a style; null when the style has none.
 KESTREL_API const char* MessageBoxButtonName(int style, int button);

@@ -14,7 +14,7 @@
 namespace kestrel {
 namespace {
 
-constexpr std::size_t kMostTags = 499;
+constexpr std::size_t kMaxTags = 499;
 constexpr std::string_view kSpace = " \t\r\n\v\f";
 
 /// Read once; never destroyed, since traces may come until the very end.
@@ -44,7 +44,7 @@ void Trace(const char* tag, const char* format, va_list arguments) {
 
 std::vector<std::string> ReadDebugTags(std::string_view text) {
     std::vector<std::string> tags;
-    while (tags.size() < kMostTags) {
+    while (tags.size() < kMaxTags) {
         text.remove_prefix(std::min(text.find_first_not_of(kSpace), text.size()));
         if (text.empty()) break;
         const bool comment = text.front() == '#';

@@ -19,7 +19,7 @@ public:
 
     /// Bytes that were read: fewer than asked at the end or after an error.
     std::size_t Read(void* to, std::size_t count);
-    /// False, and no move, when the position lies behind the end.
+    /// False, and no move, when the position lies past the end.
     bool Seek(std::uint64_t position);
 
 private:

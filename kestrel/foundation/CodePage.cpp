@@ -77,7 +77,7 @@ char Translate(char c, const Half& from, const Half& to, const LookAlike (&likes
 
 constexpr char32_t kBad = 0xFFFFFFFF;  // no character
 
-/// Reads one character and moves `at` behind it; bytes that are not UTF-8 give `kBad` and are passed one by one.
+/// Reads one character and moves `at` past it; bytes that are not UTF-8 are `kBad` and are passed one by one.
 char32_t NextCharacter(std::string_view utf8, std::size_t& at) {
     const auto first = static_cast<unsigned char>(utf8[at++]);
     if (first < 0x80) return first;
@@ -89,8 +89,8 @@ char32_t NextCharacter(std::string_view utf8, std::size_t& at) {
         if ((next & 0xC0u) != 0x80u) return kBad;
         character = character << 6 | (next & 0x3Fu);
     }
-    constexpr char32_t least[] = {0, 0x80, 0x800, 0x10000};  // a longer form than needed is not UTF-8
-    if (character < least[more] || character > 0x10FFFF || (character >= 0xD800 && character <= 0xDFFF)) return kBad;
+    constexpr char32_t minimum[] = {0, 0x80, 0x800, 0x10000};  // a longer form than needed is not UTF-8
+    if (character < minimum[more] || character > 0x10FFFF || (character >= 0xD800 && character <= 0xDFFF)) return kBad;
     at += more;
     return character;
 }

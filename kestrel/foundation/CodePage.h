@@ -33,14 +33,14 @@ KESTREL_API char16_t UnicodeFrom1252(char c);
 
 /// The text in UTF-8, embedded NUL bytes included.
 KESTREL_API std::string Utf8From1252(std::string_view text);
-/// The text in Windows-1252; each character that the code page lacks, and each byte that is not UTF-8, gives '?'.
+/// The text in Windows-1252; each character that the code page lacks, and each byte that is not UTF-8, becomes '?'.
 KESTREL_API std::string Windows1252FromUtf8(std::string_view utf8);
 
 /// Whether a text is UTF-8 throughout.
 KESTREL_API bool IsUtf8(std::string_view text);
 
-/// Windows-1252 to code page 850, the character set of DOS consoles in western Europe. A character that 850 lacks gives
-/// its nearest look-alike (curly quotes, dashes, letters without their accent), otherwise '?'.
+/// Windows-1252 to code page 850, the character set of DOS consoles in western Europe. A character that 850 lacks
+/// becomes its nearest look-alike (curly quotes, dashes, letters without their accent), otherwise '?'.
 KESTREL_API char OemFrom1252(char c);
 /// Code page 850 to Windows-1252; frames give '-', '|' and '+', other lost characters '?'.
 KESTREL_API char Windows1252FromOem(char c);

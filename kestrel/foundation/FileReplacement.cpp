@@ -19,8 +19,8 @@
 namespace kestrel {
 namespace {
 
-constexpr int kMostLinks = 40;  // as the system follows them
-constexpr int kMostNames = 100;
+constexpr int kMaxLinks = 40;  // as the system follows them
+constexpr int kMaxNames = 100;
 constexpr std::size_t kNameKept = 200;  // of 255: leaves room for what is put around it
 constexpr std::size_t kBuffer = 1 << 16;
 constexpr std::string_view kMark = ".kestrel-";  // in front of the number of a new file's name
@@ -32,9 +32,9 @@ std::string FolderOf(const std::string& path) {
     return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
 }
 
-/// The path behind a chain of symbolic links, whether or not something is there.
+/// The path at the end of a chain of symbolic links, whether or not something is there.
 std::string FollowLinks(std::string path) {
-    for (int i = 0; i < kMostLinks; ++i) {
+    for (int i = 0; i < kMaxLinks; ++i) {
         char link[PATH_MAX];
         const ssize_t length = readlink(path.c_str(), link, sizeof link);
         if (length <= 0) break;
@@ -135,7 +135,7 @@ bool FileReplacement::MakeBeside(const Make& make) {
     const std::size_t start = target_.rfind('/') + 1;  // 0 when there is none
     const std::string stem = target_.substr(0, start).append(".").append(target_, start, kNameKept).append(kMark);
     std::random_device random;
-    for (int i = 0; i < kMostNames; ++i) {
+    for (int i = 0; i < kMaxNames; ++i) {
         const std::string name = (stem + std::to_string(random())).append(kPart);
         if (make(name.c_str())) {
             beside_ = name;

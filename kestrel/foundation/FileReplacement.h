@@ -62,7 +62,7 @@ private:
     gid_t group_ = 0;
 };
 
-/// Replaces the file by these bytes, whole or not at all. Gives what went wrong, or an empty text.
+/// Replaces the file by these bytes, whole or not at all. Returns what went wrong, or an empty text.
 [[nodiscard]] KESTREL_API std::string WriteWhole(const std::string& path, std::span<const std::uint8_t> bytes);
 
 }  // namespace kestrel

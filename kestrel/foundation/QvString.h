@@ -35,7 +35,7 @@ public:
     QvString(const QvString& other);
     QvString(const char* text);
     QvString(const unsigned char* text) : QvString(reinterpret_cast<const char*>(text)) {}
-    /// `length` bytes, NUL bytes included; a length below 1 gives the empty text.
+    /// `length` bytes, NUL bytes included; a length below 1 makes the empty text.
     QvString(const char* text, int length);
     explicit QvString(char c, int count = 1);
     ~QvString() { Release(); }
@@ -49,7 +49,7 @@ public:
     /// Characters that fit without a new block.
     int GetAllocLength() const { return GetData()->allocLength; }
     bool IsEmpty() const { return GetLength() == 0; }
-    /// Gives the text up. A locked block stays, emptied.
+    /// Drops the text. A locked block stays, emptied.
     void Empty();
 
     /// No check: `index` is 0 to the length.
@@ -58,7 +58,7 @@ public:
     /// No check: `index` is 0 to the length - 1.
     void SetAt(int index, char c);
     operator const char*() const { return text_; }
-    /// The text as UTF-16, kept inside the block behind the characters; valid until the next change.
+    /// The text as UTF-16, kept inside the block after the characters; valid until the next change.
     operator const unsigned short*();
 
     QvString& operator+=(const QvString& other);
@@ -72,7 +72,7 @@ public:
     int Collate(const char* text) const;
     int CollateNoCase(const char* text) const;
 
-    /// Negative arguments count as 0; what lies behind the end is left out.
+    /// Negative arguments count as 0; what lies past the end is left out.
     QvString Mid(int first) const;
     QvString Mid(int first, int count) const;
     QvString Left(int count) const;
@@ -98,7 +98,7 @@ public:
     int ReverseFind(char c) const;
     int FindOneOf(const char* set) const;
 
-    /// How many were replaced. Text behind embedded NUL bytes is searched too.
+    /// How many were replaced. Text after embedded NUL bytes is searched too.
     int Replace(char old, char replacement);
     int Replace(const char* old, const char* replacement);
     int ReplaceNoCase(const char* old, const char* replacement);
@@ -131,7 +131,7 @@ public:
     char* GetBufferSetLength(int length);
     /// Takes what was written: `length` characters, or up to the first NUL with -1.
     void ReleaseBuffer(int length = -1);
-    /// Gives unused room back. A locked block stays where it is.
+    /// Frees unused room. A locked block stays where it is.
     void FreeExtra();
     /// The characters in a block that nobody shares until `UnlockBuffer`. A change that needs more room moves the text
     /// to another block, which is locked too; the pointer is then stale.
@@ -145,12 +145,12 @@ protected:
     void Init();
     /// Drops the object's hold on its block.
     void Release();
-    /// A fresh block of exactly `length` characters; what the object held is not released. 0 gives the empty text.
+    /// A fresh block of exactly `length` characters; what the object held is not released. 0 makes the empty text.
     void AllocBuffer(int length);
     /// `count` characters from `first` as a new block of `copy`.
     void AllocCopy(QvString& copy, int count, int first) const;
     void AssignCopy(int length, const char* text);
-    /// Both texts, one behind the other, in a new block of exactly that length; what the object held is not released.
+    /// Both texts, one after the other, in a new block of exactly that length; what the object held is not released.
     void ConcatCopy(int length1, const char* text1, int length2, const char* text2);
     void ConcatInPlace(int length, const char* text);
     /// Leaves a shared block for a private copy; a block of the object's own, or a locked one, stays.

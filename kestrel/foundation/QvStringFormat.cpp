@@ -21,7 +21,7 @@ constexpr std::int64_t kNullText = 6;  // "(null)"
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-/// A decimal number, held at INT_MAX; `at` goes behind it.
+/// A decimal number, held at INT_MAX; `at` moves past it.
 std::int64_t ReadNumber(const char*& at) {
     std::int64_t value = 0;
     for (; IsDigit(*at); ++at) value = std::min<std::int64_t>(value * 10 + (*at - '0'), INT_MAX);
@@ -30,7 +30,7 @@ std::int64_t ReadNumber(const char*& at) {
 
 enum class Size { kInt, kLong, kLongLong, kLongDouble };
 
-/// The length modifier; `at` goes behind it. `size_t`, `ptrdiff_t` and `intmax_t` have the width of `long` here.
+/// The length modifier; `at` moves past it. `size_t`, `ptrdiff_t` and `intmax_t` have the width of `long` here.
 Size ReadSize(const char*& at) {
     static_assert(sizeof(std::size_t) == sizeof(long) && sizeof(std::ptrdiff_t) == sizeof(long) &&
                   sizeof(std::intmax_t) == sizeof(long));
@@ -74,7 +74,7 @@ std::int64_t ReadField(const char*& at, Reader& arguments) {
     return std::abs(std::int64_t{va_arg(arguments.list, int)});
 }
 
-/// What follows a per cent sign; `at` goes behind it.
+/// What follows a per cent sign; `at` moves past it.
 Conversion ReadConversion(const char*& at, Reader& arguments) {
     Conversion read;
     for (; *at != '\0' && std::strchr("#+- 0", *at); ++at) read.isAlternate = read.isAlternate || *at == '#';
@@ -178,7 +178,7 @@ struct NumberedInsert {
     bool isText = false;  ///< a pointer, otherwise an integer
 };
 
-/// Reads what stands between the exclamation marks; `at` is behind the first and goes behind the second.
+/// Reads what stands between the exclamation marks; `at` stands after the first and moves past the second.
 void ReadConversion(const char*& at, NumberedInsert& insert) {
     const char* begin = at;
     for (; *at != '\0' && std::strchr("#+- 0", *at); ++at) continue;
@@ -212,10 +212,10 @@ void ReadConversion(const char*& at, NumberedInsert& insert) {
 /// The arguments of one call, fetched in their order, each as the type that the inserts ask for.
 class Arguments {
 public:
-    static constexpr int kMost = 99;
+    static constexpr int kMaxArguments = 99;
 
     void Expect(int number, Size size, bool isText) {
-        if (number > kMost) ThrowMalformed("more than 99 arguments");
+        if (number > kMaxArguments) ThrowMalformed("more than 99 arguments");
         Slot& slot = slots_[static_cast<std::size_t>(number)];
         if (slot.used && (slot.isText != isText || (slot.size == Size::kInt) != (size == Size::kInt)))
             ThrowMalformed("one argument is asked for in two types");
@@ -272,7 +272,7 @@ private:
         return text;
     }
 
-    std::array<Slot, kMost + 1> slots_;
+    std::array<Slot, kMaxArguments + 1> slots_;
     int last_ = 0;
 };
 

@@ -45,7 +45,7 @@ public:
     explicit operator bool() const { return object_ != nullptr; }
     bool operator==(const Ref&) const = default;
 
-    /// Gives the counted pointer away; the receiver releases it.
+    /// Hands the counted pointer over; the receiver releases it.
     [[nodiscard]] T* Detach() { return std::exchange(object_, nullptr); }
     /// Where an interface operation stores its result; what was held is released first.
     [[nodiscard]] void** Out() {

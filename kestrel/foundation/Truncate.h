@@ -4,7 +4,7 @@
 
 namespace kestrel {
 
-/// Cuts toward zero. A value that does not fit 32 bits, and one that is no number, gives 0x80000000.
+/// Cuts toward zero. A value that does not fit 32 bits, and NaN become 0x80000000.
 constexpr std::int32_t TruncateToInt(double value) {
     constexpr double kBelow = -2147483649.0;
     constexpr double kAbove = 2147483648.0;

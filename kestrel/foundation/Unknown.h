@@ -13,7 +13,7 @@ struct IUnknown {
     /// Stores a counted pointer to the interface, or null with `E_NOINTERFACE`.
     virtual HRESULT QueryInterface(const GUID& iid, void** object) = 0;
     virtual std::uint32_t AddRef() = 0;
-    /// Gives the count that is left; the object is gone at 0.
+    /// Returns the count that is left; the object is gone at 0.
     virtual std::uint32_t Release() = 0;
 
 protected:

@@ -40,7 +40,7 @@ std::string ToUtf8(std::string_view text, std::uint8_t charSet) {
     constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
     constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
     std::string input(text);
-    std::string output(4 * input.size() + 16, '\0');  // no byte gives more than four
+    std::string output(4 * input.size() + 16, '\0');  // no byte becomes more than four
     char* from = input.data();
     std::size_t left = input.size();
     char* to = output.data();
@@ -60,7 +60,7 @@ std::string ToUtf8(std::string_view text, std::uint8_t charSet) {
     return output;
 }
 
-/// Line feeds and tabs stay of the control characters; a carriage return belongs to the line feed behind it.
+/// Line feeds and tabs stay of the control characters; a carriage return belongs to the line feed after it.
 std::string WithoutControls(std::string_view text) {
     std::string plain;
     for (const char c : text) {
@@ -81,7 +81,7 @@ std::string Families(const FontProperty& font) {
 
 /// Pixels of a font size: the height, whatever its sign, up to the largest.
 int PixelSize(const FontProperty& font) {
-    return static_cast<int>(std::min<std::int64_t>(std::llabs(font.GetFontSize()), TextRenderer::kLargestFontSize));
+    return static_cast<int>(std::min<std::int64_t>(std::llabs(font.GetFontSize()), TextRenderer::kMaxFontSize));
 }
 
 Owned<PangoContext> MakeContext() {

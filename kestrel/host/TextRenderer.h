@@ -12,7 +12,7 @@ namespace kestrel {
 class KESTREL_API TextRenderer final : public ModuleObject, public Counted<IHostServices> {
 public:
     /// Sizes beyond this many pixels are drawn as this one.
-    static constexpr int kLargestFontSize = 4096;
+    static constexpr int kMaxFontSize = 4096;
 
     bool Offers(const char* dispatcher) override;
     HRESULT Dispatch(const char* dispatcher, std::int32_t code, void* record) override;

@@ -59,22 +59,22 @@ void Unregister(ClassStore& store, const ClassRow& row) {
 
 void SetClassStore(ClassStore* store) { currentStore.store(store); }
 
-void RegisterClasses() {
+HRESULT RegisterClasses() {
     SettingsClassStore settings;
     ClassStore* const other = currentStore.load();
     ClassStore& store = other ? *other : settings;
     const std::string module = ModulePath();
     for (const ClassRow& row : ClassTable()) Register(store, row, module);
-    settings.Keep();
+    return settings.Keep() == kSuccess ? S_OK : E_FAIL;
 }
 
-void UnregisterClasses() {
+HRESULT UnregisterClasses() {
     SettingsClassStore settings;
     ClassStore* const other = currentStore.load();
     ClassStore& store = other ? *other : settings;
     for (const ClassRow& row : ClassTable()) Unregister(store, row);
     store.UnregisterCategory(kFilterCategory);
-    settings.Keep();
+    return settings.Keep() == kSuccess ? S_OK : E_FAIL;
 }
 
 }  // namespace kestrel

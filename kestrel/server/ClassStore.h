@@ -4,6 +4,7 @@
 
 #include "kestrel/foundation/Export.h"
 #include "kestrel/foundation/Guid.h"
+#include "kestrel/foundation/Result.h"
 
 namespace kestrel {
 
@@ -30,8 +31,9 @@ protected:
 /// work on; it is not owned. Null puts the settings back. Nothing in the library needs a registered class.
 KESTREL_API void SetClassStore(ClassStore* store);
 
-/// Writes or removes the keys of every class of the table, in its order.
-void RegisterClasses();
-void UnregisterClasses();
+/// Writes or removes the keys of every class of the table, in its order. `E_FAIL` when the settings could not be
+/// written.
+[[nodiscard]] HRESULT RegisterClasses();
+[[nodiscard]] HRESULT UnregisterClasses();
 
 }  // namespace kestrel

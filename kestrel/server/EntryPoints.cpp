@@ -12,13 +12,7 @@ kestrel::HRESULT DllGetClassObject(const kestrel::GUID& clsid, const kestrel::GU
 
 kestrel::HRESULT DllCanUnloadNow() { return kestrel::Module::Count() == 0 ? kestrel::S_OK : kestrel::S_FALSE; }
 
-kestrel::HRESULT DllRegisterServer() {
-    kestrel::RegisterClasses();
-    return kestrel::S_OK;
-}
+kestrel::HRESULT DllRegisterServer() { return kestrel::RegisterClasses(); }
 
-kestrel::HRESULT DllUnregisterServer() {
-    kestrel::UnregisterClasses();
-    return kestrel::S_OK;
-}
+kestrel::HRESULT DllUnregisterServer() { return kestrel::UnregisterClasses(); }
 }

@@ -32,11 +32,13 @@ void SettingsClassStore::UnregisterClassImplCategory(const GUID& clsid, const GU
     removed_.push_back(MemberKey(clsid, category));
 }
 
-void SettingsClassStore::Keep() {
-    if (!removed_.empty()) RegistryDelete(HKEY_CLASSES_ROOT, removed_);
-    if (!texts_.empty()) RegistryWrite(HKEY_CLASSES_ROOT, texts_);
+Status SettingsClassStore::Keep() {
+    Status removed = removed_.empty() ? kSuccess : RegistryDelete(HKEY_CLASSES_ROOT, removed_);
+    if (removed == kKeyMissing) removed = kSuccess;  // there was nothing to remove
+    const Status written = texts_.empty() ? kSuccess : RegistryWrite(HKEY_CLASSES_ROOT, texts_);
     removed_.clear();
     texts_.clear();
+    return removed != kSuccess ? removed : written;
 }
 
 }  // namespace kestrel

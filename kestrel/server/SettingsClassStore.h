@@ -19,8 +19,8 @@ public:
     void RegisterClassImplCategory(const GUID& clsid, const GUID& category) override;
     void UnregisterClassImplCategory(const GUID& clsid, const GUID& category) override;
 
-    /// Removes, then writes; a failing step does not stop the next one.
-    void Keep();
+    /// Removes, then writes; a failing step does not stop the next one. The first failure is returned.
+    Status Keep();
 
 private:
     std::vector<RegistryText> texts_;

@@ -28,7 +28,7 @@ enum class Kind { kOther, kSection, kEntry };
 
 struct Line {
     std::size_t begin = 0;
-    std::size_t end = 0;  ///< behind the line feed
+    std::size_t end = 0;  ///< after the line feed
     Kind kind = Kind::kOther;
     std::string_view name;
     std::string_view value;
@@ -64,7 +64,7 @@ Line ReadLine(std::string_view text, std::size_t begin) {
     return line;
 }
 
-/// The lines behind the first header of that name up to the next header; `visit` ends the walk with true. False: there
+/// The lines after the first header of that name up to the next header; `visit` ends the walk with true. False: there
 /// is no such section.
 template <class Visit>
 bool WalkSection(std::string_view text, std::string_view section, Visit visit) {
@@ -108,7 +108,7 @@ void IniText::Set(std::string_view section, std::string_view key, std::string_vi
             line = old.name;
             return true;
         }
-        if (!old.blank) begin = end = old.end;  // so far the place behind the section's last line
+        if (!old.blank) begin = end = old.end;  // so far the place after the section's last line
         return false;
     });
     const bool quote = Trimmed(value) != value || IsQuoted(value);

@@ -11,7 +11,7 @@ namespace {
 
 constexpr int kBusyWait = 10000;  // milliseconds
 constexpr std::int64_t kRootId = 1;
-constexpr std::size_t kMostParts = 512;  // the cascade of a deletion has a bound
+constexpr std::size_t kMaxParts = 512;  // the cascade of a deletion has a bound
 
 constexpr const char* kSchema =
     "CREATE TABLE IF NOT EXISTS key("
@@ -146,7 +146,7 @@ std::optional<std::int64_t> Store::Find(std::string_view key) const {
 
 std::int64_t Store::Make(std::string_view key) {
     const auto parts = Parts(key);
-    if (parts.size() > kMostParts) throw StoreError{kKeyNotCreated};
+    if (parts.size() > kMaxParts) throw StoreError{kKeyNotCreated};
     std::int64_t id = kRootId;
     for (const auto part : parts) {
         Statement(database_.get(), "INSERT OR IGNORE INTO key(parent, name) VALUES(?1, ?2)", kKeyNotCreated)

@@ -62,7 +62,7 @@ std::optional<int> ToInteger(const std::string& text) {
 
 }  // namespace
 
-// The two kinds of places behind one face
+// One interface to the two kinds of places
 
 class TMRegistry::Editor {
 public:

@@ -20,7 +20,7 @@ enum class SettingsPlace {
 /// Settings of a product, named by section and key. Who the product is stands in a profile text "Velda.inf" beside the
 /// program or in the current folder, in a section for each product that reads it.
 ///
-/// Each operation gives a `Status`, 0 being success; nothing throws. An object without identity gives `kNotInitialized`
+/// Each operation returns a `Status`, 0 being success; nothing throws. Without identity it is `kNotInitialized`
 /// from every operation, null or empty names `kBadArguments`. Texts are bytes and come back as they were written; the
 /// status texts are Windows-1252. An object belongs to one thread; several processes may use the same settings at once.
 class KESTREL_API TMRegistry {
@@ -49,8 +49,8 @@ public:
     Status WriteInteger(SettingsPlace place, const char* section, const char* key, int value);
     Status WriteBool(SettingsPlace place, const char* section, const char* key, bool value);
 
-    /// A failure leaves the target as it is. In a branch a missing key gives `kKeyMissing`, a key without that text
-    /// `kKeyUnreadable`; in the ini file an empty or missing text gives `kNoIniValue`.
+    /// A failure leaves the target as it is. In a branch a missing key is `kKeyMissing`, a key without that text
+    /// `kKeyUnreadable`; in the ini file an empty or missing text `kNoIniValue`.
     Status ReadText(SettingsPlace place, const char* section, const char* key, char* buffer, int size);
     Status ReadText(SettingsPlace place, const char* section, const char* key, QvString& text);
     Status ReadInteger(SettingsPlace place, const char* section, const char* key, int& value);
@@ -65,12 +65,12 @@ public:
     Status ReadBool(SettingsPlace place, const char* section, const char* key, bool& value, bool fallback);
 
     /// A text that is not empty gets its closing separator: a backslash, or a slash where the text itself has slashes
-    /// and no backslash. No room for it gives `kPathTooLong`.
+    /// and no backslash. No room for it is `kPathTooLong`.
     Status ReadPath(SettingsPlace place, const char* section, const char* key, char* buffer, int size);
     Status ReadPath(SettingsPlace place, const char* section, const char* key, QvString& path);
 
-    /// Numbered lists, from index 0 without gaps; entry 3 lies in the key "<section>\<entry>_0003". An index behind the
-    /// end, or a text that is not there, gives `kKeyMissing`.
+    /// Numbered lists, from index 0 without gaps; entry 3 lies in the key "<section>\<entry>_0003". An index past the
+    /// end, or a text that is not there, is `kKeyMissing`.
     Status AddToList(SettingsPlace place, const char* section, const char* entry, const char* text);
     Status CountList(SettingsPlace place, const char* section, const char* entry, int& count);
     Status ReadFromList(SettingsPlace place, const char* section, const char* entry, int index, QvString& text);

@@ -5,7 +5,7 @@
 namespace kestrel {
 
 /// The same settings; what it keeps for all users can be written by every user, whoever was the first. A text that an
-/// administrator has set stays the administrator's: writing it gives `kKeyNotWritable` to others.
+/// administrator has set stays the administrator's: others' writes return `kKeyNotWritable`.
 class KESTREL_API TMRegistryMFC : public TMRegistry {
 public:
     explicit TMRegistryMFC(const QvString& section) : TMRegistry(static_cast<const char*>(section)) {

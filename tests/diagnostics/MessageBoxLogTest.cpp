@@ -33,7 +33,7 @@ TEST(MessageBoxLogTest, NamesOfTheButtonsByStyle) {
 }
 
 /// Writes down what is asked of it.
-struct Face final : MessageBoxFace {
+struct Face final : MessageBoxView {
     std::string steps;
     int held = 2;
     int result = 1;

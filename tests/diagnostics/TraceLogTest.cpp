@@ -229,8 +229,8 @@ TEST_F(TraceLogTest, FirstLineStartsTheLogWithAWarning) {
 
 TEST_F(TraceLogTest, SettingsNameTheFolder) {
     WriteBytes(folders / "program/Velda.inf", "[TMGallery]\nCompany=V\nProduct=G\nVersion=7\nShortId=TMG\n");
-    RegistryWrite(HKEY_LOCAL_MACHINE, {{"Software\\V\\G\\7\\Datapaths", "ActivePath", "2"},
-                                       {"Software\\V\\G\\7\\Datapaths", "Path2", (folders / "data").string()}});
+    (void)RegistryWrite(HKEY_LOCAL_MACHINE, {{"Software\\V\\G\\7\\Datapaths", "ActivePath", "2"},
+                                             {"Software\\V\\G\\7\\Datapaths", "Path2", (folders / "data").string()}});
     std::filesystem::create_directory(folders / "data");
     WriteBytes(folders / "data/Relax.ini", "[TMG_#_Locations]\nLog=" + (folders / "data/logs/deep").string() + "\n");
     InChild([&] {

@@ -193,6 +193,10 @@ TEST(EntryPoints, ClassesAreFoundInTheSettings) {
     EXPECT_EQ(rest.subkeys, (std::vector<std::string>{"CLSID", "Component Categories"}));
     EXPECT_EQ(RegistryList(HKEY_CLASSES_ROOT, "CLSID", rest), kSuccess);
     EXPECT_TRUE(rest.subkeys.empty());
+
+    for (const char* variable : {"KESTREL_CONFIG_DIR", "KESTREL_SYSTEM_DIR"}) setenv(variable, "/proc/nowhere", 1);
+    EXPECT_EQ(DllRegisterServer(), E_FAIL) << "what could not be kept is told";
+    EXPECT_EQ(DllUnregisterServer(), S_OK) << "nothing was there to remove";
 }
 
 }  // namespace

@@ -138,9 +138,9 @@ TEST_F(TMRegistryTest, TypedTextsComeBackFromEveryPlace) {
 
 TEST_F(TMRegistryTest, PlainReadsLeaveTheTargetAndSayWhy) {
     TMRegistry settings;
-    settings.WriteText(kCurrentUser, "s", "word", "abcdef");
-    settings.WriteText(kCurrentUser, "s", "number", "12345678901234567890");
-    settings.WriteText(kCurrentUser, "s", "tail", " 42 apples");
+    (void)settings.WriteText(kCurrentUser, "s", "word", "abcdef");
+    (void)settings.WriteText(kCurrentUser, "s", "number", "12345678901234567890");
+    (void)settings.WriteText(kCurrentUser, "s", "tail", " 42 apples");
     char buffer[7] = "kept";
     EXPECT_EQ(settings.ReadText(kCurrentUser, "none", "word", buffer, 7), kKeyMissing);
     EXPECT_EQ(settings.ReadText(kCurrentUser, "s", "none", buffer, 7), kKeyUnreadable);
@@ -156,7 +156,7 @@ TEST_F(TMRegistryTest, PlainReadsLeaveTheTargetAndSayWhy) {
     EXPECT_EQ(settings.ReadInteger(kCurrentUser, "s", "tail", integer), kSuccess);
     EXPECT_EQ(integer, 42);
     EXPECT_EQ(settings.ReadBool(kCurrentUser, "s", "word", flag), kBadConversion);
-    settings.WriteText(kCurrentUser, "s", "case", "False");
+    (void)settings.WriteText(kCurrentUser, "s", "case", "False");
     EXPECT_EQ(settings.ReadBool(kCurrentUser, "s", "case", flag), kBadConversion);
     EXPECT_TRUE(flag);
 }
@@ -177,7 +177,7 @@ TEST_F(TMRegistryTest, DefaultsStandIn) {
         bool flag = false;
         EXPECT_EQ(settings.ReadBool(place, "s", "none", flag, true), kSuccess);
         EXPECT_TRUE(flag);
-        settings.WriteText(place, "s", "word", "abcdef");
+        (void)settings.WriteText(place, "s", "word", "abcdef");
         EXPECT_EQ(settings.ReadText(place, "s", "word", text, "x"), kSuccess);
         EXPECT_EQ(text, "abcdef");
         EXPECT_EQ(settings.ReadText(place, "s", "word", buffer, 4, "xy"), kSuccess) << "too small for the text";
@@ -196,17 +196,17 @@ TEST_F(TMRegistryTest, PathsGetTheirClosingSeparator) {
         {"C:/a\\b", "C:/a\\b\\"}};
     TMRegistry settings;
     for (const auto& c : cases) {
-        settings.WriteText(kAllUsers, "p", "path", c.stored);
+        (void)settings.WriteText(kAllUsers, "p", "path", c.stored);
         EXPECT_EQ(settings.ReadPath(kAllUsers, "p", "path", text), kSuccess);
         EXPECT_EQ(text, c.want);
     }
-    settings.WriteText(kAllUsers, "p", "path", "C:\\Data");
+    (void)settings.WriteText(kAllUsers, "p", "path", "C:\\Data");
     char buffer[9];
     EXPECT_EQ(settings.ReadPath(kAllUsers, "p", "path", buffer, 9), kSuccess);
     EXPECT_STREQ(buffer, "C:\\Data\\");
     EXPECT_EQ(settings.ReadPath(kAllUsers, "p", "path", buffer, 8), kPathTooLong);
     EXPECT_EQ(settings.ReadPath(kAllUsers, "p", "path", buffer, 7), kBufferTooSmall);
-    settings.WriteText(kAllUsers, "p", "path", "");
+    (void)settings.WriteText(kAllUsers, "p", "path", "");
     EXPECT_EQ(settings.ReadPath(kAllUsers, "p", "path", text), kSuccess);
     EXPECT_EQ(text, "");
 }
@@ -232,8 +232,8 @@ TEST_F(TMRegistryTest, IniFileKeepsSectionsByShortIdAndUser) {
     TMRegistry settings;
     EXPECT_EQ(settings.GetIniPath(text), kSuccess);
     EXPECT_EQ(text, ini.c_str());
-    settings.WriteText(kIniFile, "View", "Zoom", "2");
-    settings.WriteText(kIniFileUser, "View", "Zoom", "3");
+    (void)settings.WriteText(kIniFile, "View", "Zoom", "2");
+    (void)settings.WriteText(kIniFileUser, "View", "Zoom", "3");
     EXPECT_EQ(ReadBytes(ini), "[TMG_#_View]\nZoom=2\n\n[User0001_#_View]\nZoom=3\n");
     EXPECT_EQ(ReadBytes(ini.string() + ".bak"), ReadBytes(ini));
     EXPECT_EQ(settings.WriteText(kIniFile, "View", "Zoom", "2\n[x]"), kBadArguments);
@@ -244,11 +244,12 @@ TEST_F(TMRegistryTest, IniFileKeepsSectionsByShortIdAndUser) {
 
 TEST_F(TMRegistryTest, IniPathRules) {
     std::filesystem::create_directory(folders / "shared");
-    RegistryWrite(HKEY_LOCAL_MACHINE, {{"Software\\Velda\\Gallery\\7", "IniFilePath", (folders / "shared").string()}});
+    (void)RegistryWrite(HKEY_LOCAL_MACHINE,
+                        {{"Software\\Velda\\Gallery\\7", "IniFilePath", (folders / "shared").string()}});
     TMRegistry settings;
     EXPECT_EQ(settings.GetIniPath(text), kSuccess);
     EXPECT_EQ(text, (folders / "shared/Relax.ini").c_str());
-    RegistryWrite(HKEY_LOCAL_MACHINE, {{"Software\\Velda\\Gallery\\7", "IniFilePath", "/elsewhere/"}});
+    (void)RegistryWrite(HKEY_LOCAL_MACHINE, {{"Software\\Velda\\Gallery\\7", "IniFilePath", "/elsewhere/"}});
     EXPECT_EQ(settings.GetIniPath(text), kSuccess);
     EXPECT_EQ(text, (folders / "shared/Relax.ini").c_str()) << "fixed once";
     EXPECT_EQ(TMRegistry().GetIniPath(text), kSuccess);
@@ -268,13 +269,13 @@ TEST_F(TMRegistryTest, IniPathRules) {
 TEST_F(TMRegistryTest, SafetyCopyComesBack) {
     TMRegistry settings;
     EXPECT_EQ(settings.ReadText(kIniFile, "s", "k", text), kIniMissing);
-    settings.WriteText(kIniFile, "s", "k", "v");
+    (void)settings.WriteText(kIniFile, "s", "k", "v");
     std::filesystem::remove(ini);
     EXPECT_EQ(settings.ReadText(kIniFile, "s", "k", text), kSuccess);
     EXPECT_EQ(text, "v");
     EXPECT_TRUE(std::filesystem::exists(ini));
     std::filesystem::remove(ini.string() + ".bak");
-    settings.ReadText(kIniFile, "s", "k", text);
+    (void)settings.ReadText(kIniFile, "s", "k", text);
     EXPECT_EQ(ReadBytes(ini.string() + ".bak"), ReadBytes(ini));
     std::filesystem::remove(ini);
     EXPECT_EQ(settings.WriteText(kIniFile, "s", "other", "w"), kSuccess);
@@ -321,7 +322,7 @@ TEST_F(TMRegistryTest, FilesOfHundredMegabytes) {
 
 TEST_F(TMRegistryTest, FullDiskLeavesTheOldFile) {
     TMRegistry settings;
-    settings.WriteText(kIniFile, "s", "k", "old");
+    (void)settings.WriteText(kIniFile, "s", "k", "old");
     const auto before = ReadBytes(ini);
     EXPECT_EQ(test::InChild([&] {
                   std::signal(SIGXFSZ, SIG_IGN);
@@ -365,9 +366,9 @@ TEST_F(TMRegistryTest, ListsMoveDownAndCleanUp) {
     EXPECT_EQ(contents.subkeys, std::vector<std::string>{"Velda"}) << "the user's number keeps the product's key";
     setenv("KESTREL_CONFIG_DIR", (folders / "fresh").c_str(), 1);
     TMRegistry settings;
-    settings.AddToList(kCurrentUser, "L", "Recent", "only");
+    (void)settings.AddToList(kCurrentUser, "L", "Recent", "only");
     EXPECT_EQ(RegistryList(HKEY_CURRENT_USER, "Software\\Velda\\Gallery\\7\\L\\Recent_0000", contents), kSuccess);
-    settings.RemoveFromList(kCurrentUser, "L", "Recent", "only");
+    (void)settings.RemoveFromList(kCurrentUser, "L", "Recent", "only");
     EXPECT_EQ(RegistryList(HKEY_CURRENT_USER, "Software", contents), kSuccess);
     EXPECT_TRUE(contents.subkeys.empty()) << "empty keys go up to the first name";
 }
@@ -389,8 +390,8 @@ std::string AsUser(uid_t user, const test::PrivateFolders& folders, const Work& 
 
 TEST_F(TMRegistryTest, KeysForEverybodyAreWrittenByEverybody) {
     std::filesystem::permissions(folders / "", std::filesystem::perms(0755));
-    RegistryWrite(HKEY_CLASSES_ROOT, {{"CLSID\\x", "", "registered"}});  // whoever comes first makes the stores
-    TMRegistry().WriteText(kAllUsers, "s", "of the machine", "m");
+    (void)RegistryWrite(HKEY_CLASSES_ROOT, {{"CLSID\\x", "", "registered"}});  // whoever comes first makes the stores
+    (void)TMRegistry().WriteText(kAllUsers, "s", "of the machine", "m");
     const auto write = [](const char* key, const char* value) {
         const Status status = TMRegistryMFC(QvString("TMGallery")).WriteText(kAllUsers, "s", key, value);
         return std::to_string(status);
@@ -404,7 +405,7 @@ TEST_F(TMRegistryTest, KeysForEverybodyAreWrittenByEverybody) {
     EXPECT_EQ(RegistryRead(HKEY_LOCAL_MACHINE, "Software\\Velda\\Gallery\\7\\s", "k", text), kSuccess);
     const auto name = [] {
         QvString user;
-        TMRegistry().GetUserName(user);
+        (void)TMRegistry().GetUserName(user);
         return std::string(user);
     };
     EXPECT_EQ(AsUser(20001, folders, name), "User0001");
@@ -414,7 +415,7 @@ TEST_F(TMRegistryTest, KeysForEverybodyAreWrittenByEverybody) {
     const bool root = geteuid() == 0;
     EXPECT_EQ(AsUser(20001, folders, [&] { return write("of the machine", "u"); }), root ? "-4" : "0");
     const auto plant = [] {
-        RegistryWrite(HKEY_CLASSES_ROOT, {{"CLSID\\x", "", "planted"}});
+        (void)RegistryWrite(HKEY_CLASSES_ROOT, {{"CLSID\\x", "", "planted"}});
         return std::to_string(RegistryWrite(HKEY_LOCAL_MACHINE, {{"Software\\Classes\\CLSID\\x", "", "planted"}}));
     };
     EXPECT_EQ(AsUser(20001, folders, plant), root ? "-5" : "0");
@@ -434,7 +435,7 @@ TEST_F(TMRegistryTest, KilledWriterLocksNobodyOutOfTheSharedStore) {
     std::filesystem::permissions(folders / "", std::filesystem::perms(0755));
     PrepareSharedStore();
     const auto put = [](const char* value) {
-        TMRegistryMFC(QvString("TMGallery")).WriteText(kAllUsers, "s", "k", value);
+        (void)TMRegistryMFC(QvString("TMGallery")).WriteText(kAllUsers, "s", "k", value);
         return std::string();
     };
     AsUser(20001, folders, [&] { return put("old"); });
@@ -449,7 +450,7 @@ TEST_F(TMRegistryTest, KilledWriterLocksNobodyOutOfTheSharedStore) {
     EXPECT_TRUE(std::filesystem::exists(SharedStore().string() + "-journal"));
     const auto get = [] {
         QvString value;
-        TMRegistry().ReadText(kAllUsers, "s", "k", value);
+        (void)TMRegistry().ReadText(kAllUsers, "s", "k", value);
         return std::string(value);
     };
     EXPECT_EQ(AsUser(20002, folders, get), "old");
