@@ -11,16 +11,17 @@ kestrel/diagnostics         kestrel/foundation kestrel/settings
 kestrel/settings            kestrel/foundation
 kestrel/image               kestrel/foundation
 kestrel/kernels             kestrel/foundation/Truncate.h kestrel/foundation/Export.h
-kestrel/framework           kestrel/foundation kestrel/image kestrel/kernels kestrel/diagnostics kestrel/storage
-kestrel/filters             kestrel/foundation kestrel/image kestrel/kernels kestrel/framework kestrel/diagnostics
-kestrel/server              kestrel/foundation kestrel/framework kestrel/filters kestrel/settings
+kestrel/parameters          kestrel/foundation
+kestrel/framework           kestrel/foundation kestrel/image kestrel/kernels kestrel/parameters kestrel/diagnostics kestrel/storage
+kestrel/filters             kestrel/foundation kestrel/image kestrel/kernels kestrel/parameters kestrel/framework kestrel/diagnostics
+kestrel/server              kestrel/foundation kestrel/parameters kestrel/framework kestrel/filters kestrel/settings
 kestrel/codec               kestrel/foundation kestrel/image
 kestrel/storage             kestrel/foundation kestrel/image kestrel/diagnostics
 kestrel/storage/compound    kestrel/foundation
 kestrel/box                 kestrel/foundation kestrel/image kestrel/diagnostics kestrel/storage kestrel/codec
 kestrel/dialogs             kestrel
-kestrel/host                kestrel/foundation kestrel/image kestrel/kernels kestrel/framework kestrel/server kestrel/codec kestrel/storage
-apps/kestrel                kestrel/foundation kestrel/host kestrel/codec kestrel/diagnostics kestrel/settings kestrel/storage
+kestrel/host                kestrel/foundation kestrel/image kestrel/kernels kestrel/parameters kestrel/framework kestrel/server kestrel/codec kestrel/storage
+apps/kestrel                kestrel/foundation kestrel/parameters kestrel/host kestrel/codec kestrel/diagnostics kestrel/settings kestrel/storage
 apps/darkroom               kestrel/foundation kestrel/host kestrel/dialogs
 '
 

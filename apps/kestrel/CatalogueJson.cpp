@@ -1,7 +1,10 @@
 // With StoreJson.cpp the only file that includes the JSON library, whose headers take seconds to compile.
 #include "apps/kestrel/CatalogueJson.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <nlohmann/json.hpp>
+#include <span>
 
 #include "apps/kestrel/FilterNotes.h"
 
@@ -21,6 +24,41 @@ Json Identity(const kestrel::Description& about, std::optional<kestrel::Language
             {"cost", about.cost}};
 }
 
+/// A whole number without a decimal point.
+Json Bound(double value) {
+    const auto whole = static_cast<std::int64_t>(value);
+    return static_cast<double>(whole) == value ? Json(whole) : Json(value);
+}
+
+/// One key, or numbered keys of one list, "xL#" with their count.
+Json KeysAsJson(std::span<const kestrel::KeyInfo> alike, std::optional<kestrel::Language> language) {
+    const kestrel::KeyInfo& key = alike.front();
+    Json entry{{"key", key.list.empty() ? key.key : key.list}, {"kind", kestrel::NameOf(key.kind)}};
+    const auto add = [&entry](const char* name, const auto& value, bool isSaid) {
+        if (isSaid) entry[name] = value;
+    };
+    add("count", alike.size(), !key.list.empty());
+    add("minimum", Bound(key.minimum), key.ranged);
+    add("maximum", Bound(key.maximum), key.ranged);
+    add("special", key.special.value_or(0), key.special.has_value());
+    add("held", true, key.held);
+    add("hexadecimal", true, key.hexadecimal);
+    add("unit", kestrel::NameOf(key.unit), key.unit != kestrel::Unit::None);
+    add("channel", kestrel::NameOf(key.channel), key.channel != kestrel::Channel::None);
+    if (std::all_of(alike.begin(), alike.end(), [&](const auto& other) { return other.value == key.value; }))
+        entry["default"] = key.value;
+    else
+        for (const auto& other : alike) entry["default"].push_back(other.value);
+    for (const auto& choice : key.choices)
+        entry["choices"].push_back({{"value", choice.value}, {"label", choice.label}, {"words", choice.words}});
+    add("group", key.group, !key.group.empty());
+    add("meaning", key.meaning, true);
+    add("label", key.label, !key.label.empty());
+    if (language)
+        if (const auto text = kestrel::BuiltInText(key.label, *language)) entry["labelText"] = *text;
+    return entry;
+}
+
 }  // namespace
 
 std::string FiltersAsJson(const std::vector<const kestrel::ClassRow*>& filters,
@@ -33,22 +71,13 @@ std::string FiltersAsJson(const std::vector<const kestrel::ClassRow*>& filters,
 std::string FilterAsJson(const kestrel::ClassRow& filter, std::optional<kestrel::Language> language) {
     const kestrel::ParameterInfo info = filter.parameters();
     Json keys = Json::array();
-    for (const auto& key : info.keys) {
-        Json entry{{"key", key.key}, {"kind", key.kind}};
-        if (key.ranged) {
-            entry["least"] = key.least;
-            entry["greatest"] = key.greatest;
-        }
-        entry["default"] = key.standard;
-        if (!key.label.empty()) entry["label"] = key.label;
-        if (language)
-            if (const auto text = kestrel::BuiltInText(key.label, *language)) entry["labelText"] = *text;
-        keys.push_back(entry);
-    }
+    for (const auto& alike : kestrel::OfferedKeys(info)) keys.push_back(KeysAsJson(alike, language));
     Json whole = Identity(*filter.description, language);
     whole["clsid"] = kestrel::ToString(filter.description->clsid);
     whole["keys"] = keys;
-    whole["defaultText"] = info.standard;
+    whole["lengths"] = kestrel::NameOf(filter.description->lengths);
+    whole["freshText"] = info.freshText;
+    whole["defaultText"] = info.defaultText;
     if (const auto notes = NotesOf(kestrel::WordOf(*filter.description)); !notes.empty()) whole["notes"] = notes;
     return Dumped(whole);
 }

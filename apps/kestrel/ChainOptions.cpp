@@ -9,9 +9,9 @@
 #include "apps/kestrel/Console.h"
 #include "apps/kestrel/Files.h"
 #include "apps/kestrel/TextArgument.h"
-#include "apps/kestrel/UnreadValues.h"
 #include "apps/kestrel/Values.h"
 #include "kestrel/host/Catalogue.h"
+#include "kestrel/parameters/ParameterCheck.h"
 
 namespace {
 
@@ -20,11 +20,15 @@ constexpr const char* kTextFilter = "Text";
 /// Longest chain text that is read, in bytes.
 constexpr std::size_t kLongestChain = 64 << 20;
 
-/// Tells what a filter did not take up of its text, or refuses it. `place` says where the text stands.
-void TellUnread(const std::string& place, const kestrel::ClassRow& filter, const std::string& text, bool strict) {
-    for (const std::string& line : UnreadValues(filter, text)) {
-        if (strict) throw console::UsageError{place + ": " + line + " (--strict)"};
-        console::Note(place + ": " + line);
+/// Tells what a filter would not take up of its text. A strict reading refuses that, and tells what is only unusual.
+/// `place` says where the text stands.
+void TellUnread(const std::string& place, const kestrel::ClassRow& filter, std::string_view text, bool strict) {
+    for (const kestrel::TextNote& note : kestrel::CheckParameterText(filter.parameters(), text)) {
+        std::string line = fmt::format("{}: {}", place, note.words);
+        if (note.fault == kestrel::TextFault::UnknownKey && !line.ends_with('?'))
+            line += fmt::format("; \"kestrel describe {}\" lists the keys", kestrel::WordOf(*filter.description));
+        if (strict && note.IsRefused()) throw console::UsageError{line + " (--strict)"};
+        if (strict || note.IsRefused()) console::Note(line);
     }
 }
 
@@ -99,7 +103,7 @@ void TellUnreadLines(const std::string& shown, const ChainFile& chain, bool stri
         const std::size_t tab = text.find('\t');
         const std::size_t end = text.find('\n');
         TellUnread(fmt::format("{}: line {}", shown, number), *kestrel::FindFilter(text.substr(0, tab)),
-                   std::string(text.substr(tab + 1, end - tab - 1)), strict);
+                   text.substr(tab + 1, end - tab - 1), strict);
         text.remove_prefix(end + 1);
     }
 }

@@ -1,9 +1,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "apps/kestrel/CatalogueJson.h"
 #include "apps/kestrel/ChainOptions.h"
@@ -30,7 +32,20 @@ void Tell(fmt::format_string<Values...> form, Values&&... values) {
 }
 
 std::string Range(const kestrel::KeyInfo& key) {
-    return key.ranged ? fmt::format("{} to {}", key.least, key.greatest) : "any";
+    const std::string unit = kestrel::NameOf(key.unit);
+    if (!key.ranged) return unit.empty() ? "any" : unit;
+    return fmt::format("{} to {}{}{}", key.minimum, key.maximum, unit.empty() ? "" : " ", unit);
+}
+
+/// "reds: saturation"; "method: 0 Linear, 1 Gradation Curves".
+std::string Meaning(const kestrel::KeyInfo& key) {
+    std::string meaning = key.group.empty() ? key.meaning : key.group + ": " + key.meaning;
+    const char* separator = ": ";
+    for (const auto& choice : key.choices) {
+        meaning += fmt::format("{}{} {}", separator, choice.value, choice.words);
+        separator = ", ";
+    }
+    return meaning;
 }
 
 /// What a dialog writes beside the control of this key.
@@ -41,30 +56,30 @@ std::string Label(const kestrel::KeyInfo& key, kestrel::Language language) {
 }
 
 void PrintKeys(const kestrel::ParameterInfo& info, MaybeLanguage language) {
-    if (info.keys.empty()) return;
-    std::size_t width = 3;
-    std::size_t range = 5;
-    std::size_t standard = 7;
-    for (const auto& key : info.keys) {
-        width = std::max(width, key.key.size());
-        range = std::max(range, Range(key).size());
-        standard = std::max(standard, key.standard.size());
+    std::vector<std::array<std::string, 5>> rows = {
+        {"Key", "Kind", "Range", "Default", language ? "Label" : "Meaning"}};
+    for (const auto& alike : kestrel::OfferedKeys(info)) {
+        const kestrel::KeyInfo& key = alike.front();
+        std::string name = key.key;
+        if (!key.list.empty()) name += fmt::format("..{}", alike.size());
+        rows.push_back(
+            {name, kestrel::NameOf(key.kind), Range(key), key.value, language ? Label(key, *language) : Meaning(key)});
     }
-    const auto row = [&](const auto& key, const auto& kind, const auto& span, const auto& value, const auto& label) {
-        Tell("{:<{}}  {:<7}  {:<{}}  ", key, width, kind, span, range);
-        language ? Tell("{:<{}}  {}\n", value, standard, label) : Tell("{}\n", value);
-    };
+    std::array<std::size_t, 5> widths{};
+    for (const auto& row : rows)
+        for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
     Tell("\n");
-    row("Key", "Kind", "Range", "Default", "Label");
-    for (const auto& key : info.keys)
-        row(key.key, key.kind, Range(key), key.standard, language ? Label(key, *language) : "");
+    for (const auto& row : rows)
+        Tell("{:<{}}  {:<{}}  {:<{}}  {:<{}}  {}\n", row[0], widths[0], row[1], widths[1], row[2], widths[2], row[3],
+             widths[3], row[4]);
 }
 
 void Print(const kestrel::Description& about, const kestrel::ParameterInfo& info, MaybeLanguage language) {
     const std::string title = kestrel::FilterName(about, language.value_or(kestrel::Language::English));
     Tell("{} - {}\n{}\n\n", kestrel::WordOf(about), title,
          language ? kestrel::FilterHelp(about, *language) : about.summary);
-    Tell("ProgID        {}\nCost          {}\nDefault text  {}\n", about.progId, about.cost, info.standard);
+    Tell("ProgID        {}\nCost          {}\nLengths       {}\nFresh filter  {}\nDefault text  {}\n", about.progId,
+         about.cost, kestrel::NameOf(about.lengths), info.freshText, info.defaultText);
     PrintKeys(info, language);
     if (const auto notes = NotesOf(kestrel::WordOf(about)); !notes.empty()) Tell("\n{}", notes);
 }

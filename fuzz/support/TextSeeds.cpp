@@ -32,7 +32,7 @@ bool WriteSeeds(const std::filesystem::path& folder) {
     for (std::size_t i = 0; i < filters.size(); ++i) {
         const Description& filter = *filters[i]->description;
         const TellingSetting* setting = FindTellingSetting(filter.progId);
-        const std::string texts[] = {filters[i]->parameters().standard, setting ? std::string(setting->text) : ""};
+        const std::string texts[] = {filters[i]->parameters().defaultText, setting ? std::string(setting->text) : ""};
         for (const std::string& text : texts) {
             const bool telling = &text != texts;
             std::ofstream file(folder / (WordOf(filter) + (telling ? "-telling" : "-default")), std::ios::binary);

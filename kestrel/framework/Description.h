@@ -3,6 +3,22 @@
 
 namespace kestrel {
 
+/// Do lengths in a filter's parameters, and how far it looks around a pixel, follow the render scale? Where they stay,
+/// a reduced preview does not look like the full picture.
+enum class Lengths {
+    None,              ///< there are none, or they are shares of the picture
+    Follow,            ///< they are those of the full-size picture
+    FollowAtVersion2,  ///< they are, in texts of version 2
+    Stay,              ///< they are those of the picture that is rendered
+};
+
+/// "none", "follow the render scale".
+constexpr const char* NameOf(Lengths lengths) {
+    constexpr const char* names[] = {"none", "follow the render scale", "follow the render scale in texts of version 2",
+                                     "stay at every render scale"};
+    return names[static_cast<int>(lengths)];
+}
+
 /// What a class of filters is called and where it stands.
 struct Description {
     const char* progId = "";  ///< "TMFilter.Sepia.1"
@@ -17,6 +33,7 @@ struct Description {
     /// Every request asks upstream exactly once, with the arguments as they stand, before it touches the caller's rows,
     /// and the output has the input's size. Hosts may then hand such a line the rows of the picture itself.
     bool inPlace = false;
+    Lengths lengths = Lengths::None;
 };
 
 }  // namespace kestrel

@@ -7,9 +7,9 @@
 #include "kestrel/framework/DialogFactory.h"
 #include "kestrel/framework/FilterInfo.h"
 #include "kestrel/framework/ObjectFactory.h"
-#include "kestrel/framework/ParameterText.h"
 #include "kestrel/kernels/Convolve3x3.h"
 #include "kestrel/kernels/Hsl.h"
+#include "kestrel/parameters/ParameterText.h"
 
 namespace kestrel {
 namespace {

@@ -2,13 +2,14 @@
 #include <string>
 #include <string_view>
 
-#include "kestrel/framework/ParameterTable.h"
 #include "kestrel/framework/PdibFilter.h"
+#include "kestrel/parameters/ParameterTable.h"
+#include "kestrel/parameters/ParameterText.h"
 
 namespace kestrel {
 
 /// A filter whose parameters are one record, held twice: pending, which texts write, and active, which pixels are made
-/// with. `Record` has neutral defaults and `operator==`; `kTable` is its `ParameterTable`, `kAbout` its `Description`.
+/// with. `Record` has neutral defaults; `kTable` is its `ParameterTable`, `kAbout` its `Description`.
 ///
 /// The active record starts unlike the pending one in every field, so that the first `Update` is a change.
 template <class Record, const auto& kTable, const auto& kAbout>
@@ -20,7 +21,7 @@ public:
 
     TwinFilter() : TwinFilter(table::Unlike(kTable)) {}
 
-    bool HasChanged() override { return !(pending_ == active_); }
+    bool HasChanged() override { return !Same(pending_, active_); }
     HRESULT CommitChanges() override {
         active_ = pending_;
         RebuildTables();
@@ -32,10 +33,10 @@ public:
         return S_OK;
     }
     HRESULT GetParameterTextForSave(char* buffer, int size) final {
-        return WriteText(PendingText(), buffer, size, kTable.leastBuffer);
+        return WriteText(Written(pending_), buffer, size, kTable.minimumBuffer);
     }
     HRESULT GetParameterText(char* buffer, int size) final {
-        return WriteText(ActiveText(), buffer, size, kTable.leastBuffer);
+        return WriteText(Written(Shown()), buffer, size, kTable.minimumBuffer);
     }
 
 protected:
@@ -47,11 +48,15 @@ protected:
     const Record& Active() const { return active_; }
     Record& Active() { return active_; }
 
+    /// Do two records agree in all that pixels depend on?
+    static bool Same(const Record& a, const Record& b) { return table::Same(kTable, a, b); }
+
     /// Reads a text into the pending record.
     virtual void ReadText(std::string_view text) { table::ReadAll(text, kTable, pending_); }
-    /// The pending and the active record as texts.
-    virtual std::string PendingText() const { return table::Write(kTable, kTable.written, pending_); }
-    virtual std::string ActiveText() const { return table::Write(kTable, kTable.written, active_); }
+    /// A record as a text.
+    virtual std::string Written(const Record& record) const { return table::Written(kTable, record); }
+    /// The record that the text of the active parameters tells.
+    virtual Record Shown() const { return active_; }
 
 private:
     Record pending_{};

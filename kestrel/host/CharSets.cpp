@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "kestrel/foundation/CodePage.h"
-#include "kestrel/framework/TextEscapes.h"
 #include "kestrel/framework/TextRenderRequest.h"
+#include "kestrel/parameters/TextEscapes.h"
 
 namespace kestrel {
 namespace {

@@ -5,7 +5,7 @@
 #include "kestrel/foundation/Export.h"
 #include "kestrel/foundation/Ref.h"
 #include "kestrel/framework/Description.h"
-#include "kestrel/framework/ParameterTable.h"
+#include "kestrel/parameters/ParameterInfo.h"
 
 namespace kestrel {
 

@@ -433,15 +433,16 @@ TEST_F(KestrelTest, TellsWhatAFilterDidNotTakeUp) {
         const char* told;  ///< null: nothing
     } cases[] = {
         {"Sepia:Sepia=80", nullptr},
-        {"Sepia: Sepia = 80", "\"Sepia = 80\" is not taken up as it stands; Sepia is 000"},
+        {"Sepia: Sepia = 80", "\"Sepia = 80\" is not taken up as it stands; "},
         {"Sepia:Sepa=80", "\"Sepa=80\" is not taken up; did you mean Sepia?"},
-        {"Sepia:Sepia=abc", "\"Sepia=abc\" is not taken up as it stands; Sepia is 000"},
-        {"Sepia:Sepia=80%", "\"Sepia=80%\" is not taken up as it stands; Sepia is 080"},
+        {"Sepia:Sepia=abc", "\"Sepia=abc\" is not taken up as it stands; "},
+        {"Sepia:Sepia=80%", "\"Sepia=80%\" is not taken up as it stands; "},
         {"Sepia:Sepia=99999999999", "Sepia=99999999999"},
-        {"Sepia:Sepia=1,Sepia=2", "\"Sepia=2\" is not taken up as it stands; Sepia is 001"},
+        {"Sepia:Sepia=1,Sepia=2", "\"Sepia=2\" is not taken up; an earlier"},
         {"Exposure:Red=010,Gren=020,Blue=-5", "\"Gren=020\" is not taken up; did you mean Green?"},
         {"RGBColor:RedG=30", "\"RedG=30\" is not taken up; did you mean Red?"},
-        {"Sepia:XSepia=7", nullptr},  // readers look for their key anywhere
+        {"GradCurves:Linear=1", "add FilterOn=1"},
+        {"GradCurves:Linear=1,FilterOn=0", nullptr},
         {"Rotate:Angle=12.3456", nullptr},
         {"Rotate:Angle=+12", nullptr},
         {"Text:txt=a=b & c", nullptr},
@@ -455,6 +456,12 @@ TEST_F(KestrelTest, TellsWhatAFilterDidNotTakeUp) {
         EXPECT_EQ(Run(std::string("apply in.png out.png --strict -f '") + row.filter + "'").code, row.told ? 2 : 0);
         EXPECT_EQ(fs::exists(Path("out.png")), !row.told) << row.filter;
     }
+    // What is taken up but unusual is told and not refused. Readers look for their key anywhere.
+    for (const auto& [text, words] : {std::pair{"Sepia=101", "outside of 0 to 100"}, {"XSepia=7", "read as Sepia"}}) {
+        const Outcome told = Run(std::string("apply in.png out.png --strict -f Sepia:") + text);
+        EXPECT_EQ(told.code, 0);
+        EXPECT_NE(told.err.find(words), std::string::npos) << told.err;
+    }
     WriteText("chain.txt", "# mistyped\nTMFilter.Invert.1\tInversity=5\nTMFilter.Sepia.1\tSepa=080\n");
     EXPECT_NE(Run("apply in.png out.png --chain chain.txt").err.find("chain.txt: line 3: \"Sepa=080\""),
               std::string::npos);
@@ -464,7 +471,7 @@ TEST_F(KestrelTest, TellsWhatAFilterDidNotTakeUp) {
     for (const TellingSetting& setting : kTellingSettings)
         offered += fmt::format("TMFilter.{}.1\t{}\n", setting.filter, setting.text);
     for (const ClassRow* row : ListFilters())
-        offered += fmt::format("{}\t{}\n", row->description->progId, row->parameters().standard);
+        offered += fmt::format("{}\t{}\n", row->description->progId, row->parameters().defaultText);
     WriteText("offered.txt", offered);
     EXPECT_EQ(Run("color 808080 --strict --chain offered.txt").err, "");
 }

@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-#include "kestrel/framework/ParameterTable.h"
+#include "kestrel/parameters/ParameterTable.h"
 #include "kestrel/server/ClassTable.h"
 #include "tests/support/Line.h"
 #include "tests/support/Reference.h"
@@ -35,9 +35,9 @@ int Below(Random& random, int bound) { return static_cast<int>(random() % static
 std::string TextInRange(const ClassRow& row, Random& random) {
     std::string text;
     for (const KeyInfo& key : row.parameters().keys) {
-        if (key.kind == "text" || !key.ranged) continue;
-        const int span = static_cast<int>(std::min(key.greatest - key.least, 1000.0));
-        const double value = key.least + Below(random, span + 1);
+        if (key.role != Role::Setting || key.kind == Kind::Text || !key.ranged) continue;
+        const int span = static_cast<int>(std::min(key.maximum - key.minimum, 1000.0));
+        const double value = key.minimum + Below(random, span + 1);
         text += (text.empty() ? "" : ",") + key.key + "=" + std::to_string(static_cast<std::int64_t>(value));
     }
     return text;
@@ -80,7 +80,7 @@ std::vector<Setting> Settings(unsigned seed) {
         if (!row.IsFilter()) continue;
         const char* const progId = row.description->progId;
         settings.push_back({&row, {progId, ""}});
-        settings.push_back({&row, {progId, row.parameters().standard}});
+        settings.push_back({&row, {progId, row.parameters().defaultText}});
         if (const TellingSetting* telling = FindTellingSetting(progId))
             settings.push_back({&row, {progId, std::string(telling->text)}});
         for (int i = 0; i < 4; ++i) settings.push_back({&row, {progId, TextInRange(row, random)}});
@@ -368,7 +368,7 @@ TEST(Catalogue, WritersNeverRunPastTheirBuffer) {
         line.Update();
         const auto text = Ref<IFilterParameters>::Query(&line.Filter(0));
         const std::string whole = line.PendingText(0);
-        const int least = setting.row->parameters().leastBuffer;
+        const int least = setting.row->parameters().minimumBuffer;
         for (const int size :
              {-1, 0, 1, least - 1, least, static_cast<int>(whole.size()), static_cast<int>(whole.size()) + 1}) {
             std::string buffer(whole.size() + static_cast<std::size_t>(std::max(least, 0)) + 8, '#');
@@ -413,7 +413,7 @@ TEST(Catalogue, HostileTextsBreakNothing) {
 TEST(Catalogue, LongTextsAreRead) {
     for (const ClassRow& row : ClassTable()) {
         if (!row.IsFilter()) continue;
-        const std::string standard = row.parameters().standard;
+        const std::string standard = row.parameters().defaultText;
         Line plain(Picture(2, 2)), padded(Picture(2, 2));
         plain.Add(row.description->progId, standard.c_str());
         padded.Add(row.description->progId, (standard + ",," + std::string(1 << 20, '\xE4')).c_str());

@@ -3,8 +3,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "kestrel/framework/ParameterText.h"
 #include "kestrel/framework/PdibFilter.h"
+#include "kestrel/parameters/ParameterText.h"
 
 namespace kestrel::test {
 

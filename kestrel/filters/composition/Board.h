@@ -21,16 +21,11 @@ struct BoardParameters {
     std::int32_t poscorhori = 0;  ///< shifts the picture on the board, pixels
     std::int32_t poscorverti = 0;
     std::int32_t transparency = 0;  ///< of the board, percent
-    bool operator==(const BoardParameters&) const = default;
 
     kernels::Bgr Colour() const { return {blue, green, red}; }
 };
 
-/// What filters with these parameters write.
-inline constexpr const char* kBoardWritten =
-    "BordersizeOn=%.1d, Borderhori=%.3d, Borderverti=%.3d, TotalHori=%.4d, TotalVerti=%.4d, Radius=%.3d, "
-    "Blue=%.3d , Green=%.3d, Red=%.3d, Poscorhori=%.3d, Poscorverti=%.3d, Transparency=%.3d";
-inline constexpr int kBoardLeastBuffer = 221;
+inline constexpr int kBoardMinimumBuffer = 221;
 
 /// `value` rounded to the nearest integer, halves away from 0.
 constexpr std::int32_t RoundBySign(double value) { return TruncateToInt(value < 0 ? value - 0.5 : value + 0.5); }

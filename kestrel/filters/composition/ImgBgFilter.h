@@ -9,19 +9,21 @@ struct ImgBgParameters {
     std::uint8_t green = 180;
     std::uint8_t blue = 180;
     std::int32_t transparency = 0;  ///< of the background, percent
-    bool operator==(const ImgBgParameters&) const = default;
 
     kernels::Bgr Colour() const { return {blue, green, red}; }
 };
 
 inline constexpr ParameterTable<ImgBgParameters, 4> kImgBgText{
-    .keys = {{{"Red", &ImgBgParameters::red, {0, 255}, "IDS_IMGBG_COLOR"},
-              {"Green", &ImgBgParameters::green, {0, 255}, "IDS_IMGBG_COLOR"},
-              {"Blue", &ImgBgParameters::blue, {0, 255}, "IDS_IMGBG_COLOR"},
-              {"Transparency", &ImgBgParameters::transparency, {0, 100}, "IDS_IMGBG_TRANS"}}},
-    .written = "Blue=%.3d , Green=%.3d, Red=%.3d, Transparency=%.3d",
-    .leastBuffer = 221,
-    .standard = "Red=180,Green=180,Blue=180,Transparency=000"};
+    .keys = {ColorPart(Channel::Blue, "Blue", &ImgBgParameters::blue, "IDS_IMGBG_COLOR", "colour of the background")
+                 .ResetAt(2),
+             ColorPart(Channel::Green, "Green", &ImgBgParameters::green, "IDS_IMGBG_COLOR", "colour of the background")
+                 .After(" , ")
+                 .ResetAt(1),
+             ColorPart(Channel::Red, "Red", &ImgBgParameters::red, "IDS_IMGBG_COLOR", "colour of the background"),
+             Percent("Transparency", &ImgBgParameters::transparency, "IDS_IMGBG_TRANS",
+                     "transparency of the background")
+                 .ResetAt(3)},
+    .minimumBuffer = 221};
 
 inline constexpr Description kImgBg{.progId = "TMFilter.ImgBg.1",
                                     .clsid = MakeGuid("{445FCA29-864C-48BF-90D2-C72E6C0D8014}"),

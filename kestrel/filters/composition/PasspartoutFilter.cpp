@@ -62,7 +62,7 @@ BoardParameters CPasspartoutFilter::Scaled() const {
 bool CPasspartoutFilter::HasChanged() {
     BoardParameters board = Scaled();
     ClipParameters(board, m_RenderScale, [](const std::string&) {});
-    return !(board == Active());
+    return !Same(board, Active());
 }
 
 HRESULT CPasspartoutFilter::CommitChanges() {
@@ -92,10 +92,10 @@ void CPasspartoutFilter::RecalcGeometry() {
     m_nOffsetY = y.offset;
 }
 
-std::string CPasspartoutFilter::ActiveText() const {
+BoardParameters CPasspartoutFilter::Shown() const {
     BoardParameters board = Active();
     for (const auto length : kLengths) board.*length = TruncateToInt(board.*length / m_RenderScale);
-    return table::Write(kPasspartoutText, kPasspartoutText.written, board);
+    return board;
 }
 
 // Pixels

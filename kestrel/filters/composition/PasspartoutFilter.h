@@ -5,23 +5,37 @@
 namespace kestrel {
 
 inline constexpr ParameterTable<BoardParameters, 12> kPasspartoutText{
-    .keys = {{{"BordersizeOn", &BoardParameters::bordersizeOn, {0, 1}, "IDS_PASS_BORDERSIZE"},
-              {"Borderhori", &BoardParameters::borderHori, {-50, 1000}, "IDS_PASS_BORDERHORI"},
-              {"Borderverti", &BoardParameters::borderVerti, {-50, 1000}, "IDS_PASS_BORDERVERTI"},
-              {"TotalHori", &BoardParameters::totalHori, {1, 10000}, "IDS_PASS_OBJECTSIZE"},
-              {"TotalVerti", &BoardParameters::totalVerti, {1, 10000}, "IDS_PASS_OBJECTSIZE"},
-              {"Radius", &BoardParameters::radius, {0, 10000}, "IDS_PASS_RADIUS"},
-              {"Red", &BoardParameters::red, {0, 255}, "IDS_PASS_COLOR"},
-              {"Green", &BoardParameters::green, {0, 255}, "IDS_PASS_COLOR"},
-              {"Blue", &BoardParameters::blue, {0, 255}, "IDS_PASS_COLOR"},
-              {"Poscorhori", &BoardParameters::poscorhori, {-10000, 10000}, "IDS_PASS_POS"},
-              {"Poscorverti", &BoardParameters::poscorverti, {-10000, 10000}, "IDS_PASS_POS"},
-              {"Transparency", &BoardParameters::transparency, {0, 100}, "IDS_PASS_TRANS"}}},
-    .written = kBoardWritten,
-    .leastBuffer = kBoardLeastBuffer,
-    .standard =
-        "BordersizeOn=1,Borderhori=001,Borderverti=001,TotalHori=150,TotalVerti=150,Radius=005,Red=000,"
-        "Green=000,Blue=105,Transparency=000,Poscorhori=000,Poscorverti=000"};
+    .keys =
+        {Flag("BordersizeOn", &BoardParameters::bordersizeOn, "IDS_PASS_BORDERSIZE",
+              "the borders count, not the total size"),
+         Number("Borderhori", &BoardParameters::borderHori, {-50, 1000}, "IDS_PASS_BORDERHORI", "left and right border",
+                Unit::Pixels),
+         Number("Borderverti", &BoardParameters::borderVerti, {-50, 1000}, "IDS_PASS_BORDERVERTI",
+                "bottom and top border", Unit::Pixels),
+         Number("TotalHori", &BoardParameters::totalHori, {1, 10000}, "IDS_PASS_OBJECTSIZE", "width of the board",
+                Unit::Pixels)
+             .Digits(4)
+             .ResetAt(0, 3),
+         Number("TotalVerti", &BoardParameters::totalVerti, {1, 10000}, "IDS_PASS_OBJECTSIZE", "height of the board",
+                Unit::Pixels)
+             .Digits(4)
+             .ResetAt(0, 3),
+         Number("Radius", &BoardParameters::radius, {0, 10000}, "IDS_PASS_RADIUS", "radius of the corners",
+                Unit::Pixels),
+         ColorPart(Channel::Blue, "Blue", &BoardParameters::blue, "IDS_PASS_COLOR", "colour of the board").ResetAt(3),
+         ColorPart(Channel::Green, "Green", &BoardParameters::green, "IDS_PASS_COLOR", "colour of the board")
+             .After(" , ")
+             .ResetAt(2),
+         ColorPart(Channel::Red, "Red", &BoardParameters::red, "IDS_PASS_COLOR", "colour of the board").ResetAt(1),
+         Number("Poscorhori", &BoardParameters::poscorhori, {-10000, 10000}, "IDS_PASS_POS",
+                "how far the picture moves to the right", Unit::Pixels)
+             .ResetAt(5),
+         Number("Poscorverti", &BoardParameters::poscorverti, {-10000, 10000}, "IDS_PASS_POS",
+                "how far the picture moves up", Unit::Pixels)
+             .ResetAt(5),
+         Percent("Transparency", &BoardParameters::transparency, "IDS_PASS_TRANS", "transparency of the board")
+             .ResetAt(4)},
+    .minimumBuffer = kBoardMinimumBuffer};
 
 inline constexpr Description kPasspartout{
     .progId = "TMFilter.Passpartout.1",
@@ -31,7 +45,8 @@ inline constexpr Description kPasspartout{
     .name = "Scalable Backdrop",
     .icon = "icons_passpartout",
     .help = "HLP_PASSPARTOUT",
-    .summary = "Puts the picture on a coloured board with a border or a total size of its own, with rounded corners."};
+    .summary = "Puts the picture on a coloured board with a border or a total size of its own, with rounded corners.",
+    .lengths = Lengths::Follow};
 
 /// Puts the picture on a coloured board, which may be larger than the picture or lie over its edges. All active lengths
 /// are those of the scale that is rendered.
@@ -44,7 +59,7 @@ public:
 
 protected:
     HRESULT TransformWindow(const Window& window) override;
-    std::string ActiveText() const override;
+    BoardParameters Shown() const override;
 
 private:
     /// Columns and rows of a part of the board, both sides included; empty when a far side is below its near side.

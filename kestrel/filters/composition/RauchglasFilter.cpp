@@ -47,16 +47,17 @@ RauchglasParameters StartingParameters() {
 
 CRauchglasFilter::CRauchglasFilter() : TwinFilter(StartingParameters()) {}
 
-std::string CRauchglasFilter::WithSourceSize(std::string text) const {
-    text += ", SrcWidth=";
-    AppendDecimal(text, std::max(m_InActive.Width, m_InActive.FullWidth), 4);
-    text += ", SrcHeight=";
-    AppendDecimal(text, std::max(m_InActive.Height, m_InActive.FullHeight), 4);
+std::string CRauchglasFilter::Written(const RauchglasParameters& record) const {
+    std::string text = TwinFilter::Written(record);
+    const auto tell = [&](const auto& row, int size) {
+        std::string digits;
+        AppendDecimal(digits, size, 4);
+        table::AppendPiece(text, kRauchglasText.separator, table::KeyOf(row), digits);
+    };
+    tell(kSrcWidthKey, std::max(m_InActive.Width, m_InActive.FullWidth));
+    tell(kSrcHeightKey, std::max(m_InActive.Height, m_InActive.FullHeight));
     return text;
 }
-
-std::string CRauchglasFilter::PendingText() const { return WithSourceSize(TwinFilter::PendingText()); }
-std::string CRauchglasFilter::ActiveText() const { return WithSourceSize(TwinFilter::ActiveText()); }
 
 HRESULT CRauchglasFilter::TransformWindow(const Window& window) {
     return InPlacePasses(window, [&] { return LayPane(window); });

@@ -11,27 +11,45 @@ struct RauchglasParameters : BoardParameters {
         borderHori = borderVerti = 75;
         red = green = blue = 180;
     }
-    bool operator==(const RauchglasParameters&) const = default;
 };
 
-inline constexpr ParameterTable<RauchglasParameters, 12> kRauchglasText{
-    .keys = {{{"BordersizeOn", &RauchglasParameters::bordersizeOn, {0, 1}},
-              {"Borderhori", &RauchglasParameters::borderHori, {0, 100}, "IDS_SMOKY_BORDERHORI"},
-              {"Borderverti", &RauchglasParameters::borderVerti, {0, 100}, "IDS_SMOKY_BORDERVERTI"},
-              {"TotalHori", &RauchglasParameters::totalHori},
-              {"TotalVerti", &RauchglasParameters::totalVerti},
-              {"Radius", &RauchglasParameters::radius, {0, 100}, "IDS_SMOKY_RADIUS"},
-              {"Red", &RauchglasParameters::red, {0, 255}, "IDS_SMOKY_COLOR"},
-              {"Green", &RauchglasParameters::green, {0, 255}, "IDS_SMOKY_COLOR"},
-              {"Blue", &RauchglasParameters::blue, {0, 255}, "IDS_SMOKY_COLOR"},
-              {"Poscorhori", &RauchglasParameters::poscorhori, {-100, 100}, "IDS_SMOKY_POS"},
-              {"Poscorverti", &RauchglasParameters::poscorverti, {-100, 100}, "IDS_SMOKY_POS"},
-              {"Transparency", &RauchglasParameters::transparency, {0, 100}, "IDS_SMOKY_TRANS"}}},
-    .written = kBoardWritten,
-    .leastBuffer = kBoardLeastBuffer,
-    .standard =
-        "BordersizeOn=1,Borderhori=75,Borderverti=75,TotalHori=150,TotalVerti=150,Radius=5,Red=180,Green=180,"
-        "Blue=180,Transparency=000,Poscorhori=000,Poscorverti=000"};
+inline constexpr Parameter<RauchglasParameters> kSrcWidthKey{
+    .key = "SrcWidth", .meaning = "width of the input", .role = Role::Told};
+inline constexpr Parameter<RauchglasParameters> kSrcHeightKey{
+    .key = "SrcHeight", .meaning = "height of the input", .role = Role::Told};
+
+inline constexpr ParameterTable<RauchglasParameters, 14> kRauchglasText{
+    .keys = {Flag<RauchglasParameters>("BordersizeOn", &BoardParameters::bordersizeOn, "", "not used"),
+             Number<RauchglasParameters>("Borderhori", &BoardParameters::borderHori, {0, 100}, "IDS_SMOKY_BORDERHORI",
+                                         "width of the pane", Unit::Percent),
+             Number<RauchglasParameters>("Borderverti", &BoardParameters::borderVerti, {0, 100},
+                                         "IDS_SMOKY_BORDERVERTI", "height of the pane", Unit::Percent),
+             Number<RauchglasParameters>("TotalHori", &BoardParameters::totalHori, {}, "", "not used").Digits(4),
+             Number<RauchglasParameters>("TotalVerti", &BoardParameters::totalVerti, {}, "", "not used").Digits(4),
+             Number<RauchglasParameters>("Radius", &BoardParameters::radius, {0, 100}, "IDS_SMOKY_RADIUS",
+                                         "strength of the blur"),
+             ColorPart<RauchglasParameters>(Channel::Blue, "Blue", &BoardParameters::blue, "IDS_SMOKY_COLOR",
+                                            "colour of the pane")
+                 .ResetAt(3),
+             ColorPart<RauchglasParameters>(Channel::Green, "Green", &BoardParameters::green, "IDS_SMOKY_COLOR",
+                                            "colour of the pane")
+                 .After(" , ")
+                 .ResetAt(2),
+             ColorPart<RauchglasParameters>(Channel::Red, "Red", &BoardParameters::red, "IDS_SMOKY_COLOR",
+                                            "colour of the pane")
+                 .ResetAt(1),
+             Number<RauchglasParameters>("Poscorhori", &BoardParameters::poscorhori, {-100, 100}, "IDS_SMOKY_POS",
+                                         "place of the pane, from left to right", Unit::Percent)
+                 .ResetAt(5, 3),
+             Number<RauchglasParameters>("Poscorverti", &BoardParameters::poscorverti, {-100, 100}, "IDS_SMOKY_POS",
+                                         "place of the pane, from bottom to top", Unit::Percent)
+                 .ResetAt(5, 3),
+             Percent<RauchglasParameters>("Transparency", &BoardParameters::transparency, "IDS_SMOKY_TRANS",
+                                          "transparency of the pane")
+                 .ResetAt(4, 3),
+             kSrcWidthKey, kSrcHeightKey},
+    .minimumBuffer = kBoardMinimumBuffer,
+    .resetDigits = 1};
 
 inline constexpr Description kRauchglas{
     .progId = "TMFilter.Rauchglas.1",
@@ -41,7 +59,8 @@ inline constexpr Description kRauchglas{
     .name = "Smoked Glass",
     .icon = "icons_smokedglass",
     .help = "HLP_SMOKEDGLASS",
-    .summary = "Lays a pane over the picture: the part under it is blurred and tinted."};
+    .summary = "Lays a pane over the picture: the part under it is blurred and tinted.",
+    .lengths = Lengths::Follow};
 
 /// Lays a pane of smoked glass over the picture. The pane is laid out in the window that is asked for, so a host asks
 /// for the whole picture at once.
@@ -51,11 +70,10 @@ public:
 
 protected:
     HRESULT TransformWindow(const Window& window) override;
-    std::string PendingText() const override;
-    std::string ActiveText() const override;
+    /// The record and the size of the input.
+    std::string Written(const RauchglasParameters& record) const override;
 
 private:
-    std::string WithSourceSize(std::string text) const;
     /// Blurs and tints the part of a request that the pane covers.
     HRESULT LayPane(const Window& window);
     HRESULT BlurPane(const Window& pane);

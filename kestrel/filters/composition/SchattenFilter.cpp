@@ -46,11 +46,8 @@ CSchattenFilter::CSchattenFilter()
 
 void CSchattenFilter::ReadText(std::string_view text) {
     TwinFilter::ReadText(text);
-    // Old texts switched the two effects on and off.
-    std::int32_t on = 1;
-    bool changed = false;
-    if (ReadIntParameter(text, "LightOn", &on, &changed) && on == 0) Pending().lightIntensity = 0;
-    if (ReadIntParameter(text, "ShadowOn", &on, &changed)) Pending().shadowDensity = on != 0 ? 100 : 0;
+    if (ReadIntAfterKey(text, kLightOnKey.key) == 0) Pending().lightIntensity = 0;
+    if (const auto on = ReadIntAfterKey(text, kShadowOnKey.key)) Pending().shadowDensity = *on != 0 ? 100 : 0;
 }
 
 /// The pending parameters at the scale that is rendered, lengths held to what a shadow may have.
@@ -65,7 +62,7 @@ SchattenParameters CSchattenFilter::Scaled() const {
     return shadow;
 }
 
-bool CSchattenFilter::HasChanged() { return !(Scaled() == Active()); }
+bool CSchattenFilter::HasChanged() { return !Same(Scaled(), Active()); }
 
 HRESULT CSchattenFilter::CommitChanges() {
     Active() = Scaled();

@@ -15,27 +15,38 @@ struct SchattenParameters {
     std::uint8_t shadowRed = 0;
     std::uint8_t shadowGreen = 0;
     std::uint8_t shadowBlue = 0;
-    bool operator==(const SchattenParameters&) const = default;
 };
 
-inline constexpr ParameterTable<SchattenParameters, 10> kSchattenText{
-    .keys = {{{"LightDirection", &SchattenParameters::lightDirection, {0, 3600}, "IDS_SCHATTEN_RICHTUNG"},
-              {"InnerOn", &SchattenParameters::innerOn, {0, 1}, "IDS_SCHATTEN_INNEN"},
-              {"LightIntensity", &SchattenParameters::lightIntensity, {0, 100}, "IDS_SCHATTEN_INTENSITAET"},
-              {"ShadowDensity", &SchattenParameters::shadowDensity, {0, 100}, "IDS_SCHATTEN_DICHTE"},
-              {"ShadowBlur", &SchattenParameters::shadowBlur, {0, 100}, "IDS_SCHATTEN_WEICH"},
-              {"Size", &SchattenParameters::size, {0, 255}, "IDS_SCHATTEN_GROESSE"},
-              {"ShadowDistance", &SchattenParameters::shadowDistance, {0, 255}, "IDS_SCHATTEN_ABSTAND"},
-              {"ShadowRed", &SchattenParameters::shadowRed, {0, 255}, "IDS_SCHATTEN_FARBE"},
-              {"ShadowGreen", &SchattenParameters::shadowGreen, {0, 255}, "IDS_SCHATTEN_FARBE"},
-              {"ShadowBlue", &SchattenParameters::shadowBlue, {0, 255}, "IDS_SCHATTEN_FARBE"}}},
-    .written =
-        "LightDirection=%.4d, InnerOn=%.1d, LightIntensity=%.3d, ShadowDensity=%.3d, ShadowBlur=%.3d, "
-        "Size=%.3d, ShadowDistance=%.3d, ShadowRed=%.3d, ShadowGreen=%.3d, ShadowBlue=%.3d",
-    .leastBuffer = 201,
-    .standard =
-        "LightDirection=1350,LightIntensity=0,InnerOn=0,ShadowDensity=0,ShadowBlur=20,Size=0,ShadowDistance=3,"
-        "ShadowRed=0,ShadowGreen=0,ShadowBlue=0"};
+/// Older texts switch the two effects on and off.
+inline constexpr auto kLightOnKey = OldKey<SchattenParameters>("LightOn", "0 takes the relief away");
+inline constexpr auto kShadowOnKey = OldKey<SchattenParameters>("ShadowOn", "the shadow is full, or none");
+
+inline constexpr ParameterTable<SchattenParameters, 12> kSchattenText{
+    .keys = {Number("LightDirection", &SchattenParameters::lightDirection, {0, 3600}, "IDS_SCHATTEN_RICHTUNG",
+                    "where the light comes from", Unit::TenthsOfDegree)
+                 .Digits(4)
+                 .ResetAt(-1),
+             Flag("InnerOn", &SchattenParameters::innerOn, "IDS_SCHATTEN_INNEN", "the shadow falls into the picture"),
+             Percent("LightIntensity", &SchattenParameters::lightIntensity, "IDS_SCHATTEN_INTENSITAET",
+                     "strength of the relief")
+                 .ResetAt(-1),
+             Percent("ShadowDensity", &SchattenParameters::shadowDensity, "IDS_SCHATTEN_DICHTE",
+                     "strength of the shadow"),
+             Number("ShadowBlur", &SchattenParameters::shadowBlur, {0, 100}, "IDS_SCHATTEN_WEICH",
+                    "blur of the shadow, fifths of a round"),
+             Number("Size", &SchattenParameters::size, {0, 255}, "IDS_SCHATTEN_GROESSE", "growth of the shadow",
+                    Unit::Pixels),
+             Number("ShadowDistance", &SchattenParameters::shadowDistance, {0, 255}, "IDS_SCHATTEN_ABSTAND",
+                    "distance of the shadow", Unit::Pixels),
+             ColorPart(Channel::Red, "ShadowRed", &SchattenParameters::shadowRed, "IDS_SCHATTEN_FARBE",
+                       "colour of the shadow"),
+             ColorPart(Channel::Green, "ShadowGreen", &SchattenParameters::shadowGreen, "IDS_SCHATTEN_FARBE",
+                       "colour of the shadow"),
+             ColorPart(Channel::Blue, "ShadowBlue", &SchattenParameters::shadowBlue, "IDS_SCHATTEN_FARBE",
+                       "colour of the shadow"),
+             kLightOnKey, kShadowOnKey},
+    .minimumBuffer = 201,
+    .resetDigits = 1};
 
 inline constexpr Description kSchatten{
     .progId = "TMFilter.Shadow.1",
@@ -46,7 +57,8 @@ inline constexpr Description kSchatten{
     .name = "Buttonize & Shadow",
     .icon = "icons_light_fx",
     .help = "HLP_SCHATTEN",
-    .summary = "Raises the picture's edges by a light and gives its shape a shadow, behind it or into it."};
+    .summary = "Raises the picture's edges by a light and gives its shape a shadow, behind it or into it.",
+    .lengths = Lengths::Follow};
 
 /// Where a light of this direction (tenths of a degree) pushes the shadow: −2..2 columns and rows for two pixels of
 /// distance.

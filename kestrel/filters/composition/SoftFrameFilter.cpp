@@ -61,20 +61,14 @@ CSoftFrameFilter::CSoftFrameFilter()
     : TwinFilter(
           {.frameWidth = -1, .softCorner = false, .top = false, .bottom = false, .right = false, .left = false}) {}
 
-SoftFrameParameters CSoftFrameFilter::ActiveWithVersion() const {
+SoftFrameParameters CSoftFrameFilter::Shown() const {
     SoftFrameParameters parameters = Active();
     parameters.version = Pending().version;
     return parameters;
 }
 
-bool CSoftFrameFilter::HasChanged() { return !(Pending() == ActiveWithVersion()); }
-
-std::string CSoftFrameFilter::ActiveText() const {
-    return table::Write(kSoftFrameText, kSoftFrameText.written, ActiveWithVersion());
-}
-
 HRESULT CSoftFrameFilter::TransformWindow(const Window& window) {
-    const EdgeFade fade(ActiveWithVersion(), m_InActive);
+    const EdgeFade fade(Shown(), m_InActive);
     return InPlace(
         window, [&](int y, std::span<std::uint8_t>, std::span<std::uint8_t> mask) { fade.Row(y, window.srcX, mask); });
 }

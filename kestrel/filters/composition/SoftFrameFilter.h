@@ -12,21 +12,25 @@ struct SoftFrameParameters {
     bool left = true;
     bool calcPix = true;       ///< `frameWidth` is in pixels
     std::int32_t version = 0;  ///< texts of version 0 count in pixels, whatever `calcPix` says
-    bool operator==(const SoftFrameParameters&) const = default;
 };
 
 inline constexpr ParameterTable<SoftFrameParameters, 8> kSoftFrameText{
-    .keys = {{{"FrameWidth", &SoftFrameParameters::frameWidth, {0, 100}, "IDS_SOFTFRAME_NAME"},
-              {"SoftCorner", &SoftFrameParameters::softCorner, {0, 1}, "IDS_SOFTFRAME_SOFTCORNER"},
-              {"Oben", &SoftFrameParameters::top, {0, 1}, "IDS_SOFTFRAME_CHOOSEEDGES"},
-              {"Unten", &SoftFrameParameters::bottom, {0, 1}, "IDS_SOFTFRAME_CHOOSEEDGES"},
-              {"Rechts", &SoftFrameParameters::right, {0, 1}, "IDS_SOFTFRAME_CHOOSEEDGES"},
-              {"Links", &SoftFrameParameters::left, {0, 1}, "IDS_SOFTFRAME_CHOOSEEDGES"},
-              {"CalcPix", &SoftFrameParameters::calcPix, {0, 1}, "IDS_SOFTFRAME_PIXEL"},
-              {"Ver", &SoftFrameParameters::version}}},
-    .written = "FrameWidth=%.3d, SoftCorner=%.1d, Oben=%.1d, Unten=%.1d, Rechts=%.1d, Links=%.1d, CalcPix=%d, Ver=%d",
-    .leastBuffer = 151,
-    .standard = "SoftCorner=1,FrameWidth=0,Links=1,Oben=1,Rechts=1,Unten=1"};
+    .keys =
+        {Number("FrameWidth", &SoftFrameParameters::frameWidth, {0, 100}, "IDS_SOFTFRAME_NAME",
+                "width of the fade, pixels or percent of half the longer side")
+             .ResetAt(1),
+         Flag("SoftCorner", &SoftFrameParameters::softCorner, "IDS_SOFTFRAME_SOFTCORNER", "rounded corners"),
+         Flag("Oben", &SoftFrameParameters::top, "IDS_SOFTFRAME_CHOOSEEDGES", "the top edge fades").ResetAt(3),
+         Flag("Unten", &SoftFrameParameters::bottom, "IDS_SOFTFRAME_CHOOSEEDGES", "the bottom edge fades").ResetAt(5),
+         Flag("Rechts", &SoftFrameParameters::right, "IDS_SOFTFRAME_CHOOSEEDGES", "the right edge fades").ResetAt(4),
+         Flag("Links", &SoftFrameParameters::left, "IDS_SOFTFRAME_CHOOSEEDGES", "the left edge fades").ResetAt(2),
+         Flag("CalcPix", &SoftFrameParameters::calcPix, "IDS_SOFTFRAME_PIXEL", "the width is in pixels").NotReset(),
+         Number("Ver", &SoftFrameParameters::version, {}, "", "version of the text; below 1 the width is in pixels")
+             .Digits(1)
+             .NotCompared()
+             .NotReset()},
+    .minimumBuffer = 151,
+    .resetDigits = 1};
 
 inline constexpr Description kSoftFrame{.progId = "TMFilter.SoftFrame.1",
                                         .clsid = MakeGuid("{71F728AA-5B83-48DF-AEA3-7480EDFA2625}"),
@@ -36,21 +40,18 @@ inline constexpr Description kSoftFrame{.progId = "TMFilter.SoftFrame.1",
                                         .icon = "icons_softframe",
                                         .help = "HLP_SOFTFRAME",
                                         .summary = "Fades the picture out towards chosen edges.",
-                                        .inPlace = true};
+                                        .inPlace = true,
+                                        .lengths = Lengths::Stay};
 
 /// Fades the picture out towards chosen edges. Works on the mask rows of the caller and touches only what is fading.
 class CSoftFrameFilter final : public TwinFilter<SoftFrameParameters, kSoftFrameText, kSoftFrame> {
 public:
     CSoftFrameFilter();
-    bool HasChanged() override;
 
 protected:
     HRESULT TransformWindow(const Window& window) override;
-    std::string ActiveText() const override;
-
-private:
-    /// The active parameters; the version has no twin and counts as soon as a text has brought it.
-    SoftFrameParameters ActiveWithVersion() const;
+    /// The version has no twin and counts as soon as a text has brought it.
+    SoftFrameParameters Shown() const override;
 };
 
 }  // namespace kestrel

@@ -6,8 +6,9 @@
 
 #include "kestrel/foundation/Truncate.h"
 #include "kestrel/framework/HostServices.h"
-#include "kestrel/framework/TextEscapes.h"
 #include "kestrel/kernels/Composite.h"
+#include "kestrel/parameters/ParameterText.h"
+#include "kestrel/parameters/TextEscapes.h"
 
 namespace kestrel {
 namespace {
@@ -16,14 +17,6 @@ namespace {
 std::string AsField(std::string text, std::size_t size) {
     text.resize(std::min(text.find('\0'), std::min(text.size(), size - 1)));
     return text;
-}
-
-/// The piece behind a key up to the next comma, unescaped.
-std::optional<std::string> ReadString(std::string_view text, std::string_view key) {
-    const std::size_t at = text.find(key);
-    if (at == std::string_view::npos) return std::nullopt;
-    const std::string_view rest = text.substr(at + key.size());
-    return UnescapeText(rest.substr(0, rest.find(',')));
 }
 
 /// Can this be a bitmap of `depth` bits? Nothing tells how large its block is, so that all that can be checked is.
@@ -49,46 +42,19 @@ CTextFilter::CTextFilter() {
     Pending().text = AsField(UnescapeText(text), kTextFieldSize);
 }
 
-ParameterInfo CTextFilter::Parameters() {
-    ParameterInfo info = TwinFilter::Parameters();
-    const auto text = [](const char* key, const char* standard, const char* label) {
-        KeyInfo row;
-        row.key = key;
-        row.kind = "text";
-        row.standard = standard;
-        row.label = label;
-        return row;
-    };
-    info.keys.insert(info.keys.begin() + 3, text("fname", "Arial", "IDS_TEXT_FONT"));
-    info.keys.push_back(text("txt", "", "IDS_TEXT_TEXT"));
-    return info;
-}
-
 void CTextFilter::ReadText(std::string_view text) {
     TextParameters& p = Pending();
-    for (const auto& row : kTextText.keys) {
-        if (!std::holds_alternative<bool TextParameters::*>(row.field)) {
-            table::Read(text, row, p);
-            continue;
-        }
-        const std::string key = std::string(row.key) + '=';  // a flag is one character
-        const std::size_t at = text.find(key);
-        if (at == std::string_view::npos || at + key.size() >= text.size()) continue;
-        const char flag = text[at + key.size()];
-        if (flag >= '0' && flag <= '9') p.*std::get<bool TextParameters::*>(row.field) = flag != '0';
-    }
-    if (auto name = ReadString(text, "fname=")) {
-        *name = AsField(std::move(*name), std::string::npos);
-        if (!name->empty() && name->size() < FontProperty::kNameSize) p.fontName = *name;
-    }
+    const std::string font = p.fontName;
+    TwinFilter::ReadText(text);
+    p.fontName = AsField(std::move(p.fontName), std::string::npos);
+    if (p.fontName.empty() || p.fontName.size() >= FontProperty::kNameSize) p.fontName = font;
     AskHost();
-    if (auto words = ReadString(text, "txt=")) {
-        *words = AsField(std::move(*words), kTextFieldSize);
-        if (TakeText(*words))
-            m_Unoffered.reset();
-        else
-            m_Unoffered = *words;
-    }
+    if (!AfterEquals(text, kTextText.keys.back().key)) return;
+    const std::string words = AsField(std::move(p.text), kTextFieldSize);
+    if (TakeText(words))
+        m_Unoffered.reset();
+    else
+        m_Unoffered = words;
 }
 
 /// Asks the host once what it offers; false when there is none yet.
@@ -114,18 +80,6 @@ bool CTextFilter::TakeText(const std::string& text) {
     for (std::size_t at = 0; (at = taken.find("\\n", at)) != std::string::npos; ++at) taken.replace(at, 2, 1, '\n');
     return asked;
 }
-
-namespace {
-
-std::string Written(const TextParameters& p) {
-    return table::Write(kTextText, "pos=%d, dir=%d, offset=%d, fname=", p) + EscapeText(p.fontName) + ", " +
-           table::Write(kTextText, kTextText.written, p) + EscapeText(p.text);
-}
-
-}  // namespace
-
-std::string CTextFilter::PendingText() const { return Written(Pending()); }
-std::string CTextFilter::ActiveText() const { return Written(Active()); }
 
 bool CTextFilter::HasChanged() {
     // A chain gives a filter its text before it stands in the line, from where the host can be seen.

@@ -26,31 +26,56 @@ struct TextParameters {
     std::uint8_t shadowBlue = 0;
     std::int32_t transparency = 0;  ///< percent
     std::string text;               ///< Windows-1252, at most 199 bytes
-    bool operator==(const TextParameters&) const = default;
 };
 
-/// The keys that hold numbers; the font's name and the text are read and written beside it.
-inline constexpr ParameterTable<TextParameters, 15> kTextText{
-    .keys = {{{"pos", &TextParameters::pos, {1, 9}, "IDS_TEXT_POSITION", Reading::Equals},
-              {"dir", &TextParameters::dir, {0, 270}, "IDS_TEXT_DIRECTION", Reading::Equals},
-              {"offset", &TextParameters::offset, {0, 10000}, "IDS_TEXT_DISTANCE", Reading::Equals},
-              {"fpia", &TextParameters::pitchAndFamily, {0, 255}, "IDS_TEXT_FONT", Reading::Equals},
-              {"fchs", &TextParameters::charSet, {0, 255}, "IDS_TEXT_FONT", Reading::Equals},
-              {"fsz", &TextParameters::fontSize, {1, 4096}, "IDS_TEXT_FONT", Reading::Equals},
-              {"fcol", &TextParameters::fontColor, {0, 0xffffff}, "IDS_TEXT_FONT", Reading::Equals},
-              {"fb", &TextParameters::bold, {0, 1}, "IDS_TEXT_FONT", Reading::Equals},
-              {"fi", &TextParameters::italic, {0, 1}, "IDS_TEXT_FONT", Reading::Equals},
-              {"fu", &TextParameters::underline, {0, 1}, "IDS_TEXT_FONT", Reading::Equals},
-              {"shd", &TextParameters::shadow, {0, 100}, "IDS_TEXT_SHADOW", Reading::Equals},
-              {"shr", &TextParameters::shadowRed, {0, 255}, "IDS_TEXT_SHADOWCOLOR", Reading::Equals},
-              {"shg", &TextParameters::shadowGreen, {0, 255}, "IDS_TEXT_SHADOWCOLOR", Reading::Equals},
-              {"shb", &TextParameters::shadowBlue, {0, 255}, "IDS_TEXT_SHADOWCOLOR", Reading::Equals},
-              {"tr", &TextParameters::transparency, {0, 100}, "IDS_TEXT_TRANSPARENCY", Reading::Equals}}},
-    .written = "fpia=%d, fchs=%d, fsz=%d, fcol=%d, fb=%d, fi=%d, fu=%d, shd=%d, shr=%d, shg=%d, shb=%d, tr=%d, txt=",
-    .leastBuffer = 1,
-    .standard =
-        "pos=8,offset=10,dir=0,fname=Arial,fpia=0,fchs=0,fsz=12,fcol=16777215,fb=1,fi=0,fu=0,shr=0,shg=0,shb=0,"
-        "shd=100,tr=0,txt="};
+inline constexpr Choice kTextAnchors[] = {{1, "", "top left"}, {2, "", "top"},          {3, "", "top right"},
+                                          {4, "", "left"},     {5, "", "right"},        {6, "", "bottom left"},
+                                          {7, "", "bottom"},   {8, "", "bottom right"}, {9, "", "middle"}};
+inline constexpr Choice kTextDirections[] = {{0, "IDS_TEXT_DIRECTION_NORMAL", "normal"},
+                                             {90, "IDS_TEXT_DIRECTION_UP", "up"},
+                                             {270, "IDS_TEXT_DIRECTION_DOWN", "down"}};
+
+inline constexpr ParameterTable<TextParameters, 17> kTextText{
+    .keys = {Number("pos", &TextParameters::pos, {1, 9}, "IDS_TEXT_POSITION", "anchor")
+                 .Equals()
+                 .OneOf(kTextAnchors)
+                 .ResetAt(-2),
+             Number("dir", &TextParameters::dir, {0, 270}, "IDS_TEXT_DIRECTION", "direction")
+                 .Equals()
+                 .OneOf(kTextDirections),
+             Number("offset", &TextParameters::offset, {0, 10000}, "IDS_TEXT_DISTANCE", "distance from the border",
+                    Unit::Pixels)
+                 .Equals()
+                 .ResetAt(-1),
+             Words("fname", &TextParameters::fontName, "IDS_TEXT_FONT", "name of the font"),
+             Number("fpia", &TextParameters::pitchAndFamily, {0, 255}, "IDS_TEXT_FONT", "pitch and family of the font")
+                 .Equals(),
+             Number("fchs", &TextParameters::charSet, {0, 255}, "IDS_TEXT_FONT", "character set of the font").Equals(),
+             Number("fsz", &TextParameters::fontSize, {1, 4096}, "IDS_TEXT_FONT", "size of the font", Unit::Pixels)
+                 .Equals(),
+             Number("fcol", &TextParameters::fontColor, {0, 0xffffff}, "IDS_TEXT_FONT",
+                    "colour of the text: red + 256 green + 65536 blue")
+                 .Equals()
+                 .Color(),
+             Flag("fb", &TextParameters::bold, "IDS_TEXT_FONT", "bold").OneDigit(),
+             Flag("fi", &TextParameters::italic, "IDS_TEXT_FONT", "italic").OneDigit(),
+             Flag("fu", &TextParameters::underline, "IDS_TEXT_FONT", "underlined").OneDigit(),
+             Percent("shd", &TextParameters::shadow, "IDS_TEXT_SHADOW", "density of the shadow").Equals().ResetAt(1),
+             ColorPart(Channel::Red, "shr", &TextParameters::shadowRed, "IDS_TEXT_SHADOWCOLOR", "colour of the shadow")
+                 .Equals(),
+             ColorPart(Channel::Green, "shg", &TextParameters::shadowGreen, "IDS_TEXT_SHADOWCOLOR",
+                       "colour of the shadow")
+                 .Equals(),
+             ColorPart(Channel::Blue, "shb", &TextParameters::shadowBlue, "IDS_TEXT_SHADOWCOLOR",
+                       "colour of the shadow")
+                 .Equals(),
+             Percent("tr", &TextParameters::transparency, "IDS_TEXT_TRANSPARENCY", "transparency of the text")
+                 .Equals()
+                 .ResetAt(2),
+             Words("txt", &TextParameters::text, "IDS_TEXT_TEXT", "the text; comma, & and = as \\2c, \\26, \\3d")
+                 .ResetAt(3)},
+    .minimumBuffer = 1,
+    .digits = 1};
 
 inline constexpr Description kText{.progId = "TMFilter.Text.1",
                                    .clsid = MakeGuid("{4BE4D92D-64BA-45F7-A366-9A3F8BA351CB}"),
@@ -60,15 +85,14 @@ inline constexpr Description kText{.progId = "TMFilter.Text.1",
                                    .name = "Text",
                                    .icon = "icons_text",
                                    .help = "HLP_TEXT",
-                                   .summary = "Writes lines of text into the picture."};
+                                   .summary = "Writes lines of text into the picture.",
+                                   .lengths = Lengths::Follow};
 
 /// Writes text into the picture. The host draws it (`TextRenderRequest`); without one, or when it answers nothing, the
 /// picture passes. The text is drawn once for each state of the filter and kept.
 class CTextFilter final : public TwinFilter<TextParameters, kTextText, kText> {
 public:
     CTextFilter();
-    static ParameterInfo Parameters();
-
     bool HasChanged() override;
     HRESULT CommitChanges() override;
     /// The code `kRenderTextCode` asks for the text to be drawn anew, when the host draws it differently now.
@@ -76,8 +100,6 @@ public:
 
 protected:
     void ReadText(std::string_view text) override;
-    std::string PendingText() const override;
-    std::string ActiveText() const override;
     HRESULT TransformWindow(const Window& window) override;
 
 private:

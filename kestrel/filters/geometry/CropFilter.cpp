@@ -25,12 +25,6 @@ CropRecord NeverCommitted() {
 
 }  // namespace
 
-ParameterInfo CCropFilter::Parameters() {
-    ParameterInfo info = table::Info(kCropText);
-    AddCropKeys(&info);
-    return info;
-}
-
 CCropFilter::CCropFilter() : TwinFilter(NeverCommitted()) {}
 
 int CCropFilter::CutWidth(int width) const { return Rounded(width * (Active().m_dLeft + 1 - Active().m_dRight)); }

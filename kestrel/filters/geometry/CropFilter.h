@@ -4,15 +4,6 @@
 
 namespace kestrel {
 
-/// The keys are those of the record.
-inline constexpr ParameterTable<CropRecord, 0> kCropText{
-    .keys = {},
-    .written = "",
-    .leastBuffer = kCropLeastBuffer,
-    .standard =
-        "LeftMargin=0.0000, RightMargin=1.0000, BottomMargin=0.0000, TopMargin=1.0000, ShrinkAlpha=0, "
-        "FixRatioOn=1, FixRatio=-1.0000, Landscape=0"};
-
 inline constexpr Description kCrop{.progId = "TMFilter.Crop.1",
                                    .clsid = MakeGuid("{1532021C-3CEA-459C-93B9-AD78CBB4BBD4}"),
                                    .id = 5,
@@ -26,8 +17,6 @@ inline constexpr Description kCrop{.progId = "TMFilter.Crop.1",
 /// Moving pattern: it holds no picture, it shifts the request.
 class CCropFilter final : public TwinFilter<CropRecord, kCropText, kCrop> {
 public:
-    static ParameterInfo Parameters();
-
     CCropFilter();
 
     HRESULT CommitChanges() override;
@@ -37,9 +26,6 @@ public:
 
 protected:
     HRESULT TransformWindow(const Window& window) override;
-    void ReadText(std::string_view text) override { ReadCrop(text, Pending()); }
-    std::string PendingText() const override { return WriteCrop(Pending()); }
-    std::string ActiveText() const override { return WriteCrop(Active()); }
 
 private:
     /// What is cut off a width or a height.

@@ -1,9 +1,10 @@
 #pragma once
+#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-#include "kestrel/framework/ParameterTable.h"
+#include "kestrel/parameters/ParameterTable.h"
 
 namespace kestrel {
 
@@ -24,16 +25,51 @@ struct CropRecord {
     static constexpr double kOwnRatio = -1.0;  ///< the picture's own proportions
 
     bool HasDialogSize() const { return m_nDlgSizeX != 0 && m_nDlgSizeY != 0; }
-    /// Fractions and ratio may differ by a ten-thousandth.
-    bool operator==(const CropRecord& other) const;
 };
 
-inline constexpr int kCropLeastBuffer = 201;
+/// The keys of a crop, for its own record or one that extends it.
+template <class Record>
+constexpr std::array<Parameter<Record>, 11> CropKeys() {
+    constexpr double kSameFraction = 0.0001;
+    const auto edge = [](KeyName key, double CropRecord::*field, double fallback, const char* meaning) {
+        return Number<Record>(key, field, {0, 1}, "", meaning, Unit::Fraction).HeldOr(fallback).Within(kSameFraction);
+    };
+    const auto flag = [](KeyName key, bool CropRecord::*field, double fallback, const char* meaning) {
+        return Flag<Record>(key, field, "", meaning).Equals().Or(fallback);
+    };
+    const auto ratioIsFixed = [](const Record& r) { return r.m_bFixRatioOn; };
+    const auto dialog = [](KeyName key, std::int32_t CropRecord::*field, const char* meaning) {
+        return Number<Record>(key, field, {0, 100000}, "", meaning, Unit::Pixels)
+            .HeldOr(0)
+            .When([](const Record& r) { return r.HasDialogSize(); })
+            .NotReset();
+    };
+    return {
+        edge("LeftMargin", &CropRecord::m_dLeft, 0, "left edge of the cut"),
+        edge("RightMargin", &CropRecord::m_dRight, 1, "right edge of the cut"),
+        edge("BottomMargin", &CropRecord::m_dBottom, 0, "bottom edge of the cut"),
+        edge("TopMargin", &CropRecord::m_dTop, 1, "top edge of the cut"),
+        flag("ShrinkAlpha", &CropRecord::m_bShrinkAlpha, 0, "no limit is known to the size wanted upstream"),
+        flag("FixRatioOn", &CropRecord::m_bFixRatioOn, 1, "the cut keeps its proportions"),
+        Number<Record>("FixRatio", &CropRecord::m_dFixRatio, {0.0001, 10000}, "",
+                       "width to height of the cut; -1: that of the picture")
+            .HeldOr(CropRecord::kOwnRatio)
+            .Special(CropRecord::kOwnRatio)
+            .Within(kSameFraction)
+            .When(ratioIsFixed),
+        flag("Landscape", &CropRecord::m_bLandscape, 0, "the cut lies").When(ratioIsFixed),
+        Number<Record>("AdjustOri", &CropRecord::m_nAdjustOri, {}, "", "orientation that the dialog adjusted; -1: none")
+            .Equals()
+            .Or(-1)
+            .When([](const Record& r) { return r.m_nAdjustOri != -1; })
+            .NotReset(),
+        dialog("DlgSizeX", &CropRecord::m_nDlgSizeX, "width of the picture in the dialog"),
+        dialog("DlgSizeY", &CropRecord::m_nDlgSizeY, "height of the picture in the dialog")};
+}
 
 /// A missing or unreadable key sets its default; values are brought into their ranges.
-void ReadCrop(std::string_view text, CropRecord& record);
-std::string WriteCrop(const CropRecord& record);
-void AddCropKeys(ParameterInfo* info);
+inline constexpr ParameterTable<CropRecord, 11> kCropText{
+    .keys = CropKeys<CropRecord>(), .minimumBuffer = 201, .digits = 1, .resetSeparator = nullptr};
 
 /// Brings a cut to proportions: the larger side of the fraction rectangle stays as far as the picture allows, the
 /// centre moves only to keep the cut inside. Nothing happens unless `ratio` is above 0.

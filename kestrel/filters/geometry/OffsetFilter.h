@@ -7,15 +7,14 @@ namespace kestrel {
 struct OffsetParameters {
     std::int32_t m_nOffsetX = 0;
     std::int32_t m_nOffsetY = 0;
-    bool operator==(const OffsetParameters&) const = default;
 };
 
 inline constexpr ParameterTable<OffsetParameters, 2> kOffsetText{
-    .keys = {{{"OffsetX", &OffsetParameters::m_nOffsetX, {}, "IDS_OFFSET_X"},
-              {"OffsetY", &OffsetParameters::m_nOffsetY, {}, "IDS_OFFSET_Y"}}},
-    .written = "OffsetX=%.3d, OffsetY=%.3d",
-    .leastBuffer = 31,
-    .standard = "OffsetX=000,OffsetY=000"};
+    .keys = {Number("OffsetX", &OffsetParameters::m_nOffsetX, {}, "IDS_OFFSET_X",
+                    "how far the picture moves to the right", Unit::Pixels),
+             Number("OffsetY", &OffsetParameters::m_nOffsetY, {}, "IDS_OFFSET_Y", "how far the picture moves up",
+                    Unit::Pixels)},
+    .minimumBuffer = 31};
 
 inline constexpr Description kOffset{
     .progId = "TMFilter.Offset.1",
@@ -25,7 +24,8 @@ inline constexpr Description kOffset{
     .name = "Offset",
     .icon = "icons_shift",
     .help = "HLP_OFFSET",
-    .summary = "Moves the picture's origin, so that a composition places it elsewhere; no pixel changes."};
+    .summary = "Moves the picture's origin, so that a composition places it elsewhere; no pixel changes.",
+    .lengths = Lengths::Stay};
 
 /// Moving pattern: requests pass upstream as they stand.
 class COffsetFilter final : public TwinFilter<OffsetParameters, kOffsetText, kOffset> {

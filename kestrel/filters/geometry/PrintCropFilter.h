@@ -14,17 +14,24 @@ struct PrintCropRecord {
     std::int32_t m_nMeasur = 1;  ///< 0 or 1
     double m_dPPI = 100.0;       ///< pixels per inch, 0.1..10000
     bool m_bFixedPPI = false;
-    bool operator==(const PrintCropRecord&) const = default;
 };
 
-/// The keys are those of the record.
-inline constexpr ParameterTable<PrintCropRecord, 0> kPrintCropText{
-    .keys = {},
-    .written = "",
-    .leastBuffer = 250,
-    .standard =
-        "MarginL=0.0000, MarginR=1.0000, MarginB=0.0000, MarginT=1.0000, Width=15.0000, Height=10.0000, "
-        "Measur=1, PPI=100.0000, FixedPPI=0"};
+inline constexpr ParameterTable<PrintCropRecord, 9> kPrintCropText{
+    .keys =
+        {Number("MarginL", &PrintCropRecord::m_dMarginL, {0, 1}, "", "left edge of the cut", Unit::Fraction).HeldOr(0),
+         Number("MarginR", &PrintCropRecord::m_dMarginR, {0, 1}, "", "right edge of the cut", Unit::Fraction).HeldOr(1),
+         Number("MarginB", &PrintCropRecord::m_dMarginB, {0, 1}, "", "bottom edge of the cut", Unit::Fraction)
+             .HeldOr(0),
+         Number("MarginT", &PrintCropRecord::m_dMarginT, {0, 1}, "", "top edge of the cut", Unit::Fraction).HeldOr(1),
+         Number("Width", &PrintCropRecord::m_dWidth, {0.1, 1000}, "", "width of the print").HeldOr(15),
+         Number("Height", &PrintCropRecord::m_dHeight, {0.1, 1000}, "", "height of the print").HeldOr(10),
+         Number("Measur", &PrintCropRecord::m_nMeasur, {0, 1}, "", "unit of width and height, the host's").HeldOr(1),
+         Number("PPI", &PrintCropRecord::m_dPPI, {0.1, 10000}, "", "resolution of the print, pixels", Unit::PerInch)
+             .HeldOr(100),
+         Flag("FixedPPI", &PrintCropRecord::m_bFixedPPI, "", "the resolution is kept").Equals().Or(0)},
+    .minimumBuffer = 250,
+    .digits = 1,
+    .resetSeparator = nullptr};
 
 inline constexpr Description kPrintCrop{.progId = "TMFilter.PrintCrop.1",
                                         .clsid = MakeGuid("{6E88B389-934A-4D67-AE82-F1D199B6E786}"),
@@ -38,20 +45,13 @@ inline constexpr Description kPrintCrop{.progId = "TMFilter.PrintCrop.1",
 
 class CPrintCropFilter final : public WrapperFilter<PrintCropRecord, kPrintCropText, kPrintCrop> {
 public:
-    static ParameterInfo Parameters();
-
     CPrintCropFilter();
 
     /// Gives the pixels per inch of the active record, a double; null is left alone.
     HRESULT PassAlong15(void* value) override;
 
 protected:
-    void ReadText(std::string_view text) override;
-    std::string PendingText() const override;
-    std::string ActiveText() const override;
-
-private:
-    void DriveLine();
+    void DriveLine() override;
 };
 
 }  // namespace kestrel

@@ -1,50 +1,14 @@
 #include "kestrel/filters/geometry/PrintPadFilter.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstring>
-#include <tuple>
 #include <utility>
 
-#include "kestrel/filters/geometry/RangedKeys.h"
 #include "kestrel/filters/geometry/Sizes.h"
 
 namespace kestrel {
 namespace {
-
-constexpr RangedKey<PrintPadRecord> kKeys[] = {
-    {"AspectRatioX", &PrintPadRecord::m_nAspectRatioX, 3, 1, 1000000},
-    {"AspectRatioY", &PrintPadRecord::m_nAspectRatioY, 2, 1, 1000000},
-    {"ForceRatio", &PrintPadRecord::m_bForceRatio, 0},
-    {"Toggle", &PrintPadRecord::m_bToggle, 0},
-    {"Landscape", &PrintPadRecord::m_bLandscape, 0},
-    {"Copy", &PrintPadRecord::m_nCopy, 1, 1, 1000},
-};
-
-constexpr std::int32_t kWhite = 0xffffff;
-
-/// The colour behind its key, hexadecimal; white without one.
-std::int32_t ReadPadColor(std::string_view text) {
-    constexpr std::string_view kKey = "PadColor=";
-    const std::size_t at = text.find(kKey);
-    if (at == std::string_view::npos) return kWhite;
-    std::string_view digits = text.substr(at + kKey.size());
-    digits.remove_prefix(std::min(digits.find_first_not_of(' '), digits.size()));
-    std::uint32_t color = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), color, 16);
-    if (error == std::errc::invalid_argument) return kWhite;
-    return error == std::errc{} && color <= kWhite ? static_cast<std::int32_t>(color) : kWhite;
-}
-
-std::string Written(const PrintPadRecord& r) {
-    return fmt::format("AspectRatioX={}, AspectRatioY={}, ForceRatio={}, Toggle={}, Landscape={}, PadColor={:06x}{}",
-                       r.m_nAspectRatioX, r.m_nAspectRatioY, r.m_bForceRatio ? 1 : 0, r.m_bToggle ? 1 : 0,
-                       r.m_bLandscape ? 1 : 0, r.m_nPadColor,
-                       r.m_nCopy != 1 ? fmt::format(", Copy={}", r.m_nCopy) : "");
-}
 
 /// Lays a pixel over the pad.
 void FlattenPixel(std::uint8_t* pixel, std::uint8_t* mask, const std::array<std::uint8_t, 3>& pad) {
@@ -55,34 +19,6 @@ void FlattenPixel(std::uint8_t* pixel, std::uint8_t* mask, const std::array<std:
 }
 
 }  // namespace
-
-bool PrintPadRecord::operator==(const PrintPadRecord& other) const {
-    const auto compared = [](const PrintPadRecord& r) {
-        return std::tie(r.m_nAspectRatioX, r.m_nAspectRatioY, r.m_bForceRatio, r.m_bToggle, r.m_bLandscape,
-                        r.m_nPadColor);
-    };
-    return compared(*this) == compared(other);
-}
-
-ParameterInfo CPrintPadFilter::Parameters() {
-    ParameterInfo info = table::Info(kPrintPadText);
-    table::AddRanged(kKeys, PrintPadRecord{}, &info);
-    KeyInfo color;
-    color.key = "PadColor";
-    color.kind = "text";
-    color.standard = "ffffff";
-    info.keys.insert(info.keys.end() - 1, color);
-    return info;
-}
-
-void CPrintPadFilter::ReadText(std::string_view text) {
-    table::ReadRanged(text, kKeys, Pending());
-    Pending().m_nPadColor = ReadPadColor(text);
-}
-
-std::string CPrintPadFilter::PendingText() const { return Written(Pending()); }
-
-std::string CPrintPadFilter::ActiveText() const { return Written(Active()); }
 
 HRESULT CPrintPadFilter::CommitChanges() {
     committed_ = Pending();

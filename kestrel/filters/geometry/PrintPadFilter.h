@@ -5,24 +5,39 @@
 
 namespace kestrel {
 
+inline constexpr std::int32_t kWhitePad = 0xffffff;
+
 struct PrintPadRecord {
     std::int32_t m_nAspectRatioX = 1;  ///< proportions of the print, 1..1000000
     std::int32_t m_nAspectRatioY = 1;
-    bool m_bForceRatio = false;           ///< pads to the proportions
-    bool m_bToggle = false;               ///< takes them the other way round
-    bool m_bLandscape = false;            ///< the print lies; follows the picture when the ratio is forced
-    std::int32_t m_nPadColor = 0xffffff;  ///< 0..0xffffff, blue in the low byte
-    std::int32_t m_nCopy = 1;             ///< number of prints, 1..1000, the host's; no pixel depends on it
-    /// Copies count for nothing.
-    bool operator==(const PrintPadRecord& other) const;
+    bool m_bForceRatio = false;            ///< pads to the proportions
+    bool m_bToggle = false;                ///< takes them the other way round
+    bool m_bLandscape = false;             ///< the print lies; follows the picture when the ratio is forced
+    std::int32_t m_nPadColor = kWhitePad;  ///< 0..0xffffff, blue in the low byte
+    std::int32_t m_nCopy = 1;              ///< number of prints, 1..1000, the host's; no pixel depends on it
 };
 
-/// The keys are those of the record.
-inline constexpr ParameterTable<PrintPadRecord, 0> kPrintPadText{
-    .keys = {},
-    .written = "",
-    .leastBuffer = 100,
-    .standard = "AspectRatioX=1, AspectRatioY=1, ForceRatio=0, Toggle=0, Landscape=0, PadColor=ffffff"};
+inline constexpr ParameterTable<PrintPadRecord, 7> kPrintPadText{
+    .keys = {Number("AspectRatioX", &PrintPadRecord::m_nAspectRatioX, {1, 1000000}, "", "width of the proportions")
+                 .HeldOr(3),
+             Number("AspectRatioY", &PrintPadRecord::m_nAspectRatioY, {1, 1000000}, "", "height of the proportions")
+                 .HeldOr(2),
+             Flag("ForceRatio", &PrintPadRecord::m_bForceRatio, "", "pads to the proportions").Equals().Or(0),
+             Flag("Toggle", &PrintPadRecord::m_bToggle, "", "takes the proportions the other way round").Equals().Or(0),
+             Flag("Landscape", &PrintPadRecord::m_bLandscape, "", "the print lies").Equals().Or(0),
+             Number("PadColor", &PrintPadRecord::m_nPadColor, {0, kWhitePad}, "",
+                    "colour of the pad, hexadecimal, blue last")
+                 .Equals()
+                 .Or(kWhitePad)
+                 .Hexadecimal(6),
+             Number("Copy", &PrintPadRecord::m_nCopy, {1, 1000}, "", "number of prints")
+                 .HeldOr(1)
+                 .When([](const PrintPadRecord& r) { return r.m_nCopy != 1; })
+                 .NotCompared()
+                 .NotReset()},
+    .minimumBuffer = 100,
+    .digits = 1,
+    .resetSeparator = nullptr};
 
 inline constexpr Description kPrintPad{.progId = "TMFilter.PrintPad.1",
                                        .clsid = MakeGuid("{28EE372F-A400-4CC7-A7EB-FBEA8C944BC2}"),
@@ -36,18 +51,13 @@ inline constexpr Description kPrintPad{.progId = "TMFilter.PrintPad.1",
 /// Cached whole.
 class CPrintPadFilter final : public TwinFilter<PrintPadRecord, kPrintPadText, kPrintPad> {
 public:
-    static ParameterInfo Parameters();
-
     CPrintPadFilter() : TwinFilter(PrintPadRecord{}) {}
 
-    bool HasChanged() override { return committed_ != Pending(); }
+    bool HasChanged() override { return !committed_ || !Same(*committed_, Pending()); }
     HRESULT CommitChanges() override;
 
 protected:
     HRESULT TransformWindow(const Window& window) override;
-    void ReadText(std::string_view text) override;
-    std::string PendingText() const override;
-    std::string ActiveText() const override;
 
 private:
     /// Makes the padded, opaque picture in the cache.

@@ -2,23 +2,10 @@
 
 #include <fmt/format.h>
 
-#include "kestrel/filters/geometry/RangedKeys.h"
-
 namespace kestrel {
 namespace {
 
 enum Place : std::size_t { kRotatePlace, kScalePlace };
-
-constexpr RangedKey<PrintScaleRecord> kKeys[] = {
-    {"PrintWidth", &PrintScaleRecord::m_nPrintWidth, 100, 1, 1000000},
-    {"PrintHeight", &PrintScaleRecord::m_nPrintHeight, 100, 1, 1000000},
-    {"PrintTurn", &PrintScaleRecord::m_nPrintTurn, 0},
-};
-
-std::string Written(const PrintScaleRecord& r) {
-    return fmt::format("PrintWidth={}, PrintHeight={}, PrintTurn={}", r.m_nPrintWidth, r.m_nPrintHeight,
-                       r.m_nPrintTurn);
-}
 
 /// Quarter turns behind an angle in degrees; a full circle and more are none.
 int TurnsOf(double angle) {
@@ -32,12 +19,6 @@ int TurnsOf(double angle) {
 
 }  // namespace
 
-ParameterInfo CPrintScaleFilter::Parameters() {
-    ParameterInfo info = table::Info(kPrintScaleText);
-    table::AddRanged(kKeys, PrintScaleRecord{}, &info);
-    return info;
-}
-
 CPrintScaleFilter::CPrintScaleFilter() : WrapperFilter(PrintScaleRecord{}, {"TMFilter.Rotate.1", "TMFilter.Scale.1"}) {
     DriveLine();
 }
@@ -50,20 +31,13 @@ void CPrintScaleFilter::DriveLine() {
                                r.m_nPrintWidth, r.m_nPrintHeight));
 }
 
-void CPrintScaleFilter::ReadText(std::string_view text) {
-    table::ReadRanged(text, kKeys, Pending());
-    DriveLine();
-}
-
-std::string CPrintScaleFilter::PendingText() const { return Written(Pending()); }
-
-std::string CPrintScaleFilter::ActiveText() const {
+PrintScaleRecord CPrintScaleFilter::Shown() const {
     const std::string scale = m_Line.ActiveText(kScalePlace);
     PrintScaleRecord record;
-    record.m_nPrintWidth = ReadIntBehindEquals(scale, "MaximumHorizontalSize").value_or(record.m_nPrintWidth);
-    record.m_nPrintHeight = ReadIntBehindEquals(scale, "MaximumVerticalSize").value_or(record.m_nPrintHeight);
-    record.m_nPrintTurn = TurnsOf(ReadDoubleBehindEquals(m_Line.ActiveText(kRotatePlace), "Angle").value_or(0));
-    return Written(record);
+    record.m_nPrintWidth = ReadIntAfterEquals(scale, "MaximumHorizontalSize").value_or(record.m_nPrintWidth);
+    record.m_nPrintHeight = ReadIntAfterEquals(scale, "MaximumVerticalSize").value_or(record.m_nPrintHeight);
+    record.m_nPrintTurn = TurnsOf(ReadDoubleAfterEquals(m_Line.ActiveText(kRotatePlace), "Angle").value_or(0));
+    return record;
 }
 
 }  // namespace kestrel

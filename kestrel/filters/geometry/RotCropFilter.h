@@ -12,18 +12,26 @@ struct RotCropRecord : CropRecord {
     double m_dRot1Y = 0.5;
     double m_dRot2X = 0.75;
     double m_dRot2Y = 0.5;
-    bool operator==(const RotCropRecord& other) const;
 };
 
-/// The keys are those of the record.
-inline constexpr ParameterTable<RotCropRecord, 0> kRotCropText{
-    .keys = {},
-    .written = "",
-    .leastBuffer = kCropLeastBuffer,
-    .standard =
-        "LeftMargin=0.0000, RightMargin=1.0000, BottomMargin=0.0000, TopMargin=1.0000, ShrinkAlpha=0, "
-        "FixRatioOn=1, FixRatio=-1.0000, Landscape=0, Mirrored=0, Angle=0.0000,Rot1X=0.25000,Rot1Y=0.50000, "
-        "Rot2X=0.75000, Rot2Y=0.50000"};
+inline constexpr auto kRotCropText = [] {
+    ParameterTable<RotCropRecord, 17> table{
+        .keys = {}, .minimumBuffer = kCropText.minimumBuffer, .digits = 1, .resetSeparator = nullptr};
+    constexpr auto crop = CropKeys<RotCropRecord>();
+    std::copy(crop.begin(), crop.end(), table.keys.begin());
+    const auto point = [](KeyName key, double RotCropRecord::*field, double fallback, const char* meaning) {
+        return Number(key, field, {0, 1}, "", meaning, Unit::Fraction).HeldOr(fallback).Digits(5);
+    };
+    const Parameter<RotCropRecord> own[] = {
+        Flag("Mirrored", &RotCropRecord::m_bMirrored, "", "flips left and right before the turn").Equals().Or(0),
+        Number("Angle", &RotCropRecord::m_dAngle, {-1e9, 1e9}, "", "turn before the cut", Unit::Radians).HeldOr(0),
+        point("Rot1X", &RotCropRecord::m_dRot1X, 0.25, "first end of the alignment line from the left").After(","),
+        point("Rot1Y", &RotCropRecord::m_dRot1Y, 0.5, "first end of the alignment line from the bottom").After(","),
+        point("Rot2X", &RotCropRecord::m_dRot2X, 0.75, "second end of the alignment line from the left"),
+        point("Rot2Y", &RotCropRecord::m_dRot2Y, 0.5, "second end of the alignment line from the bottom")};
+    std::copy(std::begin(own), std::end(own), table.keys.begin() + crop.size());
+    return table;
+}();
 
 inline constexpr Description kRotCrop{.progId = "TMFilter.RotCrop.1",
                                       .clsid = MakeGuid("{137A03AF-7CD8-4505-8E55-160CC67D6455}"),
@@ -37,19 +45,12 @@ inline constexpr Description kRotCrop{.progId = "TMFilter.RotCrop.1",
 
 class CRotCropFilter final : public WrapperFilter<RotCropRecord, kRotCropText, kRotCrop> {
 public:
-    static ParameterInfo Parameters();
-
     CRotCropFilter();
 
     HRESULT CommitChanges() override;
 
 protected:
-    void ReadText(std::string_view text) override;
-    std::string PendingText() const override;
-    std::string ActiveText() const override;
-
-private:
-    void DriveLine();
+    void DriveLine() override;
 };
 
 }  // namespace kestrel

@@ -1,7 +1,5 @@
 #include "kestrel/filters/geometry/RotateFilter.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -23,11 +21,6 @@ constexpr int kMarginY = 6;
 
 constexpr int kRightAngle = 9000;  // hundredths of a degree
 
-std::string Written(const RotateParameters& p) {
-    return fmt::format("MirrorOn={:d}, Angle={:3.3f}, CenterX={}, CenterY={}, AlignLeftBottom={:d}",
-                       p.m_bMirror ? 1 : 0, p.m_dAngle, p.m_nCenterX, p.m_nCenterY, p.m_bAlignLeftBottom ? 1 : 0);
-}
-
 std::int32_t Hundredths(double angle) { return TruncateToInt(angle * 100 + 0.5); }
 
 /// A span rounded away from its sign's side and made even, so that its half is whole.
@@ -48,32 +41,6 @@ bool FillNothing(CWorkImage& image, const kernels::AbortFlag& abort) {
 }
 
 }  // namespace
-
-ParameterInfo CRotateFilter::Parameters() {
-    ParameterInfo info = table::Info(kRotateText);
-    KeyInfo angle;
-    angle.key = "Angle";
-    angle.kind = "number";
-    angle.ranged = true;
-    angle.least = 0;
-    angle.greatest = 360;
-    angle.standard = "0.000";
-    angle.label = "IDS_DREH_ANGLE";
-    info.keys.insert(info.keys.begin() + 1, angle);
-    return info;
-}
-
-// Texts
-
-void CRotateFilter::ReadText(std::string_view text) {
-    table::ReadAll(text, kRotateText, Pending());
-    const auto angle = ReadDoubleBehindEquals(text, "Angle");
-    if (angle && std::isfinite(*angle)) Pending().m_dAngle = *angle;
-}
-
-std::string CRotateFilter::PendingText() const { return Written(Pending()); }
-
-std::string CRotateFilter::ActiveText() const { return Written(Active()); }
 
 // Geometry
 

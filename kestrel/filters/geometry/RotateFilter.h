@@ -9,18 +9,30 @@ struct RotateParameters {
     std::int32_t m_nCenterX = 0;  ///< centre of the turn against that of the picture, pixels
     std::int32_t m_nCenterY = 0;
     bool m_bAlignLeftBottom = true;  ///< the origin stays; otherwise it turns with the picture
-    bool operator==(const RotateParameters&) const = default;
 };
 
-/// The keys that hold integers; `Angle` is read and written by the filter itself.
-inline constexpr ParameterTable<RotateParameters, 4> kRotateText{
-    .keys = {{{"MirrorOn", &RotateParameters::m_bMirror, {0, 1}, "IDS_DREH_MIRROR", Reading::Equals},
-              {"CenterX", &RotateParameters::m_nCenterX, {}, "", Reading::Equals},
-              {"CenterY", &RotateParameters::m_nCenterY, {}, "", Reading::Equals},
-              {"AlignLeftBottom", &RotateParameters::m_bAlignLeftBottom, {0, 1}, "", Reading::Equals}}},
-    .written = "",
-    .leastBuffer = 101,
-    .standard = "Angle=0.000,MirrorOn=0"};
+inline constexpr ParameterTable<RotateParameters, 5> kRotateText{
+    .keys = {Flag("MirrorOn", &RotateParameters::m_bMirror, "IDS_DREH_MIRROR", "flips left and right before the turn")
+                 .Equals(),
+             Number("Angle", &RotateParameters::m_dAngle, {0, 360}, "IDS_DREH_ANGLE",
+                    "counterclockwise turn; a clockwise quarter turn is 270, as -90 is rounded to -89.99",
+                    Unit::Degrees)
+                 .Digits(3)
+                 .ResetAt(-1),
+             Number("CenterX", &RotateParameters::m_nCenterX, {}, "", "centre of the turn to the right of the middle",
+                    Unit::Pixels)
+                 .Equals()
+                 .NotReset(),
+             Number("CenterY", &RotateParameters::m_nCenterY, {}, "", "centre of the turn above the middle",
+                    Unit::Pixels)
+                 .Equals()
+                 .NotReset(),
+             Flag("AlignLeftBottom", &RotateParameters::m_bAlignLeftBottom, "",
+                  "the origin stays; otherwise it turns with the picture")
+                 .Equals()
+                 .NotReset()},
+    .minimumBuffer = 101,
+    .digits = 1};
 
 inline constexpr Description kRotate{.progId = "TMFilter.Rotate.1",
                                      .clsid = MakeGuid("{AC51BDBF-3B69-4B0F-9165-C674DA87D59D}"),
@@ -29,14 +41,13 @@ inline constexpr Description kRotate{.progId = "TMFilter.Rotate.1",
                                      .name = "Rotate",
                                      .icon = "icons_rotate",
                                      .help = "HLP_DREH",
-                                     .summary = "Turns the picture by any angle, with an optional mirror."};
+                                     .summary = "Turns the picture by any angle, with an optional mirror.",
+                                     .lengths = Lengths::Stay};
 
 /// Quarter turns move each pixel once. The rest of an angle, -45 to below 45 degrees, is three shears through an
 /// intermediate picture; what is not covered is masked out.
 class CRotateFilter final : public TwinFilter<RotateParameters, kRotateText, kRotate> {
 public:
-    static ParameterInfo Parameters();
-
     CRotateFilter() : TwinFilter({true, 90.0, 10, 10, false}) {}
 
     HRESULT CommitChanges() override;
@@ -44,9 +55,6 @@ public:
 
 protected:
     HRESULT TransformWindow(const Window& window) override;
-    void ReadText(std::string_view text) override;
-    std::string PendingText() const override;
-    std::string ActiveText() const override;
 
 private:
     /// Works out everything that the pass and the geometry need, from the input's size.

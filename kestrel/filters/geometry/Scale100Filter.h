@@ -10,19 +10,20 @@ struct Scale100Parameters {
     bool m_bAllowEnlarge = true;     ///< factors above 100 % are permitted
     std::int32_t m_nPercentX = 100;
     std::int32_t m_nPercentY = 100;
-    bool operator==(const Scale100Parameters&) const = default;
 };
 
-inline constexpr ParameterTable<Scale100Parameters, 4> kScale100Text{
-    .keys = {{{"KeepProportions", &Scale100Parameters::m_bKeepProportions, {0, 1}, "IDS_SCALE100_PROP"},
-              {"AllowEnlarge", &Scale100Parameters::m_bAllowEnlarge, {0, 1}},
-              {"HorizontalProz", &Scale100Parameters::m_nPercentX, {1, 10000}, "IDS_SCALE100_H"},
-              {"VerticalProz", &Scale100Parameters::m_nPercentY, {1, 10000}, "IDS_SCALE100_V"}}},
-    .written =
-        "KeepProportions=%.1d, AllowEnlarge=%.1d, HorizontalProz=%.3d, VerticalProz=%.3d, "
-        "ExtraParam=|SCALE100|",
-    .leastBuffer = 101,
-    .standard = "HorizontalProz=100,VerticalProz=100,KeepProportions=1,AllowEnlarge=1"};
+inline constexpr ParameterTable<Scale100Parameters, 5> kScale100Text{
+    .keys = {Flag("KeepProportions", &Scale100Parameters::m_bKeepProportions, "IDS_SCALE100_PROP",
+                  "both axes take the smaller factor")
+                 .ResetAt(1),
+             Flag("AllowEnlarge", &Scale100Parameters::m_bAllowEnlarge, "", "factors above 100 percent are permitted")
+                 .ResetAt(1),
+             Percent("HorizontalProz", &Scale100Parameters::m_nPercentX, "IDS_SCALE100_H", "factor of the width",
+                     {1, 10000}),
+             Percent("VerticalProz", &Scale100Parameters::m_nPercentY, "IDS_SCALE100_V", "factor of the height",
+                     {1, 10000}),
+             Tag<Scale100Parameters>("ExtraParam", "|SCALE100|").NotReset()},
+    .minimumBuffer = 101};
 
 inline constexpr Description kScale100{.progId = "TMFilter.Scale100.1",
                                        .clsid = MakeGuid("{1AB93CA6-0442-4E11-9863-7F428C20F0DE}"),

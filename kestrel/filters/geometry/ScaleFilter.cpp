@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <tuple>
 #include <utility>
 
 #include "kestrel/filters/geometry/Guards.h"
@@ -11,51 +10,30 @@
 namespace kestrel {
 namespace {
 
-std::string Written(const ScaleParameters& p) {
-    std::string text = "KeepProportions=";
-    AppendDecimal(text, (p.m_bKeepProportions ? 1 : 0) + (p.m_bFollowOrientation ? 1 : 0), 1);
-    return text + table::Write(kScaleText, kScaleText.written, p);
-}
-
-constexpr ScaleParameters kNeverCommitted{true, false, false, -1, -1, false};
+constexpr ScaleParameters kNeverCommitted{1, false, -1, -1, false};
 
 }  // namespace
-
-bool ScaleParameters::operator==(const ScaleParameters& other) const {
-    const auto compared = [](const ScaleParameters& p) {
-        return std::tie(p.m_bKeepProportions, p.m_bAllowEnlarge, p.m_bFollowOrientation, p.m_nMaxWidth, p.m_nMaxHeight);
-    };
-    return compared(*this) == compared(other);
-}
-
-ParameterInfo CScaleFilter::Parameters() {
-    ParameterInfo info = table::Info(kScaleText);
-    info.keys[0].kind = "integer";  // 2 turns the box with the picture
-    return info;
-}
 
 CScaleFilter::CScaleFilter() : TwinFilter(kNeverCommitted), committed_(kNeverCommitted) {}
 
 // Texts
 
 void CScaleFilter::ReadText(std::string_view text) {
-    ScaleParameters& p = Pending();
-    p.m_bScaleThrough = false;
-    table::ReadAll(text, kScaleText, p);
-    const auto keep = ReadIntBehindEquals(text, "KeepProportions");
-    if (keep) p.m_bKeepProportions = *keep >= 1;
-    p.m_bFollowOrientation = keep == 2;
+    std::int32_t& proportions = Pending().m_nProportions;
+    proportions = std::min(proportions, 1);  // a text without the key stops the box from turning
+    TwinFilter::ReadText(text);
+    if (proportions != 2) proportions = proportions >= 1 ? 1 : 0;
 }
 
-std::string CScaleFilter::PendingText() const {
-    return Written(Pending()) + (Pending().m_bScaleThrough ? ",ScaleThrough=1" : "");
+ScaleParameters CScaleFilter::Shown() const {
+    ScaleParameters shown = Active();
+    shown.m_bScaleThrough = false;  // a matter of the pending record only
+    return shown;
 }
-
-std::string CScaleFilter::ActiveText() const { return Written(Active()); }
 
 // Geometry
 
-bool CScaleFilter::HasChanged() { return !(Pending() == committed_); }
+bool CScaleFilter::HasChanged() { return !Same(Pending(), committed_); }
 
 HRESULT CScaleFilter::CommitChanges() {
     committed_ = Pending();
@@ -72,7 +50,7 @@ CScaleFilter::Factors CScaleFilter::FactorsFor(int width, int height, bool capX,
         if (capX) factors.x = std::min(factors.x, 1.0);
         if (capY) factors.y = std::min(factors.y, 1.0);
     }
-    if (p.m_bKeepProportions) factors.x = factors.y = std::min(factors.x, factors.y);
+    if (p.m_nProportions != 0) factors.x = factors.y = std::min(factors.x, factors.y);
     return factors;
 }
 
@@ -82,7 +60,7 @@ void CScaleFilter::RecalcGeometry() {
     const int height = m_InActive.Height;
     const bool wideBox = p.m_nMaxWidth > p.m_nMaxHeight;
     const bool tallBox = p.m_nMaxWidth < p.m_nMaxHeight;
-    if (p.m_bFollowOrientation && ((wideBox && width < height) || (tallBox && width > height)))
+    if (p.m_nProportions == 2 && ((wideBox && width < height) || (tallBox && width > height)))
         std::swap(p.m_nMaxWidth, p.m_nMaxHeight);
 
     int outWidth = 0;
@@ -115,7 +93,7 @@ HRESULT CScaleFilter::GetRequiredSize(int* width, int* height, double aspect) {
     *height = p.m_nMaxHeight;
     if (*width < 1 || *height < 1) {
         *width = *height = -1;
-    } else if (p.m_bKeepProportions && aspect > 0) {
+    } else if (p.m_nProportions != 0 && aspect > 0) {
         if (*width >= *height * aspect)
             *width = std::max(1, SizeFrom(*height * aspect + 0.5));
         else

@@ -6,27 +6,43 @@ namespace kestrel {
 
 /// The box that the picture is fitted into.
 struct ScaleParameters {
-    bool m_bKeepProportions = true;     ///< both axes take the smaller factor
-    bool m_bAllowEnlarge = false;       ///< factors above 1 are permitted
-    bool m_bFollowOrientation = false;  ///< the box turns to match the picture; written as 2 for `KeepProportions`
-    std::int32_t m_nMaxWidth = 100;     ///< pixels, 1..10000 in the dialog
+    std::int32_t m_nProportions = 1;  ///< 0 free; 1 both axes take the smaller factor; 2 the box also turns to match
+    bool m_bAllowEnlarge = false;     ///< factors above 1 are permitted
+    std::int32_t m_nMaxWidth = 100;   ///< pixels, 1..10000 in the dialog
     std::int32_t m_nMaxHeight = 100;
     /// The render scale goes on downstream. Acts at once, a change needs no new pixels.
     bool m_bScaleThrough = false;
-
-    bool operator==(const ScaleParameters& other) const;
 };
 
-inline constexpr ParameterTable<ScaleParameters, 5> kScaleText{
-    .keys = {{{"KeepProportions", &ScaleParameters::m_bKeepProportions, {0, 2}, "IDS_SCALE_PROP", Reading::Equals},
-              {"AllowEnlarge", &ScaleParameters::m_bAllowEnlarge, {0, 1}, "IDS_SCALE_ENLARGE", Reading::Equals},
-              {"MaximumHorizontalSize", &ScaleParameters::m_nMaxWidth, {1, 10000}, "IDS_SCALE_H", Reading::Equals},
-              {"MaximumVerticalSize", &ScaleParameters::m_nMaxHeight, {1, 10000}, "IDS_SCALE_V", Reading::Equals},
-              {"ScaleThrough", &ScaleParameters::m_bScaleThrough, {0, 1}, "", Reading::Equals}}},
-    // behind "KeepProportions=", whose number says two things
-    .written = ", AllowEnlarge=%.1d, MaximumHorizontalSize=%.3d, MaximumVerticalSize=%.3d, ExtraParam=|SCALE|",
-    .leastBuffer = 101,
-    .standard = "MaximumHorizontalSize=100,MaximumVerticalSize=100,KeepProportions=1,AllowEnlarge=0"};
+inline constexpr Choice kProportions[] = {{0, "", "free"},
+                                          {1, "IDS_SCALE_PROP", "Maintain proportions"},
+                                          {2, "", "kept, and the box turns with the picture"}};
+
+inline constexpr ParameterTable<ScaleParameters, 6> kScaleText{
+    .keys = {Number("KeepProportions", &ScaleParameters::m_nProportions, {0, 2}, "IDS_SCALE_PROP", "proportions")
+                 .OneOf(kProportions)
+                 .Equals()
+                 .Digits(1)
+                 .ResetAt(1),
+             Flag("AllowEnlarge", &ScaleParameters::m_bAllowEnlarge, "IDS_SCALE_ENLARGE",
+                  "factors above 1 are permitted")
+                 .Equals()
+                 .ResetAt(1),
+             Number("MaximumHorizontalSize", &ScaleParameters::m_nMaxWidth, {1, 10000}, "IDS_SCALE_H",
+                    "width of the box", Unit::Pixels)
+                 .Equals(),
+             Number("MaximumVerticalSize", &ScaleParameters::m_nMaxHeight, {1, 10000}, "IDS_SCALE_V",
+                    "height of the box", Unit::Pixels)
+                 .Equals(),
+             Tag<ScaleParameters>("ExtraParam", "|SCALE|").NotReset(),
+             Flag("ScaleThrough", &ScaleParameters::m_bScaleThrough, "", "the render scale goes on downstream")
+                 .Equals()
+                 .Or(0)
+                 .After(",")
+                 .When([](const ScaleParameters& p) { return p.m_bScaleThrough; })
+                 .NotCompared()
+                 .NotReset()},
+    .minimumBuffer = 101};
 
 inline constexpr Description kScale{.progId = "TMFilter.Scale.1",
                                     .clsid = MakeGuid("{CD684F34-CA4F-420A-AC43-EF6A70BB9976}"),
@@ -36,12 +52,11 @@ inline constexpr Description kScale{.progId = "TMFilter.Scale.1",
                                     .name = "Scale (Absolute)",
                                     .icon = "icons_scale",
                                     .help = "HLP_SCALE",
-                                    .summary = "Fits the picture into a box given in pixels."};
+                                    .summary = "Fits the picture into a box given in pixels.",
+                                    .lengths = Lengths::Stay};
 
 class CScaleFilter final : public TwinFilter<ScaleParameters, kScaleText, kScale> {
 public:
-    static ParameterInfo Parameters();
-
     CScaleFilter();
 
     bool HasChanged() override;
@@ -53,8 +68,7 @@ public:
 protected:
     HRESULT TransformWindow(const Window& window) override;
     void ReadText(std::string_view text) override;
-    std::string PendingText() const override;
-    std::string ActiveText() const override;
+    ScaleParameters Shown() const override;
 
 private:
     struct Factors {

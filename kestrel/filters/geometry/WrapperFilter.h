@@ -51,6 +51,13 @@ protected:
     WrapperFilter(const Record& active, std::initializer_list<const char*> progIds)
         : Base(active), m_Line(*this, progIds) {}
 
+    /// Tells the line what the pending record says.
+    virtual void DriveLine() = 0;
+    void ReadText(std::string_view text) override {
+        Base::ReadText(text);
+        DriveLine();
+    }
+
     HRESULT TransformWindow(const Window& window) override {
         if (this->m_Dirty || this->m_UpstreamDirty) m_Line.Update(this->m_InActive, true);
         return this->Finished(m_Line.Transform(window));

@@ -8,22 +8,24 @@ namespace kestrel {
 struct ConvolutionParameters {
     std::uint8_t strength = 0;  ///< percent of the kernel over the picture; 101..255 extrapolates
     std::uint8_t version = 1;   ///< of the text; held once, read from the pending record, no change by itself
-    bool operator==(const ConvolutionParameters&) const = default;
 };
 
-constexpr ParameterKey<ConvolutionParameters> StrengthKey(const char* key, const char* label) {
-    return {key, &ConvolutionParameters::strength, {0, 100}, label, Reading::EqualsOrFallback, 0};
+constexpr Parameter<ConvolutionParameters> StrengthKey(const char* key, const char* label) {
+    return Percent(key, &ConvolutionParameters::strength, label, "strength").Equals().Or(0);
 }
-inline constexpr ParameterKey<ConvolutionParameters> kVersionKey{"Version", &ConvolutionParameters::version, {1, 255},
-                                                                 "",        Reading::EqualsOrFallback,       1};
+inline constexpr Parameter<ConvolutionParameters> kVersionKey =
+    Number("Version", &ConvolutionParameters::version, {1, 255}, "", "version of the text; written from 2 on")
+        .Equals()
+        .Or(1)
+        .Digits(1)
+        .When([](const ConvolutionParameters& p) { return p.version >= 2; })
+        .NotCompared()
+        .NotReset();
 
 /// A filter that mixes one row of the kernel table with the identity and convolves the whole picture once. Its text has
 /// no version below 2; from 2 on the text of the active values shows the pending strength too.
 template <const auto& kText, const auto& kAbout, std::size_t kKernel>
 class ConvolutionFilter : public TwinFilter<ConvolutionParameters, kText, kAbout> {
-public:
-    bool HasChanged() override { return this->Pending().strength != this->Active().strength; }
-
 protected:
     /// Percent of the kernel.
     virtual double Strength() const { return this->Active().strength; }
@@ -34,16 +36,9 @@ protected:
         return this->ConvolveRegion3x3(mixed, 0, window);
     }
 
-    std::string PendingText() const override { return Text(this->Pending()); }
-    std::string ActiveText() const override {
-        return Text(this->Pending().version >= 2 ? this->Pending() : this->Active());
-    }
-
-private:
-    std::string Text(const ConvolutionParameters& values) const {
-        std::string text = table::Write(kText, kText.written, values);
-        if (this->Pending().version >= 2) text += ",Version=" + std::to_string(this->Pending().version);
-        return text;
+    ConvolutionParameters Shown() const override {
+        if (this->Pending().version >= 2) return this->Pending();
+        return {.strength = this->Active().strength, .version = this->Pending().version};
     }
 };
 

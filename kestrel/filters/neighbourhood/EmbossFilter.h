@@ -4,10 +4,7 @@
 namespace kestrel {
 
 inline constexpr ParameterTable<ConvolutionParameters, 1> kEmbossText{
-    .keys = {{StrengthKey("EmbossStrength", "IDS_EMBOSS_HEADER")}},
-    .written = "EmbossStrength=%.3d",
-    .leastBuffer = 31,
-    .standard = "EmbossStrength=000"};
+    .keys = {StrengthKey("EmbossStrength", "IDS_EMBOSS_HEADER")}, .minimumBuffer = 31, .separator = ","};
 
 inline constexpr Description kEmboss{.progId = "TMFilter.Emboss.1",
                                      .clsid = MakeGuid("{A3A92ABB-5781-48E3-B232-DB44077890A8}"),
@@ -16,7 +13,8 @@ inline constexpr Description kEmboss{.progId = "TMFilter.Emboss.1",
                                      .name = "Emboss",
                                      .icon = "icons_emboss",
                                      .help = "HLP_EMBOSS",
-                                     .summary = "Turns the picture into a relief lit from one corner, on black."};
+                                     .summary = "Turns the picture into a relief lit from one corner, on black.",
+                                     .lengths = Lengths::Stay};
 
 /// The dark ground is wanted: the kernel's bias, which would lift it to grey, is not added.
 class CEmbossFilter final : public ConvolutionFilter<kEmbossText, kEmboss, kernels::kEmbossKernel> {};

@@ -4,10 +4,7 @@
 namespace kestrel {
 
 inline constexpr ParameterTable<ConvolutionParameters, 1> kFindEdgesText{
-    .keys = {{StrengthKey("EdgeEnhance", "IDS_FINDEDGES_HEADER")}},
-    .written = "EdgeEnhance=%.3d",
-    .leastBuffer = 31,
-    .standard = "EdgeEnhance=000"};
+    .keys = {StrengthKey("EdgeEnhance", "IDS_FINDEDGES_HEADER")}, .minimumBuffer = 31, .separator = ","};
 
 inline constexpr Description kFindEdges{.progId = "TMFilter.FindEdges.1",
                                         .clsid = MakeGuid("{14CC3A76-2215-42DE-A216-1C11C8FE1492}"),
@@ -16,7 +13,8 @@ inline constexpr Description kFindEdges{.progId = "TMFilter.FindEdges.1",
                                         .name = "Find Edges",
                                         .icon = "icons_konturenfinden",
                                         .help = "HLP_FINDEDGES",
-                                        .summary = "Keeps the outlines and lets flat areas go black."};
+                                        .summary = "Keeps the outlines and lets flat areas go black.",
+                                        .lengths = Lengths::Stay};
 
 class CFindEdgesFilter final : public ConvolutionFilter<kFindEdgesText, kFindEdges, kernels::kFindEdgesKernel> {};
 

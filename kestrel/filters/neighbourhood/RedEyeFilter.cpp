@@ -1,55 +1,35 @@
 #include "kestrel/filters/neighbourhood/RedEyeFilter.h"
 
-#include <fmt/format.h>
-
-#include <cmath>
+#include <algorithm>
 
 namespace kestrel {
-namespace {
 
-constexpr int kShift = 50;  // greatest E and F
-
-double ReadFraction(std::string_view text, char letter, int number) {
-    const double value = ReadDoubleBehindEquals(text, fmt::format("{}{}", letter, number)).value_or(std::nan(""));
-    return std::isnan(value) ? 0.5 : std::clamp(value, 0.0, 1.0);
-}
-
-std::int32_t ReadShift(std::string_view text, char letter, int number) {
-    return std::clamp(ReadIntBehindEquals(text, fmt::format("{}{}", letter, number)).value_or(0), -kShift, kShift);
-}
-
-std::string Write(const ClickPointList& list) {
-    std::string text = table::Write(kRedEyeText, kRedEyeText.written, list);
-    for (int i = 1; i <= list.Used(); ++i) {
-        const ClickPoint& point = list.points[static_cast<std::size_t>(i - 1)];
-        text += fmt::format(", X{0}={1:.4f}, Y{0}={2:.4f}, E{0}={3}, F{0}={4}", i, point.X, point.Y, point.E, point.F);
-    }
-    return text;
-}
-
-}  // namespace
-
-ParameterInfo CRedEyeFilter::Parameters() {
-    ParameterInfo info = table::Info(kRedEyeText);
-    const KeyInfo entry[] = {{"X1", "number", true, 0, 1, "0.5", ""},
-                             {"Y1", "number", true, 0, 1, "0.5", ""},
-                             {"E1", "integer", true, -kShift, kShift, "0", ""},
-                             {"F1", "integer", true, -kShift, kShift, "0", ""}};
-    info.keys.insert(info.keys.end(), std::begin(entry), std::end(entry));
-    return info;
+bool CRedEyeFilter::HasChanged() {
+    return Pending().N != Active().N ||
+           !std::equal(Pending().points.begin(), Pending().points.begin() + Pending().Used(), Active().points.begin());
 }
 
 void CRedEyeFilter::ReadText(std::string_view text) {
     ClickPointList& list = Pending();
-    TwinFilter::ReadText(text);
+    const auto& rows = kRedEyeText.keys;
+    table::Read(text, rows[0], list);
     list.N = list.Used();
-    for (int i = 1; i <= list.N; ++i)
-        list.points[static_cast<std::size_t>(i - 1)] = {ReadFraction(text, 'X', i), ReadFraction(text, 'Y', i),
-                                                        ReadShift(text, 'E', i), ReadShift(text, 'F', i)};
+    for (std::size_t i = 0; i < static_cast<std::size_t>(list.N); ++i)
+        for (std::size_t row = 1; row < rows.size(); ++row) table::Read(text, rows[row], list, i);
 }
 
-std::string CRedEyeFilter::PendingText() const { return Write(Pending()); }
-std::string CRedEyeFilter::ActiveText() const { return Write(Active()); }
+std::string CRedEyeFilter::Written(const ClickPointList& list) const {
+    const auto& rows = kRedEyeText.keys;
+    std::string text;
+    const auto append = [&](const auto& row, std::size_t i) {
+        table::AppendPiece(text, kRedEyeText.separator, table::KeyOf(row, i),
+                           table::ValueText(row, list, i, kRedEyeText.digits));
+    };
+    append(rows[0], 0);
+    for (std::size_t i = 0; i < static_cast<std::size_t>(list.Used()); ++i)
+        for (std::size_t row = 1; row < rows.size(); ++row) append(rows[row], i);
+    return text;
+}
 
 HRESULT CRedEyeFilter::TransformWindow(const Window& window) {
     return CachedWhole(window, [this] { return Repair(); });

@@ -3,11 +3,11 @@
 
 namespace kestrel {
 
-inline constexpr ParameterTable<ConvolutionParameters, 2> kSharpenText{
-    .keys = {{StrengthKey("Sharpness", "IDS_SCHARF_HEADER"), kVersionKey}},
-    .written = "Sharpness=%.3d,ExtraParam=|SHARP|",
-    .leastBuffer = 31,
-    .standard = "Sharpness=000,ExtraParam=|SHARP|"};
+inline constexpr ParameterTable<ConvolutionParameters, 3> kSharpenText{
+    .keys = {StrengthKey("Sharpness", "IDS_SCHARF_HEADER"), Tag<ConvolutionParameters>("ExtraParam", "|SHARP|"),
+             kVersionKey},
+    .minimumBuffer = 31,
+    .separator = ","};
 
 inline constexpr Description kSharpen{.progId = "TMFilter.Sharpen.1",
                                       .clsid = MakeGuid("{34CF6091-ABBC-4EA4-9A0C-1A05CC829DDD}"),
@@ -16,7 +16,8 @@ inline constexpr Description kSharpen{.progId = "TMFilter.Sharpen.1",
                                       .name = "Sharpness",
                                       .icon = "icons_scharfz",
                                       .help = "HLP_SCHARF",
-                                      .summary = "Makes edges and fine detail stand out."};
+                                      .summary = "Makes edges and fine detail stand out.",
+                                      .lengths = Lengths::Stay};
 
 class CSharpenFilter final : public ConvolutionFilter<kSharpenText, kSharpen, kernels::kSharpenKernel> {};
 

@@ -10,17 +10,19 @@ struct AdoptColorParameters {
     std::uint8_t colorRed = 0;
     std::uint8_t colorGreen = 0;
     std::uint8_t colorBlue = 0;
-    bool operator==(const AdoptColorParameters&) const = default;
 };
 
 inline constexpr ParameterTable<AdoptColorParameters, 4> kAdoptColorText{
-    .keys = {{{"Intensity", &AdoptColorParameters::intensity, {0, 100}, "IDS_ADOPTCOLOR_HEADER"},
-              {"ColorRed", &AdoptColorParameters::colorRed, {0, 255}, "IDS_ADOPTCOLOR_HEADER"},
-              {"ColorGreen", &AdoptColorParameters::colorGreen, {0, 255}, "IDS_ADOPTCOLOR_HEADER"},
-              {"ColorBlue", &AdoptColorParameters::colorBlue, {0, 255}, "IDS_ADOPTCOLOR_HEADER"}}},
-    .written = "Intensity=%.3d, ColorRed=%.3d, ColorGreen=%.3d, ColorBlue=%.3d",
-    .leastBuffer = 201,
-    .standard = "ColorRed=000,ColorGreen=000,ColorBlue=000,Intensity=100"};
+    .keys = {Percent("Intensity", &AdoptColorParameters::intensity, "IDS_ADOPTCOLOR_HEADER",
+                     "share of the coloured picture")
+                 .ResetAt(1),
+             ColorPart(Channel::Red, "ColorRed", &AdoptColorParameters::colorRed, "IDS_ADOPTCOLOR_HEADER",
+                       "the colour"),
+             ColorPart(Channel::Green, "ColorGreen", &AdoptColorParameters::colorGreen, "IDS_ADOPTCOLOR_HEADER",
+                       "the colour"),
+             ColorPart(Channel::Blue, "ColorBlue", &AdoptColorParameters::colorBlue, "IDS_ADOPTCOLOR_HEADER",
+                       "the colour")},
+    .minimumBuffer = 201};
 
 inline constexpr Description kAdoptColor{
     .progId = "TMFilter.AdoptColor.1",

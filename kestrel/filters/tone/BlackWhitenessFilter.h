@@ -6,14 +6,12 @@ namespace kestrel {
 /// Turns the picture to black and white, in part or whole.
 struct BlackWhitenessParameters {
     std::int32_t blackWhiteness = 100;  ///< percent of the grey, 0..100
-    bool operator==(const BlackWhitenessParameters&) const = default;
 };
 
 inline constexpr ParameterTable<BlackWhitenessParameters, 1> kBlackWhitenessText{
-    .keys = {{{"BlackWhiteNess", &BlackWhitenessParameters::blackWhiteness, {0, 100}, "IDS_BLACKWHITE_NAME"}}},
-    .written = "BlackWhiteNess=%.3d",
-    .leastBuffer = 31,
-    .standard = "BlackWhiteNess=100"};
+    .keys = {Percent("BlackWhiteNess", &BlackWhitenessParameters::blackWhiteness, "IDS_BLACKWHITE_NAME",
+                     "share of the grey picture")},
+    .minimumBuffer = 31};
 
 inline constexpr Description kBlackWhiteness{.progId = "TMFilter.BlackWhiteness.1",
                                              .clsid = MakeGuid("{04E4A0E0-7DA4-4831-98F2-2EE1E44504EC}"),

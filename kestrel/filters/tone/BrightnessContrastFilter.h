@@ -10,16 +10,15 @@ struct BrightnessContrastParameters {
     std::int32_t brightness = 0;  ///< -100..100
     std::int32_t contrast = 0;    ///< -100..100
     std::int32_t saturation = 0;  ///< -100..100
-    bool operator==(const BrightnessContrastParameters&) const = default;
 };
 
 inline constexpr ParameterTable<BrightnessContrastParameters, 3> kBrightnessContrastText{
-    .keys = {{{"Brightness", &BrightnessContrastParameters::brightness, {-100, 100}, "IDS_HUNDK_BRIGHTNESS"},
-              {"Contrast", &BrightnessContrastParameters::contrast, {-100, 100}, "IDS_HUNDK_CONTRAST"},
-              {"Saturation", &BrightnessContrastParameters::saturation, {-100, 100}, "IDS_HUNDK_SATURATION"}}},
-    .written = "Brightness=%.3d, Contrast=%.3d, Saturation=%.3d",
-    .leastBuffer = 51,
-    .standard = "Brightness=000,Contrast=000,Saturation=000"};
+    .keys = {Number("Brightness", &BrightnessContrastParameters::brightness, {-100, 100}, "IDS_HUNDK_BRIGHTNESS",
+                    "brightness"),
+             Number("Contrast", &BrightnessContrastParameters::contrast, {-100, 100}, "IDS_HUNDK_CONTRAST", "contrast"),
+             Number("Saturation", &BrightnessContrastParameters::saturation, {-100, 100}, "IDS_HUNDK_SATURATION",
+                    "saturation")},
+    .minimumBuffer = 51};
 
 inline constexpr Description kBrightnessContrast{.progId = "TMFilter.BrightnessContrast.1",
                                                  .clsid = MakeGuid("{DD3286D3-8741-4425-9097-3F0D2A9BA76D}"),

@@ -8,8 +8,7 @@ void CColorTuningFilter::RebuildTables() {
     for (int hue = 0; hue < 360; ++hue) {
         std::int64_t sum = 0;
         for (std::size_t i = 0; i < kernels::kHueSectors.size(); ++i)
-            sum += std::int64_t{table::Value(kColorTuningText.keys[i], Active())} *
-                   kernels::SectorWeight(hue, kernels::kHueSectors[i]);
+            sum += std::int64_t{Active().saturation[i]} * kernels::SectorWeight(hue, kernels::kHueSectors[i]);
         TuningFactor[static_cast<std::size_t>(hue)] = kernels::SatFactor(kernels::ClampPercent(sum / 100));
     }
 }

@@ -1,4 +1,5 @@
 #pragma once
+#include "kestrel/filters/tone/ColorRanges.h"
 #include "kestrel/framework/TwinFilter.h"
 #include "kestrel/kernels/HueRows.h"
 
@@ -6,26 +7,21 @@ namespace kestrel {
 
 /// Changes the saturation of six ranges of colours.
 struct ColorTuningParameters {
-    std::int32_t satR = 0;  ///< reds, -100..100
-    std::int32_t satY = 0;  ///< yellows
-    std::int32_t satG = 0;  ///< greens
-    std::int32_t satC = 0;  ///< cyans
-    std::int32_t satB = 0;  ///< blues
-    std::int32_t satM = 0;  ///< magentas
-    bool operator==(const ColorTuningParameters&) const = default;
+    std::array<std::int32_t, kColorRanges.size()> saturation{};  ///< -100..100
 };
 
-/// The keys stand in the order of the hue sectors.
-inline constexpr ParameterTable<ColorTuningParameters, 6> kColorTuningText{
-    .keys = {{{"SatR", &ColorTuningParameters::satR, {-100, 100}},
-              {"SatY", &ColorTuningParameters::satY, {-100, 100}},
-              {"SatG", &ColorTuningParameters::satG, {-100, 100}},
-              {"SatC", &ColorTuningParameters::satC, {-100, 100}},
-              {"SatB", &ColorTuningParameters::satB, {-100, 100}},
-              {"SatM", &ColorTuningParameters::satM, {-100, 100}}}},
-    .written = "SatR=%.3d,SatY=%.3d,SatG=%.3d,SatC=%.3d,SatB=%.3d,SatM=%.3d",
-    .leastBuffer = 101,
-    .standard = "SatR=000,SatY=000,SatG=000,SatC=000,SatB=000,SatM=000"};
+inline constexpr auto kColorTuningText = [] {
+    using Record = ColorTuningParameters;
+    ParameterTable<Record, kColorRanges.size()> table{.keys = {}, .minimumBuffer = 101, .separator = ","};
+    for (std::size_t i = 0; i < table.keys.size(); ++i)
+        table.keys[i] = {.key = {"Sat", kColorRanges[i].letter},
+                         .field = [](Record& record, std::size_t at) -> std::int32_t& { return record.saturation[at]; },
+                         .range = {-100, 100},
+                         .meaning = "saturation",
+                         .group = kColorRanges[i].name,
+                         .index = i};
+    return table;
+}();
 
 inline constexpr Description kColorTuning{.progId = "TMFilter.ColorTuning.1",
                                           .clsid = MakeGuid("{76F7DC5C-0A5F-45E9-B5C0-1D078E0A4251}"),

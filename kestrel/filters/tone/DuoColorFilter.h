@@ -12,20 +12,25 @@ struct DuoColorParameters {
     std::uint8_t red2 = 255;  ///< colour for bright areas
     std::uint8_t green2 = 255;
     std::uint8_t blue2 = 255;
-    bool operator==(const DuoColorParameters&) const = default;
 };
 
 inline constexpr ParameterTable<DuoColorParameters, 7> kDuoColorText{
-    .keys = {{{"Intensity", &DuoColorParameters::intensity, {0, 100}, "IDS_DUOCOLOR_HEADER"},
-              {"ColorRed", &DuoColorParameters::colorRed, {0, 255}, "IDS_DUOCOLOR_COLOR"},
-              {"ColorGreen", &DuoColorParameters::colorGreen, {0, 255}, "IDS_DUOCOLOR_COLOR"},
-              {"ColorBlue", &DuoColorParameters::colorBlue, {0, 255}, "IDS_DUOCOLOR_COLOR"},
-              {"Red2", &DuoColorParameters::red2, {0, 255}, "IDS_DUOCOLOR_COLOR2"},
-              {"Green2", &DuoColorParameters::green2, {0, 255}, "IDS_DUOCOLOR_COLOR2"},
-              {"Blue2", &DuoColorParameters::blue2, {0, 255}, "IDS_DUOCOLOR_COLOR2"}}},
-    .written = "Intensity=%.3d, ColorRed=%.3d, ColorGreen=%.3d, ColorBlue=%.3d, Red2=%.3d, Green2=%.3d, Blue2=%.3d",
-    .leastBuffer = 201,
-    .standard = "ColorRed=000,ColorGreen=000,ColorBlue=000,Red2=255,Green2=255,Blue2=255,Intensity=100"};
+    .keys = {Percent("Intensity", &DuoColorParameters::intensity, "IDS_DUOCOLOR_HEADER",
+                     "share of the coloured picture")
+                 .ResetAt(1),
+             ColorPart(Channel::Red, "ColorRed", &DuoColorParameters::colorRed, "IDS_DUOCOLOR_COLOR",
+                       "colour for dark areas"),
+             ColorPart(Channel::Green, "ColorGreen", &DuoColorParameters::colorGreen, "IDS_DUOCOLOR_COLOR",
+                       "colour for dark areas"),
+             ColorPart(Channel::Blue, "ColorBlue", &DuoColorParameters::colorBlue, "IDS_DUOCOLOR_COLOR",
+                       "colour for dark areas"),
+             ColorPart(Channel::Red, "Red2", &DuoColorParameters::red2, "IDS_DUOCOLOR_COLOR2",
+                       "colour for bright areas"),
+             ColorPart(Channel::Green, "Green2", &DuoColorParameters::green2, "IDS_DUOCOLOR_COLOR2",
+                       "colour for bright areas"),
+             ColorPart(Channel::Blue, "Blue2", &DuoColorParameters::blue2, "IDS_DUOCOLOR_COLOR2",
+                       "colour for bright areas")},
+    .minimumBuffer = 201};
 
 inline constexpr Description kDuoColor{.progId = "TMFilter.DuoColor.1",
                                        .clsid = MakeGuid("{E27FA90D-EE65-493C-B136-78ECC9643DB1}"),

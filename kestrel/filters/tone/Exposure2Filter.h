@@ -10,16 +10,14 @@ struct Exposure2Parameters {
     std::int32_t red = 0;  ///< -100..100
     std::int32_t green = 0;
     std::int32_t blue = 0;
-    bool operator==(const Exposure2Parameters&) const = default;
 };
 
 inline constexpr ParameterTable<Exposure2Parameters, 3> kExposure2Text{
-    .keys = {{{"Red", &Exposure2Parameters::red, {-100, 100}, "IDS_EXPOSURE2_RED"},
-              {"Green", &Exposure2Parameters::green, {-100, 100}, "IDS_EXPOSURE2_GREEN"},
-              {"Blue", &Exposure2Parameters::blue, {-100, 100}, "IDS_EXPOSURE2_BLUE"}}},
-    .written = "Red=%.3d, Green=%.3d, Blue=%.3d",
-    .leastBuffer = 31,
-    .standard = "Red=000,Green=000,Blue=000"};
+    .keys = {Number("Red", &Exposure2Parameters::red, {-100, 100}, "IDS_EXPOSURE2_RED", "cast from cyan to red"),
+             Number("Green", &Exposure2Parameters::green, {-100, 100}, "IDS_EXPOSURE2_GREEN",
+                    "cast from magenta to green"),
+             Number("Blue", &Exposure2Parameters::blue, {-100, 100}, "IDS_EXPOSURE2_BLUE", "cast from yellow to blue")},
+    .minimumBuffer = 31};
 
 inline constexpr Description kExposure2{.progId = "TMFilter.Exposure2.1",
                                         .clsid = MakeGuid("{A6A4671F-5E3C-4903-AE79-FCA373AE352D}"),

@@ -10,16 +10,13 @@ struct ExposureParameters {
     std::int32_t red = 0;    ///< exposure, -100..100; the three key names are the stored form
     std::int32_t green = 0;  ///< saturation, -100..100
     std::int32_t blue = 0;   ///< brightness, -100..100
-    bool operator==(const ExposureParameters&) const = default;
 };
 
 inline constexpr ParameterTable<ExposureParameters, 3> kExposureText{
-    .keys = {{{"Red", &ExposureParameters::red, {-100, 100}, "IDS_EXPOSURE_RED"},
-              {"Green", &ExposureParameters::green, {-100, 100}, "IDS_EXPOSURE_GREEN"},
-              {"Blue", &ExposureParameters::blue, {-100, 100}, "IDS_EXPOSURE_BLUE"}}},
-    .written = "Red=%.3d, Green=%.3d, Blue=%.3d",
-    .leastBuffer = 31,
-    .standard = "Red=000,Green=000,Blue=000"};
+    .keys = {Number("Red", &ExposureParameters::red, {-100, 100}, "IDS_EXPOSURE_RED", "exposure"),
+             Number("Green", &ExposureParameters::green, {-100, 100}, "IDS_EXPOSURE_GREEN", "saturation"),
+             Number("Blue", &ExposureParameters::blue, {-100, 100}, "IDS_EXPOSURE_BLUE", "brightness")},
+    .minimumBuffer = 31};
 
 inline constexpr Description kExposure{.progId = "TMFilter.Exposure.1",
                                        .clsid = MakeGuid("{09017BFC-F0AA-4A04-881B-724FC4FE4EA0}"),

@@ -10,11 +10,11 @@
 namespace kestrel {
 namespace {
 
-constexpr std::size_t kSliders = 5;
+constexpr std::size_t kSliders = GammaParameters::kSliders;
 
 /// Slider 1..5 of a range.
 std::int32_t Slider(const GammaParameters& parameters, std::size_t k, std::size_t j) {
-    return table::Value(kGammaText.keys[k * kSliders + j - 1], parameters);
+    return parameters.sliders[k][j - 1];
 }
 
 /// Made once for the process, by the first filter that needs them.
@@ -43,14 +43,6 @@ std::int32_t Target(std::int32_t shift, std::size_t k) {
 }
 
 }  // namespace
-
-void CGammaFilter::ReadText(std::string_view text) {
-    bool changed = false;  // older texts have three keys, for all colours
-    ReadIntParameter(text, "Red", &Pending().s20, &changed);
-    ReadIntParameter(text, "Green", &Pending().s30, &changed);
-    ReadIntParameter(text, "Blue", &Pending().s40, &changed);
-    TwinFilter::ReadText(text);
-}
 
 HRESULT CGammaFilter::CommitChanges() {
     for (std::size_t k = 0; k < kRanges; ++k) {

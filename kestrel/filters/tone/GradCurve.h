@@ -35,6 +35,9 @@ public:
     std::span<const kernels::CurveNode> Nodes() const {
         return std::span(nodes_).first(static_cast<std::size_t>(std::clamp(count_, 0, kSlots)));
     }
+    /// For the readers of texts, which hold coordinates within the limits.
+    std::int32_t& Count() { return count_; }
+    kernels::CurveNode& Slot(std::size_t i) { return nodes_[i]; }
     /// All slots, nodes or not.
     std::span<const kernels::CurveNode, kSlots> Slots() const { return nodes_; }
 

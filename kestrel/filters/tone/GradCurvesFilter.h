@@ -8,21 +8,52 @@ namespace kestrel {
 
 /// Maps tones through a master curve and a curve for each channel.
 struct GradCurvesParameters {
-    std::array<CGradCurve, 4> curves;  ///< all channels, red, green, blue
-    bool linear = false;               ///< straight segments in place of the spline
-    bool yiqOn = false;                ///< the master curve works on the luminance only
-    bool filterOn = false;             ///< the filter acts at all
-    bool operator==(const GradCurvesParameters&) const = default;
+    std::array<CGradCurve, 4> curves{};  ///< all channels, red, green, blue
+    bool linear = false;                 ///< straight segments in place of the spline
+    bool yiqOn = false;                  ///< the master curve works on the luminance only
+    bool filterOn = false;               ///< the filter acts at all
 };
 
-/// The keys that can be listed; counts and nodes are read and written by the filter.
-inline constexpr ParameterTable<GradCurvesParameters, 3> kGradCurvesText{
-    .keys = {{{"Linear", &GradCurvesParameters::linear, {0, 1}, "IDS_GRADCURVES_VIEW_SPLINE"},
-              {"YIQOn", &GradCurvesParameters::yiqOn, {0, 1}, "IDS_GRADCURVES_VIEW_YIQ"},
-              {"FilterOn", &GradCurvesParameters::filterOn, {0, 1}}}},
-    .written = "Linear=%.1d, YIQOn=%.1d, FilterOn=%.1d",
-    .leastBuffer = 1001,
-    .standard = ""};
+/// Counts, all x and all y of the four curves, then the flags.
+inline constexpr auto kGradCurvesText = [] {
+    using Record = GradCurvesParameters;
+    struct Curve {
+        const char* letter;
+        const char* name;
+    };
+    constexpr std::array<Curve, 4> curves = {{{"L", "all channels"}, {"R", "red"}, {"G", "green"}, {"B", "blue"}}};
+    ParameterTable<Record, 15> table{.keys = {}, .minimumBuffer = 1001, .resetSeparator = nullptr};
+    for (std::size_t i = 0; i < curves.size(); ++i) {
+        table.keys[i] = {.key = {"n", curves[i].letter},
+                         .field = [](Record& r, std::size_t at) -> std::int32_t& { return r.curves[at].Count(); },
+                         .range = {2, CGradCurve::kSlots},
+                         .meaning = "number of nodes",
+                         .group = curves[i].name,
+                         .index = i,
+                         .digits = 2};
+        Parameter<Record> node{.key = {"x", curves[i].letter, "#"},
+                               .range = {0, CGradCurve::kLargest},
+                               .meaning = "tone of a node",
+                               .group = curves[i].name,
+                               .index = i * CGradCurve::kSlots,
+                               .count = CGradCurve::kSlots,
+                               .held = true};
+        node.field = [](Record& r, std::size_t at) -> std::int32_t& {
+            return r.curves[at / CGradCurve::kSlots].Slot(at % CGradCurve::kSlots).x;
+        };
+        table.keys[4 + i] = node;
+        node.key = {"y", curves[i].letter, "#"};
+        node.meaning = "what the tone becomes";
+        node.field = [](Record& r, std::size_t at) -> std::int32_t& {
+            return r.curves[at / CGradCurve::kSlots].Slot(at % CGradCurve::kSlots).y;
+        };
+        table.keys[8 + i] = node;
+    }
+    table.keys[12] = Flag("Linear", &Record::linear, "IDS_GRADCURVES_VIEW_SPLINE", "straight segments, no spline");
+    table.keys[13] = Flag("YIQOn", &Record::yiqOn, "IDS_GRADCURVES_VIEW_YIQ", "the common curve maps the luminance");
+    table.keys[14] = Flag("FilterOn", &Record::filterOn, "", "the filter acts at all").ActiveAt(1);
+    return table;
+}();
 
 inline constexpr Description kGradCurves{
     .progId = "TMFilter.GradCurves.1",
@@ -37,15 +68,10 @@ inline constexpr Description kGradCurves{
 
 class CGradCurvesFilter final : public TwinFilter<GradCurvesParameters, kGradCurvesText, kGradCurves> {
 public:
-    static ParameterInfo Parameters();
-
     CGradCurvesFilter();
 
 protected:
     HRESULT TransformWindow(const Window& window) override;
-    void ReadText(std::string_view text) override;
-    std::string PendingText() const override;
-    std::string ActiveText() const override;
 
 private:
     HRESULT WorkCurves(const Window& window) const;

@@ -16,17 +16,16 @@ int WithinHalfTurn(std::int64_t degrees) {
 void CHSBFilter::RebuildTables() {
     for (int degree = 0; degree < 360; ++degree) {
         std::array<std::int64_t, 3> sums{};  // hue, saturation, brightness, in hundredths
-        for (std::size_t key = 0; key < kHsbText.keys.size(); ++key) {
-            const std::size_t group = key / 3;
-            const int weight = group == 0 ? 100 : kernels::SectorWeight(degree, kernels::kHueSectors[group - 1]);
-            sums[key % 3] += std::int64_t{table::Value(kHsbText.keys[key], Active())} * weight;
+        for (std::size_t range = 0; range < Active().changes.size(); ++range) {
+            const int weight = range == 0 ? 100 : kernels::SectorWeight(degree, kernels::kHueSectors[range - 1]);
+            for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += std::int64_t{Active().changes[range][i]} * weight;
         }
         HsbShift[static_cast<std::size_t>(degree)] = {
             .hue = static_cast<double>(WithinHalfTurn(sums[0] / 100)),
             .saturation = kernels::SatFactor(kernels::ClampPercent(sums[1] / 100)),
             .brightness = kernels::ClampPercent(sums[2] / 100) / 100.0};
     }
-    HsbShift.back() = {.hue = 0.0, .saturation = 0.0, .brightness = Active().bright / 100.0};
+    HsbShift.back() = {.hue = 0.0, .saturation = 0.0, .brightness = Active().changes[0][2] / 100.0};
 }
 
 HRESULT CHSBFilter::TransformWindow(const Window& window) {

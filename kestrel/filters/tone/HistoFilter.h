@@ -6,14 +6,12 @@ namespace kestrel {
 /// Spreads the brightness of a region evenly.
 struct HistoParameters {
     std::int32_t intensity = 0;  ///< percent, 0..100: weight of how often a tone occurs; 0 spreads the tones in use
-    bool operator==(const HistoParameters&) const = default;
 };
 
 inline constexpr ParameterTable<HistoParameters, 1> kHistoText{
-    .keys = {{{"Intensity", &HistoParameters::intensity, {0, 100}, "IDS_HISTO_NAME"}}},
-    .written = "Intensity=%.3d",
-    .leastBuffer = 31,
-    .standard = "Intensity=000"};
+    .keys = {Percent("Intensity", &HistoParameters::intensity, "IDS_HISTO_NAME",
+                     "how much the frequency of a tone counts; 0 spreads the tones in use evenly")},
+    .minimumBuffer = 31};
 
 inline constexpr Description kHisto{
     .progId = "TMFilter.Histo.1",

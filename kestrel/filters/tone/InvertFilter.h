@@ -6,14 +6,11 @@ namespace kestrel {
 /// Turns the picture into its negative, in part or whole.
 struct InvertParameters {
     std::int32_t inversity = 0;  ///< percent of the negative, 0..100
-    bool operator==(const InvertParameters&) const = default;
 };
 
 inline constexpr ParameterTable<InvertParameters, 1> kInvertText{
-    .keys = {{{"Inversity", &InvertParameters::inversity, {0, 100}, "IDS_INVERT_NAME"}}},
-    .written = "Inversity=%.3d",
-    .leastBuffer = 31,
-    .standard = "Inversity=000"};
+    .keys = {Percent("Inversity", &InvertParameters::inversity, "IDS_INVERT_NAME", "share of the negative")},
+    .minimumBuffer = 31};
 
 inline constexpr Description kInvert{.progId = "TMFilter.Invert.1",
                                      .clsid = MakeGuid("{3A03D679-9270-4DB5-8602-6245481A9FC4}"),

@@ -9,17 +9,22 @@ struct InvertMaskParameters {
     std::uint8_t green = 255;
     std::uint8_t blue = 255;
     std::int32_t transparency = 0;  ///< percent of the opposite mask, 0..100
-    bool operator==(const InvertMaskParameters&) const = default;
 };
 
 inline constexpr ParameterTable<InvertMaskParameters, 4> kInvertMaskText{
-    .keys = {{{"Red", &InvertMaskParameters::red, {0, 255}, "IDS_INVERTMASK_HEADER"},
-              {"Green", &InvertMaskParameters::green, {0, 255}, "IDS_INVERTMASK_HEADER"},
-              {"Blue", &InvertMaskParameters::blue, {0, 255}, "IDS_INVERTMASK_HEADER"},
-              {"Transparency", &InvertMaskParameters::transparency, {0, 100}, "IDS_INVERTMASK_HEADER"}}},
-    .written = "Blue=%.3d , Green=%.3d, Red=%.3d, Transparency=%.3d",
-    .leastBuffer = 221,
-    .standard = "Red=255,Green=255,Blue=255,Transparency=000"};
+    .keys = {ColorPart(Channel::Blue, "Blue", &InvertMaskParameters::blue, "IDS_INVERTMASK_HEADER",
+                       "colour of what was hidden")
+                 .ResetAt(2),
+             ColorPart(Channel::Green, "Green", &InvertMaskParameters::green, "IDS_INVERTMASK_HEADER",
+                       "colour of what was hidden")
+                 .After(" , ")
+                 .ResetAt(1),
+             ColorPart(Channel::Red, "Red", &InvertMaskParameters::red, "IDS_INVERTMASK_HEADER",
+                       "colour of what was hidden"),
+             Percent("Transparency", &InvertMaskParameters::transparency, "IDS_INVERTMASK_HEADER",
+                     "share of the opposite mask")
+                 .ResetAt(3)},
+    .minimumBuffer = 221};
 
 inline constexpr Description kInvertMask{
     .progId = "TMFilter.InvertMask.1",

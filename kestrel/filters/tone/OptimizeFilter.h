@@ -10,17 +10,15 @@ struct OptimizeParameters {
     std::int32_t slider2 = 0;  ///< contrast of highlights, -100..100
     std::int32_t slider3 = 0;  ///< contrast of shadows, -100..100
     std::int32_t slider4 = 0;  ///< saturation, -100..100
-    bool operator==(const OptimizeParameters&) const = default;
 };
 
 inline constexpr ParameterTable<OptimizeParameters, 4> kOptimizeText{
-    .keys = {{{"Slider1", &OptimizeParameters::slider1, {-100, 100}, "IDS_OPT_SLIDER1"},
-              {"Slider2", &OptimizeParameters::slider2, {-100, 100}, "IDS_OPT_SLIDER2"},
-              {"Slider3", &OptimizeParameters::slider3, {-100, 100}, "IDS_OPT_SLIDER3"},
-              {"Slider4", &OptimizeParameters::slider4, {-100, 100}, "IDS_OPT_SLIDER4"}}},
-    .written = "Slider1=%.3d, Slider2=%.3d, Slider3=%.3d, Slider4=%.3d",
-    .leastBuffer = 31,
-    .standard = "Slider1=000,Slider2=000,Slider3=000,Slider4=000"};
+    .keys = {Number("Slider1", &OptimizeParameters::slider1, {-100, 100}, "IDS_OPT_SLIDER1", "exposure"),
+             Number("Slider2", &OptimizeParameters::slider2, {-100, 100}, "IDS_OPT_SLIDER2",
+                    "contrast of the highlights"),
+             Number("Slider3", &OptimizeParameters::slider3, {-100, 100}, "IDS_OPT_SLIDER3", "contrast of the shadows"),
+             Number("Slider4", &OptimizeParameters::slider4, {-100, 100}, "IDS_OPT_SLIDER4", "saturation")},
+    .minimumBuffer = 31};
 
 inline constexpr Description kOptimize{
     .progId = "TMFilter.Optimize.1",

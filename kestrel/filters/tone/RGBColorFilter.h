@@ -8,16 +8,16 @@ struct RGBColorParameters {
     std::int32_t red = 0;  ///< percent of the full range, -100..100
     std::int32_t green = 0;
     std::int32_t blue = 0;
-    bool operator==(const RGBColorParameters&) const = default;
 };
 
 inline constexpr ParameterTable<RGBColorParameters, 3> kRGBColorText{
-    .keys = {{{"Red", &RGBColorParameters::red, {-100, 100}, "IDS_COLOR_RED"},
-              {"Green", &RGBColorParameters::green, {-100, 100}, "IDS_COLOR_GREEN"},
-              {"Blue", &RGBColorParameters::blue, {-100, 100}, "IDS_COLOR_BLUE"}}},
-    .written = "Red=%.3d, Green=%.3d, Blue=%.3d",
-    .leastBuffer = 31,
-    .standard = "Red=000,Green=000,Blue=000"};
+    .keys = {Number("Red", &RGBColorParameters::red, {-100, 100}, "IDS_COLOR_RED",
+                    "added to red, percent of its range"),
+             Number("Green", &RGBColorParameters::green, {-100, 100}, "IDS_COLOR_GREEN",
+                    "added to green, percent of its range"),
+             Number("Blue", &RGBColorParameters::blue, {-100, 100}, "IDS_COLOR_BLUE",
+                    "added to blue, percent of its range")},
+    .minimumBuffer = 31};
 
 inline constexpr Description kRGBColor{.progId = "TMFilter.RGBColor.1",
                                        .clsid = MakeGuid("{576ED016-D447-451C-B847-000D6CF9D815}"),

@@ -27,7 +27,7 @@ kernels::MixerChannel MakeChannel(const Weights& weights, std::int32_t constant,
 
 HRESULT CRgbMixerFilter::TransformWindow(const Window& window) {
     return InPlacePasses(window, [&] {
-        if (Active().bBypass) return S_OK;
+        if (Active().bypass) return S_OK;
         return WalkRows(window,
                         [mixer = MakeMixer()](std::span<std::uint8_t> pixels) { kernels::MixerRow(pixels, mixer); });
     });
@@ -35,16 +35,23 @@ HRESULT CRgbMixerFilter::TransformWindow(const Window& window) {
 
 kernels::Mixer CRgbMixerFilter::MakeMixer() const {
     const RgbMixerParameters& p = Active();
-    const auto weights = [](bool relative, Weights w) { return relative ? Relative(w) : w; };
     kernels::Mixer mixer{};
-    if (p.bOnK) {
+    const auto channel = [&p](std::size_t row, const Weights& weights) {
+        return MakeChannel(weights, p.weights[row][3], p.gamma[row]);
+    };
+    if (p.on[0]) {
         // A relative grey starts from the shares that the eye gives the channels.
-        const Weights offset = p.bRgb0 ? Weights{30, 59, 11} : Weights{};
-        mixer.grey = MakeChannel({offset[0] + p.kR, offset[1] + p.kG, offset[2] + p.kB}, p.kC, p.bCon0);
+        const Weights offset = p.relative[0] ? Weights{30, 59, 11} : Weights{};
+        const auto& own = p.weights[0];
+        mixer.grey = channel(0, {offset[0] + own[0], offset[1] + own[1], offset[2] + own[2]});
     }
-    if (p.bOnR) mixer.red = MakeChannel(weights(p.bRgb1, {p.rR, p.rG, p.rB}), p.rC, p.bCon1);
-    if (p.bOnG) mixer.green = MakeChannel(weights(p.bRgb2, {p.gR, p.gG, p.gB}), p.gC, p.bCon2);
-    if (p.bOnB) mixer.blue = MakeChannel(weights(p.bRgb3, {p.bR, p.bG, p.bB}), p.bC, p.bCon3);
+    const auto color = [&](std::size_t row) {
+        const Weights own = {p.weights[row][0], p.weights[row][1], p.weights[row][2]};
+        return channel(row, p.relative[row] ? Relative(own) : own);
+    };
+    if (p.on[1]) mixer.red = color(1);
+    if (p.on[2]) mixer.green = color(2);
+    if (p.on[3]) mixer.blue = color(3);
     return mixer;
 }
 

@@ -1,4 +1,6 @@
 #pragma once
+#include <array>
+
 #include "kestrel/framework/TwinFilter.h"
 #include "kestrel/kernels/MixerRow.h"
 
@@ -6,67 +8,81 @@ namespace kestrel {
 
 /// Makes each channel from a weighted sum of all three, with an optional grey channel.
 struct RgbMixerParameters {
-    bool bOnK = false;                            ///< the grey channel is made
-    bool bOnR = true;                             ///< red is mixed; else it is the grey, or stays
-    bool bOnG = true;                             ///< green likewise
-    bool bOnB = true;                             ///< blue likewise
-    bool bBypass = false;                         ///< the filter does nothing
-    bool bRgb0 = true;                            ///< weights of grey are relative
-    bool bRgb1 = false;                           ///< weights of red are relative
-    bool bRgb2 = false;                           ///< weights of green are relative
-    bool bRgb3 = false;                           ///< weights of blue are relative
-    bool bCon0 = false;                           ///< the constant of grey is a gamma
-    bool bCon1 = false;                           ///< the constant of red is a gamma
-    bool bCon2 = false;                           ///< the constant of green is a gamma
-    bool bCon3 = false;                           ///< the constant of blue is a gamma
-    std::int32_t kR = 0, kG = 0, kB = 0, kC = 0;  ///< grey: percent of red, green, blue, -200..200; constant, -100..100
-    std::int32_t rR = 100, rG = 0, rB = 0,
-                 rC = 0;  ///< red: percent of red, green, blue, -200..200; constant, -100..100
-    std::int32_t gR = 0, gG = 100, gB = 0,
-                 gC = 0;  ///< green: percent of red, green, blue, -200..200; constant, -100..100
-    std::int32_t bR = 0, bG = 0, bB = 100,
-                 bC = 0;  ///< blue: percent of red, green, blue, -200..200; constant, -100..100
-    bool operator==(const RgbMixerParameters&) const = default;
+    bool bypass = false;                                         ///< the filter does nothing
+    std::array<bool, 4> on = {false, true, true, true};          ///< of four rows: grey, red, green, blue
+    std::array<bool, 4> relative = {true, false, false, false};  ///< the weights of a row are lowered to a sum of 100
+    std::array<bool, 4> gamma{};                                 ///< the constant of a row is a gamma
+    /// A row's percent of red, green and blue, -200..200, and its constant, -100..100.
+    std::array<std::array<std::int32_t, 4>, 4> weights = {
+        {{0, 0, 0, 0}, {100, 0, 0, 0}, {0, 100, 0, 0}, {0, 0, 100, 0}}};
 };
 
-inline constexpr ParameterTable<RgbMixerParameters, 29> kRgbMixerText{
-    .keys = {{{"BOnK", &RgbMixerParameters::bOnK, {0, 1}},
-              {"BOnR", &RgbMixerParameters::bOnR, {0, 1}},
-              {"BOnG", &RgbMixerParameters::bOnG, {0, 1}},
-              {"BOnB", &RgbMixerParameters::bOnB, {0, 1}},
-              {"BBypass", &RgbMixerParameters::bBypass, {0, 1}},
-              {"BRgb0", &RgbMixerParameters::bRgb0, {0, 1}, "IDS_RGBMIXER_RELATIVE"},
-              {"BRgb1", &RgbMixerParameters::bRgb1, {0, 1}, "IDS_RGBMIXER_RELATIVE"},
-              {"BRgb2", &RgbMixerParameters::bRgb2, {0, 1}, "IDS_RGBMIXER_RELATIVE"},
-              {"BRgb3", &RgbMixerParameters::bRgb3, {0, 1}, "IDS_RGBMIXER_RELATIVE"},
-              {"BCon0", &RgbMixerParameters::bCon0, {0, 1}, "IDS_RGBMIXER_SLIDER_CONST_REL"},
-              {"BCon1", &RgbMixerParameters::bCon1, {0, 1}, "IDS_RGBMIXER_SLIDER_CONST_REL"},
-              {"BCon2", &RgbMixerParameters::bCon2, {0, 1}, "IDS_RGBMIXER_SLIDER_CONST_REL"},
-              {"BCon3", &RgbMixerParameters::bCon3, {0, 1}, "IDS_RGBMIXER_SLIDER_CONST_REL"},
-              {"kR", &RgbMixerParameters::kR, {-200, 200}, "IDS_RGBMIXER_SLIDER_RED"},
-              {"kG", &RgbMixerParameters::kG, {-200, 200}, "IDS_RGBMIXER_SLIDER_GREEN"},
-              {"kB", &RgbMixerParameters::kB, {-200, 200}, "IDS_RGBMIXER_SLIDER_BLUE"},
-              {"kC", &RgbMixerParameters::kC, {-100, 100}, "IDS_RGBMIXER_SLIDER_CONST"},
-              {"rR", &RgbMixerParameters::rR, {-200, 200}, "IDS_RGBMIXER_SLIDER_RED"},
-              {"rG", &RgbMixerParameters::rG, {-200, 200}, "IDS_RGBMIXER_SLIDER_GREEN"},
-              {"rB", &RgbMixerParameters::rB, {-200, 200}, "IDS_RGBMIXER_SLIDER_BLUE"},
-              {"rC", &RgbMixerParameters::rC, {-100, 100}, "IDS_RGBMIXER_SLIDER_CONST"},
-              {"gR", &RgbMixerParameters::gR, {-200, 200}, "IDS_RGBMIXER_SLIDER_RED"},
-              {"gG", &RgbMixerParameters::gG, {-200, 200}, "IDS_RGBMIXER_SLIDER_GREEN"},
-              {"gB", &RgbMixerParameters::gB, {-200, 200}, "IDS_RGBMIXER_SLIDER_BLUE"},
-              {"gC", &RgbMixerParameters::gC, {-100, 100}, "IDS_RGBMIXER_SLIDER_CONST"},
-              {"bR", &RgbMixerParameters::bR, {-200, 200}, "IDS_RGBMIXER_SLIDER_RED"},
-              {"bG", &RgbMixerParameters::bG, {-200, 200}, "IDS_RGBMIXER_SLIDER_GREEN"},
-              {"bB", &RgbMixerParameters::bB, {-200, 200}, "IDS_RGBMIXER_SLIDER_BLUE"},
-              {"bC", &RgbMixerParameters::bC, {-100, 100}, "IDS_RGBMIXER_SLIDER_CONST"}}},
-    .written =
-        "BOnK=%.1d, BOnR=%.1d, BOnG=%.1d, BOnB=%.1d, BBypass=%.1d,BRgb0=%.1d, BRgb1=%.1d, BRgb2=%.1d, "
-        "BRgb3=%.1d,BCon0=%.1d, BCon1=%.1d, BCon2=%.1d, BCon3=%.1d,kR=%.3d, kG=%.3d, kB=%.3d, kC=%.3d,rR=%.3d, "
-        "rG=%.3d, rB=%.3d, rC=%.3d,gR=%.3d, gG=%.3d, gB=%.3d, gC=%.3d,bR=%.3d, bG=%.3d, bB=%.3d, bC=%.3d",
-    .leastBuffer = 501,
-    .standard =
-        "BOnK=0,BOnR=1,BOnG=1,BOnB=1,BBypass=0,BRgb0=1,BCon0=0,BRgb1=0,BCon1=0,BRgb2=0,BCon2=0,BRgb3=0,BCon3=0,kR=000,"
-        "kG=000,kB=000,rR=000,rG=000,rB=000,gR=000,gG=000,gB=000,bR=000,bG=000,bB=000,kC=000,rC=000,gC=000,bC=000"};
+/// The default text has all weights at 0, which makes a black picture; a fresh filter leaves it alone.
+inline constexpr auto kRgbMixerText = [] {
+    using Record = RgbMixerParameters;
+    struct Row {
+        const char* on;
+        const char* number;
+        const char* weights;
+        const char* name;
+    };
+    constexpr std::array<Row, 4> rows = {
+        {{"K", "0", "k", "grey"}, {"R", "1", "r", "red"}, {"G", "2", "g", "green"}, {"B", "3", "b", "blue"}}};
+    struct Weight {
+        const char* letter;
+        double limit;
+        const char* label;
+        const char* meaning;
+    };
+    constexpr std::array<Weight, 4> weights = {{{"R", 200, "IDS_RGBMIXER_SLIDER_RED", "share of red"},
+                                                {"G", 200, "IDS_RGBMIXER_SLIDER_GREEN", "share of green"},
+                                                {"B", 200, "IDS_RGBMIXER_SLIDER_BLUE", "share of blue"},
+                                                {"C", 100, "IDS_RGBMIXER_SLIDER_CONST", "brightness or gamma"}}};
+    constexpr int kWeightsPlace = 5;  // in the default text, after the flags of the four rows
+    ParameterTable<Record, 29> table{.keys = {}, .minimumBuffer = 501};
+    std::size_t n = 0;
+    const auto flag = [&](KeyName key, Element<Record, bool> field, const char* label, const char* meaning,
+                          std::size_t i, int place) {
+        table.keys[n++] = {.key = key,
+                           .field = field,
+                           .range = {0, 1},
+                           .label = label,
+                           .meaning = meaning,
+                           .group = rows[i].name,
+                           .index = i,
+                           .before = i == 0 && place > 0 ? "," : nullptr,
+                           .reset = {.place = place}};
+    };
+    for (std::size_t i = 0; i < rows.size(); ++i)
+        flag(
+            {"BOn", rows[i].on}, [](Record& r, std::size_t at) -> bool& { return r.on[at]; }, "", "the row is used", i,
+            0);
+    table.keys[n++] =
+        Flag("BBypass", &Record::bypass, "IDS_RGBMIXER_BTN_BYPASS", "the filter does nothing").ActiveAt(0);
+    for (std::size_t i = 0; i < rows.size(); ++i)
+        flag(
+            {"BRgb", rows[i].number}, [](Record& r, std::size_t at) -> bool& { return r.relative[at]; },
+            "IDS_RGBMIXER_RELATIVE", "the shares are brought to a sum of 100", i, 1 + static_cast<int>(i));
+    for (std::size_t i = 0; i < rows.size(); ++i)
+        flag(
+            {"BCon", rows[i].number}, [](Record& r, std::size_t at) -> bool& { return r.gamma[at]; },
+            "IDS_RGBMIXER_SLIDER_CONST_REL", "the brightness is a gamma", i, 1 + static_cast<int>(i));
+    for (std::size_t i = 0; i < rows.size() * weights.size(); ++i) {
+        const Weight& weight = weights[i % 4];
+        table.keys[n++] = {
+            .key = {rows[i / 4].weights, weight.letter},
+            .field = [](Record& r, std::size_t at) -> std::int32_t& { return r.weights[at / 4][at % 4]; },
+            .range = {-weight.limit, weight.limit},
+            .label = weight.label,
+            .meaning = weight.meaning,
+            .group = rows[i / 4].name,
+            .unit = i % 4 < 3 ? Unit::Percent : Unit::None,
+            .index = i,
+            .before = i % 4 == 0 ? "," : nullptr,
+            .reset = {.place = kWeightsPlace + (i % 4 < 3 ? 0 : 1), .value = 0}};
+    }
+    return table;
+}();
 
 inline constexpr Description kRgbMixer{
     .progId = "TMFilter.RgbMixer.1",

@@ -3,7 +3,7 @@
 
 namespace kestrel {
 
-inline constexpr KeepByteTable kSepiaText = MakeKeepByteTable("Sepia", "Sepia=%.3d", "Sepia=000", "IDS_SEPIA_NAME");
+inline constexpr auto kSepiaText = KeepByteTable("Sepia", "IDS_SEPIA_NAME", "share of the brown picture");
 
 inline constexpr Description kSepia{.progId = "TMFilter.Sepia.1",
                                     .clsid = MakeGuid("{75D1E4FD-A2C9-4405-A3F3-986E632A3CEF}"),
@@ -16,7 +16,7 @@ inline constexpr Description kSepia{.progId = "TMFilter.Sepia.1",
                                     .inPlace = true};
 
 /// Tones the picture brown, as an old photograph is.
-class CSepiaFilter final : public KeepByteFilter<kSepiaText, kSepia> {
+class CSepiaFilter final : public TwinFilter<KeepByteParameters, kSepiaText, kSepia> {
 public:
     HRESULT TransformColor(unsigned char* pixel) override;
 

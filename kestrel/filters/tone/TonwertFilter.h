@@ -15,24 +15,32 @@ struct TonwertParameters {
     std::int32_t addhi = 0;        ///< -100..100, tones that the automatic white point goes down
     std::int32_t addmed = 0;       ///< -100..100, added to the automatic midtone
     std::int32_t addlo = 0;        ///< -100..100, tones that the automatic black point goes up
-    bool operator==(const TonwertParameters&) const = default;
 };
 
 inline constexpr ParameterTable<TonwertParameters, 9> kTonwertText{
-    .keys = {{{"AutoContrast", &TonwertParameters::autoContrast, {0, 1}, "IDS_TONWERT_AUTOCON"},
-              {"AutoContrastRGB", &TonwertParameters::autoContrastRGB, {0, 1}, "IDS_TONWERT_AUTOCON_RGB"},
-              {"AutoTone", &TonwertParameters::autoTone, {0, 1}, "IDS_TONWERT_AUTOTON"},
-              {"Hi", &TonwertParameters::hi, {0, 100}, "IDS_TONWERT_HI"},
-              {"Med", &TonwertParameters::med, {-100, 100}, "IDS_TONWERT_MED"},
-              {"Lo", &TonwertParameters::lo, {0, 100}, "IDS_TONWERT_LO"},
-              {"Addhi", &TonwertParameters::addhi, {-100, 100}, "IDS_TONWERT_ADDHI"},
-              {"Addmed", &TonwertParameters::addmed, {-100, 100}, "IDS_TONWERT_ADDMED"},
-              {"Addlo", &TonwertParameters::addlo, {-100, 100}, "IDS_TONWERT_ADDLO"}}},
-    .written =
-        "AutoContrast=%.1d, AutoContrastRGB=%.1d, AutoTone=%.1d, Hi=%.3d, Med=%.3d, Lo=%.3d, Addhi=%.3d, "
-        "Addmed=%.3d, Addlo=%.3d",
-    .leastBuffer = 101,
-    .standard = "AutoTone=0,AutoContrast=1,AutoContrastRGB=0,Hi=0,Med=0,Lo=0,Addhi=0,Addmed=0,Addlo=0"};
+    .keys = {Flag("AutoContrast", &TonwertParameters::autoContrast, "IDS_TONWERT_AUTOCON",
+                  "black and white point from the histogram")
+                 .ResetAt(1),
+             Flag("AutoContrastRGB", &TonwertParameters::autoContrastRGB, "IDS_TONWERT_AUTOCON_RGB",
+                  "points for each channel")
+                 .ResetAt(1),
+             Flag("AutoTone", &TonwertParameters::autoTone, "IDS_TONWERT_AUTOTON", "midtones from the histogram"),
+             Number("Hi", &TonwertParameters::hi, {0, 100}, "IDS_TONWERT_HI", "highlights by hand: tones below white")
+                 .ResetAt(1),
+             Number("Med", &TonwertParameters::med, {-100, 100}, "IDS_TONWERT_MED", "midtones by hand").ResetAt(1),
+             Number("Lo", &TonwertParameters::lo, {0, 100}, "IDS_TONWERT_LO", "shadows by hand: tones above black")
+                 .ResetAt(1),
+             Number("Addhi", &TonwertParameters::addhi, {-100, 100}, "IDS_TONWERT_ADDHI",
+                    "highlights relative to the automatic white point")
+                 .ResetAt(1),
+             Number("Addmed", &TonwertParameters::addmed, {-100, 100}, "IDS_TONWERT_ADDMED",
+                    "midtones relative to the automatic ones")
+                 .ResetAt(1),
+             Number("Addlo", &TonwertParameters::addlo, {-100, 100}, "IDS_TONWERT_ADDLO",
+                    "shadows relative to the automatic black point")
+                 .ResetAt(1)},
+    .minimumBuffer = 101,
+    .resetDigits = 1};
 
 inline constexpr Description kTonwert{
     .progId = "TMFilter.Tonwert.1",

@@ -3,8 +3,7 @@
 
 namespace kestrel {
 
-inline constexpr KeepByteTable kTransparencyText =
-    MakeKeepByteTable("Transparency", "Transparency=%.3d", "Transparency=000", "IDS_TRANS_NAME");
+inline constexpr auto kTransparencyText = KeepByteTable("Transparency", "IDS_TRANS_NAME", "transparency");
 
 inline constexpr Description kTransparency{.progId = "TMFilter.Transparency.1",
                                            .clsid = MakeGuid("{69A1B9ED-43C4-47E7-85B9-6EFF2AE942F4}"),
@@ -17,7 +16,7 @@ inline constexpr Description kTransparency{.progId = "TMFilter.Transparency.1",
                                            .inPlace = true};
 
 /// Makes the whole picture transparent, in part or whole.
-class CTransparencyFilter final : public KeepByteFilter<kTransparencyText, kTransparency> {
+class CTransparencyFilter final : public TwinFilter<KeepByteParameters, kTransparencyText, kTransparency> {
 public:
     HRESULT TransformColor(unsigned char* pixel) override;
 

@@ -44,11 +44,6 @@ kernels::ByteTable TwoSegments(double grey, double median) {
 
 }  // namespace
 
-void CWhiteBlackGreyFilter::ReadText(std::string_view text) {
-    Pending().mode = 0;  // a text without a mode means the linear one
-    TwinFilter::ReadText(text);
-}
-
 void CWhiteBlackGreyFilter::BuildSimpleTables() {
     const Triple grey = {Active().redG, Active().greenG, Active().blueG};
     const std::int32_t median = Median3(grey[0], grey[1], grey[2]);

@@ -14,19 +14,30 @@ struct WhiteBlackGreyParameters {
     std::int32_t mode = 0;       ///< 0 linear, 1 curves, 2 curves and common contrast, 3 curves and contrast by channel
     std::int32_t opacity = 100;  ///< percent of the effect, 0..100
     bool filterOn = true;        ///< the filter acts at all
-    bool operator==(const WhiteBlackGreyParameters&) const = default;
 };
 
+inline constexpr Choice kBalanceMethods[] = {{0, "IDS_WHITEBLACKGREY_MODELINEAR", "Linear"},
+                                             {1, "IDS_WHITEBLACKGREY_MODECURVES", "Gradation Curves"},
+                                             {2, "IDS_WHITEBLACKGREY_MODECURVES_AUTOCONTRAST", "Auto-Contrast"},
+                                             {3, "IDS_WHITEBLACKGREY_MODECURVES_AUTOTONE", "Auto-RGB"}};
+
+/// A text without a mode means the linear one.
 inline constexpr ParameterTable<WhiteBlackGreyParameters, 6> kWhiteBlackGreyText{
-    .keys = {{{"RedG", &WhiteBlackGreyParameters::redG, {0, 255}, "IDS_WHITEBLACKGREY_RGB"},
-              {"GreenG", &WhiteBlackGreyParameters::greenG, {0, 255}, "IDS_WHITEBLACKGREY_RGB"},
-              {"BlueG", &WhiteBlackGreyParameters::blueG, {0, 255}, "IDS_WHITEBLACKGREY_RGB"},
-              {"Mode", &WhiteBlackGreyParameters::mode, {0, 3}, "IDS_WHITEBLACKGREY_MODES"},
-              {"Opacity", &WhiteBlackGreyParameters::opacity, {0, 100}, "IDS_WHITEBLACKGREY_OPACITY"},
-              {"FilterOn", &WhiteBlackGreyParameters::filterOn, {0, 1}}}},
-    .written = "RedG=%.3d, GreenG=%.3d, BlueG=%.3d, Mode=%d, Opacity=%.3d, FilterOn=%.1d",
-    .leastBuffer = 41,
-    .standard = "RedG=255, GreenG=255, BlueG=255, Mode=0, Opacity=100, FilterOn=1"};
+    .keys = {Number("RedG", &WhiteBlackGreyParameters::redG, {0, 255}, "IDS_WHITEBLACKGREY_RGB",
+                    "red of the colour that becomes grey"),
+             Number("GreenG", &WhiteBlackGreyParameters::greenG, {0, 255}, "IDS_WHITEBLACKGREY_RGB",
+                    "green of the colour that becomes grey"),
+             Number("BlueG", &WhiteBlackGreyParameters::blueG, {0, 255}, "IDS_WHITEBLACKGREY_RGB",
+                    "blue of the colour that becomes grey"),
+             Number("Mode", &WhiteBlackGreyParameters::mode, {0, 3}, "IDS_WHITEBLACKGREY_MODES", "method")
+                 .OneOf(kBalanceMethods)
+                 .Or(0)
+                 .Digits(1),
+             Percent("Opacity", &WhiteBlackGreyParameters::opacity, "IDS_WHITEBLACKGREY_OPACITY",
+                     "strength of the effect"),
+             Flag("FilterOn", &WhiteBlackGreyParameters::filterOn, "", "the filter acts at all").ActiveAt(1)},
+    .minimumBuffer = 41,
+    .resetSeparator = nullptr};
 
 inline constexpr Description kWhiteBlackGrey{
     .progId = "TMFilter.WhiteBlackGrey.1",
@@ -47,7 +58,6 @@ public:
 
 protected:
     HRESULT TransformWindow(const Window& window) override;
-    void ReadText(std::string_view text) override;
 
 private:
     /// A value for each channel: red, green, blue.

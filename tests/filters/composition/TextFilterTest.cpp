@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "kestrel/framework/HostServices.h"
-#include "kestrel/framework/TextEscapes.h"
 #include "kestrel/framework/TextRenderRequest.h"
+#include "kestrel/parameters/TextEscapes.h"
 #include "tests/support/Line.h"
 
 namespace kestrel {

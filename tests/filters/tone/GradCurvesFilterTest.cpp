@@ -50,7 +50,7 @@ TEST(GradCurvesFilter, TextHoldsCountsThenXThenYThenFlags) {
     Line line(Picture(1, 1));
     line.Add(kId);
     const std::string fresh = line.PendingText(0);
-    EXPECT_EQ(fresh, CGradCurvesFilter::Parameters().standard);
+    EXPECT_EQ(fresh, CGradCurvesFilter::Parameters().defaultText);
     EXPECT_EQ(fresh.substr(0, 67), "nL=02, nR=02, nG=02, nB=02, xL1=000, xL2=255, xL3=255, xL4=255, xL5");
     EXPECT_NE(fresh.find("xL12=255, xR1=000, "), std::string::npos);
     EXPECT_NE(fresh.find("xB12=255, yL1=000, "), std::string::npos);

@@ -88,10 +88,11 @@ TEST(ToneFamily, DefaultTextsAreFreshFilters) {
         const ParameterInfo info = FindClass(std::string_view(member.progId))->parameters();
         Line line(Picture(1, 1));
         line.Add(member.progId).Add(member.progId, member.text);
-        line.SetText(1, info.standard.c_str());
+        line.SetText(1, info.defaultText.c_str());
         EXPECT_EQ(line.PendingText(1), line.PendingText(0)) << member.progId;
         for (const KeyInfo& key : info.keys)
-            EXPECT_NE(line.PendingText(0).find(key.key + "="), std::string::npos) << member.progId << " " << key.key;
+            EXPECT_EQ(key.role == Role::Setting, line.PendingText(0).find(key.key + "=") != std::string::npos)
+                << member.progId << " " << key.key;
     }
 }
 
@@ -99,7 +100,7 @@ TEST(ToneFamily, WritersKeepTheirLeastBuffer) {
     for (const Member& member : kFamily) {
         Line line(Picture(1, 1));
         line.Add(member.progId, member.text);
-        const int least = FindClass(std::string_view(member.progId))->parameters().leastBuffer;
+        const int least = FindClass(std::string_view(member.progId))->parameters().minimumBuffer;
         const auto parameters = Ref<IFilterParameters>::Query(&line.Filter(0));
         std::string buffer(static_cast<std::size_t>(least), '#');
         EXPECT_EQ(parameters->GetParameterTextForSave(buffer.data(), least - 1), S_OK);

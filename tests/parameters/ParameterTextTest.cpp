@@ -1,4 +1,4 @@
-#include "kestrel/framework/ParameterText.h"
+#include "kestrel/parameters/ParameterText.h"
 
 #include <gtest/gtest.h>
 
@@ -92,16 +92,16 @@ TEST(ParameterText, FlagsCompareTheNumberAsItStands) {
 }
 
 TEST(ParameterText, KeysWithTheirEqualsSign) {
-    EXPECT_EQ(ReadIntBehindEquals("Sharpness=12", "Sharpness"), 12);
-    EXPECT_EQ(ReadIntBehindEquals("Sharpness:12", "Sharpness"), std::nullopt);
-    EXPECT_EQ(ReadIntBehindEquals("Sharpness 1,Sharpness=2", "Sharpness"), 2);
-    EXPECT_EQ(ReadDoubleBehindEquals("M=0.25,N=3", "M"), 0.25);
-    EXPECT_EQ(ReadDoubleBehindEquals("M=-1e3", "M"), -1000.0);
-    EXPECT_EQ(ReadDoubleBehindEquals("M=+2.5", "M"), 2.5);
-    EXPECT_EQ(ReadDoubleBehindEquals("M=-1e999", "M"), -HUGE_VAL);
-    EXPECT_EQ(ReadDoubleBehindEquals("M=1e-999", "M"), 0.0);
-    EXPECT_EQ(ReadDoubleBehindEquals("M=+-5", "M"), std::nullopt);
-    EXPECT_EQ(ReadDoubleBehindEquals("M=,5", "M"), std::nullopt);
+    EXPECT_EQ(ReadIntAfterEquals("Sharpness=12", "Sharpness"), 12);
+    EXPECT_EQ(ReadIntAfterEquals("Sharpness:12", "Sharpness"), std::nullopt);
+    EXPECT_EQ(ReadIntAfterEquals("Sharpness 1,Sharpness=2", "Sharpness"), 2);
+    EXPECT_EQ(ReadDoubleAfterEquals("M=0.25,N=3", "M"), 0.25);
+    EXPECT_EQ(ReadDoubleAfterEquals("M=-1e3", "M"), -1000.0);
+    EXPECT_EQ(ReadDoubleAfterEquals("M=+2.5", "M"), 2.5);
+    EXPECT_EQ(ReadDoubleAfterEquals("M=-1e999", "M"), -HUGE_VAL);
+    EXPECT_EQ(ReadDoubleAfterEquals("M=1e-999", "M"), 0.0);
+    EXPECT_EQ(ReadDoubleAfterEquals("M=+-5", "M"), std::nullopt);
+    EXPECT_EQ(ReadDoubleAfterEquals("M=,5", "M"), std::nullopt);
 }
 
 TEST(ParameterText, WritesAtLeastTheDigitsAsked) {

@@ -1,4 +1,4 @@
-#include "kestrel/framework/TextEscapes.h"
+#include "kestrel/parameters/TextEscapes.h"
 
 namespace kestrel {
 namespace {

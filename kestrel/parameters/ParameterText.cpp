@@ -1,10 +1,13 @@
-#include "kestrel/framework/ParameterText.h"
+#include "kestrel/parameters/ParameterText.h"
 
+#include <fmt/format.h>
 #include <locale.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <iterator>
 
 namespace kestrel {
 namespace {
@@ -17,14 +20,6 @@ std::string_view SkipSpace(std::string_view text) {
     return text;
 }
 
-/// The text behind `key` and an equals sign.
-std::optional<std::string_view> BehindEquals(std::string_view text, std::string_view key) {
-    const std::string whole = std::string(key) + '=';
-    const std::size_t at = text.find(whole);
-    if (at == std::string_view::npos) return std::nullopt;
-    return text.substr(at + whole.size());
-}
-
 /// Stores a number that differs and raises the flag.
 template <class Field, class Value>
 bool Store(std::optional<Value> value, Field* field, bool* changed) {
@@ -34,11 +29,6 @@ bool Store(std::optional<Value> value, Field* field, bool* changed) {
         *changed = true;
     }
     return true;
-}
-
-std::optional<std::int32_t> ReadBehindKey(std::string_view text, std::string_view key) {
-    const auto rest = BehindKey(text, key);
-    return rest ? ReadDecimal(*rest) : std::nullopt;
 }
 
 }  // namespace
@@ -68,36 +58,69 @@ std::optional<double> ReadDouble(std::string_view text) {
     return value;
 }
 
-std::optional<std::string_view> BehindKey(std::string_view text, std::string_view key) {
+std::optional<std::string_view> AfterKey(std::string_view text, std::string_view key) {
     const std::size_t at = text.find(key);
     if (at == std::string_view::npos || at + key.size() >= text.size()) return std::nullopt;
     return text.substr(at + key.size() + 1);
 }
 
-std::optional<std::int32_t> ReadIntBehindEquals(std::string_view text, std::string_view key) {
-    const auto rest = BehindEquals(text, key);
+std::optional<std::string_view> AfterEquals(std::string_view text, std::string_view key) {
+    const std::string whole = std::string(key) + '=';
+    const std::size_t at = text.find(whole);
+    if (at == std::string_view::npos) return std::nullopt;
+    return text.substr(at + whole.size());
+}
+
+std::optional<std::int32_t> ReadIntAfterKey(std::string_view text, std::string_view key) {
+    const auto rest = AfterKey(text, key);
     return rest ? ReadDecimal(*rest) : std::nullopt;
 }
 
-std::optional<double> ReadDoubleBehindEquals(std::string_view text, std::string_view key) {
-    const auto rest = BehindEquals(text, key);
+std::optional<std::int32_t> ReadIntAfterEquals(std::string_view text, std::string_view key) {
+    const auto rest = AfterEquals(text, key);
+    return rest ? ReadDecimal(*rest) : std::nullopt;
+}
+
+std::optional<std::int32_t> ReadDigitAfterEquals(std::string_view text, std::string_view key) {
+    const auto rest = AfterEquals(text, key);
+    if (!rest || rest->empty() || !IsDigit(rest->front())) return std::nullopt;
+    return rest->front() - '0';
+}
+
+std::optional<std::int32_t> ReadHexAfterEquals(std::string_view text, std::string_view key, std::uint32_t maximum) {
+    auto digits = AfterEquals(text, key);
+    if (!digits) return std::nullopt;
+    digits->remove_prefix(std::min(digits->find_first_not_of(' '), digits->size()));
+    std::uint32_t value = 0;
+    const auto [end, error] = std::from_chars(digits->data(), digits->data() + digits->size(), value, 16);
+    if (error != std::errc{} || value > maximum) return std::nullopt;
+    return static_cast<std::int32_t>(value);
+}
+
+std::optional<double> ReadDoubleAfterEquals(std::string_view text, std::string_view key) {
+    const auto rest = AfterEquals(text, key);
     return rest ? ReadDouble(*rest) : std::nullopt;
 }
 
+std::optional<std::string_view> ReadPiece(std::string_view text, std::string_view key) {
+    const auto rest = AfterEquals(text, key);
+    return rest ? std::optional(rest->substr(0, rest->find(','))) : std::nullopt;
+}
+
 bool ReadIntParameter(std::string_view text, std::string_view key, std::int32_t* field, bool* changed) {
-    return Store(ReadBehindKey(text, key), field, changed);
+    return Store(ReadIntAfterKey(text, key), field, changed);
 }
 
 bool ReadUIntParameter(std::string_view text, std::string_view key, std::uint32_t* field, bool* changed) {
-    return Store(ReadBehindKey(text, key), field, changed);
+    return Store(ReadIntAfterKey(text, key), field, changed);
 }
 
 bool ReadByteParameter(std::string_view text, std::string_view key, std::uint8_t* field, bool* changed) {
-    return Store(ReadBehindKey(text, key), field, changed);
+    return Store(ReadIntAfterKey(text, key), field, changed);
 }
 
 bool ReadBoolParameter(std::string_view text, std::string_view key, bool* field, bool* changed) {
-    const auto value = ReadBehindKey(text, key);
+    const auto value = ReadIntAfterKey(text, key);
     if (!value) return false;
     if (*value != (*field ? 1 : 0)) {
         *field = *value != 0;
@@ -114,8 +137,16 @@ void AppendDecimal(std::string& text, std::int32_t value, int digits) {
     text += plain;
 }
 
-HRESULT WriteText(const std::string& text, char* buffer, int size, int least) {
-    if (size < least) return S_OK;
+void AppendDouble(std::string& text, double value, int decimals) {
+    fmt::format_to(std::back_inserter(text), "{:.{}f}", value, decimals);
+}
+
+void AppendHex(std::string& text, std::uint32_t value, int digits) {
+    fmt::format_to(std::back_inserter(text), "{:0{}x}", value, digits);
+}
+
+HRESULT WriteText(const std::string& text, char* buffer, int size, int minimum) {
+    if (size < minimum) return S_OK;
     if (text.size() >= static_cast<std::size_t>(size)) return E_FAIL;
     std::memcpy(buffer, text.c_str(), text.size() + 1);
     return S_OK;
