@@ -12,6 +12,12 @@ Sector SectorSet::End() const {
     return 0;
 }
 
+Sector SectorSet::Count() const {
+    Sector count = 0;
+    for (const std::uint64_t word : words_) count += static_cast<Sector>(std::popcount(word));
+    return count;
+}
+
 Error AllocationTable::Open(const Header& header) {
     bool ended = false;
     const auto take = [&](Sector place) {
@@ -165,24 +171,34 @@ Error AllocationTable::PlaceDifat() {
     return Error::kNone;
 }
 
-/// Pages at the end that tell of nothing but their own place go.
+/// Pages that tell of nothing but the table's own sectors go; sectors of the table that lie so far out lose their
+/// place, to be given one further down.
 void AllocationTable::DropNeedlessPages() {
-    while (!pages_.empty()) {
-        if (lockReserved_ && used_.End() == kRangeLockSector + 1) {
-            used_.Remove(kRangeLockSector);
-            lockReserved_ = false;
-        }
-        const Sector own = places_.back();
-        const bool last = own != kFreeSector && used_.End() == own + 1;
-        if (last) used_.Remove(own);
-        const bool needed = used_.End() > (pages_.size() - 1) * perPage_;
-        if (last) used_.Add(own);
-        if (needed) return;
-        if (own != kFreeSector) Free(own);
-        pages_.pop_back();
-        places_.pop_back();
-        difatDirty_ = true;
+    SectorSet others = used_;
+    for (const auto* own : {&places_, &difat_})
+        for (const Sector sector : *own) others.Remove(sector);
+    if (lockReserved_) others.Remove(kRangeLockSector);
+    const std::size_t kept = std::max<std::size_t>(1, (std::size_t{others.End()} + perPage_ - 1) / perPage_);
+    if (lockReserved_ && others.End() <= kRangeLockSector) {
+        used_.Remove(kRangeLockSector);
+        lockReserved_ = false;
     }
+    if (kept >= pages_.size()) return;
+    const auto leave = [&](Sector& place) {
+        if (place / perPage_ < kept || place == kFreeSector) return false;
+        used_.Remove(place);
+        place = kFreeSector;
+        return true;
+    };
+    for (std::size_t i = 0; i < pages_.size(); ++i) {
+        if (leave(places_[i])) pages_[i].dirty = true;
+        if (i >= kept && places_[i] != kFreeSector) Free(places_[i]);
+    }
+    for (Sector& place : difat_) leave(place);
+    pages_.resize(kept);
+    places_.resize(kept);
+    difatDirty_ = true;
+    search_ = 0;
 }
 
 /// Beyond 2 GB the table has to call the range lock sector taken. Other writers may have put data there.
@@ -197,7 +213,8 @@ void AllocationTable::EnterRangeLock() {
 
 Error AllocationTable::Write(Header& header) {
     DropNeedlessPages();
-    EnterRangeLock();
+    if (const Error error = PlaceAll(); error != Error::kNone) return error;
+    EnterRangeLock();  // now that it is known how far the table reaches
     if (const Error error = PlaceAll(); error != Error::kNone) return error;
     if (const Error error = WritePages(); error != Error::kNone) return error;
     if (const Error error = WriteDifat(); error != Error::kNone) return error;
@@ -231,6 +248,18 @@ Error AllocationTable::WriteDifat() {
         if (const Error error = store_.WriteRun(difat_[i], bytes); error != Error::kNone) return error;
     }
     return Error::kNone;
+}
+
+Sector AllocationTable::LastOwn() const {
+    Sector last = 0;
+    for (const auto* own : {&places_, &difat_})
+        for (const Sector sector : *own) last = std::max(last, sector);
+    return last;
+}
+
+void AllocationTable::MovePagesFrom(Sector sector) {
+    for (std::size_t i = 0; i < pages_.size(); ++i) pages_[i].dirty = pages_[i].dirty || places_[i] >= sector;
+    difatDirty_ = difatDirty_ || std::any_of(difat_.begin(), difat_.end(), [&](Sector s) { return s >= sector; });
 }
 
 void AllocationTable::CommitDone() {

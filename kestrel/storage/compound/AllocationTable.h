@@ -23,7 +23,7 @@ public:
     std::uint64_t Word(std::size_t i) const { return i < words_.size() ? words_[i] : 0; }
     /// One more than the highest member; 0 for the empty set.
     Sector End() const;
-    void Clear() { words_.clear(); }
+    Sector Count() const;
 
 private:
     std::vector<std::uint64_t> words_;
@@ -63,6 +63,11 @@ public:
     /// Whether the last commit uses the sector, so that it must not be written.
     bool Committed(Sector sector) const { return committed_.Has(sector); }
     Sector UsedEnd() const { return used_.End(); }
+    Sector UsedCount() const { return used_.Count(); }
+    /// The highest sector of the table's own.
+    Sector LastOwn() const;
+    /// Pages of the table from this sector on are to move with the next `Write`.
+    void MovePagesFrom(Sector sector);
     /// Every sector that a chain can name lies below: in the store, or given out and not written yet.
     Sector Bound() const { return std::max(store_.Count(), bound_); }
 

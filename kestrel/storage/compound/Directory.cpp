@@ -22,7 +22,28 @@ Error Directory::Write(EntryId id, const DirectoryEntry& entry) {
     return Error::kNone;
 }
 
+Error Directory::Shrink() {
+    for (;;) {
+        const auto count = Count();
+        if (!count) return count.Failure();
+        if (*count <= perSector_) return Error::kNone;
+        for (EntryId id = *count - perSector_; id < *count; ++id) {
+            const auto entry = Read(id);
+            if (!entry) return entry.Failure();
+            if (entry->kind != DirectoryEntry::Kind::kUnused) return Error::kNone;
+        }
+        if (const Error error = chain_.SetLength(*count / perSector_ - 1); error != Error::kNone) return error;
+        shrunk_ = true;
+    }
+}
+
 Result<EntryId> Directory::Add(const DirectoryEntry& entry) {
+    if (shrunk_) {
+        const auto count = Count();
+        if (!count) return count;
+        std::erase_if(unused_, [&](EntryId id) { return id >= *count; });
+        shrunk_ = false;
+    }
     if (unused_.empty()) {
         const auto count = Count();
         if (!count) return count;

@@ -11,7 +11,7 @@ class Directory {
 public:
     Directory(SectorStore& store, AllocationTable& table, const Header& header)
         : version_(header.version),
-          perSector_(store.SectorSize() / kEntryBytes),
+          perSector_(store.SectorSize() / static_cast<std::uint32_t>(kEntryBytes)),
           chain_(store, table, header.firstDirectory) {}
 
     /// Entries, used or not; follows the directory's chain to its end.
@@ -25,6 +25,8 @@ public:
     /// Finds room for a new entry. kTooLarge when the directory cannot grow.
     Result<EntryId> Add(const DirectoryEntry& entry);
     Error Erase(EntryId id);
+    /// Gives back sectors at the end that hold unused entries only.
+    Error Shrink();
 
     Chain& Sectors() { return chain_; }
 
@@ -33,6 +35,7 @@ private:
     std::uint32_t perSector_;
     Chain chain_;
     std::vector<EntryId> unused_;
+    bool shrunk_ = false;  // `unused_` may hold entries beyond the end
 };
 
 }  // namespace kestrel::compound

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "kestrel/storage/compound/Findings.h"
 #include "kestrel/storage/compound/NameOrder.h"
 #include "kestrel/storage/compound/OpenElement.h"
 
@@ -10,6 +11,7 @@ namespace kestrel::compound {
 namespace {
 
 constexpr std::uint64_t kVersion3MaxStream = 0x80000000;
+constexpr Sector kMinSpread = 64;  // sectors; a shorter store is left as it is
 constexpr std::uint64_t kVersion4MaxStream = (std::uint64_t{kMaxSector} - 1) << 12;
 
 }  // namespace
@@ -119,7 +121,7 @@ Error File::MarkChain(Sector start) {
 
 Error File::MarkStream(const DirectoryEntry& entry) {
     if (!entry.IsStream() || entry.size == 0) return Error::kNone;
-    return entry.InMiniStream() ? mini_->Mark(entry.start) : MarkChain(entry.start);
+    return entry.InMiniStream() ? mini_->Mark(entry.start).Failure() : MarkChain(entry.start);
 }
 
 Error File::MarkAll() {
@@ -165,6 +167,7 @@ Error File::MarkElements(std::vector<EntryId>& unused) {
 
 Error File::PrepareTables() {
     if (const Error error = mini_->Shrink(); error != Error::kNone) return error;
+    if (const Error error = directory_.Shrink(); error != Error::kNone) return error;
     auto root = directory_.Read(kRootEntry);
     if (!root) return root.Failure();
     if (root->start != mini_->Data().Start() || root->size != mini_->Size()) {
@@ -194,9 +197,7 @@ Error File::WriteHeader() {
     return error;
 }
 
-Error File::Commit() {
-    if (broken_ != Error::kNone) return broken_;
-    if (!changed_) return Error::kNone;
+Error File::CommitOnce() {
     if (const Error error = PrepareTables(); error != Error::kNone) return error;
     const std::uint64_t end = store_.Offset(table_.UsedEnd());
     if (store_.Size() < end)
@@ -209,6 +210,35 @@ Error File::Commit() {
     // A failing cut loses nothing: the next commit or opening makes up for it.
     if (store_.Size() > end && store_.SetSize(end) != Error::kNone) return Error::kNone;
     return Error::kNone;
+}
+
+Error File::Commit() {
+    if (broken_ != Error::kNone) return broken_;
+    if (!changed_) return Error::kNone;
+    if (const Error error = CommitOnce(); error != Error::kNone) return error;
+    // The changes are true now; what moving the tables comes to changes nothing for the caller.
+    if (MoveTablesDown() && CommitOnce() != Error::kNone) changed_ = true;
+    return Error::kNone;
+}
+
+/// After much was removed, the tables may lie at the end of a store that is mostly free. Changes them so that they
+/// move; false when there is nothing to gain.
+bool File::MoveTablesDown() {
+    const Sector end = table_.UsedEnd();
+    const Sector used = table_.UsedCount();
+    if (end < kMinSpread || end / 2 < used) return false;
+    const std::array<Chain*, 3> chains{&directory_.Sectors(), &mini_->Table(), &mini_->Data()};
+    Sector last = table_.LastOwn();
+    for (Chain* chain : chains) {
+        if (!chain->Length()) return false;
+        for (const Sector sector : chain->Sectors()) last = std::max(last, sector);
+    }
+    if (last + 1 != end) return false;  // a stream keeps the store long
+    table_.MovePagesFrom(used);
+    for (Chain* chain : chains)
+        for (std::size_t i = 0; i < chain->Sectors().size(); ++i)
+            if (chain->Sectors()[i] >= used && !chain->Change(i)) return false;
+    return true;
 }
 
 // ---- elements
@@ -238,6 +268,8 @@ Error File::SetEntry(EntryId id, const DirectoryEntry& entry) {
     SetChanged();
     return directory_.Write(id, entry);
 }
+
+std::string File::Describe(EntryId id) { return compound::Describe(directory_, tree_, id); }
 
 bool File::Within(EntryId id, EntryId ancestor) const {
     for (; id != kNoEntry; id = id == kRootEntry ? kNoEntry : tree_.Owner(id))

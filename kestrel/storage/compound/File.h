@@ -1,5 +1,6 @@
 #pragma once
 #include <memory>
+#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -31,9 +32,9 @@ class OpenElement;
 ///   (2) the cache is written; (3) changed FAT pages move to free sectors, which changes further pages, until nothing
 ///   moves; when a page that the DIFAT lists moved, the DIFAT moves as a whole; (4) pages and DIFAT are written;
 ///   (5) flush; (6) the header's 512 bytes are written by one call; (7) flush. Now the old sectors are free and the end
-///   of the store is cut. Failing before (6) changes nothing that counts. Failing in (6) or (7), the old header is put
-///   back; when even that fails, nobody can say which of the two whole states the store has, and no further change is
-///   taken.
+///   of the store is cut; when tables alone keep it long, they move down by a second commit. Failing before (6) changes
+///   nothing that counts. Failing in (6) or (7), the old header is put back; when even that fails, nobody can say which
+///   of the two whole states the store has, and no further change is taken.
 /// - What a killed writer leaves is, for the header that counts, free: sectors in the middle are used again, the end is
 ///   cut at the next opening for writing. The first change of a session walks all chains to learn what is used; sectors
 ///   that the FAT calls used and no chain holds (other writers lose some) are freed. A file in which two chains meet or
@@ -60,6 +61,12 @@ public:
     Result<std::vector<EntryId>> Elements(EntryId storage);
     Result<DirectoryEntry> Entry(EntryId id) { return directory_.Read(id); }
     Error SetEntry(EntryId id, const DirectoryEntry& entry);
+    /// The storage that an entry was found in; `kNoEntry` for one that nobody came across.
+    EntryId Owner(EntryId id) const { return tree_.Owner(id); }
+    /// See `NameTree::Adopt`.
+    void Adopt(EntryId id) { tree_.Adopt(id); }
+    /// For findings: "stream Pictures/7" and the like.
+    std::string Describe(EntryId id);
     /// Whether `id` is `ancestor` or lies below it.
     bool Within(EntryId id, EntryId ancestor) const;
 
@@ -88,6 +95,8 @@ private:
     Error MarkElements(std::vector<EntryId>& unused);
     Error PrepareTables();
     Error WriteHeader();
+    Error CommitOnce();
+    bool MoveTablesDown();
     Error Dispose(EntryId id);
 
     bool writable_;

@@ -86,33 +86,44 @@ Error MiniStream::Clear(std::span<const Sector> pieces, std::uint64_t position, 
     return Write(pieces, position, zeros);
 }
 
-Error MiniStream::Mark(Sector start) {
+Result<std::size_t> MiniStream::Mark(Sector start) {
     const auto sectors = data_.Length();
-    if (!sectors) return sectors.Failure();
-    for (Sector piece = start; piece != kEndOfChain;) {
+    if (!sectors) return sectors;
+    std::size_t count = 0;
+    for (Sector piece = start; piece != kEndOfChain; ++count) {
         if (piece / (sectorSize_ / kMiniSize) >= *sectors || used_.Has(piece)) return Error::kDamaged;
         const auto next = Get(piece);
         if (!next) return next.Failure();
         used_.Add(piece);
         piece = *next;
     }
-    return Error::kNone;
+    return count;
 }
 
-void MiniStream::MarkLost(Sector start) {
-    if (Mark(start) != Error::kNone) return;  // what it marked so far stays marked
-}
-
-Error MiniStream::ReclaimUnmarked() {
+Result<std::vector<Sector>> MiniStream::Unmarked() {
     const auto sectors = table_.Length();
     if (!sectors) return sectors.Failure();
+    std::vector<Sector> pieces;
     for (Sector piece = 0; piece < *sectors * perSector_; ++piece) {
         if (used_.Has(piece)) continue;
         const auto next = Get(piece);
         if (!next) return next.Failure();
-        if (*next == kFreeSector) continue;
-        if (const Error error = Set(piece, kFreeSector); error != Error::kNone) return error;
+        if (*next != kFreeSector) pieces.push_back(piece);
     }
+    return pieces;
+}
+
+Result<std::size_t> MiniStream::CountUnmarked() {
+    const auto pieces = Unmarked();
+    if (!pieces) return pieces.Failure();
+    return pieces->size();
+}
+
+Error MiniStream::ReclaimUnmarked() {
+    const auto pieces = Unmarked();
+    if (!pieces) return pieces.Failure();
+    for (const Sector piece : *pieces)
+        if (const Error error = Set(piece, kFreeSector); error != Error::kNone) return error;
     return Error::kNone;
 }
 

@@ -29,10 +29,11 @@ public:
 
     // ---- writing
 
-    /// Counts the pieces of a stream as used. kDamaged when one is used already or lies outside.
-    Error Mark(Sector start);
-    /// Likewise, but ends quietly where `Mark` would fail.
-    void MarkLost(Sector start);
+    /// Counts the pieces of a stream as used and tells how many. kDamaged when one is used already or lies outside;
+    /// those before it stay counted.
+    Result<std::size_t> Mark(Sector start);
+    /// Pieces that the table calls used and nobody marked.
+    Result<std::size_t> CountUnmarked();
     /// Frees in the table what nobody marked.
     Error ReclaimUnmarked();
     /// Makes a stream that many pieces long. After an error it is as it was.
@@ -48,6 +49,7 @@ public:
 private:
     Result<Sector> Get(Sector piece);
     Error Set(Sector piece, Sector next);
+    Result<std::vector<Sector>> Unmarked();
     Result<Sector> Allocate();
     Error Release(Sector piece);
     template <class Part>

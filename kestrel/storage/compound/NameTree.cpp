@@ -35,6 +35,7 @@ public:
         return Error::kNone;
     }
 
+    bool Linked() const { return linked_; }
     bool Sound() const { return sound_; }
     std::vector<EntryId> Elements() { return std::move(elements_); }
 
@@ -67,7 +68,7 @@ private:
     }
 
     Error Broken() {
-        sound_ = false;
+        sound_ = linked_ = false;
         return Error::kNone;
     }
 
@@ -77,6 +78,7 @@ private:
     std::vector<Step> stack_;
     std::vector<EntryId> elements_;
     int blacksBelow_ = -1;
+    bool linked_ = true;
     bool sound_ = true;
 };
 
@@ -96,9 +98,9 @@ Result<NameTree::Shape> NameTree::Look(EntryId storage) {
     if (!entry) return entry.Failure();
     Walk walk(*this, storage);
     if (const Error error = walk.Run(entry->child); error != Error::kNone) return error;
-    Shape shape{walk.Sound(), walk.Elements()};
+    Shape shape{walk.Linked(), walk.Sound(), walk.Elements()};
     if (shape.sound) {
-        shapes_[storage] = {true, {}};
+        shapes_[storage] = {true, true, {}};
         return shape;
     }
     std::vector<std::pair<std::u16string, EntryId>> named;
@@ -164,7 +166,7 @@ Error NameTree::Build(EntryId storage, const std::vector<EntryId>& elements) {
     TreeEdit edit(directory_, storage);
     edit.Build(elements);
     const Error error = edit.Finish();
-    if (error == Error::kNone) shapes_[storage] = {true, {}};
+    if (error == Error::kNone) shapes_[storage] = {true, true, {}};
     return error;
 }
 

@@ -28,20 +28,24 @@ public:
     /// The entry is gone; its number may come to mean something else.
     void Forget(EntryId id);
 
-    /// The storage that an entry was found in; `kNoEntry` for one that nobody came across.
-    EntryId Owner(EntryId id) const { return id < owners_.size() ? owners_[id] : kNoEntry; }
-
-private:
     /// What a walk over the whole tree of a storage found.
     struct Shape {
-        bool sound = false;             // in order, colored by the rules, every entry its own
+        bool linked = false;            // every link leads to an element that is this storage's own
+        bool sound = false;             // besides, in order and colored by the rules
         std::vector<EntryId> elements;  // in order of names
     };
+    Result<Shape> Look(EntryId storage);
+
+    /// The storage that an entry was found in; `kNoEntry` for one that nobody came across.
+    EntryId Owner(EntryId id) const { return id < owners_.size() ? owners_[id] : kNoEntry; }
+    /// From now on the entry belongs to the root, though it hangs nowhere. For lost ones, whose links may form circles.
+    void Adopt(EntryId id) { static_cast<void>(Claim(kRootEntry, id)); }
+
+private:
     class Walk;
 
     bool Claim(EntryId storage, EntryId id);
     bool Sound(EntryId storage) const;
-    Result<Shape> Look(EntryId storage);
     Result<EntryId> Descend(EntryId storage, std::u16string_view name);
     Error MakeSound(EntryId storage);
     Error Build(EntryId storage, const std::vector<EntryId>& elements);
