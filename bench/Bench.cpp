@@ -127,6 +127,7 @@ int main(int argc, char** argv) {
     AddPictures();
     AddFilters();
     AddDust();
+    AddStorage();
     for (const auto add : Peers()) add();
     Table table;
     const auto measured = benchmark::RunSpecifiedBenchmarks(&table);

@@ -23,6 +23,7 @@ void Add(const std::string& name, std::function<void()> work, const std::string&
 void AddFilters();
 void AddPictures();
 void AddDust();
+void AddStorage();
 
 /// Each file of another library registers itself with an object of this type.
 struct Peer {

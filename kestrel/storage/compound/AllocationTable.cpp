@@ -4,6 +4,11 @@
 #include <bit>
 
 namespace kestrel::compound {
+namespace {
+
+constexpr std::size_t kPagesAtOnce = 64;
+
+}  // namespace
 
 Sector SectorSet::End() const {
     for (std::size_t i = words_.size(); i > 0; --i)
@@ -36,14 +41,24 @@ Error AllocationTable::Open(const Header& header) {
     return Error::kNone;
 }
 
+/// Pages that follow each other in the store are read together: the table of a large version 3 file has thousands.
 Error AllocationTable::LoadPage(std::size_t index) {
-    Page& page = pages_[index];
-    if (!page.next.empty()) return Error::kNone;
+    if (!pages_[index].next.empty()) return Error::kNone;
     if (places_[index] >= store_.Count()) return Error::kDamaged;
-    std::vector<std::uint8_t> bytes(store_.SectorSize());
+    std::size_t end = index + 1;
+    while (end < pages_.size() && end < index + kPagesAtOnce && pages_[end].next.empty() &&
+           places_[end] == places_[end - 1] + 1 && places_[end] < store_.Count())
+        ++end;
+    std::vector<std::uint8_t> bytes((end - index) << store_.Shift());
     if (const Error error = store_.ReadRun(places_[index], 0, bytes); error != Error::kNone) return error;
-    page.next.resize(perPage_);
-    for (std::size_t i = 0; i < perPage_; ++i) page.next[i] = Load<Sector>(bytes.data() + 4 * i);
+    const std::uint8_t* from = bytes.data();
+    for (; index < end; ++index) {
+        pages_[index].next.resize(perPage_);
+        for (Sector& next : pages_[index].next) {
+            next = Load<Sector>(from);
+            from += sizeof(Sector);
+        }
+    }
     return Error::kNone;
 }
 

@@ -6,7 +6,8 @@ namespace kestrel::compound {
 namespace {
 
 constexpr std::size_t kAll = ~std::size_t{0};
-constexpr std::size_t kZeros = 1U << 20;  // bytes of zeros that are written at once
+constexpr std::size_t kAhead = 32U << 10;  // bytes that are read on the way with a page
+constexpr std::size_t kZeros = 1U << 20;   // bytes of zeros that are written at once
 
 /// Numbers in sequence from the beginning of `sectors`.
 std::size_t RunLength(std::span<const Sector> sectors) {
@@ -158,7 +159,9 @@ Result<const std::uint8_t*> Chain::Page(std::size_t index) {
     const auto sector = At(index);
     if (!sector) return sector.Failure();
     if (*sector == kEndOfChain) return Error::kDamaged;
-    const auto page = store_->Load(*sector);
+    const std::size_t ahead = std::min(sectors_.size() - index, std::size_t{kAhead} >> store_->Shift());
+    const auto run = static_cast<Sector>(RunLength(std::span(sectors_).subspan(index, ahead)));
+    const auto page = store_->Load(*sector, run);
     if (!page) return page.Failure();
     return static_cast<const std::uint8_t*>(*page);
 }

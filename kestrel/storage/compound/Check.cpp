@@ -25,7 +25,6 @@ public:
 
     Result<CheckReport> Run() {
         report_.sectors = store_.Count();
-        if ((store_.Size() & (store_.SectorSize() - 1)) != 0) Tell(Severity::kUntidy, "the last sector is cut short");
         Error error = Tables();
         if (error == Error::kNone) error = Root();
         if (error == Error::kNone) error = Elements();
@@ -192,6 +191,9 @@ private:
             else if (!reserved)
                 ++report_.lostSectors;
         }
+        const bool cut = (store_.Size() & (store_.SectorSize() - 1)) != 0;  // by a killed writer, when it is free
+        if (cut && store_.Count() > 0 && used_.Has(store_.Count() - 1))
+            Tell(Severity::kUntidy, "the last sector is cut short");
         if (report_.lostSectors > 0)
             Tell(Severity::kUntidy, Number(report_.lostSectors) + " sectors are marked as used and part of nothing");
         if (!mini_) return Error::kNone;

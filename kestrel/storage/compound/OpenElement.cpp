@@ -34,6 +34,7 @@ Error OpenElement::LoadPieces(const DirectoryEntry& entry, bool all) {
 }
 
 Result<std::size_t> OpenElement::Read(std::uint64_t position, std::span<std::uint8_t> to) {
+    static_cast<void>(file_.Trim());  // what cannot be written early waits: a full disk hinders no reading
     const auto entry = file_.Entry(id_);
     if (!entry) return entry.Failure();
     if (position >= entry->size) return std::size_t{0};

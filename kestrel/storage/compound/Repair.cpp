@@ -98,7 +98,8 @@ private:
         if (!empty) return empty.Failure();
         OpenElement from(source_, id, entry);
         OpenElement to(target_, made, *empty);
-        std::size_t part = kBlock;
+        std::size_t part = static_cast<std::size_t>(std::min<std::uint64_t>(kBlock, entry.size));
+        block_.resize(std::max(block_.size(), part));
         std::uint64_t done = 0;
         while (done < entry.size && part > 0 && copied_ <= kMaxGrowth * source_.Store().Size()) {
             const auto count = from.Read(done, std::span(block_).first(part));
@@ -156,7 +157,7 @@ private:
 
     File& source_;
     File& target_;
-    std::vector<std::uint8_t> block_ = std::vector<std::uint8_t>(kBlock);
+    std::vector<std::uint8_t> block_;
     std::uint64_t copied_ = 0;
     RepairReport report_;
 };

@@ -26,20 +26,21 @@ public:
     /// Bytes of the store, changed by writes and `SetSize`.
     std::uint64_t Size() const { return size_; }
 
-    /// The bytes of one sector. The pointer is good until `Trim`, `Drop` or `Move` of this sector. kDamaged when the
-    /// store ends before the sector does, unless `cut` allows that: what is missing reads as zeros.
-    Result<std::uint8_t*> Load(Sector sector);
+    /// The bytes of one sector; on the way come those of the next ones, `run` in all. The pointer is good until `Trim`,
+    /// `Drop` or `Move` of this sector. kDamaged when the store ends before the sector begins; a last sector that is
+    /// cut short ends in zeros.
+    Result<std::uint8_t*> Load(Sector sector, Sector run = 1);
     /// A sector of zeros in the cache, to be written later; whatever the store holds there is not read.
     std::uint8_t* Fresh(Sector sector);
     /// Whoever changes the bytes that `Load` gave says so.
-    void Touch(Sector sector) { pages_.find(sector)->second.dirty = true; }
+    void Touch(Sector sector) { SetDirty(pages_.find(sector)->second); }
     /// The cached bytes of one sector become those of another; the store is not touched.
     std::uint8_t* Move(Sector from, Sector to);
     /// Forgets what the cache has of a sector.
-    void Drop(Sector sector) { pages_.erase(sector); }
-    bool Cached(Sector sector) const { return !pages_.empty() && pages_.count(sector) != 0; }
+    void Drop(Sector sector);
+    bool Cached(Sector sector) const { return pages_.count(sector) != 0; }
 
-    /// Reads bytes from within a run of sectors, past the cache except for what is cached.
+    /// Reads bytes from within a run of sectors, from the cache what waits there to be written.
     Error ReadRun(Sector first, std::uint32_t offset, std::span<std::uint8_t> to);
     /// Writes bytes over whole sectors from `first` on; the cache forgets them.
     Error WriteRun(Sector first, std::span<const std::uint8_t> from);
@@ -56,9 +57,15 @@ private:
         bool dirty = false;
     };
 
+    void SetDirty(Page& page) {
+        dirty_ += page.dirty ? 0 : 1;
+        page.dirty = true;
+    }
+
     std::unique_ptr<ByteStore> store_;
     unsigned shift_;
     std::uint64_t size_;
+    std::size_t dirty_ = 0;  // pages that wait to be written
     std::unordered_map<Sector, Page> pages_;
 };
 
