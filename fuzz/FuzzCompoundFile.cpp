@@ -34,7 +34,7 @@ void Walk(CompoundFile& file) {
             if (auto stream = storage.OpenStream(info.name)) {
                 Bytes bytes(kMaxRead);
                 const auto count = stream->Read(bytes);
-                Require(!count || *count <= info.size);
+                Require(!count || *count <= *stream->Size());
             } else if (auto inner = storage.OpenStorage(info.name)) {
                 open.push_back(std::move(*inner));
             }

@@ -102,7 +102,6 @@ Error File::Break(Error error) {
 Error File::StartChange() {
     if (!writable_) return Error::kAccessDenied;
     if (broken_ != Error::kNone) return broken_;
-    if (const Error error = store_.Trim(); error != Error::kNone) return error;
     if (writing_) return Error::kNone;
     const Error error = MarkAll();
     if (error == Error::kNone) writing_ = true;
@@ -280,6 +279,7 @@ bool File::Within(EntryId id, EntryId ancestor) const {
 Result<EntryId> File::Create(EntryId storage, std::u16string_view name, DirectoryEntry::Kind kind) {
     if (const Error error = CheckName(name); error != Error::kNone) return error;
     if (const Error error = StartChange(); error != Error::kNone) return error;
+    if (const Error error = Trim(); error != Error::kNone) return error;
     const auto same = tree_.Find(storage, name);
     if (!same) return same;
     if (*same != kNoEntry) return Error::kExists;

@@ -76,7 +76,7 @@ public:
     Error StartChange();
     /// There is something to commit.
     void SetChanged() { changed_ = true; }
-    /// Between operations: keeps the cache small.
+    /// Between operations: keeps the cache small. Removing and cutting do without: they must work on a full disk.
     Error Trim() { return store_.Trim(); }
     /// A change stopped half way: nothing is committed any more.
     Error Break(Error error);

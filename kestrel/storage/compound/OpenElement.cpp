@@ -51,6 +51,7 @@ Result<std::size_t> OpenElement::Read(std::uint64_t position, std::span<std::uin
 Error OpenElement::Write(std::uint64_t position, std::span<const std::uint8_t> from) {
     if (from.empty()) return Error::kNone;
     if (const Error error = file_.StartChange(); error != Error::kNone) return error;
+    if (const Error error = file_.Trim(); error != Error::kNone) return error;
     auto entry = file_.Entry(id_);
     if (!entry) return entry.Failure();
     const std::uint64_t before = entry->size;
