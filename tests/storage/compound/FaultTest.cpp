@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -33,17 +34,24 @@ public:
     }
 
     int Hits() const { return hits_; }
+    /// One letter for each call: h is the header's write, w another, t cuts or grows, f flushes.
+    const std::string& Calls() const { return log_; }
 
 protected:
     ssize_t SystemWrite(const void* from, std::size_t count, off_t offset) override {
+        log_ += offset == 0 ? 'h' : 'w';
         if (!Hit()) return FileStore::SystemWrite(from, count, offset);
         if (fault_ == Fault::kShort) return FileStore::SystemWrite(from, (count + 1) / 2, offset);
         return Fail();
     }
     int SystemTruncate(off_t size) override {
+        log_ += 't';
         return Hit() && fault_ != Fault::kShort ? Fail() : FileStore::SystemTruncate(size);
     }
-    int SystemFlush() override { return Hit() && fault_ != Fault::kShort ? Fail() : 0; }
+    int SystemFlush() override {
+        log_ += 'f';
+        return Hit() && fault_ != Fault::kShort ? Fail() : 0;
+    }
 
 private:
     bool Hit() {
@@ -62,6 +70,7 @@ private:
     int times_;
     int calls_ = 0;
     int hits_ = 0;
+    std::string log_;
 };
 
 class Faults : public testing::TestWithParam<Version> {
@@ -180,6 +189,21 @@ TEST_P(Faults, LoseNothingThatWasCommitted) {
             ASSERT_LT(from, 200);
         }
     }
+}
+
+/// What a loss of power needs: all is on the disk before the header is, and nothing is overwritten before that is, too.
+TEST_P(Faults, FlushBeforeAndAfterTheHeader) {
+    auto store = FaultyStore::Open(path_, Fault::kNone, 0, 0);
+    const std::string& calls = store->Calls();
+    auto file = CompoundFile::Open(std::move(store), Access::kReadWrite);
+    auto root = file->Root();
+    ASSERT_EQ(Change(*root), Error::kNone);
+    ASSERT_EQ(file->Commit(), Error::kNone);
+    const std::size_t header = calls.find('h');
+    ASSERT_NE(header, calls.npos);
+    EXPECT_EQ(calls.substr(header - 1, 3), "fhf") << calls;
+    EXPECT_EQ(calls.find('h', header + 1), calls.npos);
+    EXPECT_GT(std::count(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(header), 'w'), 3);
 }
 
 INSTANTIATE_TEST_SUITE_P(Versions, Faults, testing::Values(Version::k3, Version::k4),
