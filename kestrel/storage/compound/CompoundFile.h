@@ -129,9 +129,9 @@ private:
 /// between leaves the file as of the last commit. One thread at a time for a file and all its handles. Movable.
 class KESTREL_API CompoundFile {
 public:
-    /// Opens what the store holds. Reads the header and nothing more; later operations read what they need.
-    /// kAccessDenied when writing is asked from a store that cannot. For writing, sectors at the end of the store that
-    /// no commit knows of (a writer was killed) are cut off.
+    /// Opens what the store holds. Reads the header, the DIFAT and the root entry; later operations read what they
+    /// need. kAccessDenied when writing is asked from a store that cannot. For writing, sectors at the end of the store
+    /// that no commit knows of (a writer was killed) are cut off.
     static Result<CompoundFile> Open(std::unique_ptr<ByteStore> store, Access access);
     /// Makes an empty compound file in an empty store; it is committed on return.
     static Result<CompoundFile> Create(std::unique_ptr<ByteStore> store, Version version = Version::k4);
