@@ -10,3 +10,11 @@ find_package(CLI11 REQUIRED)
 find_package(nlohmann_json REQUIRED)
 find_package(SQLite3 REQUIRED)
 pkg_check_modules(PANGOCAIRO REQUIRED IMPORTED_TARGET pangocairo)
+
+# Loaded at run time, by the first file that needs them.
+pkg_check_modules(LIBTIFF REQUIRED libtiff-4)
+pkg_check_modules(LIBRAW REQUIRED libraw_r)
+pkg_check_modules(MAGICK REQUIRED GraphicsMagick)
+find_library(KESTREL_TIFF_FILE NAMES tiff REQUIRED)
+find_library(KESTREL_RAW_FILE NAMES raw_r REQUIRED)
+find_library(KESTREL_MAGICK_FILE NAMES GraphicsMagick-Q16 GraphicsMagick REQUIRED)

@@ -32,7 +32,7 @@ jpeglib.h       kestrel/codec
 png.h           kestrel/codec
 tiff            kestrel/codec
 libraw/         kestrel/codec
-Magick++        kestrel/codec
+magick/         kestrel/codec
 zlib.h          kestrel/storage kestrel/codec
 pango/          kestrel/host
 cairo           kestrel/host

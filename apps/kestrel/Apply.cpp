@@ -62,7 +62,7 @@ std::string Shown(const std::string& path, const char* pipe) { return IsPipe(pat
 std::string InputName(const Options& options) { return Shown(options.input, "standard input"); }
 std::string OutputName(const Options& options) { return Shown(options.output, "standard output"); }
 
-/// "bmp, jpeg, png"
+/// "bmp, gif, jpeg, ..."
 std::string WritableFormats() {
     std::string names;
     for (const ImageFormat format : kestrel::WritableFormats())

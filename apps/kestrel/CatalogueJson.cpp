@@ -7,6 +7,7 @@
 #include <span>
 
 #include "apps/kestrel/FilterNotes.h"
+#include "kestrel/codec/ImageFormat.h"
 
 namespace {
 
@@ -65,6 +66,19 @@ std::string FiltersAsJson(const std::vector<const kestrel::ClassRow*>& filters,
                           std::optional<kestrel::Language> language) {
     Json list = Json::array();
     for (const kestrel::ClassRow* filter : filters) list.push_back(Identity(*filter->description, language));
+    return Dumped(list);
+}
+
+std::string FormatsAsJson() {
+    Json list = Json::array();
+    for (const kestrel::FormatInfo& format : kestrel::KnownFormats())
+        list.push_back({{"name", format.name},
+                        {"title", format.title},
+                        {"extensions", std::vector<std::string>(format.extensions.begin(), format.extensions.end())},
+                        {"type", static_cast<int>(format.format)},
+                        {"read", format.reads},
+                        {"write", format.writes},
+                        {"transparency", format.holdsAlpha}});
     return Dumped(list);
 }
 

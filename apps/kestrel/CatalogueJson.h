@@ -12,5 +12,7 @@
 /// The answer of `kestrel filters --json`.
 std::string FiltersAsJson(const std::vector<const kestrel::ClassRow*>& filters,
                           std::optional<kestrel::Language> language);
+/// The answer of `kestrel formats --json`.
+std::string FormatsAsJson();
 /// The answer of `kestrel describe NAME --json`; with a language, the text of each label stands beside its key.
 std::string FilterAsJson(const kestrel::ClassRow& filter, std::optional<kestrel::Language> language);

@@ -5,6 +5,7 @@
 
 void AddApply(const Command& program);
 void AddFilters(const Command& program);
+void AddFormats(const Command& program);
 void AddDescribe(const Command& program);
 void AddColor(const Command& program);
 void AddStrings(const Command& program);

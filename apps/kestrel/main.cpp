@@ -25,7 +25,8 @@ int main(int argc, char** argv) {
     signal(SIGXFSZ, SIG_IGN);  // are errors of writing, which are told
     interrupt::Listen();
     const int code = RunCommandLine(
-        argc, argv, {AddApply, AddFilters, AddDescribe, AddColor, AddStrings, AddStore, AddSettings, AddLog});
+        argc, argv,
+        {AddApply, AddFilters, AddFormats, AddDescribe, AddColor, AddStrings, AddStore, AddSettings, AddLog});
     console::ClearProgress();
     return code;
 }

@@ -12,16 +12,30 @@ namespace kestrel {
 
 void LoadBmp(ByteReader& source, const LoadOptions& options, LoadResult& result);
 void LoadJpeg(ByteReader& source, const LoadOptions& options, LoadResult& result);
+void LoadMagick(ByteReader& source, const LoadOptions& options, LoadResult& result);
 void LoadPng(ByteReader& source, const LoadOptions& options, LoadResult& result);
+void LoadPsd(ByteReader& source, const LoadOptions& options, LoadResult& result);
+void LoadRaw(ByteReader& source, const LoadOptions& options, LoadResult& result);
+void LoadTiff(ByteReader& source, const LoadOptions& options, LoadResult& result);
 
 CodecError SaveBmp(ByteWriter& target, const Dib* image, const SaveOptions& options);
 CodecError SaveJpeg(ByteWriter& target, const Dib* image, const SaveOptions& options);
+CodecError SaveMagick(ByteWriter& target, const Dib* image, const SaveOptions& options);
 CodecError SavePng(ByteWriter& target, const Dib* image, const Dib* mask, const SaveOptions& options);
+CodecError SavePsd(ByteWriter& target, const Dib* image, const Dib* mask, const SaveOptions& options);
+CodecError SaveTiff(ByteWriter& target, const Dib* image, const Dib* mask, const SaveOptions& options);
+
+/// Where the first directory of a TIFF file is, by its first 8 bytes.
+std::uint32_t TiffDirectory(std::span<const std::uint8_t> start);
+/// Whether the directory is one that cameras write: with the version of DNG, with pixels behind a colour filter, or
+/// with a maker and a reduced picture that has the real one in a directory of its own.
+bool IsCameraDirectory(std::span<const std::uint8_t> bytes, bool bigEndian);
 
 /// Whether the limits allow a picture of this size in a file of so many bytes; otherwise sets the error.
 bool SizeIsAllowed(std::int64_t width, std::int64_t height, std::uint64_t fileBytes, const LoadOptions& options,
                    LoadResult& result);
-/// Makes image and mask (with `alpha`) of this size, if limits and memory allow it; otherwise sets the error.
+/// Makes image and mask (with `alpha`) of this size, if limits and memory allow it; otherwise sets the error. False
+/// without an error when only the size was asked for.
 bool MakePlanes(std::int64_t width, std::int64_t height, bool alpha, std::uint64_t fileBytes,
                 const LoadOptions& options, LoadResult& result);
 /// Sets every byte of a mask to 255.

@@ -2,26 +2,88 @@
 
 #include <algorithm>
 #include <cstring>
+#include <vector>
+
+#include "kestrel/codec/Codecs.h"
 
 namespace kestrel {
 namespace {
 
-/// The first name of a format is the one it is called by.
-constexpr struct {
-    std::string_view name;
-    ImageFormat format;
-} kNames[] = {{"bmp", ImageFormat::Bmp},  {"dib", ImageFormat::Bmp},  {"jpeg", ImageFormat::Jpeg},
-              {"jpg", ImageFormat::Jpeg}, {"jpe", ImageFormat::Jpeg}, {"jfif", ImageFormat::Jpeg},
-              {"png", ImageFormat::Png}};
+constexpr FormatInfo kFormats[] = {
+    {ImageFormat::Bmp, "bmp", "Windows or OS/2 bitmap", {"bmp", "dib"}, true, true, false},
+    {ImageFormat::Gif, "gif", "GIF, its first frame", {"gif"}, true, true, false},
+    {ImageFormat::Jpeg, "jpeg", "JPEG", {"jpeg", "jpg", "jpe", "jfif"}, true, true, false},
+    {ImageFormat::PhotoCd, "pcd", "Photo CD", {"pcd"}, true, true, false},
+    {ImageFormat::Png, "png", "PNG", {"png"}, true, true, true},
+    {ImageFormat::Pnm, "pnm", "Portable bitmap, graymap and pixmap", {"pnm", "ppm", "pgm", "pbm"}, true, true, false},
+    {ImageFormat::Psd, "psd", "Photoshop, the composite of its layers", {"psd", "psb"}, true, true, true},
+    {ImageFormat::SunRaster, "ras", "Sun raster", {"ras", "sun"}, true, true, false},
+    {ImageFormat::Raw,
+     "raw",
+     "Raw files of digital cameras",
+     {"raw", "bay", "bmq", "crw", "cs1", "dcr", "fff", "mrw", "nef", "orf", "pef", "raf", "rdc",
+      "srf", "x3f", "cr2", "cr3", "dng", "arw", "rw2", "srw", "3fr", "kdc", "erf", "mef", "mos"},
+     true,
+     false,
+     false},
+    {ImageFormat::Tiff, "tiff", "TIFF, its first page", {"tiff", "tif"}, true, true, true},
+};
 
 constexpr char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
+bool SameName(std::string_view a, std::string_view b) { return std::ranges::equal(a, b, {}, Lower, Lower); }
+
+/// Numbers of a TIFF file's first bytes, in its byte order; 0 behind them.
+struct TiffNumbers {
+    std::span<const std::uint8_t> bytes;
+    bool bigEndian;
+
+    std::uint32_t Get(std::size_t at, std::size_t size) const {
+        std::uint32_t value = 0;
+        if (at > bytes.size() || size > bytes.size() - at) return 0;
+        for (std::size_t i = 0; i < size; ++i) value = value << 8 | bytes[at + (bigEndian ? i : size - 1 - i)];
+        return value;
+    }
+};
+
 }  // namespace
+
+bool IsCameraDirectory(std::span<const std::uint8_t> bytes, bool bigEndian) {
+    constexpr std::uint32_t kSubfile = 254, kPhotometric = 262, kMake = 271, kSubDirectories = 330, kDngVersion = 50706;
+    constexpr std::uint32_t kColorFilter = 32803, kLinearRaw = 34892;
+    const TiffNumbers numbers{bytes, bigEndian};
+    const std::size_t entries = numbers.Get(0, 2);
+    bool maker = false, below = false, reduced = false;
+    for (std::size_t i = 0; i < entries; ++i) {
+        const std::size_t entry = 2 + 12 * i;
+        if (entry + 12 > bytes.size()) break;
+        const std::uint32_t tag = numbers.Get(entry, 2);
+        const std::uint32_t value = numbers.Get(entry + 8, numbers.Get(entry + 2, 2) == 3 ? 2 : 4);
+        if (tag == kDngVersion) return true;
+        if (tag == kPhotometric && (value == kColorFilter || value == kLinearRaw)) return true;
+        maker |= tag == kMake;
+        below |= tag == kSubDirectories;
+        reduced |= tag == kSubfile && value == 1;
+    }
+    return maker && below && reduced;
+}
+
+std::uint32_t TiffDirectory(std::span<const std::uint8_t> start) {
+    return start.size() < 8 ? 0 : TiffNumbers{start, start[0] == 'M'}.Get(4, 4);
+}
+
+std::span<const FormatInfo> KnownFormats() { return kFormats; }
+
+const FormatInfo* FindFormat(ImageFormat format) {
+    const auto* const found = std::ranges::find(kFormats, format, &FormatInfo::format);
+    return found == std::end(kFormats) ? nullptr : found;
+}
 
 ImageFormat FormatOfName(std::string_view name) {
     if (name.starts_with('.')) name.remove_prefix(1);
-    for (const auto& known : kNames)
-        if (std::ranges::equal(name, known.name, {}, Lower)) return known.format;
+    for (const FormatInfo& known : kFormats)
+        for (const char* extension : known.extensions)
+            if (SameName(name, extension)) return known.format;
     return ImageFormat::Unknown;
 }
 
@@ -31,28 +93,52 @@ ImageFormat FormatOfPath(std::string_view path) {
 }
 
 ImageFormat FormatOfContent(std::span<const std::uint8_t> bytes) {
-    const auto starts = [bytes](const char* with, std::size_t size) {
-        return bytes.size() >= size && std::memcmp(bytes.data(), with, size) == 0;
+    const auto has = [bytes](std::size_t at, std::string_view what) {
+        return bytes.size() >= at + what.size() && std::memcmp(bytes.data() + at, what.data(), what.size()) == 0;
     };
-    if (starts("\xFF\xD8\xFF", 3)) return ImageFormat::Jpeg;
-    if (starts("\x89PNG\r\n\x1A\n", 8)) return ImageFormat::Png;
-    if (starts("BM", 2) || starts("BA", 2)) return ImageFormat::Bmp;
+    using namespace std::string_view_literals;
+    if (has(0, "\xFF\xD8\xFF"sv)) return ImageFormat::Jpeg;
+    if (has(0, "\x89PNG\r\n\x1A\n"sv)) return ImageFormat::Png;
+    if (has(0, "BM"sv) || has(0, "BA"sv)) return ImageFormat::Bmp;
     // A bare record: header of 40 bytes, one plane.
-    if (starts("\x28\0\0\0", 4) && bytes.size() >= 14 && bytes[12] == 1 && bytes[13] == 0) return ImageFormat::Bmp;
+    if (has(0, "\x28\0\0\0"sv) && has(12, "\1\0"sv)) return ImageFormat::Bmp;
+    if (has(0, "GIF87a"sv) || has(0, "GIF89a"sv)) return ImageFormat::Gif;
+    if (has(0, "8BPS\0\1"sv) || has(0, "8BPS\0\2"sv)) return ImageFormat::Psd;
+    if (has(0, "\x59\xA6\x6A\x95"sv)) return ImageFormat::SunRaster;
+    if (has(2048, "PCD_"sv)) return ImageFormat::PhotoCd;
+    if (bytes.size() > 2 && bytes[0] == 'P' && bytes[1] >= '1' && bytes[1] <= '6' &&
+        std::string_view(" \t\r\n#").find(static_cast<char>(bytes[2])) != std::string_view::npos)
+        return ImageFormat::Pnm;
+    if (has(0, "FUJIFILMCCD-RAW"sv) || has(0, "FOVb"sv) || has(0, "\0MRM"sv) || has(6, "HEAPCCDR"sv) ||
+        has(4, "ftypcrx "sv) || has(0, "IIRO"sv) || has(0, "IIRS"sv) || has(0, "IIU\0"sv) || has(0, "MMOR"sv) ||
+        has(8, "CR\2"sv))
+        return ImageFormat::Raw;
+    if (has(0, "II*\0"sv) || has(0, "MM\0*"sv)) {
+        const std::size_t directory = std::min<std::size_t>(TiffDirectory(bytes), bytes.size());
+        return IsCameraDirectory(bytes.subspan(directory), bytes[0] == 'M') ? ImageFormat::Raw : ImageFormat::Tiff;
+    }
+    if (has(0, "II+\0"sv) || has(0, "MM\0+"sv)) return ImageFormat::Tiff;
     return ImageFormat::Unknown;
 }
 
 const char* FormatName(ImageFormat format) {
-    for (const auto& known : kNames)
-        if (known.format == format) return known.name.data();
-    return "unknown";
+    const FormatInfo* const known = FindFormat(format);
+    return known ? known->name : "unknown";
 }
 
 std::span<const ImageFormat> WritableFormats() {
-    static constexpr ImageFormat kWritable[] = {ImageFormat::Bmp, ImageFormat::Jpeg, ImageFormat::Png};
-    return kWritable;
+    static const std::vector<ImageFormat> writable = [] {
+        std::vector<ImageFormat> formats;
+        for (const FormatInfo& known : kFormats)
+            if (known.writes) formats.push_back(known.format);
+        return formats;
+    }();
+    return writable;
 }
 
-bool FormatHoldsAlpha(ImageFormat format) { return format == ImageFormat::Png; }
+bool FormatHoldsAlpha(ImageFormat format) {
+    const FormatInfo* const known = FindFormat(format);
+    return known && known->holdsAlpha;
+}
 
 }  // namespace kestrel

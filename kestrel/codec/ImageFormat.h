@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <initializer_list>
 #include <span>
 #include <string_view>
 
@@ -7,15 +8,44 @@
 
 namespace kestrel {
 
-/// The kinds of picture files.
-enum class ImageFormat { Unknown, Bmp, Jpeg, Png };
+/// The kinds of picture files; the numbers are those that picture boxes keep.
+enum class ImageFormat {
+    Unknown = 0,
+    Jpeg = 1,
+    Tiff = 2,
+    Psd = 4,
+    Bmp = 7,
+    Gif = 9,
+    Png = 10,
+    SunRaster = 14,
+    Pnm = 15,
+    PhotoCd = 16,
+    Raw = 17
+};
+
+/// What there is to know about a format.
+struct FormatInfo {
+    ImageFormat format;
+    const char* name;                               ///< as the command line calls it
+    const char* title;                              ///< for a person
+    std::initializer_list<const char*> extensions;  ///< without a dot, in lower case; `name` first where it is one
+    bool reads;
+    bool writes;
+    bool holdsAlpha;  ///< a written file keeps partial transparency
+};
+/// Every format, by name.
+KESTREL_API std::span<const FormatInfo> KnownFormats();
+/// Null for the unknown one.
+KESTREL_API const FormatInfo* FindFormat(ImageFormat format);
 
 /// By a name such as "png" or an extension such as "JPG"; case does not matter, nor does a leading dot.
 KESTREL_API ImageFormat FormatOfName(std::string_view name);
 /// By the extension of a path.
 KESTREL_API ImageFormat FormatOfPath(std::string_view path);
-/// By the first bytes of a file; 16 are enough.
+/// By the first bytes of a file; `kFormatBytes` are enough. Cameras' raw files are told from TIFF by what cameras
+/// write into their first directory.
 KESTREL_API ImageFormat FormatOfContent(std::span<const std::uint8_t> bytes);
+inline constexpr std::size_t kFormatBytes = 4096;
 /// The usual name in lower case; "unknown" for none.
 KESTREL_API const char* FormatName(ImageFormat format);
 /// The formats that can be written.

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <system_error>
 
 #include "kestrel/codec/Codecs.h"
@@ -28,14 +29,22 @@ LoadResult Failed(CodecError error) {
 
 CodecError UnknownFormat() { return {CodecFault::UnknownFormat, "the file is no picture of a known format"}; }
 
-LoadResult LoadFrom(ByteReader source, const LoadOptions& options) {
-    std::uint8_t start[16];
+/// `named` is the format that the name tells: a raw file may look like a plain TIFF file.
+LoadResult LoadFrom(ByteReader source, const LoadOptions& options, ImageFormat named) {
+    std::uint8_t start[kFormatBytes];
     const std::uint64_t position = source.Position();
     const std::size_t size = source.Read(start, sizeof start);
     if (size == 0) return Failed({CodecFault::UnknownFormat, "the file is empty"});
     LoadResult result;
     result.condition = Condition::Whole;
     result.format = FormatOfContent({start, size});
+    if (result.format == ImageFormat::Tiff && source.Seek(position + TiffDirectory({start, size}))) {
+        std::uint8_t directory[kFormatBytes];
+        const std::size_t known = source.Read(directory, sizeof directory);
+        if (IsCameraDirectory({directory, known}, start[0] == 'M')) result.format = ImageFormat::Raw;
+    }
+    const bool vague = result.format == ImageFormat::Tiff || result.format == ImageFormat::Unknown;
+    if (vague && named == ImageFormat::Raw) result.format = named;
     if (!source.Seek(position)) return Failed(SystemError());
     try {
         switch (result.format) {
@@ -48,12 +57,34 @@ LoadResult LoadFrom(ByteReader source, const LoadOptions& options) {
             case ImageFormat::Png:
                 LoadPng(source, options, result);
                 break;
+            case ImageFormat::Psd:
+                LoadPsd(source, options, result);
+                break;
+            case ImageFormat::Raw:
+                LoadRaw(source, options, result);
+                break;
+            case ImageFormat::Tiff:
+                LoadTiff(source, options, result);
+                break;
+            case ImageFormat::Gif:
+            case ImageFormat::PhotoCd:
+            case ImageFormat::Pnm:
+            case ImageFormat::SunRaster:
+                LoadMagick(source, options, result);
+                break;
             case ImageFormat::Unknown:
                 result.error = UnknownFormat();
         }
     } catch (const std::bad_alloc&) {
         result.error = NoMemory();
+    } catch (const std::runtime_error& error) {  // of a decoder that would have ended the program
+        result.error = {CodecFault::Broken, error.what()};
     }
+    if (result.image && result.fullWidth == 0) {
+        result.fullWidth = result.image->biWidth;
+        result.fullHeight = result.image->biHeight;
+    }
+    if (options.sizeOnly && !result.error) result.condition = Condition::Nothing;
     if (result.error) {
         result.condition = Condition::Nothing;
         result.image.reset();
@@ -95,6 +126,17 @@ CodecError SaveTo(ByteWriter& target, const Dib* image, const Dib* mask, const S
                 return SaveJpeg(target, image, options);
             case ImageFormat::Png:
                 return SavePng(target, image, mask, options);
+            case ImageFormat::Psd:
+                return SavePsd(target, image, mask, options);
+            case ImageFormat::Tiff:
+                return SaveTiff(target, image, mask, options);
+            case ImageFormat::Gif:
+            case ImageFormat::PhotoCd:
+            case ImageFormat::Pnm:
+            case ImageFormat::SunRaster:
+                return SaveMagick(target, image, options);
+            case ImageFormat::Raw:
+                return {CodecFault::NotSupported, "raw files are not written"};
             case ImageFormat::Unknown:
                 break;
         }
@@ -115,6 +157,9 @@ LoadResult ImageLoader::Load(const std::string& path, const LoadOptions& options
         errno = EISDIR;
         return Failed(SystemError());
     }
+    if (S_ISREG(status.st_mode))
+        return LoadFrom(ByteReader(file.get()), options,
+                        options.named == ImageFormat::Unknown ? FormatOfPath(path) : options.named);
     return Load(file.get(), options);
 }
 
@@ -122,7 +167,7 @@ LoadResult ImageLoader::Load(std::FILE* stream, const LoadOptions& options) {
     struct stat status;
     const int descriptor = fileno(stream);  // a stream in memory has none and can seek
     if (descriptor < 0 || (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)))
-        return LoadFrom(ByteReader(stream), options);
+        return LoadFrom(ByteReader(stream), options, options.named);
     std::vector<std::uint8_t> bytes;
     try {
         CodecError error = ReadStream(stream, options.inputLimit, bytes);
@@ -130,11 +175,11 @@ LoadResult ImageLoader::Load(std::FILE* stream, const LoadOptions& options) {
     } catch (const std::bad_alloc&) {
         return Failed(NoMemory());
     }
-    return LoadFrom(ByteReader(bytes), options);
+    return LoadFrom(ByteReader(bytes), options, options.named);
 }
 
 LoadResult ImageLoader::Load(std::span<const std::uint8_t> bytes, const LoadOptions& options) {
-    return LoadFrom(ByteReader(bytes), options);
+    return LoadFrom(ByteReader(bytes), options, options.named);
 }
 
 CodecError ImageLoader::Save(const std::string& path, const Dib* image, const Dib* mask, const SaveOptions& options) {
@@ -215,6 +260,11 @@ bool SizeIsAllowed(std::int64_t width, std::int64_t height, std::uint64_t fileBy
 bool MakePlanes(std::int64_t width, std::int64_t height, bool alpha, std::uint64_t fileBytes,
                 const LoadOptions& options, LoadResult& result) {
     if (!SizeIsAllowed(width, height, fileBytes, options, result)) return false;
+    if (result.fullWidth == 0) {
+        result.fullWidth = width;
+        result.fullHeight = height;
+    }
+    if (options.sizeOnly) return false;
     result.image.reset(DibCreate(24, static_cast<int>(width), static_cast<int>(height)));
     if (alpha) result.mask.reset(DibCreate(8, static_cast<int>(width), static_cast<int>(height)));
     if (result.image && (result.mask || !alpha)) return true;

@@ -1,6 +1,7 @@
 #pragma once
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -13,12 +14,28 @@
 
 namespace kestrel {
 
-/// Bounds for files that may be made to do harm. They are checked before memory or time is spent.
+/// How the raw file of a camera becomes a picture.
+struct RawDevelopment {
+    bool cameraWhiteBalance = true;
+    bool automaticWhiteBalance = false;  ///< where the camera tells none
+    bool automaticBrightness = true;     ///< stretches the tones so that the brightest hundredth becomes white
+    double brightness = 1;
+    double multipliers[4] = {-1, -1, -1, -1};  ///< white balance by hand: red, green, blue, second green; or below 0
+};
+
+/// How a file is read, and bounds for files that may be made to do harm, which are checked before memory or
+/// time is spent.
 struct LoadOptions {
     std::uint64_t pixelLimit = 400'000'000;             ///< width times height
     std::uint64_t expansionLimit = 2000;                ///< pixels for each byte of the file, from `kFreePixels` on
     int scanLimit = 100;                                ///< scans of a progressive JPEG file
     std::uint64_t inputLimit = std::uint64_t{1} << 30;  ///< bytes that are taken from a pipe or a device
+
+    int preferredWidth = 0;   ///< with both above 0, decoders that can may give a picture of 1/2, 1/4 or 1/8 of the
+    int preferredHeight = 0;  ///< size that is still as large as this
+    bool sizeOnly = false;    ///< only format, size and metadata are wanted; there will be no image
+    ImageFormat named = ImageFormat::Unknown;  ///< `Raw` counts where the content tells no format or TIFF
+    RawDevelopment raw{};
 
     /// Pictures up to this size may be as empty as they like.
     static constexpr std::uint64_t kFreePixels = 64'000'000;
@@ -36,7 +53,8 @@ struct LoadResult {
     DibPtr image;  ///< 24 bits; null after an error
     DibPtr mask;   ///< 8 bits of transparency; null when the file has no alpha
     ImageFormat format = ImageFormat::Unknown;
-    ImageMetadata metadata;  ///< to hand on to `SaveOptions`
+    std::int64_t fullWidth = 0, fullHeight = 0;  ///< of the file's picture, upright, whatever size was decoded
+    ImageMetadata metadata;                      ///< to hand on to `SaveOptions`
     Condition condition = Condition::Nothing;
     std::vector<std::string> warnings;  ///< one line each, without the path; a whole picture may have some
     CodecError error;                   ///< set when there is no image
@@ -54,6 +72,9 @@ struct SaveOptions {
 /// Picture files to packed blocks and back. Pixels are decoded into the rows of a 24-bit block and encoded from them;
 /// transparency (255 - alpha) lives in a mask block beside it, colours under alpha 0 are kept. Nothing is shared: any
 /// thread may load and save its own pictures.
+///
+/// `Load` and `Save` do all in one call. An object is the same for a picture box, which sets options one by one, asks
+/// for a picture's parts and hands the parts of another one over; numbers for formats are those of `ImageFormat`.
 class KESTREL_API ImageLoader {
 public:
     /// Loads a file, whose content decides the format. The orientation of EXIF data is applied. What could be read of a
@@ -74,6 +95,74 @@ public:
     /// Writes the file's bytes to an open stream, such as standard output; the options name the format.
     [[nodiscard]] static CodecError Save(std::FILE* stream, const Dib* image, const Dib* mask,
                                          const SaveOptions& options);
+
+    // A loader for one picture ---------------------------------------------------------------------------------------
+
+    /// A loader to save with.
+    explicit ImageLoader(bool forSave = true);
+    /// A loader for a file: of the format `type`, or 0 for what its content says; `fromMemory` reads all its bytes at
+    /// once. With `reduced` the preferred size may be met by a reduced decoding. The file is decoded when the first
+    /// question about it is asked, so that options can be set before.
+    ImageLoader(const char* path, long type, bool fromMemory, bool reduced);
+    /// The same for an open file, from its position on, which stays open and has to outlive the loader.
+    ImageLoader(std::FILE* file, bool reduced);
+    /// The same for a file in memory, which has to outlive the loader.
+    ImageLoader(std::span<const std::uint8_t> bytes, bool reduced);
+    ~ImageLoader();
+    ImageLoader(const ImageLoader&) = delete;
+    ImageLoader& operator=(const ImageLoader&) = delete;
+
+    // Options; once the file is decoded they change nothing.
+    void PreferedLoadingSize(int width, int height);
+    /// 1 is the one way of development that there is; other numbers are kept and mean the same.
+    void SetRawVersion(int version);
+    /// Three flags: the camera's white balance, an automatic one where there is none, automatic brightness. Four
+    /// factors for red, green, blue and the second green; when the first is negative they are left to the flags.
+    void RAW_SetWhitebalance(const std::uint8_t* flags, const double* multipliers);
+    /// 0.6 leaves the brightness as it is; twice as much makes pictures twice as bright.
+    void RAW_SetBrightness(double factor);
+    /// Goes back to the development that the camera asks for.
+    void RAW_Initialize();
+
+    // Answers.
+    /// 0 unless the last decoding or saving failed; `Error` says why.
+    int HadError();
+    const CodecError& Error() const;
+    /// Size of the file's picture, upright, also when a reduced one was decoded.
+    int Width();
+    int Height();
+    /// Number of the format; 0 for an unknown one.
+    int GetType();
+    static int GetType(const void* bytes, int size);
+    /// The file's position stays.
+    static int GetType(std::FILE* file);
+    /// Whether a name has the extension of a picture file. The number is there for its callers and not looked at.
+    static bool IsImage(const char* name, long reserved = 0);
+    /// Whether `PolyImagePro` gives a reduced picture of the file sooner; `fromMemory` says whether a file should be
+    /// read into memory otherwise.
+    static bool IsPolyViewFaster(const char* path, bool* fromMemory);
+    /// 24-bit record and mask; null when absent. They belong to the loader and die with it.
+    Dib* ImageDIB();
+    Dib* MaskDIB();
+    /// From now on the records belong to the caller, who frees them with `DibFree`.
+    void KeepDibMemory();
+    const ImageMetadata& Metadata();
+
+    // Saving.
+    /// The records have to outlive `Save`. An image of another depth is converted.
+    void SetImage(Dib* image);
+    void SetMask(const Dib* mask);
+    void PutExifData(const void* bytes, std::size_t size);
+    void PutIPTCData(const void* bytes, std::size_t size);
+    void PutMetadata(const ImageMetadata& metadata);
+    void SetJpgQuality(int quality);
+    /// False when it failed. A mask that the format cannot take is left out.
+    bool Save(std::FILE* file, int type);
+    bool Save(std::vector<std::uint8_t>& bytes, int type);
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
 };
 
 /// Whether any byte of the mask is not 0; false for null.

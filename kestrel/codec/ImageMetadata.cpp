@@ -18,16 +18,22 @@ std::pair<std::int32_t, std::int32_t> PerMeter(const Density& density) {
 }
 
 std::string BlocksLeftOut(const ImageMetadata& metadata, ImageFormat format) {
-    const bool jpeg = format == ImageFormat::Jpeg;
-    const std::size_t elsewhere = format == ImageFormat::Png ? SIZE_MAX : 0;
+    // The largest block that each format takes, in bytes.
+    struct {
+        std::size_t exif = 0, profile = 0, iptc = 0, xmp = 0;
+    } most;
+    if (format == ImageFormat::Jpeg) most = {kLargestJpegExif, kLargestJpegProfile, kLargestJpegIptc, kLargestJpegXmp};
+    if (format == ImageFormat::Png) most = {UINT32_MAX / 2, UINT32_MAX / 2, 0, UINT32_MAX / 2};
+    if (format == ImageFormat::Tiff) most = {0, UINT32_MAX, 0, UINT32_MAX};
+    if (format == ImageFormat::Psd) most = {UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX};
     std::string names;
     const auto check = [&](const char* name, std::size_t size, std::size_t largest) {
         if (size > largest) names.append(names.empty() ? "" : ", ").append(name);
     };
-    check("EXIF data", metadata.exif.size(), jpeg ? kLargestJpegExif : elsewhere);
-    check("colour profile", metadata.profile.size(), jpeg ? kLargestJpegProfile : elsewhere);
-    check("IPTC data", metadata.iptc.size(), jpeg ? kLargestJpegIptc : 0);
-    check("XMP data", metadata.xmp.size(), jpeg ? kLargestJpegXmp : elsewhere);
+    check("EXIF data", metadata.exif.size(), most.exif);
+    check("colour profile", metadata.profile.size(), most.profile);
+    check("IPTC data", metadata.iptc.size(), most.iptc);
+    check("XMP data", metadata.xmp.size(), most.xmp);
     return names;
 }
 

@@ -17,6 +17,7 @@
 #include "kestrel/codec/Codecs.h"
 #include "kestrel/codec/Exif.h"
 #include "kestrel/codec/IccProfile.h"
+#include "kestrel/codec/ImageResources.h"
 #include "kestrel/codec/ScanlineOrienter.h"
 
 namespace kestrel {
@@ -60,20 +61,6 @@ constexpr std::string_view kProfileMark("ICC_PROFILE\0", 12);  // followed by th
 constexpr std::string_view kResourceMark("Photoshop 3.0\0", 14);
 constexpr std::string_view kIptcResource("8BIM\x04\x04\0\0", 8);  // mark, number, empty name; the size follows
 constexpr std::size_t kProfilePart = 65533 - 14;
-
-/// The IPTC records among the image resources: mark, number, name with its length, size, data; both padded to even.
-std::span<const std::uint8_t> IptcOfResources(std::span<const std::uint8_t> from) {
-    while (from.size() >= 12 && std::memcmp(from.data(), "8BIM", 4) == 0) {
-        const std::size_t data = 10 + ((from[6] + std::size_t{2}) & ~std::size_t{1});
-        if (from.size() < data) break;
-        const std::size_t size = std::size_t{from[data - 4]} << 24 | std::size_t{from[data - 3]} << 16 |
-                                 std::size_t{from[data - 2]} << 8 | std::size_t{from[data - 1]};
-        if (size > from.size() - data) break;
-        if (from[4] == 4 && from[5] == 4) return from.subspan(data, size);
-        from = from.subspan(std::min(from.size(), data + size + size % 2));
-    }
-    return {};
-}
 
 // Reading ------------------------------------------------------------------------------------------------------------
 
@@ -139,10 +126,15 @@ public:
     bool IsDamaged() const { return cut_ || errors_.damage; }
     bool HasTooManyScans() const { return tooManyScans_; }
     bool IsInk() const { return info_.out_color_space == JCS_CMYK; }
-    std::int64_t Width() const { return info_.image_width; }
-    std::int64_t Height() const { return info_.image_height; }
+    /// Of the file, as it lies there.
+    std::int64_t FullWidth() const { return info_.image_width; }
+    std::int64_t FullHeight() const { return info_.image_height; }
+    /// Has the picture decoded at a half, a fourth or an eighth of its size, as long as no side falls below these.
+    void Reduce(std::int64_t width, std::int64_t height);
+    std::int64_t Width() const { return info_.output_width; }
+    std::int64_t Height() const { return info_.output_height; }
     int LinesRead() const { return linesRead_; }
-    void MakeInkLine() { ink_.resize(4 * std::size_t{info_.image_width}); }
+    void MakeInkLine() { ink_.resize(4 * std::size_t{info_.output_width}); }
     const char* Fatal() const { return errors_.fatal; }
     long Warnings() const { return errors_.base.num_warnings; }
     const char* FirstWarning() const { return errors_.warning; }
@@ -177,10 +169,20 @@ bool Reader::ReadHeader() {
     info_.progress = &progress_;
     for (const int application : {1, 2, 13}) jpeg_save_markers(&info_, JPEG_APP0 + application, 0xFFFF);
     jpeg_read_header(&info_, TRUE);
+    info_.scale_num = info_.scale_denom = 1;
     const bool ink = info_.jpeg_color_space == JCS_CMYK || info_.jpeg_color_space == JCS_YCCK;
     info_.out_color_space = ink ? JCS_CMYK : JCS_EXT_BGR;
     inverted_ = info_.saw_Adobe_marker;
     return true;
+}
+
+void Reader::Reduce(std::int64_t width, std::int64_t height) {
+    while (width > 0 && height > 0 && info_.scale_denom < 8 && FullWidth() / (2 * info_.scale_denom) >= width &&
+           FullHeight() / (2 * info_.scale_denom) >= height)
+        info_.scale_denom *= 2;
+    const std::int64_t denominator = info_.scale_denom;
+    info_.output_width = static_cast<JDIMENSION>((FullWidth() + denominator - 1) / denominator);
+    info_.output_height = static_cast<JDIMENSION>((FullHeight() + denominator - 1) / denominator);
 }
 
 bool Reader::ReadLines(ScanlineOrienter& placer) {
@@ -224,7 +226,7 @@ bool Reader::IsCut() const {
 void Reader::LayInk(std::uint8_t* to) const {
     const unsigned flip = inverted_ ? 0 : 255;
     const std::uint8_t* from = ink_.data();
-    for (JDIMENSION x = 0; x < info_.image_width; ++x, from += 4, to += 3) {
+    for (JDIMENSION x = 0; x < info_.output_width; ++x, from += 4, to += 3) {
         const unsigned light = from[3] ^ flip;
         for (int c = 0; c < 3; ++c) to[c] = static_cast<std::uint8_t>(((from[2 - c] ^ flip) * light + 127) / 255);
     }
@@ -259,7 +261,7 @@ int Reader::TakeMetadata(LoadResult& result) const {
             const auto part = after(kProfileMark);
             if (part.size() > 2) profile.insert(profile.end(), part.begin() + 2, part.end());
         } else {
-            take(IptcOfResources(after(kResourceMark)), metadata.iptc);
+            take(FindResource(after(kResourceMark), ImageResource::Iptc), metadata.iptc);
         }
     }
     ResetExifOrientation(metadata.exif);
@@ -402,6 +404,11 @@ void LoadJpeg(ByteReader& source, const LoadOptions& options, LoadResult& result
     }
     const int orientation = reader.TakeMetadata(result);
     const bool swaps = SwapsSides(orientation);
+    result.fullWidth = swaps ? reader.FullHeight() : reader.FullWidth();
+    result.fullHeight = swaps ? reader.FullWidth() : reader.FullHeight();
+    if (!SizeIsAllowed(result.fullWidth, result.fullHeight, bytes, options, result)) return;
+    reader.Reduce(swaps ? options.preferredHeight : options.preferredWidth,
+                  swaps ? options.preferredWidth : options.preferredHeight);
     if (!MakePlanes(swaps ? reader.Height() : reader.Width(), swaps ? reader.Width() : reader.Height(), false, bytes,
                     options, result))
         return;

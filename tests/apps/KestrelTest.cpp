@@ -319,7 +319,7 @@ TEST_F(KestrelTest, WorkThatFailsEndsWithOneAndLeavesNoFile) {
         {"apply - out.png < /dev/zero", "standard input"},
         {"apply - out.png < /dev/null", "standard input"},
         {"apply in.png nowhere/out.png", "nowhere/out.png"},
-        {"apply in.png out.gargle", "out.gargle: the name does not tell a format that can be written (bmp, jpeg, png"},
+        {"apply in.png out.gargle", "out.gargle: the name does not tell a format that can be written (bmp, gif, jpeg"},
         {"filters >&-", "standard output"},
         {"apply in.png - --format png >&-", "standard output"},
         {"apply - out.png <&-", "standard input"},
@@ -524,6 +524,15 @@ TEST_F(KestrelTest, WordsOfPeopleBecomeTextsOfTheFilter) {
     }
     EXPECT_NE(Run("apply in.png out.png -f Rotate:Angle=-90").err.find("write Angle=270"), std::string::npos);
     EXPECT_EQ(Run("apply in.png out.png -f Rotate:Angle=270").err, "");
+}
+
+TEST_F(KestrelTest, ListsFormats) {
+    const std::string list = Run("formats").out;
+    EXPECT_NE(list.find("raw   read        Raw"), std::string::npos) << list;
+    EXPECT_NE(list.find("tiff  read write  TIFF"), std::string::npos) << list;
+    EXPECT_NE(Run("formats --json").out.find("\"name\": \"psd\""), std::string::npos);
+    EXPECT_EQ(Run("apply in.png out.tif").code + Run("apply out.tif out.psd").code, 0);
+    EXPECT_TRUE(Load("out.psd"));
 }
 
 TEST_F(KestrelTest, ListsAndDescribesFilters) {

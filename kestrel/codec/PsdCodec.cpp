@@ -1,0 +1,325 @@
+// PSD and PSB: the composite that stands at the end of the file. It lies there channel by channel, and each is laid
+// into the rows as it comes.
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "kestrel/codec/Codecs.h"
+#include "kestrel/codec/Exif.h"
+#include "kestrel/codec/IccProfile.h"
+#include "kestrel/codec/ImageResources.h"
+
+namespace kestrel {
+namespace {
+
+constexpr std::size_t kHeader = 26;
+constexpr std::uint32_t kLargestSide = 30000;  // of a PSD file
+constexpr std::size_t kLargestPackedLine = 65535;
+
+enum Mode { kBitmap, kGray, kIndexed, kRgb, kCmyk, kDuotone = 8 };
+
+/// Big-endian numbers in sequence; 0 after the end.
+std::uint64_t Number(ByteReader& source, std::size_t size) {
+    std::uint8_t bytes[8] = {};
+    std::uint64_t value = 0;
+    if (source.Read(bytes, size) == size)
+        for (std::size_t i = 0; i < size; ++i) value = value << 8 | bytes[i];
+    return value;
+}
+
+struct Form {
+    bool big = false;  // PSB
+    std::uint64_t channels = 0, height = 0, width = 0, depth = 0, mode = 0;
+    bool alpha = false;
+    bool packed = false;
+    std::vector<std::uint8_t> palette{};  // 256 reds, greens, blues
+
+    std::size_t Colors() const { return mode == kRgb ? 3 : mode == kCmyk ? 4 : 1; }
+    std::size_t LineBytes() const { return static_cast<std::size_t>(depth == 1 ? (width + 7) / 8 : width * depth / 8); }
+};
+
+CodecError NotSupported(const std::string& what) {
+    return {CodecFault::NotSupported, "PSD files " + what + " are not read"};
+}
+
+CodecError ReadHeader(ByteReader& source, Form& form) {
+    source.Seek(source.Position() + 4);
+    form.big = Number(source, 2) == 2;
+    source.Seek(source.Position() + 6);
+    form.channels = Number(source, 2);
+    form.height = Number(source, 4);
+    form.width = Number(source, 4);
+    form.depth = Number(source, 2);
+    form.mode = Number(source, 2);
+    if (form.mode != kBitmap && form.mode != kGray && form.mode != kIndexed && form.mode != kRgb &&
+        form.mode != kCmyk && form.mode != kDuotone)
+        return NotSupported("of colour mode " + std::to_string(form.mode));
+    if (form.depth != (form.mode == kBitmap ? 1 : 8) && (form.depth != 16 || form.mode == kIndexed))
+        return NotSupported("of " + std::to_string(form.depth) + " bits per channel");
+    if (form.channels < form.Colors()) return {CodecFault::Broken, "channels are missing"};
+    return {};
+}
+
+/// A section with its length before it; the source stands at its end afterwards.
+bool ReadSection(ByteReader& source, std::vector<std::uint8_t>& bytes) {
+    const std::uint64_t length = Number(source, 4);
+    if (length > source.Left()) return false;
+    bytes.resize(length);
+    return source.Read(bytes.data(), length) == length;
+}
+
+/// Whether the composite's first channel behind the colours is its transparency: so says the sign of the number of
+/// layers; without layers a single further channel is nothing else.
+bool SkipLayers(ByteReader& source, Form& form) {
+    const std::size_t size = form.big ? 8 : 4;
+    const std::uint64_t length = Number(source, size);
+    const std::uint64_t start = source.Position();
+    if (length > source.Left()) return false;
+    const bool some = length > size + 2 && Number(source, size) > 0;
+    const bool negative = some && (Number(source, 2) & 0x8000) != 0;
+    form.alpha = form.channels > form.Colors() && (some ? negative : form.channels == form.Colors() + 1);
+    return source.Seek(start + length);
+}
+
+void TakeMetadata(std::span<const std::uint8_t> resources, LoadResult& result) {
+    ImageMetadata& metadata = result.metadata;
+    const auto take = [&](ImageResource which, std::vector<std::uint8_t>& to) {
+        const auto from = FindResource(resources, which);
+        to.assign(from.begin(), from.end());
+    };
+    take(ImageResource::Exif, metadata.exif);
+    ResetExifOrientation(metadata.exif);  // the composite lies upright whatever the camera said
+    take(ImageResource::Xmp, metadata.xmp);
+    take(ImageResource::Iptc, metadata.iptc);
+    if (const auto profile = FindResource(resources, ImageResource::Profile); !profile.empty()) {
+        std::string why = TakeProfile(profile, metadata.profile);
+        if (!why.empty()) result.warnings.push_back(std::move(why));
+    }
+    // Pixels for each inch, with 16 bits behind the point, across; units; the same down.
+    const auto density = FindResource(resources, ImageResource::Resolution);
+    if (density.size() < 16) return;
+    const auto fixed = [&](std::size_t at) {
+        return (density[at] << 8 | density[at + 1]) + (density[at + 2] << 8 | density[at + 3]) / 65536.0;
+    };
+    if (fixed(0) > 0 && fixed(8) > 0) metadata.density = {Density::Unit::PerInch, fixed(0), fixed(8)};
+}
+
+/// Runs of a line: a count from 0 up is that many bytes and one more; from -1 down one byte, so often and once more.
+bool UnpackLine(std::span<const std::uint8_t> from, std::vector<std::uint8_t>& line) {
+    std::size_t at = 0, to = 0;
+    while (to < line.size() && at < from.size()) {
+        const auto count = static_cast<std::int8_t>(from[at++]);
+        if (count == -128) continue;
+        const std::size_t size =
+            std::min(static_cast<std::size_t>(count < 0 ? 1 - count : count + 1), line.size() - to);
+        if (count < 0 ? at >= from.size() : size > from.size() - at) return false;
+        if (count < 0)
+            std::memset(line.data() + to, from[at++], size);
+        else
+            std::memcpy(line.data() + to, from.data() + at, size), at += size;
+        to += size;
+    }
+    return to == line.size();
+}
+
+class ChannelReader {
+public:
+    ChannelReader(ByteReader& source, const Form& form) : source_(source), form_(form), line_(form.LineBytes()) {}
+
+    /// Lengths of the packed lines of all channels.
+    bool ReadLengths() {
+        if (!form_.packed) return true;
+        const std::size_t size = form_.big ? 4 : 2;
+        const std::uint64_t lines = form_.channels * form_.height;
+        if (lines * size > source_.Left()) return false;
+        std::vector<std::uint8_t> bytes(lines * size);
+        source_.Read(bytes.data(), bytes.size());
+        lengths_.resize(lines);
+        for (std::size_t i = 0; i < lines; ++i)
+            for (std::size_t k = 0; k < size; ++k) lengths_[i] = lengths_[i] << 8 | bytes[i * size + k];
+        return true;
+    }
+
+    bool ReadLine() {
+        if (!form_.packed) return source_.Read(line_.data(), line_.size()) == line_.size();
+        const std::size_t length = lengths_[next_++];
+        if (length > source_.Left() || length > 2 * line_.size() + kLargestPackedLine) return false;
+        packed_.resize(length);
+        return source_.Read(packed_.data(), length) == length && UnpackLine(packed_, line_);
+    }
+
+    /// A sample of the line as a byte; 16 bits are rounded.
+    std::uint8_t operator[](std::size_t x) const {
+        if (form_.depth == 8) return line_[x];
+        if (form_.depth == 1) return line_[x / 8] >> (7 - x % 8) & 1 ? 0 : 255;
+        return static_cast<std::uint8_t>(((line_[2 * x] << 8 | line_[2 * x + 1]) + 128) / 257);
+    }
+
+private:
+    ByteReader& source_;
+    const Form& form_;
+    std::vector<std::uint8_t> line_, packed_;
+    std::vector<std::uint32_t> lengths_;
+    std::size_t next_ = 0;
+};
+
+/// Lays a line of channel `channel` into the row; black lets less of the three inks' light through.
+void LayLine(const Form& form, const ChannelReader& line, std::size_t channel, std::uint8_t* row,
+             std::uint8_t* hidden) {
+    const auto width = static_cast<std::size_t>(form.width);
+    if (channel == form.Colors()) {
+        for (std::size_t x = 0; x < width; ++x) hidden[x] = static_cast<std::uint8_t>(255 - line[x]);
+    } else if (form.mode == kCmyk && channel == 3) {
+        for (std::size_t x = 0; x < 3 * width; ++x)
+            row[x] = static_cast<std::uint8_t>((row[x] * line[x / 3] + 127) / 255);
+    } else if (form.Colors() > 1) {
+        for (std::size_t x = 0; x < width; ++x) row[3 * x + 2 - channel] = line[x];  // inks are stored as light
+    } else if (form.mode == kIndexed) {
+        for (std::size_t x = 0; x < width; ++x)
+            for (std::size_t c = 0; c < 3; ++c) row[3 * x + 2 - c] = form.palette[256 * c + line[x]];
+    } else {
+        for (std::size_t x = 0; x < width; ++x) std::memset(row + 3 * x, line[x], 3);
+    }
+}
+
+void ReadChannels(ByteReader& source, const Form& form, LoadResult& result) {
+    ChannelReader reader(source, form);
+    std::uint64_t lines = 0;
+    const std::uint64_t all = (form.Colors() + form.alpha) * form.height;
+    if (reader.ReadLengths())
+        for (; lines < all && reader.ReadLine(); ++lines) {
+            const int row = static_cast<int>(form.height - 1 - lines % form.height);
+            LayLine(form, reader, static_cast<std::size_t>(lines / form.height), DibRow(result.image.get(), row),
+                    result.mask ? DibRow(result.mask.get(), row) : nullptr);
+        }
+    if (lines == all) return;
+    const std::string text = "the file is damaged; " + std::to_string(lines / form.height) + " of " +
+                             std::to_string(all / form.height) + " channels could be read";
+    if (lines == 0) {
+        result.error = {CodecFault::Broken, text};
+        return;
+    }
+    result.condition = Condition::Damaged;
+    result.warnings.push_back(text);
+}
+
+// Writing ------------------------------------------------------------------------------------------------------------
+
+void Put(std::vector<std::uint8_t>& bytes, std::uint64_t value, int size) {
+    for (int i = size - 1; i >= 0; --i) bytes.push_back(static_cast<std::uint8_t>(value >> 8 * i));
+}
+
+void PutResource(std::vector<std::uint8_t>& bytes, ImageResource which, std::span<const std::uint8_t> data) {
+    if (data.empty()) return;
+    Put(bytes, 0x3842494D, 4);  // 8BIM
+    Put(bytes, static_cast<std::uint64_t>(which), 2);
+    Put(bytes, 0, 2);
+    Put(bytes, data.size(), 4);
+    bytes.insert(bytes.end(), data.begin(), data.end());
+    if (data.size() % 2) bytes.push_back(0);
+}
+
+std::vector<std::uint8_t> MakeResources(const ImageMetadata& metadata) {
+    std::vector<std::uint8_t> bytes, density;
+    if (const auto [x, y] = PerMeter(metadata.density); x > 0 && metadata.density.unit != Density::Unit::AspectOnly) {
+        const double factor = metadata.density.unit == Density::Unit::PerInch    ? 1
+                              : metadata.density.unit == Density::Unit::PerMeter ? 0.0254
+                                                                                 : 2.54;
+        for (const double value : {metadata.density.x * factor, metadata.density.y * factor}) {
+            Put(density, static_cast<std::uint64_t>(std::lround(std::min(value, 65535.0) * 65536)), 4);
+            Put(density, 1, 2);  // shown for each inch
+            Put(density, 1, 2);
+        }
+    }
+    PutResource(bytes, ImageResource::Resolution, density);
+    PutResource(bytes, ImageResource::Iptc, metadata.iptc);
+    PutResource(bytes, ImageResource::Profile, metadata.profile);
+    PutResource(bytes, ImageResource::Exif, metadata.exif);
+    PutResource(bytes, ImageResource::Xmp, metadata.xmp);
+    return bytes;
+}
+
+/// Runs of three or more equal bytes are packed, all else is copied.
+void PackLine(std::span<const std::uint8_t> line, std::vector<std::uint8_t>& to) {
+    const auto runAt = [&](std::size_t at) {
+        std::size_t end = at + 1;
+        while (end < line.size() && end - at < 128 && line[end] == line[at]) ++end;
+        return end - at;
+    };
+    for (std::size_t at = 0; at < line.size();) {
+        if (const std::size_t run = runAt(at); run >= 3) {
+            to.push_back(static_cast<std::uint8_t>(257 - run));
+            to.push_back(line[at]);
+            at += run;
+            continue;
+        }
+        std::size_t end = at + 1;
+        while (end < line.size() && end - at < 128 && runAt(end) < 3) ++end;
+        to.push_back(static_cast<std::uint8_t>(end - at - 1));
+        to.insert(to.end(), line.begin() + static_cast<std::ptrdiff_t>(at),
+                  line.begin() + static_cast<std::ptrdiff_t>(end));
+        at = end;
+    }
+}
+
+}  // namespace
+
+void LoadPsd(ByteReader& source, const LoadOptions& options, LoadResult& result) {
+    const std::uint64_t bytes = source.Left();
+    Form form;
+    if (bytes < kHeader) {
+        result.error = {CodecFault::Broken, "the file ends in its header"};
+        return;
+    }
+    result.error = ReadHeader(source, form);
+    if (result.error) return;
+    std::vector<std::uint8_t> resources;
+    if (!ReadSection(source, form.palette) || !ReadSection(source, resources) || !SkipLayers(source, form)) {
+        result.error = {CodecFault::Broken, "the file ends before its pixels"};
+        return;
+    }
+    form.palette.resize(768);
+    const std::uint64_t compression = Number(source, 2);
+    if (compression > 1) {
+        result.error = NotSupported("with compression " + std::to_string(compression));
+        return;
+    }
+    form.packed = compression == 1;
+    TakeMetadata(resources, result);
+    if (!MakePlanes(static_cast<std::int64_t>(form.width), static_cast<std::int64_t>(form.height), form.alpha, bytes,
+                    options, result))
+        return;
+    if (result.mask) HideAll(result.mask.get());
+    ReadChannels(source, form, result);
+}
+
+CodecError SavePsd(ByteWriter& target, const Dib* image, const Dib* mask, const SaveOptions& options) {
+    const auto width = static_cast<std::uint32_t>(image->biWidth), height = static_cast<std::uint32_t>(image->biHeight);
+    if (width > kLargestSide || height > kLargestSide)
+        return {CodecFault::CannotHold, "a PSD file holds at most 30000 x 30000 pixels"};
+    const std::uint32_t channels = mask ? 4 : 3;
+    std::vector<std::uint8_t> head = {'8', 'B', 'P', 'S', 0, 1, 0, 0, 0, 0, 0, 0};
+    Put(head, channels, 2), Put(head, height, 4), Put(head, width, 4), Put(head, 8, 2), Put(head, kRgb, 2);
+    Put(head, 0, 4);  // no palette
+    const auto resources = options.metadata ? MakeResources(*options.metadata) : std::vector<std::uint8_t>();
+    Put(head, resources.size(), 4);
+    head.insert(head.end(), resources.begin(), resources.end());
+    Put(head, 0, 4);  // no layers
+    Put(head, 1, 2);  // packed lines, whose lengths come first
+    std::vector<std::uint8_t> pixels, line(width);
+    for (std::uint32_t channel = 0; channel < channels; ++channel)
+        for (int row = image->biHeight - 1; row >= 0; --row) {
+            const std::uint8_t* from = channel == 3 ? DibRow(mask, row) : DibRow(image, row) + 2 - channel;
+            for (std::size_t x = 0; x < width; ++x)
+                line[x] = channel == 3 ? static_cast<std::uint8_t>(255 - from[x]) : from[3 * x];
+            const std::size_t before = pixels.size();
+            PackLine(line, pixels);
+            Put(head, pixels.size() - before, 2);
+        }
+    const bool written = target.Write(head.data(), head.size()) && target.Write(pixels.data(), pixels.size());
+    return written ? CodecError() : WriteError();
+}
+
+}  // namespace kestrel
