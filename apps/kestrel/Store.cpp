@@ -1,5 +1,4 @@
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,12 +11,12 @@
 
 #include "apps/kestrel/Commands.h"
 #include "apps/kestrel/Console.h"
+#include "apps/kestrel/StoreCheck.h"
 #include "apps/kestrel/StoreJson.h"
+#include "apps/kestrel/Stores.h"
 #include "kestrel/foundation/FileReplacement.h"
 #include "kestrel/storage/IQvStorage.h"
 #include "kestrel/storage/QvError.h"
-#include "kestrel/storage/QvSimpStorage.h"
-#include "kestrel/storage/QvStorage.h"
 #include "kestrel/storage/StorageCopy.h"
 #include "kestrel/storage/StorageError.h"
 #include "kestrel/storage/StorageFileException.h"
@@ -27,7 +26,6 @@ namespace {
 
 using namespace kestrel;
 
-constexpr std::size_t kChunk = 1 << 20;
 constexpr unsigned long kChange = kStorageRead | kStorageWrite;
 constexpr unsigned long kMake = kChange | kStorageCreate;
 
@@ -40,121 +38,16 @@ struct Options {
     bool recursive = false;
 };
 
-/// Names come from files of anybody: control characters are shown as their number.
-std::string Shown(const std::string& name) {
-    std::string shown;
-    for (const char c : name) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 32 || byte == 127)
-            shown += fmt::format("\\x{:02X}", byte);
-        else
-            shown += c;
-    }
-    return shown;
-}
-
-[[noreturn]] void Fail(const std::string& what, const std::string& why) {
-    throw console::Failure{fmt::format("store: {}: {}", what, why)};
-}
-
-/// Fails with the line that the storage left, which may name the element already.
-[[noreturn]] void FailWithStorage(const Options& options, const std::string& name) {
-    std::string why = LastStorageError();
-    if (why.rfind(name + ": ", 0) == 0) why.erase(0, name.size() + 2);
-    Fail(name.empty() ? options.store : options.store + ": " + Shown(name), why);
-}
-
-// Stores -------------------------------------------------------------------------------------------------------------
-
-enum class Layout { Missing, Compound, Tree, Folder };
-
-Layout LayoutOf(const std::string& path) {
-    struct stat status;
-    if (stat(path.c_str(), &status) == 0) return S_ISDIR(status.st_mode) ? Layout::Folder : Layout::Compound;
-    return IsFolder(SystemPath(BoxFolder(path))) ? Layout::Tree : Layout::Missing;
-}
-
-QvStoragePtr OpenStore(const std::string& path, unsigned long mode, const std::string& as = "") {
-    Layout layout = LayoutOf(path);
-    if (layout == Layout::Missing) {
-        if (!(mode & kStorageCreate)) Fail(path, "there is no such compound file or folder");
-        layout = as == "folder" ? Layout::Folder : as == "tree" ? Layout::Tree : Layout::Compound;
-    }
-    QvStoragePtr store = layout == Layout::Compound
-                             ? QvStorage::CreateNewQvStorage(path.c_str(), mode, false, false)
-                             : QvSimpStorage::CreateNewQvStorage(path.c_str(), mode, true, layout == Layout::Folder);
-    if (!store) FailWithStorage({.store = path, .name = {}, .file = {}, .as = {}}, path);
-    return store;
-}
-
 void CheckKind(const std::string& as) {
     if (!as.empty() && as != "compound" && as != "tree" && as != "folder")
         throw console::UsageError{fmt::format("store: --as takes compound, tree or folder, not \"{}\"", as)};
 }
 
-/// Whether an element of that name is a storage; an empty name is the store itself. Fails when there is none.
-bool IsStorage(IQvStorage& store, const Options& options, const std::string& name) {
-    if (name.empty()) return true;
-    const std::size_t slash = name.find_last_of("/\\");
-    const std::string last = slash == std::string::npos ? name : name.substr(slash + 1);
-    if (!store.Exists(name.c_str())) Fail(options.store, fmt::format("there is nothing named \"{}\"", Shown(name)));
-    if (store.Kind() == 1) {
-        const QvStoragePtr inner = store.OpenStorage(name.c_str(), kStorageRead);
-        return inner && IsFolder(SystemPath(std::string(inner->Path())));
-    }
-    return store.OpenStorage(name.c_str(), kStorageRead) != nullptr;
-}
-
-/// What is known of a stream without reading it.
-void Measure(IQvStorage& storage, const std::string& name, StoreElement& element) {
-    try {
-        const QvStreamPtr stream = storage.OpenStream(name.c_str(), kStorageRead);
-        if (stream)
-            element.size = static_cast<std::uint64_t>(stream->Size());
-        else
-            element.problem = LastStorageError();
-    } catch (const StorageFileException& error) {
-        element.problem = error.OneLine();
-    }
-}
-
-/// The elements of a storage; with `deep` those below them as well, each after the storage that holds it.
-std::vector<StoreElement> Elements(IQvStorage& store, const std::string& start, bool deep) {
-    std::vector<StoreElement> all;
-    std::vector<StoreElement> pending{{start, true, {}, {}}};
-    while (!pending.empty()) {
-        StoreElement element = std::move(pending.back());
-        pending.pop_back();
-        const bool isStart = all.empty() && element.path == start;
-        const QvStoragePtr opened = element.isStorage && !element.path.empty()
-                                        ? store.OpenStorage(element.path.c_str(), kStorageRead)
-                                        : nullptr;
-        IQvStorage* storage = element.path.empty() ? &store : opened.get();
-        if (element.isStorage && !storage) element.problem = LastStorageError();
-        std::vector<StoreElement> inside;
-        QvString name;
-        unsigned long flags = 0;
-        const bool looks = element.isStorage && storage && (deep || isStart);
-        for (bool more = looks && storage->FirstElement(name, flags); more; more = storage->NextElement(name, flags))
-            inside.push_back({std::string(name), flags == kElementStorage, {}, {}});
-        for (StoreElement& one : inside) {
-            if (!one.isStorage) Measure(*storage, one.path, one);
-            if (!element.path.empty()) one.path = element.path + "/" + one.path;
-        }
-        pending.insert(pending.end(), std::make_move_iterator(inside.rbegin()), std::make_move_iterator(inside.rend()));
-        all.push_back(std::move(element));
-    }
-    all.erase(all.begin());  // the start itself
-    return all;
-}
-
-// Commands -----------------------------------------------------------------------------------------------------------
-
 int Tell(const Options& options, bool deep) {
     const QvStoragePtr store = OpenStore(options.store, kStorageRead);
-    if (!IsStorage(*store, options, options.name))
-        Fail(options.store, fmt::format("\"{}\" is a stream; \"get\" reads it", Shown(options.name)));
-    const std::vector<StoreElement> elements = Elements(*store, options.name, deep);
+    if (!IsStorage(*store, options.store, options.name))
+        FailStore(options.store, fmt::format("\"{}\" is a stream; \"get\" reads it", Shown(options.name)));
+    const std::vector<StoreElement> elements = StoreElements(*store, options.name, deep);
     int code = console::kDone;
     if (options.json) console::Print(ElementsAsJson(elements));
     for (const StoreElement& element : elements) {
@@ -174,23 +67,23 @@ int Get(const Options& options) {
     const bool toOutput = options.file.empty() || options.file == "-";
     if (toOutput && options.json) throw console::UsageError{"store: --json needs a file to write the stream to"};
     const QvStoragePtr store = OpenStore(options.store, kStorageRead);
-    if (IsStorage(*store, options, options.name))
-        Fail(options.store, fmt::format("\"{}\" is a storage; \"copy\" takes it out", Shown(options.name)));
+    if (IsStorage(*store, options.store, options.name))
+        FailStore(options.store, fmt::format("\"{}\" is a storage; \"copy\" takes it out", Shown(options.name)));
     const QvStreamPtr stream = store->OpenStream(options.name.c_str(), kStorageRead);
-    if (!stream) FailWithStorage(options, options.name);
+    if (!stream) FailWithStorage(options.store, options.name);
     std::unique_ptr<FileReplacement> file;
     if (!toOutput) file = std::make_unique<FileReplacement>(options.file);
-    if (file && !file->Stream()) Fail(options.file, file->Error());
-    const std::unique_ptr<char[]> buffer(new char[kChunk]);
+    if (file && !file->Stream()) FailStore(options.file, file->Error());
+    const std::unique_ptr<char[]> buffer(new char[kStoreChunk]);
     std::uint64_t bytes = 0;
-    for (std::size_t got; (got = stream->Read(buffer.get(), kChunk)) > 0; bytes += got) {
+    for (std::size_t got; (got = stream->Read(buffer.get(), kStoreChunk)) > 0; bytes += got) {
         if (toOutput)
             console::Print({buffer.get(), got});
         else if (std::fwrite(buffer.get(), 1, got, file->Stream()) != got)
             break;  // the commit tells why
     }
-    if (stream->HasFailed()) FailWithStorage(options, options.name);
-    if (file && !file->Commit()) Fail(options.file, file->Error());
+    if (stream->HasFailed()) FailWithStorage(options.store, options.name);
+    if (file && !file->Commit()) FailStore(options.file, file->Error());
     if (options.json)
         console::Print(ReportAsJson({{{"name", options.name}, {"file", options.file}}, {{"bytes", bytes}}, {}}));
     return console::kDone;
@@ -207,7 +100,7 @@ void MakeWay(IQvStorage& store, const Options& options) {
     for (std::size_t at = options.name.find_first_of("/\\"); at != std::string::npos;
          at = options.name.find_first_of("/\\", at + 1)) {
         const std::string storage = options.name.substr(0, at);
-        if (store.Kind() == 0 && !store.OpenStorage(storage.c_str(), kMake)) FailWithStorage(options, storage);
+        if (store.Kind() == 0 && !store.OpenStorage(storage.c_str(), kMake)) FailWithStorage(options.store, storage);
     }
 }
 
@@ -215,31 +108,31 @@ int Put(const Options& options) {
     CheckKind(options.as);
     const bool fromInput = options.file == "-";
     const std::unique_ptr<std::FILE, InputCloser> input(fromInput ? stdin : std::fopen(options.file.c_str(), "rbe"));
-    if (!input) Fail(options.file, std::strerror(errno));
+    if (!input) FailStore(options.file, std::strerror(errno));
     if (std::vector<std::string> names; !SplitStorageName(options.name, names))
-        Fail(options.store, fmt::format("\"{}\" leads out of the store", Shown(options.name)));
+        FailStore(options.store, fmt::format("\"{}\" leads out of the store", Shown(options.name)));
     QvStoragePtr store = OpenStore(options.store, kMake, options.as);
     MakeWay(*store, options);
     QvStreamPtr stream = store->CreateStream(options.name.c_str(), kMake | kStorageTruncate);
-    if (!stream) FailWithStorage(options, options.name);
-    const std::unique_ptr<char[]> buffer(new char[kChunk]);
+    if (!stream) FailWithStorage(options.store, options.name);
+    const std::unique_ptr<char[]> buffer(new char[kStoreChunk]);
     std::uint64_t bytes = 0;
-    for (std::size_t got; (got = std::fread(buffer.get(), 1, kChunk, input.get())) > 0; bytes += got)
-        if (stream->Write(buffer.get(), got) != got) FailWithStorage(options, options.name);
-    if (std::ferror(input.get())) Fail(options.file, std::strerror(errno));
-    if (!CloseStream(stream) || !CloseStorage(store)) FailWithStorage(options, options.name);
+    for (std::size_t got; (got = std::fread(buffer.get(), 1, kStoreChunk, input.get())) > 0; bytes += got)
+        if (stream->Write(buffer.get(), got) != got) FailWithStorage(options.store, options.name);
+    if (std::ferror(input.get())) FailStore(options.file, std::strerror(errno));
+    if (!CloseStream(stream) || !CloseStorage(store)) FailWithStorage(options.store, options.name);
     if (options.json) console::Print(ReportAsJson({{{"name", options.name}}, {{"bytes", bytes}}, {}}));
     return console::kDone;
 }
 
 int Remove(const Options& options) {
     QvStoragePtr store = OpenStore(options.store, kChange);
-    std::vector<StoreElement> elements{{options.name, IsStorage(*store, options, options.name), {}, {}}};
+    std::vector<StoreElement> elements{{options.name, IsStorage(*store, options.store, options.name), {}, {}}};
     if (elements[0].isStorage) {
-        auto inside = Elements(*store, options.name, true);
+        auto inside = StoreElements(*store, options.name, true);
         if (!inside.empty() && !options.recursive)
-            Fail(options.store, fmt::format("\"{}\" holds {} elements; --recursive removes them as well",
-                                            Shown(options.name), inside.size()));
+            FailStore(options.store, fmt::format("\"{}\" holds {} elements; --recursive removes them as well",
+                                                 Shown(options.name), inside.size()));
         elements.insert(elements.end(), inside.begin(), inside.end());
     }
     const std::size_t count = elements.size();
@@ -248,9 +141,9 @@ int Remove(const Options& options) {
         const StoreElement& last = elements.back();
         const bool folder = last.isStorage && store->Kind() == 1;
         if (!(folder ? store->DeleteStorage(last.path.c_str()) : store->DeleteElement(last.path.c_str())))
-            FailWithStorage(options, last.path);
+            FailWithStorage(options.store, last.path);
     }
-    if (!CloseStorage(store)) FailWithStorage(options, options.name);
+    if (!CloseStorage(store)) FailWithStorage(options.store, options.name);
     if (options.json) console::Print(ReportAsJson({{{"name", options.name}}, {{"removed", count}}, {}}));
     return console::kDone;
 }
@@ -266,7 +159,7 @@ std::filesystem::path PlaceOf(const std::string& path, const std::string& as) {
 void CheckApart(const Options& options) {
     const auto from = PlaceOf(options.store, ""), to = PlaceOf(options.file, options.as);
     if (std::mismatch(from.begin(), from.end(), to.begin(), to.end()).first == from.end())
-        Fail(options.file, "the target lies within the store that is to be copied");
+        FailStore(options.file, "the target lies within the store that is to be copied");
 }
 
 int Copy(const Options& options) {
@@ -278,7 +171,7 @@ int Copy(const Options& options) {
     const bool closed = CloseStorage(to);
     for (const std::string& failure : copy.failures)
         console::Error(fmt::format("store: {}: {}", options.store, Shown(failure)));
-    if (!closed) Fail(options.file, LastStorageError());
+    if (!closed) FailStore(options.file, LastStorageError());
     if (options.json)
         console::Print(ReportAsJson({{{"from", options.store}, {"to", options.file}},
                                      {{"storages", copy.storages}, {"streams", copy.streams}, {"bytes", copy.bytes}},
@@ -341,6 +234,13 @@ void AddStore(const Command& program) {
     remove.Argument("NAME", options->name, "The element");
     remove.Flag("-r,--recursive", options->recursive, "A storage with all that it holds");
     remove.Run(Log::kYes, Guarded([options] { return Remove(*options); }));
+
+    const Command check = add("check", "Verify that nothing is lost or damaged; exit code 1 when it is");
+    check.Run(Log::kNo, Guarded([options] { return CheckStore({options->store, "", options->json}); }));
+
+    const Command repair = add("repair", "Save what can be saved of a damaged compound file into a new one");
+    repair.Argument("NEW", options->file, "The new compound file");
+    repair.Run(Log::kYes, Guarded([options] { return RepairStore({options->store, options->file, options->json}); }));
 
     const Command copy = add("copy", "Copy everything into another store, replacing streams of the same name");
     copy.Argument("TARGET", options->file, "The other store; made when it is missing");

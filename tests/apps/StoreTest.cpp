@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 
 #include "tests/support/PrivateFolders.h"
@@ -98,6 +99,41 @@ TEST_F(StoreTest, CopiesBetweenAllKinds) {
         << partly.err;
     EXPECT_EQ(Content("partly/Pictures/a.jpg"), Big());
     EXPECT_FALSE(fs::exists(folders / "work/partly/Pictures/deep/link"));
+}
+
+TEST_F(StoreTest, ChecksAndRepairs) {
+    for (const char* store : {"compound.box", "tree.box", "folder.box"}) {
+        const Outcome check = Run(std::string("store check --json ") + store);
+        EXPECT_EQ(check.code, 0) << check.err;
+        EXPECT_NE(check.out.find("\"storages\": 2,\n  \"streams\": 2"), std::string::npos) << check.out;
+        EXPECT_NE(check.out.find("\"problems\": []"), std::string::npos) << check.out;
+    }
+    const Outcome sound = Run("store repair compound.box sound.box");
+    EXPECT_EQ(sound.code, 0) << sound.err;
+    EXPECT_EQ(Run("store get sound.box Pictures/a.jpg").out, Big());
+
+    // The chain of the big stream ends early: the header names the sector of the table, of 4,096 bytes each.
+    std::string bytes = Content("compound.box");
+    std::uint32_t table = 0;
+    std::memcpy(&table, bytes.data() + 76, sizeof table);
+    const std::uint32_t end = 0xFFFFFFFE;
+    std::memcpy(bytes.data() + (table + 1) * std::size_t{4096} + 4 * 300, &end, sizeof end);
+    test::WriteBytes(folders / "work/compound.box", bytes);
+    const std::string before = Content("compound.box");
+    const Outcome check = Run("store check compound.box");
+    EXPECT_EQ(check.code, 1);
+    EXPECT_NE(check.out.find("damaged: "), std::string::npos) << check.out;
+    EXPECT_EQ(std::count(check.err.begin(), check.err.end(), '\n'), 1) << check.err;
+    const Outcome repair = Run("store repair compound.box saved.box");
+    EXPECT_EQ(repair.code, 3) << repair.err;
+    EXPECT_EQ(Content("compound.box"), before) << "only read";
+    EXPECT_EQ(Run("store check saved.box").code, 0);
+    EXPECT_EQ(Run("store repair compound.box saved.box").code, 1) << "never over a file that is there";
+    EXPECT_EQ(Run("store repair tree.box other.box").code, 1);
+    EXPECT_FALSE(fs::exists(folders / "work/other.box"));
+
+    fs::create_symlink("../../../in", folders / "work/folder.box/Pictures/deep/link");
+    EXPECT_EQ(Run("store check folder.box").code, 1);
 }
 
 TEST_F(StoreTest, WhatCannotBeDoneIsToldInOneLine) {
