@@ -10,7 +10,7 @@ kestrel/foundation
 kestrel/diagnostics         kestrel/foundation kestrel/settings
 kestrel/settings            kestrel/foundation
 kestrel/image               kestrel/foundation
-kestrel/kernels             kestrel/foundation/Truncate.h kestrel/foundation/Export.h
+kestrel/kernels             kestrel/foundation/Truncate.h kestrel/foundation/Export.h kestrel/foundation/AbortFlag.h
 kestrel/parameters          kestrel/foundation
 kestrel/framework           kestrel/foundation kestrel/image kestrel/kernels kestrel/parameters kestrel/diagnostics kestrel/storage
 kestrel/filters             kestrel/foundation kestrel/image kestrel/kernels kestrel/parameters kestrel/framework kestrel/diagnostics

@@ -183,7 +183,8 @@ void TellGeometry(const Options& options, const Job& job, Rendering& rendering) 
 }
 
 Picture Filter(const Options& options, const Job& job, Rendering& rendering, Picture picture) {
-    rendering.SetRenderScale(job.renderScale);
+    if (rendering.SetRenderScale(job.renderScale) != kestrel::S_OK)
+        throw console::Failure{"--render-scale: the number is too large"};
     if (job.view) rendering.SetViewSize(job.view->width, job.view->height);
     if (rendering.SetPicture(std::move(picture)) != kestrel::S_OK)
         throw console::Failure{InputName(options) + ": the picture cannot be filtered"};

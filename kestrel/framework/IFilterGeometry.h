@@ -16,6 +16,7 @@ struct IFilterGeometry : IUnknown {
     /// Size that the line needs here for a picture of this width : height; -1, -1 when nobody says.
     virtual HRESULT GetRequiredSize(int* width, int* height, double aspect) = 0;
     /// Factor by which the picture now rendered is smaller than the full-size picture; travels on downstream.
+    /// Filters answer `E_INVALIDARG` to anything but a finite factor above 0, and keep the one that they have.
     virtual HRESULT SetRenderScale(double scale) = 0;
     virtual HRESULT SetAnchor(int x, int y) = 0;
     virtual HRESULT GetAnchor(int* x, int* y) = 0;

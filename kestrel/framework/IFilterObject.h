@@ -31,6 +31,8 @@ struct IFilterObject : IUnknown {
     virtual HRESULT CommitChanges() = 0;
     /// Turns a size wanted downstream into the size wanted upstream.
     virtual HRESULT MapSize(int width, int height, int* outWidth, int* outHeight) = 0;
+    /// Makes the tables that follow from the active parameters; `CommitChanges` of filters with tables calls it.
+    virtual void RebuildTables() = 0;
 
 protected:
     ~IFilterObject() = default;

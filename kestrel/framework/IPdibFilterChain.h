@@ -21,7 +21,8 @@ struct IPdibFilterChain : IUnknown {
     virtual HRESULT GetFilter(int index, const GUID& iid, void** object) = 0;
     /// The first filter of exactly this ProgID; none: 1, and `*object` is left alone.
     virtual HRESULT FindFilter(const char* progId, const GUID& iid, void** object) = 0;
-    /// Inserts before the first filter of a higher cost. `E_FAIL` for null and for a filter that is in the chain.
+    /// Inserts before the first filter of a higher cost. `E_FAIL` for null and for a filter that stands in a chain,
+    /// this or another; `E_BOUNDS` for one more than a chain holds.
     virtual HRESULT AddFilter(IUnknown* filter) = 0;
     /// Inserts at a position, behind the last filter when the chain is shorter; costs are not looked at. A negative
     /// index stands for 1. Fails as `AddFilter` does.
@@ -40,7 +41,7 @@ struct IPdibFilterChain : IUnknown {
                                  bool active) = 0;
     /// Makes the chain equal to a text and keeps the filters, with their caches, that match it already. A record whose
     /// filter cannot be made is skipped. A record behind the last filter whose ProgID stands in the chain sets that
-    /// filter in place of adding a second one.
+    /// filter in place of adding a second one. Records beyond what a chain holds are left out: `E_BOUNDS`.
     virtual HRESULT SetChainText(const char* text, const char* fieldSeparator, const char* recordSeparator,
                                  IPdibFilterCreator* creator) = 0;
     /// The same without the bracket.

@@ -193,6 +193,7 @@ HRESULT CPdibFilter::MapSize(int width, int height, int* outWidth, int* outHeigh
 }
 
 HRESULT CPdibFilter::SetRenderScale(double scale) {
+    if (!IsRenderScale(scale)) return E_INVALIDARG;
     m_RenderScale = scale;
     return m_Downstream ? m_Downstream->SetRenderScale(scale) : S_OK;
 }
@@ -304,7 +305,7 @@ HRESULT CPdibFilter::FetchIntoWork(int border, int cacheWidth, int cacheHeight) 
 
 HRESULT CPdibFilter::SetAbort(bool abort) {
     if (m_Upstream) m_Upstream->SetAbort(abort);
-    m_Abort.store(abort, std::memory_order_relaxed);
+    m_Abort.Set(abort);
     return S_OK;
 }
 

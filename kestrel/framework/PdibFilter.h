@@ -1,12 +1,13 @@
 #pragma once
 #include <algorithm>
-#include <atomic>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <map>
 #include <memory>
 #include <type_traits>
 
+#include "kestrel/foundation/AbortFlag.h"
 #include "kestrel/foundation/Counted.h"
 #include "kestrel/foundation/Export.h"
 #include "kestrel/foundation/QvString.h"
@@ -33,6 +34,11 @@ class KESTREL_API CPdibFilter : public ModuleObject,
 public:
     explicit CPdibFilter(const Description& description);
 
+    /// A factor between a picture and its full-size original: finite and above 0.
+    static bool IsRenderScale(double scale) { return std::isfinite(scale) && scale > 0; }
+    /// The output geometry as the last update left it. Unlike `GetGeometry` it asks nobody, so that no cache is lost.
+    const FilterGeometry& OutputGeometry() const { return m_Out; }
+
     // IFilterObject
     HRESULT GetProgID(char* buffer, int size) override;
     HRESULT CreateFilterInfo(const GUID& iid, void** object) override;
@@ -47,8 +53,7 @@ public:
     bool HasChanged() override;
     HRESULT CommitChanges() override;
     HRESULT MapSize(int width, int height, int* outWidth, int* outHeight) override;
-    /// Makes the tables that follow from the active parameters; `CommitChanges` of filters with tables calls it.
-    virtual void RebuildTables();
+    void RebuildTables() override;
 
     // IFilterGeometry
     HRESULT SetSize(int width, int height) override;
@@ -144,7 +149,7 @@ protected:
 
     /// Must the output be made again? A cached picture is made from its very start.
     bool IsStale() const { return m_Dirty || m_UpstreamDirty || !m_Cache; }
-    bool Aborted() const { return m_Abort.load(std::memory_order_relaxed); }
+    bool Aborted() const { return m_Abort.IsSet(); }
 
     /// Keeps or remakes the work picture and the cache: one that is too small, or more than four times too large, is
     /// dropped. A pair of zeros leaves that picture alone. Throws `std::bad_alloc`.
@@ -161,7 +166,7 @@ protected:
     FilterGeometry m_InPending;   ///< input geometry as pushed from upstream, not yet accepted
     bool m_Dirty = false;         ///< this filter's own output is out of date
     bool m_UpstreamDirty = true;  ///< what comes from upstream has changed
-    std::atomic<bool> m_Abort{false};
+    AbortFlag m_Abort;
     std::int32_t m_UpstreamVersion = -1;  ///< last version seen of the upstream neighbour
     std::int32_t m_Version = 0;           ///< version of this filter's output
     double m_RenderScale = 1.0;           ///< picture now rendered / full-size picture
@@ -179,7 +184,7 @@ private:
     Ref<IFilterGeometry> PassDownstream();
     Ref<IFilterPixels> PassUpstream();
 
-    const Description& description_;
+    const Description description_;  ///< the texts that it points to live as long as the process
 };
 
 template <class RowRule>

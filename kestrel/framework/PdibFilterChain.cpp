@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <mutex>
 #include <unordered_map>
 #include <vector>
 
@@ -79,6 +80,36 @@ int CostOf(IFilterObject* filter) {
     return cost;
 }
 
+/// Which chain linked a source, a sink or a first filter last, for all chains of the process. Everything that is listed
+/// is held by the chain that it is listed for.
+class Claims {
+public:
+    void Take(const IUnknown* object, const IPdibFilterChain* chain) {
+        if (!object) return;
+        const std::lock_guard guard(guard_);
+        owners_[object] = chain;
+    }
+    /// Was it `chain`'s? Then it is nobody's now.
+    bool Drop(const IUnknown* object, const IPdibFilterChain* chain) {
+        const std::lock_guard guard(guard_);
+        const auto found = owners_.find(object);
+        if (found == owners_.end() || found->second != chain) return false;
+        owners_.erase(found);
+        return true;
+    }
+    bool IsTaken(const IUnknown* object) {
+        const std::lock_guard guard(guard_);
+        return owners_.contains(object);
+    }
+
+private:
+    std::mutex guard_;
+    std::unordered_map<const IUnknown*, const IPdibFilterChain*> owners_;
+};
+
+/// Never destroyed: a host may release its last chain after the statics of the library.
+Claims& claims = *new Claims;
+
 }  // namespace
 
 void CPdibFilterChain::FinalRelease() {
@@ -86,8 +117,8 @@ void CPdibFilterChain::FinalRelease() {
     const Ref sink = std::exchange(m_Sink, nullptr);
     try {
         RemoveAllFilters();
-        if (source) source->ConnectDownstream(nullptr);
-        if (sink) sink->ConnectUpstream(nullptr);
+        if (claims.Drop(source.get(), this)) source->ConnectDownstream(nullptr);
+        if (claims.Drop(sink.get(), this)) sink->ConnectUpstream(nullptr);
     } catch (...) {
         // A release has no caller that could take the exception.
         LogException(kUnhandled, __LINE__);
@@ -164,21 +195,25 @@ IFilterObject* CPdibFilterChain::Seek(int index, int* count) {
     return m_Cursor = found;
 }
 
-bool CPdibFilterChain::IsInLine(const IFilterObject* filter) {
-    First();
-    while (m_Cursor && m_Cursor != filter) Next();
-    return m_Cursor != nullptr;
+HRESULT CPdibFilterChain::CheckNew(IFilterObject* filter) {
+    m_Cursor = filter;
+    IFilterObject* head = filter;
+    while (Prev()) head = m_Cursor;
+    if (claims.IsTaken(head)) return E_FAIL;
+    int count = 0;
+    Seek(-1, &count);
+    return count < kMostFilters ? S_OK : E_BOUNDS;
 }
 
 // Changes of the line
 
 void CPdibFilterChain::InsertFirst(IFilterObject* filter) {
-    if (m_Source) filter->SetUpstream(m_Source.get());
+    if (m_Source) LinkSource(filter);
     if (m_First)
         filter->SetDownstream(m_First.get());
     else if (m_Sink)
-        filter->SetDownstream(m_Sink.get());
-    m_First = Ref(filter);  // last: were a link to throw, the line behind would be lost
+        LinkSink(filter);
+    SetFirst(Ref(filter));  // last: were a link to throw, the line after it would be lost
 }
 
 void CPdibFilterChain::InsertAfterCursor(IFilterObject* filter) {
@@ -190,7 +225,7 @@ void CPdibFilterChain::InsertAfterCursor(IFilterObject* filter) {
     if (next)
         next->SetUpstream(filter);
     else if (m_Sink)
-        filter->SetDownstream(m_Sink.get());
+        LinkSink(filter);
 }
 
 void CPdibFilterChain::InsertBeforeCursor(IFilterObject* filter) {
@@ -209,31 +244,50 @@ IFilterObject* CPdibFilterChain::RemoveAtCursor() {
 
     // A line without that end gets null, so that no filter keeps pointing at the removed one.
     if (removed == m_First) {
-        m_First = next;
-        if (next) next->SetUpstream(m_Source.get());
+        SetFirst(next);
+        if (next) LinkSource(next.get());
     } else if (next) {
         next->SetUpstream(previous);
     }
     removed->SetUpstream(nullptr);
     removed->SetDownstream(nullptr);
-    if (!next && previous) previous->SetDownstream(m_Sink.get());
+    if (!next && previous) LinkSink(previous);
     if (!m_First) LinkEnds();
     return m_Cursor = next.get();
 }
 
 void CPdibFilterChain::LinkEnds() {
     if (!m_Source || !m_Sink) return;
+    claims.Take(m_Source.get(), this);
+    claims.Take(m_Sink.get(), this);
     m_Sink->ConnectUpstream(m_Source.get());
     m_Source->ConnectDownstream(m_Sink.get());
+}
+
+void CPdibFilterChain::LinkSource(IFilterObject* first) {
+    claims.Take(m_Source.get(), this);
+    first->SetUpstream(m_Source.get());
+}
+
+void CPdibFilterChain::LinkSink(IFilterObject* last) {
+    claims.Take(m_Sink.get(), this);
+    last->SetDownstream(m_Sink.get());
+}
+
+void CPdibFilterChain::SetFirst(const Ref<IFilterObject>& first) {
+    claims.Drop(m_First.get(), this);
+    claims.Take(first.get(), this);
+    m_First = first;
 }
 
 // Operations
 
 HRESULT CPdibFilterChain::SetSource(IUnknown* source) {
     return Bracketed(kUnhandled, [&] {
+        claims.Drop(m_Source.get(), this);
         m_Source = Ref<IFilterPixels>::Query(source);
         if (m_First)
-            m_First->SetUpstream(m_Source.get());
+            LinkSource(m_First.get());
         else
             LinkEnds();
         return S_OK;
@@ -241,9 +295,10 @@ HRESULT CPdibFilterChain::SetSource(IUnknown* source) {
 }
 
 HRESULT CPdibFilterChain::SetSink(IUnknown* sink) {
+    claims.Drop(m_Sink.get(), this);
     m_Sink = Ref<IFilterGeometry>::Query(sink);
     if (IFilterObject* const last = Seek(-1))
-        last->SetDownstream(m_Sink.get());
+        LinkSink(last);
     else
         LinkEnds();
     return S_OK;
@@ -273,7 +328,7 @@ HRESULT CPdibFilterChain::AddFilter(IUnknown* filter) {
         Ref<IFilterObject> added;
         if (const HRESULT result = filter->QueryInterface(IFilterObject::kIid, added.Out()); result != S_OK)
             return result;
-        if (IsInLine(added.get())) return E_FAIL;
+        if (const HRESULT result = CheckNew(added.get()); result != S_OK) return result;
         const int cost = CostOf(added.get());
         First();
         while (m_Cursor && CostOf(m_Cursor) <= cost) Next();
@@ -293,7 +348,7 @@ HRESULT CPdibFilterChain::InsertFilter(int index, IUnknown* filter) {
         Ref<IFilterObject> added;
         if (const HRESULT result = filter->QueryInterface(IFilterObject::kIid, added.Out()); result != S_OK)
             return result;
-        if (IsInLine(added.get())) return E_FAIL;
+        if (const HRESULT result = CheckNew(added.get()); result != S_OK) return result;
         if (!m_First || index == 0) {
             InsertFirst(added.get());
             return S_OK;
@@ -306,7 +361,8 @@ HRESULT CPdibFilterChain::InsertFilter(int index, IUnknown* filter) {
 
 HRESULT CPdibFilterChain::RemoveAllFilters() {
     return Bracketed(kUnhandled, [&] {
-        Ref<IFilterObject> filter = std::exchange(m_First, nullptr);
+        Ref<IFilterObject> filter = m_First;
+        SetFirst(nullptr);
         while (filter) {
             m_Cursor = filter.get();
             const Ref<IFilterObject> next(Next());
@@ -384,12 +440,17 @@ HRESULT CPdibFilterChain::SetChainTextQuiet(const char* text, const char* fieldS
         if (m_Source && !m_Sink) SetSink(m_Source.get());
         const ChainText records(text, fieldSeparator, recordSeparator);
         std::size_t record = 0;
-        for (First(); m_Cursor && record < records.Count(); ++record)
+        const std::size_t limit = std::min<std::size_t>(records.Count(), kMostFilters);
+        for (First(); m_Cursor && record < limit; ++record)
             MatchRecord(records.Name(record), records.Parameters(record), creator);
-        if (record < records.Count()) AppendRecords(records, record, creator);
+        HRESULT result = S_OK;
+        if (m_Cursor)
+            result = limit < records.Count() ? E_BOUNDS : S_OK;
+        else if (record < records.Count())
+            result = AppendRecords(records, record, creator);
         while (m_Cursor) RemoveAtCursor();
         if (!m_First) LinkEnds();
-        return S_OK;
+        return result;
     });
 }
 
@@ -417,23 +478,31 @@ void CPdibFilterChain::MatchRecord(const char* name, const char* parameters, IPd
     }
 }
 
-/// The records behind the last filter. No number finds a filter any more, only a name does; every record makes the
-/// chain at most one longer, so that this stays so. The names are kept aside, or long texts would take a walk a record.
-void CPdibFilterChain::AppendRecords(const ChainText& records, std::size_t from, IPdibFilterCreator* creator) {
+/// The records after the last filter: a filter of the same name is set, otherwise one is appended. The names are kept
+/// in a map, or long texts would take a walk for each record.
+HRESULT CPdibFilterChain::AppendRecords(const ChainText& records, std::size_t from, IPdibFilterCreator* creator) {
     std::unordered_map<std::string, IFilterObject*> byName;
     IFilterObject* last = nullptr;
+    int count = 0;
     for (IFilterObject* filter = First(); filter; filter = Next()) {
         byName.emplace(NameOf(filter), filter);
         last = filter;
+        ++count;
     }
+    HRESULT result = S_OK;
     for (std::size_t record = from; record < records.Count(); ++record) {
         const char* const name = records.Name(record);
         if (const auto found = byName.find(name); found != byName.end()) {
             UpdateText(found->second, records.Parameters(record));
             continue;
         }
+        if (count >= kMostFilters) {
+            result = E_BOUNDS;
+            continue;
+        }
         const auto appended = MakeFilter(creator, name, records.Parameters(record));
         if (!appended) continue;
+        ++count;
         if (last) {
             m_Cursor = last;
             InsertAfterCursor(appended.get());
@@ -444,6 +513,7 @@ void CPdibFilterChain::AppendRecords(const ChainText& records, std::size_t from,
         byName.emplace(NameOf(last), last);
     }
     m_Cursor = nullptr;
+    return result;
 }
 
 }  // namespace kestrel

@@ -24,10 +24,17 @@ inline constexpr Description kChain{.progId = "TMFilter.Chain.1",
 /// `IFilterObject`, as source and sink, ends it. The last release takes the whole line apart, so that nothing that was
 /// in it keeps anything else alive.
 ///
+/// Requests and updates run through all links on the stack of the thread that asks: a thread needs `kStackPerLink`
+/// bytes for each. A line of more than `kMostFilters` is refused with `E_BOUNDS`.
+///
+/// Chains may share a source or a sink one after the other: the one that linked it last is the one that cuts it.
+///
 /// An exception of a filter is logged and goes on to the caller, with the sink resumed; the line may be half changed.
 class KESTREL_API CPdibFilterChain final : public ModuleObject, public Counted<IPdibFilterChain> {
 public:
     static constexpr const Description& kDescription = kChain;
+    static constexpr int kMostFilters = 1000;
+    static constexpr int kStackPerLink = 2048;  ///< bytes; most filters take a tenth of it, the deepest 1,200
 
     HRESULT SetSource(IUnknown* source) override;
     HRESULT SetSink(IUnknown* sink) override;
@@ -59,7 +66,8 @@ private:
     /// The filter at `index`, the last one for a negative index; `*count` filters were passed, with the one found.
     IFilterObject* Seek(int index, int* count = nullptr);
 
-    bool IsInLine(const IFilterObject* filter);
+    /// `S_OK` for a filter that stands in no chain and has room in this one.
+    HRESULT CheckNew(IFilterObject* filter);
 
     // Changes of the line; nobody is told.
     void InsertFirst(IFilterObject* filter);
@@ -68,11 +76,15 @@ private:
     /// The cursor moves on to the filter behind the removed one.
     IFilterObject* RemoveAtCursor();
     void LinkEnds();
+    /// Links an end to a neighbour in the line; this chain is the one that cuts the end from then on.
+    void LinkSource(IFilterObject* first);
+    void LinkSink(IFilterObject* last);
+    void SetFirst(const Ref<IFilterObject>& first);
     void FinalRelease() override;
 
     // Chain text.
     void MatchRecord(const char* name, const char* parameters, IPdibFilterCreator* creator);
-    void AppendRecords(const ChainText& records, std::size_t from, IPdibFilterCreator* creator);
+    HRESULT AppendRecords(const ChainText& records, std::size_t from, IPdibFilterCreator* creator);
 
     void SuspendSink();
     void ResumeSink();

@@ -8,7 +8,8 @@ namespace kestrel {
 void PictureSource::SetPicture(const Dib* image, const Dib* mask) {
     image_ = image;
     mask_ = mask;
-    ++version_;
+    Geometry() = {.Width = Width(), .Height = Height(), .FullWidth = Width(), .FullHeight = Height()};
+    MarkNew();
 }
 
 HRESULT PictureSource::TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height,
@@ -18,11 +19,11 @@ HRESULT PictureSource::TransformArea(int dstX, int dstY, int srcX, int srcY, int
     const std::int64_t right = std::min<std::int64_t>(width, std::int64_t{Width()} - srcX);
     const std::int64_t bottom = std::max<std::int64_t>(0, -std::int64_t{srcY});
     const std::int64_t top = std::min<std::int64_t>(height, std::int64_t{Height()} - srcY);
-    if (aborted_) return S_FALSE;
+    if (Aborted()) return S_FALSE;
     if (right <= left) return S_OK;
     const auto columns = static_cast<std::size_t>(right - left);
     for (std::int64_t y = bottom; y < top; ++y) {
-        if (aborted_) return S_FALSE;
+        if (Aborted()) return S_FALSE;
         const int row = static_cast<int>(srcY + y);
         std::uint8_t* const pixels = rows[dstY + y] + (dstX + left) * 3;
         const std::uint8_t* const own = DibRow(image_, row) + (srcX + left) * 3;
@@ -36,43 +37,5 @@ HRESULT PictureSource::TransformArea(int dstX, int dstY, int srcX, int srcY, int
     }
     return S_OK;
 }
-
-HRESULT PictureSource::SetAbort(bool abort) {
-    aborted_ = abort;
-    return S_OK;
-}
-
-HRESULT PictureSource::Update(bool* changed, int* version, bool) {
-    if (downstream_) {
-        downstream_->SetSize(Width(), Height());
-        downstream_->SetFullSize(Width(), Height());
-        downstream_->SetOffset(0, 0);
-    }
-    if (*version != version_) {
-        *version = version_;
-        *changed = true;
-    }
-    return S_OK;
-}
-
-HRESULT PictureSource::GetGeometry(int* width, int* height, int* offsetX, int* offsetY, int* fullWidth,
-                                   int* fullHeight) {
-    bool changed = false;
-    int version = -1;
-    Update(&changed, &version, false);
-    *width = *fullWidth = Width();
-    *height = *fullHeight = Height();
-    *offsetX = *offsetY = 0;
-    return S_OK;
-}
-
-HRESULT PictureSource::ConnectDownstream(IUnknown* next) {
-    downstream_ = Ref<IFilterGeometry>::Query(next);
-    return S_OK;
-}
-
-HRESULT PictureSource::TransformColor(unsigned char*) { return S_OK; }
-
-HRESULT PictureSource::SendEvent(void*) { return S_OK; }
 
 }  // namespace kestrel

@@ -1,18 +1,13 @@
 #pragma once
-#include <atomic>
-
-#include "kestrel/foundation/Counted.h"
 #include "kestrel/foundation/Export.h"
-#include "kestrel/foundation/Ref.h"
-#include "kestrel/framework/IFilterGeometry.h"
-#include "kestrel/framework/IFilterPixels.h"
+#include "kestrel/framework/LineEnds.h"
 #include "kestrel/framework/Module.h"
 #include "kestrel/host/Picture.h"
 
 namespace kestrel {
 
 /// The head of a line: serves the rows of a picture. A window beyond the picture is served as far as it lies inside.
-class KESTREL_API PictureSource final : public ModuleObject, public Counted<IFilterPixels> {
+class KESTREL_API PictureSource final : public ModuleObject, public LineSource {
 public:
     /// The blocks stay the caller's and are to live as long as requests are made; null takes the picture away. A line
     /// sees every call as a new picture. A mask must have the image's size.
@@ -20,18 +15,10 @@ public:
 
     const Dib* Image() const { return image_; }
     const Dib* Mask() const { return mask_; }
-    /// The head of the line behind this source; null while nothing is connected.
-    IFilterGeometry* Downstream() const { return downstream_.get(); }
 
     /// A row that is its own destination is left as it is, so that a line may work on the picture's own rows.
     HRESULT TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height, std::uint8_t* const* rows,
                           std::uint8_t* const* maskRows) override;
-    HRESULT SetAbort(bool abort) override;
-    HRESULT Update(bool* changed, int* version, bool track) override;
-    HRESULT GetGeometry(int* width, int* height, int* offsetX, int* offsetY, int* fullWidth, int* fullHeight) override;
-    HRESULT ConnectDownstream(IUnknown* next) override;
-    HRESULT TransformColor(unsigned char* pixel) override;
-    HRESULT SendEvent(void* event) override;
 
 private:
     ~PictureSource() = default;
@@ -40,9 +27,6 @@ private:
 
     const Dib* image_ = nullptr;
     const Dib* mask_ = nullptr;
-    int version_ = 0;
-    std::atomic<bool> aborted_{false};
-    Ref<IFilterGeometry> downstream_;
 };
 
 }  // namespace kestrel

@@ -9,7 +9,7 @@
 
 #include "kestrel/framework/IFilterObject.h"
 #include "kestrel/framework/IFilterParameters.h"
-#include "kestrel/framework/PdibFilterChain.h"
+#include "kestrel/framework/PdibFilter.h"
 #include "kestrel/framework/ZeroFilter.h"
 #include "kestrel/server/ClassTable.h"
 #include "kestrel/server/PdibFilterCreator.h"
@@ -83,17 +83,29 @@ Rendering::~Rendering() = default;
 
 std::optional<ChainFault> Rendering::SetChainText(std::string_view text) {
     if (auto fault = FindFault(text)) return fault;
-    // Behind the last filter a record that names a filter of the chain would set that one in place of adding another.
-    // A place holder at the end, of a class that no text names, has every record meet a filter of its own number; the
-    // records done, it stands behind them and is cut off with the rest.
-    const Ref<CZeroFilter> end(new CZeroFilter);
-    int lines = FilterCount();
-    chain_->InsertFilter(lines, static_cast<IFilterObject*>(end.get()));
+    const bool grows = !NamesTheFirstFilters(text);
+    if (grows) {
+        // After the last filter a record that names a filter of the chain would set that one instead of adding another.
+        // With a filter at the end of a class that no text names every record meets a filter of its own number; the
+        // records done, it stands after them and is cut off with the rest.
+        const Ref<CZeroFilter> end(new CZeroFilter);
+        chain_->RemoveFilter(kMostFilters - 1);  // makes room; a line that long is cut or made anew in any case
+        chain_->InsertFilter(kMostFilters, static_cast<IFilterObject*>(end.get()));
+    }
     chain_->SetChainText(std::string(text).c_str(), kFieldSeparator, kRecordSeparator, creator_.get());
-    chain_->RemoveFiltersByProgIDQuiet(kZero.progId);  // still there when memory did not suffice for a filter
-    lines = static_cast<int>(std::count(text.begin(), text.end(), '\n'));
-    if (FilterCount() != lines) throw std::bad_alloc();
+    if (grows) chain_->RemoveFiltersByProgIDQuiet(kZero.progId);  // still there when a filter could not be made
+    if (FilterCount() != std::count(text.begin(), text.end(), '\n')) throw std::bad_alloc();
     return std::nullopt;
+}
+
+bool Rendering::NamesTheFirstFilters(std::string_view text) const {
+    for (int i = 0; !text.empty(); ++i) {
+        Ref<IFilterObject> filter;
+        if (chain_->GetFilter(i, IFilterObject::kIid, filter.Out()) != S_OK) return false;
+        if (ProgIdOf(*filter) != text.substr(0, text.find('\t'))) return false;
+        text.remove_prefix(text.find('\n') + 1);
+    }
+    return true;
 }
 
 HRESULT Rendering::AddFilter(const char* progId, const char* text) {
@@ -136,9 +148,12 @@ HRESULT Rendering::SetPicture(Picture picture) {
     return S_OK;
 }
 
-void Rendering::SetRenderScale(double scale) {
+HRESULT Rendering::SetRenderScale(double scale) {
+    if (!CPdibFilter::IsRenderScale(scale)) return E_INVALIDARG;
+    if (scale == renderScale_) return S_OK;
     renderScale_ = scale;
     source_->SetPicture(picture_.image.get(), picture_.mask.get());  // what was made at another scale is out of date
+    return S_OK;
 }
 
 void Rendering::SetViewSize(int width, int height) {
@@ -168,7 +183,10 @@ std::vector<LinkGeometry> Rendering::LinkGeometries() {
     while (link) {
         LinkGeometry told;
         FilterGeometry& g = told.geometry;
-        link->GetGeometry(&g.Width, &g.Height, &g.OffsetX, &g.OffsetY, &g.FullWidth, &g.FullHeight);
+        if (const auto* known = dynamic_cast<const CPdibFilter*>(link.get()))
+            g = known->OutputGeometry();  // up to date; `GetGeometry` would have the whole line made again
+        else
+            link->GetGeometry(&g.Width, &g.Height, &g.OffsetX, &g.OffsetY, &g.FullWidth, &g.FullHeight);
         const auto filter = Ref<IFilterObject>::Query(link.get());
         Ref<IFilterPixels> previous;
         if (filter) {

@@ -9,8 +9,8 @@
 #include "kestrel/foundation/Export.h"
 #include "kestrel/foundation/Ref.h"
 #include "kestrel/framework/FilterGeometry.h"
-#include "kestrel/framework/IPdibFilterChain.h"
 #include "kestrel/framework/IPdibFilterCreator.h"
+#include "kestrel/framework/PdibFilterChain.h"
 #include "kestrel/host/Picture.h"
 #include "kestrel/host/PictureSink.h"
 #include "kestrel/host/PictureSource.h"
@@ -37,8 +37,9 @@ struct LinkGeometry {
 /// memory does not suffice.
 class KESTREL_API Rendering {
 public:
-    /// Requests and updates run through all filters on the stack of the caller; a chain of more is refused.
-    static constexpr int kMostFilters = 1000;
+    /// A chain of more filters is refused. Requests and updates run through all of them on the caller's stack, with
+    /// `CPdibFilterChain::kStackPerLink` bytes for each.
+    static constexpr int kMostFilters = CPdibFilterChain::kMostFilters;
 
     Rendering();
     ~Rendering();
@@ -59,7 +60,8 @@ public:
     /// Takes a picture over. `E_INVALIDARG` unless the image is 24-bit and the mask, if any, 8-bit of the same size.
     [[nodiscard]] HRESULT SetPicture(Picture picture);
     /// Factor by which the picture is smaller than its full-size original; some filters scale their pixel sizes by it.
-    void SetRenderScale(double scale);
+    /// `E_INVALIDARG` unless it is finite and above 0; the factor then stays as it was.
+    [[nodiscard]] HRESULT SetRenderScale(double scale);
     /// Size in pixels, above 0, in which the host shows the picture. It goes down the line from the picture's side and
     /// is what the host's end answers when the line asks for a size.
     void SetViewSize(int width, int height);
@@ -69,7 +71,7 @@ public:
 
     /// Brings the line up to date and gives the size of the output.
     void GetOutputSize(int* width, int* height);
-    /// What each link of the line gives, from the picture to the last filter.
+    /// What each link of the line gives, from the picture to the last filter. No cache is lost by asking.
     std::vector<LinkGeometry> LinkGeometries();
     /// The view's size as it arrives at the end of the line; -1, -1 when none was said.
     void GetViewSize(int* width, int* height);
@@ -92,6 +94,8 @@ public:
     void SetAbort(bool abort);
 
 private:
+    /// Does each line of a sound text name the filter of its number?
+    bool NamesTheFirstFilters(std::string_view text) const;
     void Update();
     /// May the output go into the input's rows?
     bool WorksInPlace() const;

@@ -30,9 +30,15 @@ std::uint64_t RowsSize(int depth, int width, int height) {
            static_cast<unsigned>(std::max(height, 0));
 }
 
-/// Size of a record inside the block: header, table of the depth, rows.
+/// Size of a record inside the block: header, table of the depth, rows. Where this count is too small, for rows whose
+/// bits do not fill a byte and for the two colours of depth 1, the size is what walking the record takes.
 std::uint64_t RecordSize(int depth, int width, int height) {
-    return sizeof(Dib) + 4 * std::uint64_t{CreatedColors(depth)} + RowsSize(depth, width, height);
+    const std::uint64_t counted =
+        sizeof(Dib) + 4 * std::uint64_t{CreatedColors(depth)} + RowsSize(depth, width, height);
+    const std::uint64_t colors = depth == 1 ? 2 : CreatedColors(depth);
+    const std::uint64_t walked =
+        sizeof(Dib) + 4 * colors + WalkedImageBytes(BitsOfDepth(depth), std::max(width, 0), height);
+    return std::max(counted, walked);
 }
 
 void BuildRecord(Dib* dib, int depth, int width, int height) {
@@ -42,16 +48,16 @@ void BuildRecord(Dib* dib, int depth, int width, int height) {
 /// Copies a record into its place in the block, in the shape that the block's records have.
 void CopyRecord(Dib* to, const Dib* from) {
     BuildRecord(to, from->biBitCount, from->biWidth, from->biHeight);
-    const std::size_t entries = std::min(DibColorCount(from), to->biClrUsed);
+    const Dib* const made = to;  // asked as it stands: the count of depth 1 is not written down
+    const std::size_t entries = std::min(DibColorCount(from), DibColorCount(made));
     std::memcpy(DibColorTable(to), DibColorTable(from), entries * 4);
     const std::size_t rowSize = DibRowSize(to);
     for (int row = 0; row < WalkedRows(to); ++row) std::memcpy(DibRow(to, row), DibRow(from, row), rowSize);
 }
 
-/// Depths whose rows are whole bytes, so that the size on record and the rows that are walked agree.
 bool CanHold(const Dib* dib) {
     const int bits = DibBitsPerPixel(dib);
-    return bits > 0 && bits <= 32 && bits % 8 == 0;
+    return bits == 1 || bits == 4 || (bits > 0 && bits <= 32 && bits % 8 == 0);
 }
 
 bool SameSize(const Dib* a, const Dib* b) { return a->biWidth == b->biWidth && a->biHeight == b->biHeight; }
@@ -89,7 +95,7 @@ CWorkImage::CWorkImage(int width, int height, bool withImage, bool withMask, con
 
 CWorkImage::CWorkImage(const Dib* image, const Dib* mask, int x, int y, int width, int secondWidth) {
     if (image && !CanHold(image)) image = nullptr;
-    if (mask && (!CanHold(mask) || (image && !SameSize(image, mask)))) mask = nullptr;
+    if (mask && (!CanHold(mask) || DibBitsPerPixel(mask) < 8 || (image && !SameSize(image, mask)))) mask = nullptr;
     width_ = width;
     height_ = secondWidth;
     Allocate(image ? RecordSize(image->biBitCount, image->biWidth, image->biHeight) : 0,

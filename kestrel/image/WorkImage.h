@@ -34,8 +34,9 @@ public:
     CWorkImage(int width, int height, bool withImage = true, bool withMask = true);
     /// The same in a block from elsewhere.
     CWorkImage(int width, int height, bool withImage, bool withMask, const Allocator& allocate);
-    /// Copies of two records, either of which may be null; the four numbers go into the block as they are. A record
-    /// whose pixels are no whole bytes, or a mask of another size than the image, is left out.
+    /// Copies of two records, either of which may be null; the four numbers go into the block as they are. An image of
+    /// another depth than 1, 4, 8, 16, 24 or 32 is left out, and a mask of less than 8 bits or of another size than the
+    /// image.
     CWorkImage(const Dib* image, const Dib* mask, int x, int y, int width, int secondWidth);
     /// Takes over a block that came from elsewhere. Null when its sizes do not agree with each other or with `size`.
     static std::unique_ptr<CWorkImage> FromBlock(BlockPtr block, std::size_t size);

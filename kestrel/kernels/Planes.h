@@ -1,6 +1,7 @@
 #pragma once
-#include <atomic>
 #include <cstdint>
+
+#include "kestrel/foundation/AbortFlag.h"
 
 namespace kestrel::kernels {
 
@@ -13,9 +14,7 @@ struct Planes {
     int height = 0;  ///< rows that count
 };
 
-/// Set from another thread to end a long pass; polled once per row.
-using AbortFlag = std::atomic<bool>;
-
-inline bool Aborted(const AbortFlag& abort) { return abort.load(std::memory_order_relaxed); }
+using kestrel::AbortFlag;
+inline bool Aborted(const AbortFlag& abort) { return abort.IsSet(); }
 
 }  // namespace kestrel::kernels

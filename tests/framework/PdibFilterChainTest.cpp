@@ -105,7 +105,7 @@ protected:
             if (filter->QueryDownstream(IFilterObject::kIid, next.Out()) != S_OK) next = nullptr;
             filter = next;
         }
-        filter = Ref<IFilterObject>::Query(sink->upstream.get());
+        filter = Ref<IFilterObject>::Query(sink->Upstream());
         while (filter) {
             back.push_back(NameOf(filter.get()) + ":" + TextOf(filter.get()));
             Ref<IFilterObject> previous;
@@ -116,7 +116,7 @@ protected:
         EXPECT_EQ(there, back);
         if (there.empty()) {
             EXPECT_EQ(source->Downstream(), static_cast<IFilterGeometry*>(sink.get()));
-            EXPECT_EQ(sink->upstream.get(), static_cast<IFilterPixels*>(source.get()));
+            EXPECT_EQ(sink->Upstream(), static_cast<IFilterPixels*>(source.get()));
         }
         std::string line;
         for (const auto& piece : there) line += (line.empty() ? "" : " ") + piece;
@@ -161,7 +161,7 @@ TEST_F(ChainTest, ChangesOfEndsLetTheOldOnesGo) {
     const Ref<Sink> otherSink(new Sink);
     chain->SetSource(otherSource.get());
     chain->SetSink(otherSink.get());
-    EXPECT_TRUE(otherSource->Downstream() && otherSink->upstream);
+    EXPECT_TRUE(otherSource->Downstream() && otherSink->Upstream());
     Ref<IFilterPixels> end;
     Filters()[0]->QueryUpstream(IFilterPixels::kIid, end.Out());
     EXPECT_EQ(end.get(), static_cast<IFilterPixels*>(otherSource.get()));
@@ -185,17 +185,53 @@ TEST_F(ChainTest, RemovalWithoutEndsLeavesNoLinkToTheRemovedFilter) {
     EXPECT_EQ(Filters()[0]->QueryDownstream(IFilterObject::kIid, &neighbour), E_NOINTERFACE);
 }
 
-TEST_F(ChainTest, LastReleaseCutsEveryLink) {
+TEST_F(ChainTest, TheLastReleaseCutsWhatThisChainLinkedLast) {
+    for (const int filters : {0, 2}) {
+        for (const bool replaced : {false, true}) {
+            SCOPED_TRACE(testing::Message() << filters << " filters, replaced " << replaced);
+            Connect();
+            for (int i = 0; i < filters; ++i) held.emplace_back(Add("Old"));
+            Ref<CPdibFilterChain> next;
+            if (replaced) {
+                next = Ref(new CPdibFilterChain);
+                std::swap(chain, next);
+                Add("New");
+                Connect();
+                std::swap(chain, next);
+            }
+            chain = nullptr;
+            if (replaced) {
+                EXPECT_EQ(Walk(), "New:");
+            } else {
+                EXPECT_EQ(source->Downstream(), nullptr);
+                EXPECT_FALSE(sink->Upstream());
+            }
+            for (const auto& filter : held) {
+                void* neighbour = nullptr;
+                EXPECT_EQ(filter->QueryDownstream(IUnknown::kIid, &neighbour), E_NOINTERFACE);
+                EXPECT_EQ(filter->QueryUpstream(IUnknown::kIid, &neighbour), E_NOINTERFACE);
+            }
+            next = nullptr;
+            EXPECT_EQ(source->Downstream(), nullptr);
+            EXPECT_FALSE(sink->Upstream());
+            held.clear();
+            chain = Ref(new CPdibFilterChain);
+        }
+    }
+}
+
+TEST_F(ChainTest, TheChainThatLinkedAnEndLastOwnsIt) {
     Connect();
-    Add("A");
-    Add("B");
-    held.emplace_back(Filters()[0]);
+    const Ref<CPdibFilterChain> other(new CPdibFilterChain);
+    other->SetSource(source.get());
+    other->SetSink(sink.get());
+    Add("A");  // takes the ends back
+    other->SetSource(nullptr);
+    other->SetSink(nullptr);
+    EXPECT_EQ(Walk(), "A:");
     chain = nullptr;
     EXPECT_EQ(source->Downstream(), nullptr);
-    EXPECT_FALSE(sink->upstream);
-    void* neighbour = nullptr;
-    EXPECT_EQ(held[0]->QueryDownstream(IUnknown::kIid, &neighbour), E_NOINTERFACE);
-    EXPECT_EQ(held[0]->QueryUpstream(IUnknown::kIid, &neighbour), E_NOINTERFACE);
+    EXPECT_FALSE(sink->Upstream());
 }
 
 // Adding and removing
@@ -237,7 +273,16 @@ TEST_F(ChainTest, RefusesWhatIsNoFilterOrIsInTheLine) {
     EXPECT_EQ(chain->InsertFilter(0, sink.get()), E_NOINTERFACE);
     EXPECT_EQ(chain->AddFilter(filter), E_FAIL);
     EXPECT_EQ(chain->InsertFilter(1, filter), E_FAIL);
+    const Ref<CPdibFilterChain> other(new CPdibFilterChain);
+    EXPECT_EQ(other->AddFilter(filter), E_FAIL);
+    EXPECT_EQ(other->InsertFilter(0, Filters()[1]), E_FAIL);
+    const Ref<Probe> alone(new Probe("alone"));  // in a chain without neighbours, and free again
+    EXPECT_EQ(other->AddFilter(static_cast<IFilterObject*>(alone.get())), S_OK);
+    EXPECT_EQ(chain->AddFilter(static_cast<IFilterObject*>(alone.get())), E_FAIL);
     EXPECT_EQ(Walk(), "A: B:");
+    other->RemoveFilter(0);
+    EXPECT_EQ(chain->AddFilter(static_cast<IFilterObject*>(alone.get())), S_OK);
+    EXPECT_EQ(Walk(), "A: B: alone:");
     EXPECT_EQ(sink->begins, sink->ends);
 }
 
@@ -471,24 +516,25 @@ TEST_F(ChainTest, ASourceAloneIsTakenForTheSink) {
     EXPECT_EQ(end.get(), static_cast<IFilterGeometry*>(both.get()));
 }
 
-TEST_F(ChainTest, AHundredThousandRecords) {
+TEST_F(ChainTest, HoldsAThousandFiltersAndReadsAnyNumberOfRecords) {
     Connect();
     std::string many, distinct;
-    for (int i = 0; i < 100000; ++i) {
-        many += "P\tn=" + std::to_string(i) + "\n";
-        distinct += "P" + std::to_string(i) + "\t\n";
-    }
-    Set(many.c_str());
+    for (int i = 0; i < 100000; ++i) many += "P\tn=" + std::to_string(i) + "\n";
+    for (int i = 0; i < CPdibFilterChain::kMostFilters; ++i) distinct += "P" + std::to_string(i) + "\t\n";
+    EXPECT_EQ(Set(many.c_str()), S_OK);
     EXPECT_EQ(Walk(), "P:n=99999");
     Set("");
-    Set(distinct.c_str());
-    int count = 0;
-    chain->GetFilterCount(&count);
-    EXPECT_EQ(count, 100000);
-    EXPECT_EQ(ChainText(false, 2 << 20), distinct);
-    Set(many.c_str());  // inserted before the first of the others, one by one
-    chain->GetFilterCount(&count);
-    EXPECT_EQ(count, 100000);
+    EXPECT_EQ(Set(distinct.c_str()), S_OK);
+    EXPECT_EQ(ChainText(), distinct);
+    const Ref<Probe> more(new Probe("more"));
+    EXPECT_EQ(chain->AddFilter(static_cast<IFilterObject*>(more.get())), E_BOUNDS);
+    EXPECT_EQ(chain->InsertFilter(0, static_cast<IFilterObject*>(more.get())), E_BOUNDS);
+    EXPECT_EQ(Set((distinct + "P\t\n").c_str()), E_BOUNDS);
+    EXPECT_EQ(ChainText(), distinct);
+    EXPECT_EQ(Set(("P\t\n" + distinct).c_str()), E_BOUNDS);  // inserted before the others, one by one
+    EXPECT_EQ(ChainText(), "P\t\n" + distinct.substr(0, distinct.rfind('P')));
+    EXPECT_EQ(Set(many.c_str()), E_BOUNDS);
+    EXPECT_EQ(Filters().size(), std::size_t{CPdibFilterChain::kMostFilters});
     Set("");
     EXPECT_EQ(Walk(), "");
 }

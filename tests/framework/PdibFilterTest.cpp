@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
+#include <functional>
 
 #include "kestrel/framework/FilterInfo.h"
 #include "kestrel/framework/ZeroFilter.h"
@@ -57,6 +59,57 @@ TEST(PdibFilter, EachConsumerIsToldOfAChangeOnce) {
     EXPECT_TRUE(probes.Changed(second));
     EXPECT_FALSE(probes.Changed(first));
     EXPECT_FALSE(probes.Changed(second));
+}
+
+TEST(PdibFilter, AChangeIsCountedOnceForTwoConsumers) {
+    Probes probes(1);
+    int first = -1, second = -1;
+    probes.Changed(first);
+    probes.Changed(second);
+    probes.Request();
+    probes.Last().pending = "new";
+    EXPECT_TRUE(probes.Changed(first));
+    EXPECT_TRUE(probes.Changed(second));  // no pixels were made in between, and this one was behind
+    EXPECT_EQ(first, second);
+    probes.Request();
+    EXPECT_FALSE(probes.Changed(first));
+    EXPECT_FALSE(probes.Changed(second));
+}
+
+TEST(PdibFilter, ALinkCallOnACleanFilterIsNews) {
+    Probes probes(1);
+    Probe& probe = probes.Last();
+    const struct {
+        const char* name;
+        std::function<void()> call;
+        bool dirty, upstreamDirty;
+    } calls[] = {
+        {"ConnectUpstream", [&] { probe.ConnectUpstream(probes.line.source.get()); }, false, true},
+        {"ConnectDownstream", [&] { probe.ConnectDownstream(probes.line.sink.get()); }, false, true},
+        {"SetUpstream", [&] { probe.SetUpstream(probes.line.source.get()); }, true, false},
+        {"SetDownstream", [&] { probe.SetDownstream(probes.line.sink.get()); }, true, false},
+    };
+    for (const auto& call : calls) {
+        int version = -1;
+        probes.Changed(version);
+        ASSERT_EQ(probes.Request(), S_OK);
+        call.call();
+        EXPECT_EQ(probe.Dirty(), call.dirty) << call.name;
+        EXPECT_EQ(probe.UpstreamDirty(), call.upstreamDirty) << call.name;
+        EXPECT_TRUE(probes.Changed(version)) << call.name;
+    }
+}
+
+TEST(PdibFilter, ACommitPushesTheViewSize) {
+    Probes probes(2);
+    probes[0].SetDownstream(nullptr);
+    probes[0].SetViewSize(320, 200);
+    EXPECT_EQ(probes[1].PendingGeometry().ViewWidth, -1);
+    probes[0].SetDownstream(static_cast<IFilterObject*>(&probes[1]));
+    int version = -1;
+    probes.Changed(version);
+    EXPECT_EQ(probes[1].PendingGeometry().ViewWidth, 320);
+    EXPECT_EQ(probes.line.sink->geometry.ViewHeight, 200);
 }
 
 TEST(PdibFilter, AnUpdateWithoutNewsChangesNeitherFlagNorVersion) {
@@ -149,6 +202,14 @@ TEST(PdibFilter, ViewSizeRenderScaleAndAnchorTravelDownstream) {
     EXPECT_EQ(probes[1].RenderScale(), 0.5);
     EXPECT_EQ(probes.line.sink->geometry.ViewHeight, 200);
     EXPECT_EQ(probes.line.sink->renderScale, 0.5);
+    for (const double wrong : {0.0, -0.5, std::nan(""), HUGE_VAL, -HUGE_VAL})
+        for (const char* progId : {"TMFilter.Invert.1", "TMFilter.Scale.1", "TMFilter.PrintScale.1"}) {
+            Line line(Picture(2, 2));
+            line.Add(progId);
+            const auto head = Ref<IFilterGeometry>::Query(&line.Filter(0));
+            EXPECT_EQ(head->SetRenderScale(wrong), E_INVALIDARG) << wrong << progId;
+            EXPECT_EQ(line.sink->renderScale, 1.0);
+        }
     probes[0].BeginChange();
     probes[0].EndChange();
     EXPECT_EQ(probes.line.sink->begins, 1);
@@ -224,11 +285,11 @@ TEST(PdibFilter, AbortStopsRequestsAndLeavesTheFlags) {
     line.SetText(0, "Inversity=50");
     EXPECT_TRUE(line.Update());
     line.Abort(true);
-    EXPECT_TRUE(line.source->aborted);
+    EXPECT_TRUE(line.source->Aborted());
     Picture into(5, 4);
     EXPECT_NE(line.Request(into, 0, 0, 0, 0, 5, 4), S_OK);
     line.Abort(false);
-    EXPECT_FALSE(line.source->aborted);
+    EXPECT_FALSE(line.source->Aborted());
     EXPECT_TRUE(line.Update());  // the change was not consumed by the aborted request
     EXPECT_EQ(line.Request(into, 0, 0, 0, 0, 5, 4), S_OK);
     EXPECT_FALSE(line.Update());
@@ -247,12 +308,19 @@ TEST(PdibFilter, APassThroughKeepsItsFlagsWhenUpstreamFails) {
     EXPECT_EQ(probes.Request(), S_OK);
     EXPECT_FALSE(probes.Last().Dirty());
     EXPECT_FALSE(probes.Last().UpstreamDirty());
+    probes.line.source->result = E_FAIL;
+    EXPECT_EQ(probes.Request(), E_FAIL);  // of a clean filter
+    EXPECT_TRUE(probes.Last().Dirty());
+    EXPECT_TRUE(probes.Last().UpstreamDirty());
 }
 
 TEST(PdibFilter, RequestsWithoutUpstreamAreNotDone) {
     const Ref<Probe> probe(new Probe("alone"));
     Picture into(2, 2, Pixel{1, 2, 3, 4});
+    probe->SetDownstream(nullptr);
+    EXPECT_TRUE(probe->Dirty());
     EXPECT_NE(probe->TransformArea(0, 0, 0, 0, 2, 2, into.Rows(), into.MaskRows()), S_OK);
+    EXPECT_FALSE(probe->Dirty());
     EXPECT_EQ(into.Difference(Picture(2, 2, Pixel{1, 2, 3, 4})), "");
     unsigned char pixel[4] = {1, 2, 3, 4};
     EXPECT_EQ(probe->TransformColor(pixel), S_OK);

@@ -264,16 +264,66 @@ TEST_F(RenderingTest, AbortStopsRequestsUntilItIsTakenBack) {
     EXPECT_EQ(FromPicture(result).At(0, 0).red, 255 - shown.At(0, 0).red);
 }
 
+TEST_F(RenderingTest, QuestionsAndItsOwnTextLeaveTheCachesAlone) {
+    Rendering rendering;
+    const char* const chain = "TMFilter.Blur.1\tBlurness=050\nTMFilter.Scale100.1\tHorizontalProz=50\n";
+    ASSERT_FALSE(rendering.SetChainText(chain));
+    ASSERT_EQ(rendering.SetPicture(MakePicture(9, 8)), S_OK);
+    Picture result;
+    ASSERT_EQ(rendering.Render(result), S_OK);
+    Ref<IFilterPixels> last;
+    ASSERT_EQ(rendering.Chain().GetFilter(-1, IFilterPixels::kIid, last.Out()), S_OK);
+    int version = -1;
+    const auto isNew = [&] {
+        bool changed = false;
+        last->Update(&changed, &version, true);
+        return changed;
+    };
+    isNew();
+    EXPECT_EQ(rendering.LinkGeometries().at(1).geometry.Width, 9);
+    EXPECT_EQ(rendering.LinkGeometries().at(2).geometry.Width, 5);
+    EXPECT_FALSE(isNew());
+    EXPECT_EQ(rendering.LargestPixelCount(), 72);
+    EXPECT_FALSE(isNew());
+    EXPECT_FALSE(rendering.SetChainText(rendering.ChainText(false)));
+    EXPECT_FALSE(rendering.SetChainText(chain));  // the same values, written in another way
+    EXPECT_FALSE(isNew());
+    EXPECT_EQ(rendering.SetRenderScale(1.0), S_OK);
+    EXPECT_FALSE(isNew());
+    EXPECT_EQ(rendering.SetRenderScale(0.0), E_INVALIDARG);
+    EXPECT_FALSE(isNew());
+}
+
 TEST_F(RenderingTest, RenderScaleReachesEveryFilter) {
     Rendering rendering;
     const Ref<test::Probe> first(new test::Probe("A")), second(new test::Probe("B"));
     rendering.Chain().AddFilter(static_cast<IFilterObject*>(first.get()));
     rendering.Chain().AddFilter(static_cast<IFilterObject*>(second.get()));
-    rendering.SetRenderScale(0.25);
+    EXPECT_EQ(rendering.SetRenderScale(0.25), S_OK);
     int width = 0, height = 0;
     rendering.GetOutputSize(&width, &height);
     EXPECT_EQ(first->RenderScale(), 0.25);
     EXPECT_EQ(second->RenderScale(), 0.25);
+}
+
+TEST_F(RenderingTest, ANewRenderScaleMakesANewPicture) {
+    const auto made = [](std::initializer_list<double> scales) {
+        Rendering rendering;
+        EXPECT_FALSE(rendering.SetChainText("TMFilter.Blur.1\tBlurness=100,Version=2\n"));
+        Picture picture = MakePicture(6, 1);
+        picture.mask = nullptr;
+        for (int i = 0; i < 18; ++i) DibRow(picture.image.get(), 0)[i] = static_cast<std::uint8_t>(i * 91);
+        EXPECT_EQ(rendering.SetPicture(std::move(picture)), S_OK);
+        Picture result;
+        for (const double scale : scales) {
+            EXPECT_EQ(rendering.SetRenderScale(scale), S_OK);
+            EXPECT_EQ(rendering.Render(result), S_OK);
+        }
+        const std::uint8_t* row = DibRow(result.image.get(), 0);
+        return std::vector<std::uint8_t>(row, row + 18);
+    };
+    EXPECT_EQ(made({1.0, 0.25}), made({0.25}));
+    EXPECT_NE(made({1.0}), made({0.25}));
 }
 
 TEST_F(RenderingTest, GivesAColourAsTheLineShowsIt) {

@@ -71,6 +71,14 @@ TEST(DibScale, WholeFactorsByHand) {
     for (int y = 0; y < 2; ++y) EXPECT_EQ(0, std::memcmp(DibRow(twice.get(), y), want, 12));
 }
 
+TEST(DibScale, AnEqualWidthTakesTheReducingPath) {
+    const DibPtr dib(DibCreate(24, 2, 2));
+    std::memset(DibRow(dib.get(), 0), 10, 6);
+    std::memset(DibRow(dib.get(), 1), 21, 6);
+    const DibPtr half(DibScale(dib.get(), 2, 1));
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(DibRow(half.get(), 0)[i], 15) << i;
+}
+
 TEST(DibScale, WhiteMayLoseOneUnit) {
     const DibPtr dib(DibCreate(24, 3, 3));
     for (int y = 0; y < 3; ++y) std::memset(DibRow(dib.get(), y), 255, 9);

@@ -108,6 +108,38 @@ TEST(WorkImage, CopiesRecords) {
     EXPECT_EQ(CWorkImage(image.get(), other.get(), 0, 0, 3, 3).MaskRows(), nullptr);
 }
 
+TEST(WorkImage, CopiesRecordsOfAnyDepth) {
+    const struct {
+        int depth, width;
+        std::uint32_t record;  ///< bytes of three rows with header and table
+        int pixelBytes;        ///< bytes of a row that hold pixels
+    } cases[] = {{1, 8, 40 + 8 + 3 * 4, 1},  {1, 33, 40 + 8 + 3 * 8, 5},   {4, 7, 40 + 64 + 3 * 4, 4},
+                 {4, 9, 40 + 64 + 3 * 8, 5}, {8, 5, 40 + 1024 + 3 * 8, 5}, {16, 3, 40 + 3 * 8, 6},
+                 {24, 3, 40 + 3 * 12, 9},    {32, 2, 40 + 3 * 8, 8}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.depth << " bits, width " << c.width);
+        DibPtr image(DibCreate(c.depth, c.width, 3));
+        const std::size_t colors = c.depth <= 8 ? std::size_t{4} << c.depth : 0;
+        for (std::size_t i = 0; i < colors; ++i) DibColorTable(image.get())[i] = static_cast<std::uint8_t>(3 * i + 1);
+        for (int row = 0; row < 3; ++row)
+            for (int i = 0; i < c.pixelBytes; ++i)
+                DibRow(image.get(), row)[i] = static_cast<std::uint8_t>(16 * row + i + 1);
+        CWorkImage picture(image.get(), nullptr, 0, 0, c.width, 3);
+        ASSERT_EQ(Number(picture.Block(), 28), c.record);
+        EXPECT_EQ(picture.Block().size(), 32 + c.record + 4);
+        EXPECT_EQ(picture.Depth(), c.depth);
+        EXPECT_EQ(std::memcmp(DibColorTable(picture.Image()), DibColorTable(image.get()), colors), 0);
+        for (int row = 0; row < 3; ++row) {
+            EXPECT_EQ(picture.Rows()[row], DibRow(picture.Image(), row));
+            EXPECT_EQ(std::memcmp(picture.Rows()[row], DibRow(image.get(), row), std::size_t(c.pixelBytes)), 0) << row;
+        }
+        const auto block = picture.Block();
+        const auto copy = FromBytes({block.begin(), block.end()});
+        ASSERT_NE(copy, nullptr);
+        EXPECT_EQ(copy->Depth(), c.depth);
+    }
+}
+
 TEST(WorkImage, BlockTravels) {
     CWorkImage picture(4, 3);
     picture.Clear();

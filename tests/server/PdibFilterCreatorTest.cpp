@@ -34,15 +34,6 @@ struct CatalogueTest : testing::Test {
     Ref<CPdibFilterCreator> creator{new CPdibFilterCreator};
 };
 
-TEST_F(CatalogueTest, ListsEveryFilterOnceByDescendingId) {
-    std::vector<std::string> expected;
-    for (int id = 100; id >= 0; --id)
-        for (const ClassRow& row : ClassTable())
-            if (row.IsFilter() && row.description->id == id) expected.emplace_back(row.description->progId);
-    EXPECT_EQ(Names(), expected);
-    EXPECT_EQ(expected.size() + 2, ClassTable().size());
-}
-
 TEST_F(CatalogueTest, MakesFiltersByNameAndByIndex) {
     const auto names = Names();
     for (std::size_t i = 0; i < names.size(); ++i) {

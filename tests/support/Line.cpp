@@ -27,74 +27,17 @@ HRESULT Source::TransformArea(int dstX, int dstY, int srcX, int srcY, int width,
             maskRows[dstY + y][dstX + x] = p.mask;
         }
     if (afterRequest) afterRequest();
-    return aborted ? 1 : result;
-}
-
-HRESULT Source::SetAbort(bool abort) {
-    aborted = abort;
-    return S_OK;
-}
-
-HRESULT Source::Update(bool* changed, int* version, bool) {
-    if (downstream_) {
-        downstream_->SetSize(geometry.Width, geometry.Height);
-        downstream_->SetFullSize(geometry.FullWidth, geometry.FullHeight);
-        downstream_->SetOffset(geometry.OffsetX, geometry.OffsetY);
-    }
-    if (*version != version_) {
-        *changed = true;
-        *version = version_;
-    }
-    return S_OK;
-}
-
-HRESULT Source::GetGeometry(int* width, int* height, int* offsetX, int* offsetY, int* fullWidth, int* fullHeight) {
-    *width = geometry.Width;
-    *height = geometry.Height;
-    *offsetX = geometry.OffsetX;
-    *offsetY = geometry.OffsetY;
-    *fullWidth = geometry.FullWidth;
-    *fullHeight = geometry.FullHeight;
-    return S_OK;
-}
-
-HRESULT Source::ConnectDownstream(IUnknown* next) {
-    downstream_ = Ref<IFilterGeometry>::Query(next);
-    return S_OK;
+    return Aborted() ? 1 : result;
 }
 
 void Source::SetPicture(Picture picture) {
     picture_ = std::move(picture);
     geometry.Width = geometry.FullWidth = picture_.Width();
     geometry.Height = geometry.FullHeight = picture_.Height();
-    ++version_;
+    MarkNew();
 }
 
 // Sink
-
-HRESULT Sink::SetSize(int width, int height) {
-    geometry.Width = width;
-    geometry.Height = height;
-    return S_OK;
-}
-
-HRESULT Sink::SetOffset(int x, int y) {
-    geometry.OffsetX = x;
-    geometry.OffsetY = y;
-    return S_OK;
-}
-
-HRESULT Sink::SetFullSize(int width, int height) {
-    geometry.FullWidth = width;
-    geometry.FullHeight = height;
-    return S_OK;
-}
-
-HRESULT Sink::SetViewSize(int width, int height) {
-    geometry.ViewWidth = width;
-    geometry.ViewHeight = height;
-    return S_OK;
-}
 
 HRESULT Sink::GetRequiredSize(int* width, int* height, double wantedAspect) {
     aspect = wantedAspect;
@@ -108,9 +51,6 @@ HRESULT Sink::SetRenderScale(double scale) {
     return S_OK;
 }
 
-HRESULT Sink::SetAnchor(int, int) { return S_OK; }
-HRESULT Sink::GetAnchor(int*, int*) { return S_OK; }
-
 HRESULT Sink::BeginChange() {
     ++begins;
     return S_OK;
@@ -118,11 +58,6 @@ HRESULT Sink::BeginChange() {
 
 HRESULT Sink::EndChange() {
     ++ends;
-    return S_OK;
-}
-
-HRESULT Sink::ConnectUpstream(IUnknown* previous) {
-    upstream = Ref<IFilterPixels>::Query(previous);
     return S_OK;
 }
 
@@ -160,7 +95,7 @@ Line& Line::Add(IFilterObject* filter) {
     return *this;
 }
 
-IFilterPixels& Line::Last() { return *sink->upstream; }
+IFilterPixels& Line::Last() { return *sink->Upstream(); }
 
 FilterGeometry Line::Geometry() {
     FilterGeometry g;

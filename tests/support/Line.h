@@ -3,77 +3,50 @@
 #include <string>
 #include <vector>
 
-#include "kestrel/foundation/Counted.h"
 #include "kestrel/foundation/Ref.h"
-#include "kestrel/framework/FilterGeometry.h"
-#include "kestrel/framework/IFilterGeometry.h"
 #include "kestrel/framework/IFilterObject.h"
 #include "kestrel/framework/IFilterParameters.h"
-#include "kestrel/framework/IFilterPixels.h"
+#include "kestrel/framework/LineEnds.h"
 #include "tests/support/Picture.h"
 
 namespace kestrel::test {
 
 /// A host's source over a picture. Counts what it is asked; a test may change the picture or make requests fail.
-class Source final : public Counted<IFilterPixels> {
+class Source final : public LineSource {
 public:
     explicit Source(Picture picture);
 
     HRESULT TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height, std::uint8_t* const* rows,
                           std::uint8_t* const* maskRows) override;
-    HRESULT SetAbort(bool abort) override;
-    HRESULT Update(bool* changed, int* version, bool track) override;
-    HRESULT GetGeometry(int* width, int* height, int* offsetX, int* offsetY, int* fullWidth, int* fullHeight) override;
-    HRESULT ConnectDownstream(IUnknown* next) override;
-    HRESULT TransformColor(unsigned char*) override { return S_OK; }
-    HRESULT SendEvent(void*) override { return S_OK; }
-
-    IFilterGeometry* Downstream() const { return downstream_.get(); }
     /// Replaces the picture; consumers see a new version.
     void SetPicture(Picture picture);
 
-    FilterGeometry geometry;  ///< pushed downstream by `Update`; sizes follow the picture
-    int requests = 0;         ///< calls of `TransformArea`
-    int failing = 0;          ///< number of the request, from 1 on, that fails without a pixel
-    bool aborted = false;
-    HRESULT result = S_OK;               ///< what `TransformArea` answers
-    std::function<void()> afterRequest;  ///< runs at the end of each `TransformArea`, to abort in the middle
+    FilterGeometry& geometry = Geometry();  ///< sizes follow the picture
+    int requests = 0;                       ///< calls of `TransformArea`
+    int failing = 0;                        ///< number of the request, from 1 on, that fails without a pixel
+    HRESULT result = S_OK;                  ///< what `TransformArea` answers
+    std::function<void()> afterRequest;     ///< runs at the end of each `TransformArea`, to abort in the middle
 
 private:
     ~Source() = default;
     Picture picture_;
-    Ref<IFilterGeometry> downstream_;
-    int version_ = 0;
 };
 
 /// A host's sink. Keeps what it is told.
-class Sink final : public Counted<IFilterGeometry> {
+class Sink final : public LineSink {
 public:
-    HRESULT SetSize(int width, int height) override;
-    HRESULT SetOffset(int x, int y) override;
-    HRESULT SetFullSize(int width, int height) override;
-    HRESULT SetViewSize(int width, int height) override;
     HRESULT GetRequiredSize(int* width, int* height, double aspect) override;
     HRESULT SetRenderScale(double scale) override;
-    HRESULT SetAnchor(int x, int y) override;
-    HRESULT GetAnchor(int* x, int* y) override;
     HRESULT BeginChange() override;
     HRESULT EndChange() override;
-    HRESULT ConnectUpstream(IUnknown* previous) override;
-    HRESULT PassAlong14(void*, void*) override { return S_OK; }
-    HRESULT PassAlong15(void*) override { return S_OK; }
-    HRESULT PassAlong16(void*, void*, void*) override { return S_OK; }
-    HRESULT PassAlong17(void*) override { return S_OK; }
-    HRESULT PassAlong18(void*) override { return S_OK; }
 
-    FilterGeometry geometry;  ///< as told by the line
-    int wantedWidth = -1;     ///< answer to `GetRequiredSize`
+    const FilterGeometry& geometry = Geometry();  ///< as told by the line
+    int wantedWidth = -1;                         ///< answer to `GetRequiredSize`
     int wantedHeight = -1;
     double aspect = 0;  ///< what `GetRequiredSize` was asked with
     double renderScale = 1.0;
     int begins = 0;
     int ends = 0;
-    Ref<IFilterPixels> upstream;
 
 private:
     ~Sink() = default;

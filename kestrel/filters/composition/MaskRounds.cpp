@@ -47,14 +47,14 @@ bool MaskRounds::MakeRow(const MaskArea& area, std::int64_t y, const std::uint8_
     return written;
 }
 
-bool MaskRounds::Round(MaskArea area, const std::atomic<bool>& abort) {
+bool MaskRounds::Round(MaskArea area, const AbortFlag& abort) {
     area = {std::max<std::int64_t>(area.left, 1), std::max<std::int64_t>(area.bottom, 1),
             std::min(area.right, width_ - 1), std::min(area.top, height_ - 1)};
     std::fill(nowChanged_.begin(), nowChanged_.end(), std::uint8_t{0});
     changedAny_ = false;
     const std::uint8_t* below = area.bottom < area.top ? rows_[area.bottom - 1] : nullptr;
     for (std::int64_t y = area.bottom; y < area.top; ++y) {
-        if (abort.load(std::memory_order_relaxed)) return false;
+        if (abort.IsSet()) return false;
         if (MakeRow(area, y, below)) {
             std::swap(lines_[0], lines_[1]);
             below = lines_[1].data();

@@ -1,9 +1,9 @@
 #pragma once
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <vector>
 
+#include "kestrel/foundation/AbortFlag.h"
 #include "kestrel/kernels/MaskRows.h"
 
 namespace kestrel {
@@ -23,7 +23,7 @@ public:
     MaskRounds(std::uint8_t* const* rows, int width, int height, RowRule rule);
 
     /// Runs one round over an area that contains that of the round before. False when `abort` was set.
-    bool Round(MaskArea area, const std::atomic<bool>& abort);
+    bool Round(MaskArea area, const AbortFlag& abort);
     /// Did the last round change a byte?
     bool Changed() const { return changedAny_; }
 

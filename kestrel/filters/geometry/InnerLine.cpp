@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "kestrel/foundation/Counted.h"
+#include "kestrel/framework/LineEnds.h"
 #include "kestrel/framework/ObjectFactory.h"
 
 namespace kestrel {
@@ -15,14 +15,14 @@ constexpr int kTextSize = 4096;
 }  // namespace
 
 /// Stands for the source of the inner line.
-class InnerLine::Head final : public Counted<IFilterPixels> {
+class InnerLine::Head final : public LineSource {
 public:
     explicit Head(Owner& owner) : owner_(&owner) {}
 
     void Leave() { owner_ = nullptr; }
     void Tell(const FilterGeometry& geometry, bool changed) {
-        geometry_ = geometry;
-        changed_ = changed;
+        Geometry() = geometry;
+        if (changed) MarkNew();
     }
 
     HRESULT TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height, std::uint8_t* const* rows,
@@ -33,28 +33,6 @@ public:
     HRESULT SetAbort(bool abort) override {
         IFilterPixels* const upstream = Upstream();
         return upstream ? upstream->SetAbort(abort) : S_OK;
-    }
-    HRESULT Update(bool* changed, int*, bool) override {
-        if (downstream_) {
-            downstream_->SetSize(geometry_.Width, geometry_.Height);
-            downstream_->SetFullSize(geometry_.FullWidth, geometry_.FullHeight);
-            downstream_->SetOffset(geometry_.OffsetX, geometry_.OffsetY);
-        }
-        *changed = *changed || changed_;
-        return S_OK;
-    }
-    HRESULT GetGeometry(int* width, int* height, int* offsetX, int* offsetY, int* fullWidth, int* fullHeight) override {
-        *width = geometry_.Width;
-        *height = geometry_.Height;
-        *offsetX = geometry_.OffsetX;
-        *offsetY = geometry_.OffsetY;
-        *fullWidth = geometry_.FullWidth;
-        *fullHeight = geometry_.FullHeight;
-        return S_OK;
-    }
-    HRESULT ConnectDownstream(IUnknown* next) override {
-        downstream_ = Ref<IFilterGeometry>::Query(next);
-        return S_OK;
     }
     HRESULT TransformColor(unsigned char* pixel) override {
         IFilterPixels* const upstream = Upstream();
@@ -70,37 +48,15 @@ private:
     IFilterPixels* Upstream() const { return owner_ ? owner_->LineUpstream() : nullptr; }
 
     Owner* owner_;
-    FilterGeometry geometry_;
-    bool changed_ = false;
-    Ref<IFilterGeometry> downstream_;
 };
 
 /// Stands for the sink of the inner line. Keeps its output geometry; the owner pushes its own downstream.
-class InnerLine::Tail final : public Counted<IFilterGeometry> {
+class InnerLine::Tail final : public LineSink {
 public:
     explicit Tail(Owner& owner) : owner_(&owner) {}
 
-    void Leave() {
-        owner_ = nullptr;
-        upstream_ = nullptr;
-    }
-    const FilterGeometry& Geometry() const { return geometry_; }
+    void Leave() { owner_ = nullptr; }
 
-    HRESULT SetSize(int width, int height) override {
-        geometry_.Width = width;
-        geometry_.Height = height;
-        return S_OK;
-    }
-    HRESULT SetOffset(int x, int y) override {
-        geometry_.OffsetX = x;
-        geometry_.OffsetY = y;
-        return S_OK;
-    }
-    HRESULT SetFullSize(int width, int height) override {
-        geometry_.FullWidth = width;
-        geometry_.FullHeight = height;
-        return S_OK;
-    }
     HRESULT SetViewSize(int width, int height) override {
         return Pass([=](IFilterGeometry& next) { return next.SetViewSize(width, height); });
     }
@@ -122,10 +78,6 @@ public:
     }
     HRESULT EndChange() override {
         return Pass([](IFilterGeometry& next) { return next.EndChange(); });
-    }
-    HRESULT ConnectUpstream(IUnknown* previous) override {
-        upstream_ = Ref<IFilterPixels>::Query(previous);
-        return S_OK;
     }
     HRESULT PassAlong14(void* first, void* second) override {
         return Pass([=](IFilterGeometry& next) { return next.PassAlong14(first, second); });
@@ -153,8 +105,6 @@ private:
     }
 
     Owner* owner_;
-    FilterGeometry geometry_;
-    Ref<IFilterPixels> upstream_;
 };
 
 InnerLine::InnerLine(Owner& owner, std::initializer_list<const char*> progIds)
@@ -182,6 +132,7 @@ InnerLine::~InnerLine() {
     }
     head_->ConnectDownstream(nullptr);
     head_->Leave();
+    tail_->ConnectUpstream(nullptr);
     tail_->Leave();
 }
 

@@ -36,7 +36,7 @@ void Resampler::Prepare() {
 }
 
 bool Resampler::Calculate(const CWorkImage& sourceImage, CWorkImage& targetImage, kernels::OpaqueSums sums,
-                          const kernels::AbortFlag& abort) {
+                          const AbortFlag& abort) {
     const kernels::Planes source = PlanesOf(sourceImage, columns_.inSize, rows_.inSize);
     const kernels::Planes target = PlanesOf(targetImage, std::max(columns_.outSize, 1), std::max(rows_.outSize, 1));
     targetImage.Clear();

@@ -23,8 +23,7 @@ public:
     /// Makes the tap tables of a pass. Throws `std::bad_alloc` for a pass that is beyond memory or patience.
     void Prepare();
     /// The pass: the whole input into the whole output. Pixels that it leaves alone are not there. False when aborted.
-    bool Calculate(const CWorkImage& source, CWorkImage& target, kernels::OpaqueSums sums,
-                   const kernels::AbortFlag& abort);
+    bool Calculate(const CWorkImage& source, CWorkImage& target, kernels::OpaqueSums sums, const AbortFlag& abort);
 
 private:
     bool Shrinks() const { return m_ScaleX < 1 && m_ScaleY < 1; }

@@ -30,7 +30,7 @@ int EvenSpan(double span, double shear) {
 }
 
 /// Colour 0 and mask 255, row by row.
-bool FillNothing(CWorkImage& image, const kernels::AbortFlag& abort) {
+bool FillNothing(CWorkImage& image, const AbortFlag& abort) {
     const auto width = static_cast<std::size_t>(image.Width());
     for (int y = 0; y < image.Height(); ++y) {
         if (kernels::Aborted(abort)) return false;

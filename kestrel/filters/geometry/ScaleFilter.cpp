@@ -103,6 +103,7 @@ HRESULT CScaleFilter::GetRequiredSize(int* width, int* height, double aspect) {
 }
 
 HRESULT CScaleFilter::SetRenderScale(double scale) {
+    if (!IsRenderScale(scale)) return E_INVALIDARG;
     return CPdibFilter::SetRenderScale(Pending().m_bScaleThrough ? scale : 1.0);
 }
 

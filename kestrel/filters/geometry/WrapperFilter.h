@@ -33,6 +33,7 @@ public:
         return m_Line.First().GetRequiredSize(width, height, aspect);
     }
     HRESULT SetRenderScale(double scale) override {
+        if (!this->IsRenderScale(scale)) return E_INVALIDARG;
         this->m_RenderScale = scale;
         return m_Line.First().SetRenderScale(scale);
     }
@@ -43,7 +44,7 @@ public:
     }
     HRESULT SetAbort(bool abort) override {
         const HRESULT result = m_Line.Last().SetAbort(abort);  // reaches upstream through the line
-        this->m_Abort.store(abort, std::memory_order_relaxed);
+        this->m_Abort.Set(abort);
         return result;
     }
 

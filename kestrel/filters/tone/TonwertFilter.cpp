@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 
 #include "kestrel/filters/tone/ToneTables.h"
 #include "kestrel/foundation/Truncate.h"
@@ -12,15 +13,15 @@ namespace kestrel {
 HRESULT CTonwertFilter::Measure(const Window& window) {
     if (FetchIntoCache() != S_OK) return kNotDone;
     HistLuma = {};
-    kernels::ChannelHistograms channels;
+    const auto channels = std::make_unique<kernels::ChannelHistograms>();  // too large for a stack of many links
     const auto count = [&](std::span<const std::uint8_t> pixels) {
         kernels::CountLuminance(pixels, HistLuma);
-        kernels::CountChannels(pixels, channels);
+        kernels::CountChannels(pixels, *channels);
     };
     if (WalkRows(CachedWindow(m_InActive.Width, m_InActive.Height), count) != S_OK) return kNotDone;
-    HistRed = channels.red;
-    HistGreen = channels.green;
-    HistBlue = channels.blue;
+    HistRed = channels->red;
+    HistGreen = channels->green;
+    HistBlue = channels->blue;
     // The whole picture is counted, but the share that is given up is that of the request.
     const std::uint64_t clip = kernels::ClipCount(window.width, window.height);
     const auto limits = [clip](const kernels::Histogram& histogram) {

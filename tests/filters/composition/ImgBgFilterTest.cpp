@@ -49,16 +49,6 @@ TEST(ImgBg, ColoursGoByTheirOwnRule) {
     EXPECT_EQ(line.Color({100, 50, 0, 128}), (Pixel{69, 39, 10, 63}));
 }
 
-TEST(ImgBg, OneComputationServesAllWindows) {
-    Line line(Picture::Random(30, 20, 4));
-    line.Add(kImgBg, "Transparency=33");
-    const Picture whole = line.Render();
-    EXPECT_EQ(line.Render(5, 6, 20, 10).Difference(whole.Cut(5, 6, 20, 10)), "");
-    EXPECT_EQ(line.source->requests, 1);
-    line.SetText(0, "Transparency=34");
-    EXPECT_NE(line.Render().Difference(whole), "");
-}
-
 TEST(ImgBg, ABoardWithoutSizeIsClippedInTheLog) {
     static std::vector<std::string> lines;
     lines.clear();

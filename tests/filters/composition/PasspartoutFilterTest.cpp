@@ -261,48 +261,5 @@ TEST(Passpartout, RoundsTheBoard) {
 
 // Requests ------------------------------------------------------------------------------------------------------------
 
-TEST(Passpartout, WindowsAreCutsOfOneComputation) {
-    Line line(Picture::Random(50, 40, 9));
-    line.Add(kPasspartout, "Borderhori=-7,Borderverti=6,Radius=12,Transparency=35,Poscorhori=3");
-    const Picture whole = line.Render();
-    const int requests = line.source->requests;
-    for (int y = 0; y < whole.Height(); y += 11)
-        for (int x = 0; x < whole.Width(); x += 13) {
-            const int width = std::min(13, whole.Width() - x);
-            const int height = std::min(11, whole.Height() - y);
-            EXPECT_EQ(line.Render(x, y, width, height).Difference(whole.Cut(x, y, width, height)), "");
-        }
-    EXPECT_EQ(line.source->requests, requests);
-}
-
-TEST(Passpartout, AnAbortInTheMiddleLeavesTheWorkToDo) {
-    Line line(Picture::Random(20, 20, 10));
-    line.Add(kPasspartout, "Borderhori=3,Borderverti=3");
-    line.Update();
-    line.source->afterRequest = [&] { line.Abort(true); };
-    Picture into(26, 26);
-    EXPECT_NE(line.Request(into, 0, 0, 0, 0, 26, 26), S_OK);
-    line.source->afterRequest = nullptr;
-    line.Abort(false);
-    EXPECT_EQ(line.Request(into, 0, 0, 0, 0, 26, 26), S_OK);
-    Line fresh(Picture::Random(20, 20, 10));
-    fresh.Add(kPasspartout, "Borderhori=3,Borderverti=3");
-    EXPECT_EQ(into.Difference(fresh.Render()), "");
-}
-
-TEST(Passpartout, AnyNumberIsSafe) {
-    const Picture picture = Picture::Random(7, 5, 11);
-    for (const char* text :
-         {"Borderhori=-2147483648,Borderverti=-50,Transparency=2147483647", "Radius=2147483647", "Radius=-2147483648",
-          "Poscorhori=2147483647,Poscorverti=-2147483648", "Poscorhori=-2147483648,Transparency=-2147483648",
-          "Poscorhori=-9,Poscorverti=9,Borderhori=-50,Borderverti=-50,Transparency=-3", "Borderhori=4,Radius=6"})
-        Apply(kPasspartout, text, picture);
-    Line line(picture);
-    line.Add(kPasspartout, "Radius=5");
-    Ref<IFilterGeometry>::Query(&line.Filter(0))->SetRenderScale(0.0);
-    EXPECT_EQ(line.Geometry().Width, 7);
-    EXPECT_NE(line.ActiveText(0).find("Radius=-2147483648"), std::string::npos);  // 0 / 0 is no number
-}
-
 }  // namespace
 }  // namespace kestrel

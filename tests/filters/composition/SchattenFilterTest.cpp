@@ -343,43 +343,6 @@ TEST(Shadow, OldTextsSwitchTheEffects) {
               "ShadowDistance=003, ShadowRed=000, ShadowGreen=000, ShadowBlue=000");
 }
 
-TEST(Shadow, WindowsAreCutsOfOneComputation) {
-    for (const char* text : {"ShadowDensity=70,LightIntensity=20", "ShadowDensity=70,InnerOn=1,Size=3"}) {
-        Line line(Picture::Random(50, 40, 9));
-        line.Add(kShadow, text);
-        const Picture whole = line.Render();
-        const int requests = line.source->requests;
-        for (int y = 0; y < whole.Height(); y += 17)
-            for (int x = 0; x < whole.Width(); x += 19) {
-                const int width = std::min(19, whole.Width() - x);
-                const int height = std::min(17, whole.Height() - y);
-                EXPECT_EQ(line.Render(x, y, width, height).Difference(whole.Cut(x, y, width, height)), "") << text;
-            }
-        EXPECT_EQ(line.source->requests, requests);
-    }
-}
-
-TEST(Shadow, AnAbortAnywhereLeavesTheWorkToDo) {
-    const Picture picture = Picture::Random(30, 20, 12);
-    const char* text = "ShadowDensity=70,InnerOn=1,Size=3,LightIntensity=30";
-    const Picture whole = Apply(kShadow, text, picture);
-    for (const int stop : {1, 2}) {  // the second request comes in the middle of the work
-        Line line(picture);
-        line.Add(kShadow, text);
-        line.Update();
-        int calls = 0;
-        line.source->afterRequest = [&] {
-            if (++calls == stop) line.Abort(true);
-        };
-        Picture into(whole.Width(), whole.Height(), kNothing);
-        EXPECT_NE(line.Request(into, 0, 0, 0, 0, into.Width(), into.Height()), S_OK);
-        line.source->afterRequest = nullptr;
-        line.Abort(false);
-        EXPECT_EQ(line.Request(into, 0, 0, 0, 0, into.Width(), into.Height()), S_OK);
-        EXPECT_EQ(into.Difference(whole), "");
-    }
-}
-
 TEST(Shadow, AnyNumberIsSafe) {
     const Picture picture = Picture::Random(5, 4, 3);
     for (const char* text :
@@ -392,10 +355,6 @@ TEST(Shadow, AnyNumberIsSafe) {
     line.Update();
     Picture into(5, 4);
     EXPECT_EQ(line.Request(into, 0, 0, 0, 0, 5, 4), E_OUTOFMEMORY);
-    Line flat(picture);
-    flat.Add(kShadow, "ShadowDensity=100,LightIntensity=3");
-    Ref<IFilterGeometry>::Query(&flat.Filter(0))->SetRenderScale(-1e300);
-    flat.Render();
 }
 
 }  // namespace

@@ -333,22 +333,6 @@ TEST(Text, RecordsOfEachLayoutAreRead) {
     EXPECT_EQ(result.At(4, 2), (Pixel{9, 9, 9, 0}));
 }
 
-TEST(Text, AnAbortLeavesTheWorkToDo) {
-    FakeHost host;
-    host.Show(12, 9, {1, 2, 3, 0});
-    Line line(Picture(12, 9, Pixel{}));
-    line.Add(kText, "txt=x,pos=0");
-    line.Update();
-    line.source->afterRequest = [&] { line.Abort(true); };
-    Picture into(12, 9);
-    EXPECT_NE(line.Request(into, 0, 0, 0, 0, 12, 9), S_OK);
-    line.source->afterRequest = nullptr;
-    line.Abort(false);
-    EXPECT_EQ(line.Request(into, 0, 0, 0, 0, 12, 9), S_OK);
-    EXPECT_EQ(into.Difference(Picture(12, 9, Pixel{1, 2, 3, 0})), "");
-    EXPECT_EQ(host.rendered, host.released);
-}
-
 // Texts ---------------------------------------------------------------------------------------------------------------
 
 TEST(TextEscapes, EveryByteSurvives) {

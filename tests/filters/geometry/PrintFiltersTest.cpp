@@ -80,23 +80,6 @@ TEST(PrintPad, TextsRoundTrip) {
               "AspectRatioX=1000000, AspectRatioY=2, ForceRatio=0, Toggle=0, Landscape=0, PadColor=ffffff, Copy=1000");
 }
 
-TEST(PrintPad, ARenderingIsMadeOnceAndAbortsLeaveTheFlags) {
-    const Picture picture = Picture::Random(30, 20, 1);
-    Line line(picture);
-    line.Add(kPadId, "AspectRatioX=1,AspectRatioY=1,ForceRatio=1");
-    const Picture whole = line.Render();
-    EXPECT_EQ(line.Render(4, 5, 6, 7).Difference(whole.Cut(4, 5, 6, 7)), "");
-    EXPECT_EQ(line.source->requests, 1);
-    line.source->SetPicture(picture);
-    line.Update();
-    line.source->afterRequest = [&] { line.Abort(true); };
-    Picture into(30, 30);
-    EXPECT_NE(line.Request(into, 0, 0, 0, 0, 30, 30), 0);
-    line.source->afterRequest = nullptr;
-    line.Abort(false);
-    EXPECT_EQ(line.Render().Difference(whole), "");
-}
-
 TEST(PrintPad, SizesBeyondMemoryFail) {
     for (const auto& [width, height, text] :
          {std::tuple{3000, 2000, "AspectRatioX=1000000,AspectRatioY=1,ForceRatio=1"},

@@ -233,44 +233,6 @@ TEST(RotateFilter, TextsRoundTrip) {
     EXPECT_FALSE(line.Update());
 }
 
-TEST(RotateFilter, WindowsAreCutsAndComeFromOnePass) {
-    Line line(Picture::Random(40, 30, 3));
-    line.Add(kRotateId, "Angle=12");
-    const Picture whole = line.Render();
-    EXPECT_EQ(line.Render(5, 7, 20, 11).Difference(whole.Cut(5, 7, 20, 11)), "");
-    EXPECT_EQ(line.source->requests, 1);
-}
-
-TEST(RotateFilter, AnAbortLeavesTheFlags) {
-    const Picture picture = Picture::Random(40, 30, 3);
-    for (const char* text : {"Angle=12", "Angle=90"}) {
-        Line line(picture);
-        line.Add(kRotateId, text);
-        line.Update();
-        line.source->afterRequest = [&] { line.Abort(true); };
-        Picture into(60, 60);
-        EXPECT_NE(line.Request(into, 0, 0, 0, 0, 60, 60), 0);
-        line.source->afterRequest = nullptr;
-        line.Abort(false);
-        EXPECT_EQ(line.Render().Difference(Apply(kRotateId, text, picture)), "");
-    }
-}
-
-TEST(RotateFilter, WildTextsStillTurn) {
-    for (const char* text :
-         {"Angle=1e300", "Angle=-1e300", "Angle=99999999999", "Angle=-123456.78", "Angle=5,CenterX=2147483647",
-          "Angle=5,CenterX=-2147483648,CenterY=2147483647,AlignLeftBottom=0", "Angle=inf", "Angle=-0.004"}) {
-        Line line(Picture(20, 10, Pixel{1, 2, 3, 0}));
-        line.Add(kRotateId, text);
-        const FilterGeometry out = line.Geometry();
-        ASSERT_GE(out.Width, 10) << text;
-        ASSERT_LE(out.Width, 40) << text;
-        Picture into(out.Width, out.Height);
-        EXPECT_EQ(line.Request(into, 0, 0, 0, 0, out.Width, out.Height), 0) << text;
-        EXPECT_NEAR(Opacity(into), 200, 2) << text;
-    }
-}
-
 TEST(RotateFilter, EmptyAndHugeInputsFail) {
     for (const int size : {0, -7, 2000000000}) {
         Line line(Picture(1, 1));
@@ -280,6 +242,14 @@ TEST(RotateFilter, EmptyAndHugeInputsFail) {
         Picture into(1, 1);
         EXPECT_NE(line.Request(into, 0, 0, 0, 0, 1, 1), 0) << size;
     }
+}
+
+TEST(RotateFilter, AtFortyFiveDegreesAQuarterTurnComesFirst) {
+    const Picture picture = Picture::Random(12, 8, 45);
+    const Picture turned = Apply("TMFilter.Rotate.1", "Angle=90", picture);
+    EXPECT_EQ(
+        Apply("TMFilter.Rotate.1", "Angle=45", picture).Difference(Apply("TMFilter.Rotate.1", "Angle=315", turned)),
+        "");
 }
 
 }  // namespace

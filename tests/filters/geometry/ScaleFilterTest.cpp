@@ -117,16 +117,6 @@ TEST(ScaleFilter, EqualSizesPassWithoutACopy) {
     EXPECT_EQ(line.Request(into, 0, 0, 0, 0, 30, 20), 1);
 }
 
-TEST(ScaleFilter, AWindowIsACutOfTheWhole) {
-    for (const std::string& text : {Box(17, 13), Box(90, 90, 0, 1), Box(100, 10, 0)}) {
-        Line line(Picture::Random(50, 40, 2));
-        line.Add(kScaleId, text.c_str());
-        const Picture whole = line.Render();
-        EXPECT_EQ(line.Render(3, 2, 10, 5).Difference(whole.Cut(3, 2, 10, 5)), "");
-        EXPECT_EQ(line.source->requests, 1);  // the second window came from the kept picture
-    }
-}
-
 TEST(ScaleFilter, OpaqueStaysOpaqueAndEdgesDoNotDarken) {
     for (const std::string& text : {Box(30, 30), Box(150, 150, 1, 1), Box(100, 30, 0, 1), Box(1, 1)}) {
         const Pixel fill{250, 128, 5, 0};
@@ -214,34 +204,6 @@ TEST(ScaleFilter, ExtremeProportionsEndSoon) {
     }
 }
 
-TEST(ScaleFilter, AnAbortLeavesTheFlags) {
-    for (const std::string& text : {Box(10, 10), Box(90, 90, 1, 1)}) {
-        const Picture picture = Picture::Random(40, 40, 3);
-        Line line(picture);
-        line.Add(kScaleId, text.c_str());
-        line.Update();
-        line.source->afterRequest = [&] { line.Abort(true); };
-        Picture into(90, 90);
-        EXPECT_NE(line.Request(into, 0, 0, 0, 0, 90, 90), 0);
-        line.source->afterRequest = nullptr;
-        line.Abort(false);
-        EXPECT_EQ(line.Render().Difference(Apply(kScaleId, text.c_str(), picture)), "");
-    }
-}
-
-TEST(ScaleFilter, AFailureUpstreamIsNoPicture) {
-    for (const char* filter : {kScaleId, kScale100Id}) {
-        Line line(Picture(40, 40));
-        line.Add(filter, filter == kScaleId ? Box(10, 10).c_str() : Percent(25, 25).c_str());
-        line.Update();
-        line.source->result = E_OUTOFMEMORY;
-        Picture into(10, 10);
-        EXPECT_EQ(line.Request(into, 0, 0, 0, 0, 10, 10), E_OUTOFMEMORY);
-        line.source->result = S_OK;
-        EXPECT_EQ(line.Request(into, 0, 0, 0, 0, 10, 10), S_OK);
-    }
-}
-
 TEST(Scale100Filter, TakesPercents) {
     const struct {
         int inW, inH;
@@ -298,6 +260,23 @@ TEST(Scale100Filter, TextsRoundTrip) {
     char small[101] = "kept";
     EXPECT_EQ(Ref<IFilterParameters>::Query(&line.Filter(0))->GetParameterText(small, 100), S_OK);
     EXPECT_STREQ(small, "kept");
+}
+
+TEST(Scale100Filter, AReductionIsSharpened) {
+    const Picture step(40, 40, [](int x, int) {
+        const auto grey = static_cast<std::uint8_t>(x < 20 ? 64 : 192);
+        return Pixel{grey, grey, grey, 0};
+    });
+    for (const char* setting : {"TMFilter.Scale100.1 HorizontalProz=50,VerticalProz=50",
+                                "TMFilter.Scale.1 MaximumHorizontalSize=20,MaximumVerticalSize=20"}) {
+        const std::string text(setting);
+        const std::size_t blank = text.find(' ');
+        const Picture half = Apply(text.substr(0, blank).c_str(), text.substr(blank + 1).c_str(), step);
+        ASSERT_EQ(half.Width(), 20);
+        EXPECT_LT(half.At(9, 10).green, 64) << setting;  // both sides of the step overshoot
+        EXPECT_GT(half.At(10, 10).green, 192) << setting;
+        EXPECT_EQ(half.At(3, 10).green, 64) << setting;
+    }
 }
 
 }  // namespace

@@ -85,52 +85,6 @@ TEST(StaubFilter, FlatPicturesAndOnesWithoutAnInsideStay) {
     }
 }
 
-TEST(StaubFilter, WildNumbers) {
-    const Picture picture = Picture::Random(13, 13, 6);
-    EXPECT_EQ(Apply(kStaub, "MaxRgnSize=-1,GrayTolerance=-2147483648", picture).Difference(picture), "");
-    EXPECT_EQ(Apply(kStaub, "MaxRgnSize=-2147483648,GrayTolerance=2147483647", picture).Difference(picture), "");
-    EXPECT_EQ(Apply(kStaub, "MaxRgnSize=35,GrayTolerance=2147483647", picture).Difference(picture), "");
-    // Nothing counts at a tolerance of 0 or less, so that every pixel inside is a speck.
-    const Picture mean(13, 13, [&](int x, int y) { return Repaired(picture, x, y, 1000, 1); });
-    EXPECT_EQ(Apply(kStaub, "MaxRgnSize=0,GrayTolerance=-2147483648", picture).Difference(mean), "");
-    EXPECT_EQ(Apply(kStaub, "MaxRgnSize=2147483647", picture).Difference(mean), "");
-}
-
-TEST(StaubFilter, AWindowIsACutOfTheWhole) {
-    const Picture picture = Picture::Random(40, 33, 8);
-    Line line(picture);
-    line.Add(kStaub, "MaxRgnSize=012");
-    const Picture whole = line.Render();
-    EXPECT_EQ(line.Render(7, 5, 20, 15).Difference(whole.Cut(7, 5, 20, 15)), "");
-    EXPECT_EQ(line.Render(39, 32, 1, 1).Difference(whole.Cut(39, 32, 1, 1)), "");
-    EXPECT_EQ(line.source->requests, 1);
-}
-
-TEST(StaubFilter, AnAbortLeavesTheWorkToTheNextRequest) {
-    const Picture picture = Picture::Random(12, 12, 2);
-    Line line(picture);
-    line.Add(kStaub);
-    line.Update();
-    Picture out(12, 12);
-    line.source->afterRequest = [&] { line.Abort(true); };
-    EXPECT_NE(line.Request(out, 0, 0, 0, 0, 12, 12), S_OK);
-    line.source->afterRequest = nullptr;
-    line.Abort(false);
-    EXPECT_EQ(line.Request(out, 0, 0, 0, 0, 12, 12), S_OK);
-    EXPECT_EQ(out.Difference(Apply(kStaub, nullptr, picture)), "");
-    EXPECT_EQ(line.source->requests, 2);
-    line.Abort(true);  // in the delivery: the picture counts as stale from here on
-    EXPECT_NE(line.Request(out, 0, 0, 0, 0, 12, 12), S_OK);
-    line.Abort(false);
-    EXPECT_EQ(line.Request(out, 0, 0, 0, 0, 12, 12), S_OK);
-    EXPECT_EQ(line.source->requests, 3);
-    line.source->SetPicture(picture);
-    line.Update();
-    line.source->result = E_FAIL;
-    EXPECT_NE(line.Request(out, 0, 0, 0, 0, 12, 12), S_OK);
-    EXPECT_NE(line.Request(out, 0, 0, 0, 0, 12, 12), S_OK);
-}
-
 TEST(StaubFilter, Texts) {
     Line line(Picture(1, 1));
     line.Add(kStaub);

@@ -139,38 +139,6 @@ TEST(ColourFilters, AdoptColorLandsTheMeanOnTheColourAndTheExtremesInRange) {
     EXPECT_EQ(Apply("TMFilter.AdoptColor.1", "ColorRed=255", masked).At(1, 0), (Pixel{0, 0, 255, 0}));
 }
 
-TEST(ColourFilters, WholePicturesAreMeasuredOnceForAllWindows) {
-    const Picture picture = Picture::Random(31, 17, 3);
-    for (const char* progId : {"TMFilter.AdoptColor.1", "TMFilter.InvertMask.1"}) {
-        Line line(picture);
-        line.Add(progId, "ColorRed=200,Intensity=60,Transparency=30");
-        const Picture whole = line.Render();
-        EXPECT_EQ(line.Render(5, 3, 10, 9).Difference(whole.Cut(5, 3, 10, 9)), "") << progId;
-        EXPECT_EQ(line.source->requests, 1) << progId;
-        // A window that hangs over the edge delivers what lies inside and leaves the rest alone.
-        const Picture over = line.Render(26, 10, 10, 10, Pixel{9, 9, 9, 9});
-        EXPECT_EQ(over.At(4, 6), whole.At(30, 16)) << progId;
-        EXPECT_EQ(over.At(5, 6), (Pixel{9, 9, 9, 9})) << progId;
-        EXPECT_EQ(over.At(4, 7), (Pixel{9, 9, 9, 9})) << progId;
-    }
-}
-
-TEST(ColourFilters, AnAbortedMeasureIsMadeAgain) {
-    const Picture picture = Picture::Random(9, 9, 4);
-    for (const char* progId : {"TMFilter.AdoptColor.1", "TMFilter.InvertMask.1"}) {
-        Line line(picture);
-        line.Add(progId, "ColorBlue=99,Transparency=50");
-        line.Update();
-        Picture out(9, 9);
-        line.source->afterRequest = [&] { line.Abort(true); };
-        EXPECT_NE(line.Request(out, 0, 0, 0, 0, 9, 9), S_OK) << progId;
-        line.source->afterRequest = nullptr;
-        line.Abort(false);
-        const Picture again = line.Render();
-        EXPECT_EQ(again.Difference(Apply(progId, "ColorBlue=99,Transparency=50", picture)), "") << progId;
-    }
-}
-
 TEST(ColourFilters, InvertMaskTakesTheWholeFrame) {
     Line line(Picture(4, 3, Pixel{1, 2, 3, 0}));
     line.source->geometry.FullWidth = 8;

@@ -102,20 +102,5 @@ TEST(GradCurvesFilter, MoreNodesThanSlotsMeanTheSlots) {
     }
 }
 
-TEST(GradCurvesFilter, AnAbortMarksTheFilter) {
-    for (const char* text : {"FilterOn=1", "FilterOn=1,YIQOn=1"}) {
-        Line line(Picture::Random(6, 4, 3));
-        line.Add(kId, text);
-        line.Render();
-        EXPECT_FALSE(line.Update());
-        line.Abort(true);
-        line.source->aborted = false;  // the source is done before the abort is seen
-        Picture into(6, 4);
-        EXPECT_EQ(line.Request(into, 0, 0, 0, 0, 6, 4), 1);
-        line.Abort(false);
-        EXPECT_TRUE(line.Update());
-    }
-}
-
 }  // namespace
 }  // namespace kestrel

@@ -104,6 +104,15 @@ TEST(HueFilters, Texts) {
 
 // Balance
 
+TEST(Gamma, OlderKeysAreTheSlidersOfAllColours) {
+    Line line(Picture(1, 1));
+    line.Add(kGamma, "Red=30, Green=-20, Blue=10").Add(kGamma, "S20=30,S30=-20,S40=10");
+    line.Add(kGamma, "Red=30,S20=5,Blue=7").Add(kGamma, "S20=5,S40=7");
+    EXPECT_EQ(line.PendingText(0), line.PendingText(1));
+    EXPECT_EQ(line.PendingText(2), line.PendingText(3));
+    EXPECT_NE(line.PendingText(0), line.PendingText(2));
+}
+
 TEST(Gamma, OlderTextsOfThreeKeysAreMeantForAllColours) {
     Line line(Picture(1, 1));
     line.Add(kGamma, "Red=10,Green=0,Blue=-3");
@@ -169,21 +178,6 @@ TEST(Gamma, TablesAreMadeWhenACurveChanges) {
     // Back at 0 the range is out of use.
     line.SetText(0, "S11=0,S21=0,S31=0,S41=0,S51=0");
     EXPECT_EQ(line.Render().Difference(picture), "");
-}
-
-TEST(Gamma, AnAbortEndsAllPasses) {
-    const Picture picture = Picture::Random(5, 6, 1);
-    Line line(picture);
-    line.Add(kGamma, "S20=50,S21=50");
-    line.Render();
-    EXPECT_FALSE(line.Update());
-    line.Abort(true);
-    line.source->aborted = false;
-    Picture into(5, 6);
-    EXPECT_EQ(line.Request(into, 0, 0, 0, 0, 5, 6), 1);
-    EXPECT_EQ(into.Difference(picture), "");
-    line.Abort(false);
-    EXPECT_TRUE(line.Update());
 }
 
 // Mixer

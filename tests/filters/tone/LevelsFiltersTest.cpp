@@ -188,27 +188,6 @@ TEST(Tonwert, TheClipIsThatOfTheCallThatMeasured) {
     EXPECT_EQ(line.source->requests, 2);
 }
 
-TEST(Tonwert, FailuresAndAbortsMeasureAgain) {
-    const Picture picture = ThreeTones(Grey(50), Grey(125), Grey(200));
-    const Picture want = Apply(kLevels, nullptr, picture);
-    Line line(picture);
-    line.Add(kLevels);
-    line.Update();
-    Picture into(100, 10);
-    line.source->result = E_FAIL;
-    EXPECT_EQ(line.Request(into, 0, 0, 0, 0, 100, 10), 1);
-    line.source->result = S_OK;
-    line.source->afterRequest = [&line] { line.Abort(true); };
-    EXPECT_EQ(line.Request(into, 0, 0, 0, 0, 100, 10), 1);
-    line.source->afterRequest = nullptr;
-    line.Abort(false);
-    ASSERT_EQ(line.Request(into, 0, 0, 0, 0, 100, 10), S_OK);
-    EXPECT_EQ(into.Difference(want), "");
-    EXPECT_EQ(line.source->requests, 3);
-    line.source->SetPicture(Picture(100, 10, Grey(90)));
-    EXPECT_EQ(line.Render().At(0, 0), Grey(0)) << "91 is the black point of the new picture";
-}
-
 // Equalising
 
 constexpr const char* kEqualize = "TMFilter.Histo.1";
