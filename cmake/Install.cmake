@@ -5,10 +5,10 @@ include(CMakePackageConfigHelpers)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kestrel)
 
 install(TARGETS kestrel_shared EXPORT kestrelTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-# Filters are reached by their ProgID and kernels by the filters; neither is an interface. A header of another folder
-# that is no interface says so in its comment.
+# Filters are reached by their ProgID, kernels and passes by the filters; none is an interface. A header of another
+# folder that is no interface says so in its comment.
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/kestrel/*.h)
-list(FILTER headers EXCLUDE REGEX "-inl\\.h$|^kestrel/(kernels|filters)/")
+list(FILTER headers EXCLUDE REGEX "-inl\\.h$|^kestrel/(kernels|passes|filters)/")
 foreach(header ${headers})
     file(STRINGS ${header} internal REGEX "Not installed")
     if(NOT internal)

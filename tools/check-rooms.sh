@@ -10,10 +10,11 @@ kestrel/foundation
 kestrel/diagnostics         kestrel/foundation kestrel/settings
 kestrel/settings            kestrel/foundation
 kestrel/image               kestrel/foundation
-kestrel/kernels             kestrel/foundation/Truncate.h kestrel/foundation/Export.h kestrel/foundation/AbortFlag.h
+kestrel/kernels             kestrel/foundation/Truncate.h kestrel/foundation/Export.h
+kestrel/passes              kestrel/foundation kestrel/image kestrel/kernels
 kestrel/parameters          kestrel/foundation
 kestrel/framework           kestrel/foundation kestrel/image kestrel/kernels kestrel/parameters kestrel/diagnostics kestrel/storage
-kestrel/filters             kestrel/foundation kestrel/image kestrel/kernels kestrel/parameters kestrel/framework kestrel/diagnostics
+kestrel/filters             kestrel/foundation kestrel/image kestrel/kernels kestrel/passes kestrel/parameters kestrel/framework kestrel/diagnostics
 kestrel/server              kestrel/foundation kestrel/parameters kestrel/framework kestrel/filters kestrel/settings
 kestrel/codec               kestrel/foundation kestrel/image
 kestrel/storage             kestrel/foundation kestrel/image kestrel/diagnostics

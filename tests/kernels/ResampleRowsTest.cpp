@@ -8,8 +8,8 @@
 #include <random>
 #include <vector>
 
-#include "kestrel/kernels/CubicScale.h"
-#include "kestrel/kernels/Shear.h"
+#include "kestrel/passes/CubicScale.h"
+#include "kestrel/passes/Shear.h"
 
 namespace kestrel::kernels {
 namespace {
@@ -34,7 +34,7 @@ TEST_P(ResampleRowsTest, BlendingEveryPairOfBytesByEveryShare) {
             bytes[i] = static_cast<std::uint8_t>(i >> 8);
         }
         BlendRow(previous.data(), bytes.data(), shares.data(), to.data(), 65536);
-        const auto& table = BlendTable()[static_cast<std::size_t>(share)];
+        const auto& table = passes::BlendTable()[static_cast<std::size_t>(share)];
         for (std::size_t i = 0; i < 65536; ++i)
             ASSERT_EQ(to[i], previous[i] + table[static_cast<std::size_t>(255 + bytes[i] - previous[i])]) << share;
         EXPECT_EQ(to.back(), 77);
@@ -61,7 +61,7 @@ TEST_P(ResampleRowsTest, BlendingEveryTailAlsoInPlace) {
 
 TEST_P(ResampleRowsTest, WeighingFourRows) {
     std::mt19937 random(3);
-    for (const CubicTap& tap : BuildCubicTaps(50, 977)) {
+    for (const CubicTap& tap : passes::BuildCubicTaps(50, 977)) {
         const std::size_t size = random() % 150;
         Row rows[4], to(size + 1, 77);
         for (Row& row : rows) row = RandomRow(random, size);

@@ -3,9 +3,9 @@
 #include <cstdlib>
 
 #include "kestrel/diagnostics/LogSink.h"
-#include "kestrel/filters/composition/RoundCorners.h"
 #include "kestrel/kernels/ByteTable.h"
 #include "kestrel/kernels/Composite.h"
+#include "kestrel/passes/RoundCorners.h"
 
 namespace kestrel {
 namespace {
@@ -108,7 +108,7 @@ HRESULT CPasspartoutFilter::Compose() {
     if (const HRESULT result = FetchOnBoard(); result != S_OK) return result;
     const Area inner = InnerArea();
     if (!PaintBoard(inner) || !PaintInner(inner)) return kNotDone;
-    RoundCorners(m_Out.Width, m_Out.Height, Active().radius, m_Cache->MaskRows());
+    passes::RoundCorners(m_Out.Width, m_Out.Height, Active().radius, m_Cache->MaskRows());
     return S_OK;
 }
 

@@ -139,16 +139,17 @@ HRESULT CSchattenFilter::Compute() {
 /// Raises the edges by the slope of a blurred copy of the mask.
 bool CSchattenFilter::Buttonize() {
     CopyMask(m_nPadLeft, m_nPadBottom);
-    MaskRounds blur(m_Work->MaskRows(), m_Out.Width, m_Out.Height, kernels::BinomialMaskRow);
+    passes::MaskIteration blur(m_Work->MaskRows(), m_Out.Width, m_Out.Height, kernels::BinomialMaskRow);
     const std::int64_t rounds = std::max<std::int64_t>(std::int64_t{Active().lightIntensity} - 50, 0) + 15;
     for (std::int64_t round = 0; round < rounds && blur.Changed(); ++round)
-        if (!blur.Round(Whole(), m_Abort)) return false;
+        if (!blur.Step(Whole(), m_Abort)) return false;
 
     kernels::EmbossWeights weights;
     for (std::size_t row = 0; row < 3; ++row)
         for (std::size_t column = 0; column < 3; ++column)
             weights[row][column] = TruncateToInt(m_LightKernel[row][column] * 4096.0);
-    const MaskArea input = Input(m_nPadLeft, m_nPadBottom);  // a light always leaves a pad of one pixel around it
+    const passes::MaskArea input =
+        Input(m_nPadLeft, m_nPadBottom);  // a light always leaves a pad of one pixel around it
     const auto columns = static_cast<std::size_t>(m_InActive.Width);
     std::vector<std::uint8_t> relief(columns);
     for (std::int64_t y = input.bottom; y < input.top; ++y) {
@@ -174,7 +175,7 @@ HRESULT CSchattenFilter::InnerShadow() {
     const int shadowY = m_nPadBottom + m_nShadowDY;
     CopyMask(shadowX, shadowY);
     if (!BlurRounds(Input(shadowX, shadowY)) || !BlurRest()) return kNotDone;
-    const MaskArea input = Input(m_nPadLeft, m_nPadBottom);
+    const passes::MaskArea input = Input(m_nPadLeft, m_nPadBottom);
     for (std::int64_t y = 0; y < m_Out.Height; ++y) {
         if (Aborted()) return kNotDone;
         std::uint8_t* shadow = m_Work->MaskRows()[y];
@@ -197,7 +198,7 @@ HRESULT CSchattenFilter::InnerShadow() {
 // Steps
 
 /// The input picture with its corner at (`x`, `y`).
-MaskArea CSchattenFilter::Input(int x, int y) const {
+passes::MaskArea CSchattenFilter::Input(int x, int y) const {
     return {x, y, std::int64_t{x} + m_InActive.Width, std::int64_t{y} + m_InActive.Height};
 }
 
@@ -213,19 +214,19 @@ void CSchattenFilter::CopyMask(int x, int y) {
 /// Grows the shape in the work picture by `m_nSize` pixels; a ring of that width stays as it is.
 bool CSchattenFilter::Spread() {
     const std::int64_t n = Active().size;
-    MaskRounds grow(m_Work->MaskRows(), m_Out.Width, m_Out.Height, kernels::LeastMaskRow);
+    passes::MaskIteration grow(m_Work->MaskRows(), m_Out.Width, m_Out.Height, kernels::LeastMaskRow);
     for (std::int64_t round = 0; round < n && grow.Changed(); ++round)
-        if (!grow.Round({n, n, m_Out.Width - n, m_Out.Height - n}, m_Abort)) return false;
+        if (!grow.Step({n, n, m_Out.Width - n, m_Out.Height - n}, m_Abort)) return false;
     return true;
 }
 
 /// Blurs the mask of the work picture, each round over `area` grown by one pixel more.
-bool CSchattenFilter::BlurRounds(MaskArea area) {
+bool CSchattenFilter::BlurRounds(passes::MaskArea area) {
     if (m_nBlurRounds == 0) return true;
-    MaskRounds blur(m_Work->MaskRows(), m_Out.Width, m_Out.Height, kernels::SmoothMaskRow);
+    passes::MaskIteration blur(m_Work->MaskRows(), m_Out.Width, m_Out.Height, kernels::SmoothMaskRow);
     for (std::int32_t round = 0; round < m_nBlurRounds; ++round) {
         area = {area.left - 1, area.bottom - 1, area.right + 1, area.top + 1};
-        if (!blur.Round(area, m_Abort)) return false;
+        if (!blur.Step(area, m_Abort)) return false;
     }
     return true;
 }
@@ -233,11 +234,12 @@ bool CSchattenFilter::BlurRounds(MaskArea area) {
 /// The part of a round that is left.
 bool CSchattenFilter::BlurRest() {
     if (m_nBlurRest == 0) return true;
-    MaskRounds blur(m_Work->MaskRows(), m_Out.Width, m_Out.Height,
-                    [fifths = m_nBlurRest](const kernels::MaskNeighbours& rows, std::uint8_t* out, std::size_t n) {
-                        kernels::SmoothMaskRowInPart(fifths, rows, out, n);
-                    });
-    return blur.Round(Whole(), m_Abort);
+    passes::MaskIteration blur(
+        m_Work->MaskRows(), m_Out.Width, m_Out.Height,
+        [fifths = m_nBlurRest](const kernels::MaskNeighbours& rows, std::uint8_t* out, std::size_t n) {
+            kernels::SmoothMaskRowInPart(fifths, rows, out, n);
+        });
+    return blur.Step(Whole(), m_Abort);
 }
 
 /// Gives the work picture the shadow's colour, and its mask `percent` of the shadow's density.
@@ -262,7 +264,7 @@ bool CSchattenFilter::Fill(int percent) {
 }
 
 /// Lays `under` over `top`, which takes the result, within an area.
-bool CSchattenFilter::Over(CWorkImage& top, const CWorkImage& under, const MaskArea& area) {
+bool CSchattenFilter::Over(CWorkImage& top, const CWorkImage& under, const passes::MaskArea& area) {
     for (std::int64_t y = area.top - 1; y >= area.bottom; --y) {
         if (Aborted()) return false;
         kernels::BlendRowWithMask(top.Rows()[y] + area.left * 3, top.MaskRows()[y] + area.left,

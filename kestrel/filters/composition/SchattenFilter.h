@@ -1,6 +1,6 @@
 #pragma once
-#include "kestrel/filters/composition/MaskRounds.h"
 #include "kestrel/framework/TwinFilter.h"
+#include "kestrel/passes/MaskIteration.h"
 
 namespace kestrel {
 
@@ -91,14 +91,14 @@ private:
     bool DropShadow();
     HRESULT InnerShadow();
 
-    MaskArea Input(int x, int y) const;
+    passes::MaskArea Input(int x, int y) const;
     void CopyMask(int x, int y);
     bool Spread();
-    bool BlurRounds(MaskArea area);
+    bool BlurRounds(passes::MaskArea area);
     bool BlurRest();
     bool Fill(int percent);
-    bool Over(CWorkImage& top, const CWorkImage& under, const MaskArea& area);
-    MaskArea Whole() const { return {0, 0, m_Out.Width, m_Out.Height}; }
+    bool Over(CWorkImage& top, const CWorkImage& under, const passes::MaskArea& area);
+    passes::MaskArea Whole() const { return {0, 0, m_Out.Width, m_Out.Height}; }
 
     std::int32_t m_nBlurRounds = 0;
     std::int32_t m_nBlurRest = 0;  ///< fifths of a round, 0..4

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "kestrel/diagnostics/LogSink.h"
-#include "kestrel/kernels/Shear.h"
+#include "kestrel/passes/Shear.h"
 
 namespace kestrel {
 
@@ -33,7 +33,7 @@ bool GuardCalculate(int line, const Pass& pass) noexcept {
 /// Runs one shear of a rotation, "XShear" or "YShear". An exception is logged with the corners of the area, left and
 /// right, below and above, and the shear counts as failed. Never throws, also when the log does.
 template <class Pass>
-bool GuardShear(const char* name, const kernels::Area& area, int line, const Pass& pass) noexcept {
+bool GuardShear(const char* name, const passes::Area& area, int line, const Pass& pass) noexcept {
     try {
         return pass();
     } catch (...) {

@@ -7,10 +7,10 @@
 #include <numbers>
 
 #include "kestrel/filters/geometry/Guards.h"
-#include "kestrel/filters/geometry/Resampler.h"
 #include "kestrel/filters/geometry/Sizes.h"
 #include "kestrel/foundation/Truncate.h"
-#include "kestrel/kernels/Shear.h"
+#include "kestrel/passes/Planes.h"
+#include "kestrel/passes/Shear.h"
 
 namespace kestrel {
 namespace {
@@ -33,7 +33,7 @@ int EvenSpan(double span, double shear) {
 bool FillNothing(CWorkImage& image, const AbortFlag& abort) {
     const auto width = static_cast<std::size_t>(image.Width());
     for (int y = 0; y < image.Height(); ++y) {
-        if (kernels::Aborted(abort)) return false;
+        if (abort.IsSet()) return false;
         std::memset(image.Rows()[y], 0, width * 3);
         std::memset(image.MaskRows()[y], 255, width);
     }
@@ -151,39 +151,39 @@ HRESULT CRotateFilter::TransformWindow(const Window& window) {
 }
 
 bool CRotateFilter::Turn() {
-    const kernels::Planes source = PlanesOf(*m_Work, m_InActive.Width, m_InActive.Height);
-    const kernels::Planes result = PlanesOf(*m_Cache, m_nOutWidth, m_nOutHeight);
+    const passes::Planes source = passes::PlanesOf(*m_Work, m_InActive.Width, m_InActive.Height);
+    const passes::Planes result = passes::PlanesOf(*m_Cache, m_nOutWidth, m_nOutHeight);
     if (!FillNothing(*m_Cache, m_Abort)) return false;
     const bool mirror = Active().m_bMirror;
-    if (IsRightAngle()) return kernels::TurnQuarter(source, result, m_nQuarterTurns, mirror, 0, 0, m_Abort);
+    if (IsRightAngle()) return passes::TurnQuarter(source, result, m_nQuarterTurns, mirror, 0, 0, m_Abort);
 
     CWorkImage intermediate(m_nInterWidth, m_nInterHeight);
     if (!FillNothing(intermediate, m_Abort)) return false;
-    const kernels::Planes inter = PlanesOf(intermediate, m_nInterWidth, m_nInterHeight);
+    const passes::Planes inter = passes::PlanesOf(intermediate, m_nInterWidth, m_nInterHeight);
     const int spanX = std::abs(m_nSpanX);
     const int spanY = std::abs(m_nSpanY);
     const int left = spanX + kMarginX / 2;
     const int bottom = spanY / 2 + kMarginY / 2;
-    if (!kernels::TurnQuarter(source, inter, m_nQuarterTurns, mirror, left, bottom, m_Abort)) return false;
+    if (!passes::TurnQuarter(source, inter, m_nQuarterTurns, mirror, left, bottom, m_Abort)) return false;
 
     // All three areas lie around the picture's centre. A hidden pixel at each end of a line takes part, so that the
     // line's own ends are blended with nothing.
-    const kernels::Area upright{spanX, bottom, spanX + m_nTurnedWidth + 2, bottom + m_nTurnedHeight};
-    const kernels::Area slanted{spanX / 2, bottom - 1, spanX / 2 + m_nTurnedWidth + spanX + 2,
-                                bottom + m_nTurnedHeight + 1};
+    const passes::Area upright{spanX, bottom, spanX + m_nTurnedWidth + 2, bottom + m_nTurnedHeight};
+    const passes::Area slanted{spanX / 2, bottom - 1, spanX / 2 + m_nTurnedWidth + spanX + 2,
+                               bottom + m_nTurnedHeight + 1};
     const int cut = TruncateToInt(std::abs(m_dShearY) / 2 * (spanX - m_nTurnedWidth));
-    const kernels::Area whole{0, spanY / 2 + cut + 1, m_nInterWidth, spanY / 2 + m_nTurnedHeight + 5 - cut};
+    const passes::Area whole{0, spanY / 2 + cut + 1, m_nInterWidth, spanY / 2 + m_nTurnedHeight + 5 - cut};
 
     // Only the last shear moves by the centre's fraction.
-    const auto shearX = [&](const kernels::Planes& target, const kernels::Area& area, double fraction, int cropX,
+    const auto shearX = [&](const passes::Planes& target, const passes::Area& area, double fraction, int cropX,
                             int cropY) {
         return GuardShear("XShear", area, __LINE__, [&] {
-            return kernels::XShear(inter, target, {m_dShearX, fraction, area}, cropX, cropY, m_Abort);
+            return passes::XShear(inter, target, {m_dShearX, fraction, area}, cropX, cropY, m_Abort);
         });
     };
     const auto shearY = [&] {
         return GuardShear("YShear", slanted, __LINE__, [&] {
-            return kernels::YShear(inter, {m_dShearY, 0.0, slanted}, m_Abort);
+            return passes::YShear(inter, {m_dShearY, 0.0, slanted}, m_Abort);
         });
     };
     return shearX(inter, upright, 0.0, 0, 0) && shearY() && shearX(result, whole, m_dFracX, m_nCropX, m_nCropY);

@@ -8,13 +8,8 @@
 namespace kestrel {
 namespace {
 
-struct Factors {
-    double x;
-    double y;
-};
-
-Factors FactorsOf(const Scale100Parameters& p) {
-    Factors factors{p.m_nPercentX / 100.0, p.m_nPercentY / 100.0};
+ScaleFactors FactorsOf(const Scale100Parameters& p) {
+    ScaleFactors factors{p.m_nPercentX / 100.0, p.m_nPercentY / 100.0};
     if (!p.m_bAllowEnlarge) factors = {std::min(factors.x, 1.0), std::min(factors.y, 1.0)};
     if (p.m_bKeepProportions) factors.x = factors.y = std::min(factors.x, factors.y);
     return factors;
@@ -38,11 +33,10 @@ HRESULT CScale100Filter::CommitChanges() {
 }
 
 void CScale100Filter::RecalcGeometry() {
-    const Factors factors = FactorsOf(Active());
-    resampler_.m_ScaleX = factors.x;
-    resampler_.m_ScaleY = factors.y;
-    resampler_.SetGeometry(m_InActive, Scaled(m_InActive.Width, factors.x), Scaled(m_InActive.Height, factors.y),
-                           Active().m_nPercentX > 0 && Active().m_nPercentY > 0, &m_Out);
+    const ScaleFactors factors = FactorsOf(Active());
+    SetScaledGeometry(resampler_, m_InActive, factors, Scaled(m_InActive.Width, factors.x),
+                      Scaled(m_InActive.Height, factors.y), Active().m_nPercentX > 0 && Active().m_nPercentY > 0,
+                      m_Out);
 }
 
 HRESULT CScale100Filter::SetViewSize(int width, int height) {
@@ -50,7 +44,7 @@ HRESULT CScale100Filter::SetViewSize(int width, int height) {
     m_InPending.ViewHeight = height;
     if (!m_Downstream) return S_OK;
     if (width < 1 || height < 1) return m_Downstream->SetViewSize(width, height);  // not said, and so passed on
-    const Factors factors = FactorsOf(Active());
+    const ScaleFactors factors = FactorsOf(Active());
     return m_Downstream->SetViewSize(Scaled(width, factors.x), Scaled(height, factors.y));
 }
 
@@ -74,7 +68,7 @@ HRESULT CScale100Filter::TransformWindow(const Window& window) {
 HRESULT CScale100Filter::Resample() {
     resampler_.Prepare();
     if (const HRESULT result = FetchIntoWork(0, m_Out.Width, m_Out.Height); result != S_OK) return result;
-    const bool done = resampler_.Calculate(*m_Work, *m_Cache, kernels::OpaqueSums::ShiftProducts, m_Abort);
+    const bool done = resampler_.Calculate(*m_Work, *m_Cache, passes::OpaqueSums::ShiftProducts, m_Abort);
     return done ? S_OK : kNotDone;
 }
 

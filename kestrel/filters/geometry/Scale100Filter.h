@@ -1,5 +1,5 @@
 #pragma once
-#include "kestrel/filters/geometry/Resampler.h"
+#include "kestrel/filters/geometry/ScaledGeometry.h"
 #include "kestrel/framework/TwinFilter.h"
 
 namespace kestrel {
@@ -50,7 +50,7 @@ private:
     void RecalcGeometry();
     HRESULT Resample();
 
-    Resampler resampler_;
+    passes::Resampler resampler_;
 };
 
 }  // namespace kestrel

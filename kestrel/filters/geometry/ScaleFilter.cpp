@@ -43,9 +43,9 @@ HRESULT CScaleFilter::CommitChanges() {
     return result;
 }
 
-CScaleFilter::Factors CScaleFilter::FactorsFor(int width, int height, bool capX, bool capY) const {
+ScaleFactors CScaleFilter::FactorsFor(int width, int height, bool capX, bool capY) const {
     const ScaleParameters& p = Active();
-    Factors factors{static_cast<double>(p.m_nMaxWidth) / width, static_cast<double>(p.m_nMaxHeight) / height};
+    ScaleFactors factors{static_cast<double>(p.m_nMaxWidth) / width, static_cast<double>(p.m_nMaxHeight) / height};
     if (!p.m_bAllowEnlarge) {
         if (capX) factors.x = std::min(factors.x, 1.0);
         if (capY) factors.y = std::min(factors.y, 1.0);
@@ -63,18 +63,18 @@ void CScaleFilter::RecalcGeometry() {
     if (p.m_nProportions == 2 && ((wideBox && width < height) || (tallBox && width > height)))
         std::swap(p.m_nMaxWidth, p.m_nMaxHeight);
 
+    ScaleFactors factors;
     int outWidth = 0;
     int outHeight = 0;
     if (width > 0 && height > 0) {
         // What is not reduced from a larger original may not be enlarged.
-        const Factors factors =
+        factors =
             FactorsFor(width, height, p.m_nMaxWidth > m_InActive.ViewWidth, p.m_nMaxHeight > m_InActive.ViewHeight);
-        resampler_.m_ScaleX = factors.x;
-        resampler_.m_ScaleY = factors.y;
         outWidth = SizeFrom(std::floor(width * factors.x + 0.5));
         outHeight = SizeFrom(std::floor(height * factors.y + 0.5));
     }
-    resampler_.SetGeometry(m_InActive, outWidth, outHeight, p.m_nMaxWidth > 0 && p.m_nMaxHeight > 0, &m_Out);
+    SetScaledGeometry(resampler_, m_InActive, factors, outWidth, outHeight, p.m_nMaxWidth > 0 && p.m_nMaxHeight > 0,
+                      m_Out);
 }
 
 HRESULT CScaleFilter::SetViewSize(int width, int height) {
@@ -82,7 +82,7 @@ HRESULT CScaleFilter::SetViewSize(int width, int height) {
     m_InPending.ViewHeight = height;
     if (!m_Downstream) return S_OK;
     if (width < 1 || height < 1) return m_Downstream->SetViewSize(width, height);  // not said, and so passed on
-    const Factors factors = FactorsFor(width, height, true, true);
+    const ScaleFactors factors = FactorsFor(width, height, true, true);
     return m_Downstream->SetViewSize(SizeFrom(std::floor(width * factors.x + 0.5)),
                                      SizeFrom(std::floor(height * factors.y + 0.5)));
 }
@@ -121,7 +121,7 @@ HRESULT CScaleFilter::Resample() {
     resampler_.Prepare();
     if (const HRESULT result = FetchIntoWork(0, m_Out.Width, m_Out.Height); result != S_OK) return result;
     const bool done = GuardCalculate(
-        __LINE__, [this] { return resampler_.Calculate(*m_Work, *m_Cache, kernels::OpaqueSums::ShiftRows, m_Abort); });
+        __LINE__, [this] { return resampler_.Calculate(*m_Work, *m_Cache, passes::OpaqueSums::ShiftRows, m_Abort); });
     return done ? S_OK : kNotDone;
 }
 

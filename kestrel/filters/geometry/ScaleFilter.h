@@ -1,5 +1,5 @@
 #pragma once
-#include "kestrel/filters/geometry/Resampler.h"
+#include "kestrel/filters/geometry/ScaledGeometry.h"
 #include "kestrel/framework/TwinFilter.h"
 
 namespace kestrel {
@@ -71,17 +71,13 @@ protected:
     ScaleParameters Shown() const override;
 
 private:
-    struct Factors {
-        double x;
-        double y;
-    };
     /// Factors from a size to the active box, both above 0; an axis that is capped is not enlarged.
-    Factors FactorsFor(int width, int height, bool capX, bool capY) const;
+    ScaleFactors FactorsFor(int width, int height, bool capX, bool capY) const;
     void RecalcGeometry();
     HRESULT Resample();
 
     ScaleParameters committed_;  ///< what the active parameters were made of; the box may have been turned since
-    Resampler resampler_;
+    passes::Resampler resampler_;
 };
 
 }  // namespace kestrel

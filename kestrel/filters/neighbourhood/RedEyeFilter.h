@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <array>
 
-#include "kestrel/filters/neighbourhood/RedEyeRepair.h"
 #include "kestrel/framework/TwinFilter.h"
+#include "kestrel/passes/RedEyeRepair.h"
 
 namespace kestrel {
 
@@ -12,7 +12,7 @@ struct ClickPointList {
     static constexpr int kMaximum = 128;
 
     std::int32_t N = 0;  ///< clicks in use, 0..`kMaximum`; -1 in a list that was never committed
-    std::array<ClickPoint, kMaximum> points{};
+    std::array<passes::ClickPoint, kMaximum> points{};
 
     int Used() const { return std::clamp(N, 0, kMaximum); }
 };

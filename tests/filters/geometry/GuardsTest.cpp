@@ -45,7 +45,7 @@ TEST_F(Guards, ALogThatThrowsIsSurvived) {
 }
 
 TEST_F(Guards, AThrowingShearFailsAndTellsItsCorners) {
-    const kernels::Area area{1, 2, 30, 40};
+    const passes::Area area{1, 2, 30, 40};
     EXPECT_TRUE(GuardShear("XShear", area, 1, [] { return true; }));
     EXPECT_FALSE(GuardShear("YShear", area, 1, &Throw));
     EXPECT_EQ(

@@ -1,4 +1,4 @@
-#include "kestrel/kernels/GaussReduce.h"
+#include "kestrel/passes/GaussReduce.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,7 +6,7 @@
 #include <limits>
 #include <new>
 
-namespace kestrel::kernels {
+namespace kestrel::passes {
 namespace {
 
 /// Taps of one axis beyond which a table is refused: more than a picture of any size that fits into memory needs.
@@ -244,7 +244,7 @@ bool ReduceGauss(const Planes& source, const Planes& target, const TapTable& col
                  OpaqueSums opaqueSums, const AbortFlag& abort) {
     const bool transparent = HasTransparency(source);
     for (int y = 0; y < target.height; ++y) {
-        if (Aborted(abort)) return false;
+        if (abort.IsSet()) return false;
         const ScaleTap& row = rows.taps[static_cast<std::size_t>(y)];
         if (!transparent && target.maskRows) std::memset(target.maskRows[y], 0, static_cast<std::size_t>(target.width));
         if (!transparent && !target.rows) continue;
@@ -279,7 +279,7 @@ bool SharpenReduced(const Planes& picture, double scaleX, double scaleY, const A
     row(2).LoadNothing();  // stands for the row below the first
     row(0).Load(plane[0], maskOf(0), picture.width, channels);
     for (int y = 0; y < picture.height; ++y) {
-        if (Aborted(abort)) return false;
+        if (abort.IsSet()) return false;
         if (y + 1 < picture.height)
             row(y + 1).Load(plane[y + 1], maskOf(y + 1), picture.width, channels);
         else
@@ -289,4 +289,4 @@ bool SharpenReduced(const Planes& picture, double scaleX, double scaleY, const A
     return true;
 }
 
-}  // namespace kestrel::kernels
+}  // namespace kestrel::passes

@@ -1,4 +1,4 @@
-#include "kestrel/filters/neighbourhood/RedEyeRepair.h"
+#include "kestrel/passes/RedEyeRepair.h"
 
 #include <fmt/format.h>
 
@@ -7,10 +7,9 @@
 #include <cstddef>
 #include <limits>
 
-#include "kestrel/diagnostics/LogSink.h"
 #include "kestrel/foundation/Truncate.h"
 
-namespace kestrel {
+namespace kestrel::passes {
 namespace {
 
 constexpr int kNotInitialized = -1;
@@ -45,8 +44,6 @@ const char* NameOf(int clickClass) {
     }
 }
 
-void Log(int line, const std::string& text) { LogLine(-1, "RedEyeFilter", line, text); }
-
 /// How much red stands above the mean of the other two.
 int RedExcess(const std::uint8_t* pixel) { return pixel[2] - (pixel[1] + pixel[0]) / 2; }
 
@@ -75,8 +72,8 @@ private:
 
 }  // namespace
 
-RedEyeRepair::RedEyeRepair(std::uint8_t* const* rows, int width, int height, double renderScale)
-    : rows_(rows), width_(width), height_(height), renderScale_(renderScale) {}
+RedEyeRepair::RedEyeRepair(std::uint8_t* const* rows, int width, int height, double renderScale, Report report)
+    : rows_(rows), width_(width), height_(height), renderScale_(renderScale), report_(report) {}
 
 ClickClass RedEyeRepair::Classify(int red, int green, int blue) {
     const int greatest = std::max({red, green, blue});
@@ -108,9 +105,9 @@ void RedEyeRepair::Repair(int number, const ClickPoint& click) {
     constexpr std::uint8_t kNothing[3] = {};
     const std::uint8_t* const pixel = inside ? PixelAt(clickX_, clickY_) : kNothing;
     m_nClass = inside ? Classify(pixel[2], pixel[1], pixel[0]) : kClickNotDefined;
-    Log(__LINE__, "----------------------------------------------------------------------------\n");
-    Log(__LINE__, fmt::format("Clickpoint #{} is {}  ( rgb = {:3} / {:3} / {:3} )\n", number, NameOf(m_nClass),
-                              pixel[2], pixel[1], pixel[0]));
+    report_(__LINE__, "----------------------------------------------------------------------------\n");
+    report_(__LINE__, fmt::format("Clickpoint #{} is {}  ( rgb = {:3} / {:3} / {:3} )\n", number, NameOf(m_nClass),
+                                  pixel[2], pixel[1], pixel[0]));
     if (m_nClass == kClickNotDefined) return;
 
     if (m_nClass == kClickRed) {
@@ -135,8 +132,8 @@ void RedEyeRepair::Repair(int number, const ClickPoint& click) {
     if (m_nClass == kClickCat || m_nClass == kClickWhite) WidenOutline(1);
     if (m_nClass == kClickRed || m_nClass == kClickCat) SoftenOutline();
     const Roundness roundness = MeasureRoundness();
-    Log(__LINE__, fmt::format("++Clickpoint #{}: {} Pixel replaced, Outline={}, dK = {:.2f}, m_iRedMin={} \n", number,
-                              m_nReplaced, roundness.outline, roundness.value, m_iRedMin));
+    report_(__LINE__, fmt::format("++Clickpoint #{}: {} Pixel replaced, Outline={}, dK = {:.2f}, m_iRedMin={} \n",
+                                  number, m_nReplaced, roundness.outline, roundness.value, m_iRedMin));
 }
 
 // Window and map
@@ -341,21 +338,22 @@ void RedEyeRepair::GrowSearch() {
         const Growth growth = EvaluateGrowth();
         const Roundness roundness = MeasureRoundness();
         if (growth == Growth::Done) {
-            Log(__LINE__, fmt::format("Unclipped Search Range = {:3} (OK, dRoundness = {:.2f}, nBorderLength={}, "
-                                      "nArea={}, m_iRedMin={})\n",
-                                      m_nSearchRange, roundness.value, roundness.outline, roundness.area, m_iRedMin));
+            report_(__LINE__,
+                    fmt::format("Unclipped Search Range = {:3} (OK, dRoundness = {:.2f}, nBorderLength={}, "
+                                "nArea={}, m_iRedMin={})\n",
+                                m_nSearchRange, roundness.value, roundness.outline, roundness.area, m_iRedMin));
             return;
         }
         if (roundness.value > kRagged && StepRedMin()) continue;
         m_nSearchRange = TruncateToInt(m_nSearchRange * 1.5);
-        Log(__LINE__,
-            fmt::format("New unclipped Search Range = {:3} (previously {}, dRoundness = {:.2f}, "
-                        "nBorderLength={}, nArea={}, m_iRedMin={})\n",
-                        m_nSearchRange, growth == Growth::TouchingBorder ? "TOUCHING_BORDER" : "TOO_MANY_RED_PIXELS",
-                        roundness.value, roundness.outline, roundness.area, m_iRedMin));
+        report_(__LINE__, fmt::format("New unclipped Search Range = {:3} (previously {}, dRoundness = {:.2f}, "
+                                      "nBorderLength={}, nArea={}, m_iRedMin={})\n",
+                                      m_nSearchRange,
+                                      growth == Growth::TouchingBorder ? "TOUCHING_BORDER" : "TOO_MANY_RED_PIXELS",
+                                      roundness.value, roundness.outline, roundness.area, m_iRedMin));
         MakeWindow();
         if (m_nSearchRange >= kLargestRange) {
-            Log(__LINE__, fmt::format("***** MAX SEARCHRANGE REACHED *****m_iRedMin={}\n", m_iRedMin));
+            report_(__LINE__, fmt::format("***** MAX SEARCHRANGE REACHED *****m_iRedMin={}\n", m_iRedMin));
             return;
         }
         StepRedMin();
@@ -419,4 +417,4 @@ void RedEyeRepair::SoftenOutline() {
     });
 }
 
-}  // namespace kestrel
+}  // namespace kestrel::passes

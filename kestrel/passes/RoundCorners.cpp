@@ -1,10 +1,10 @@
-#include "kestrel/filters/composition/RoundCorners.h"
+#include "kestrel/passes/RoundCorners.h"
 
 #include <algorithm>
 
-#include "kestrel/kernels/ArcCoverage.h"
+#include "kestrel/passes/ArcCoverage.h"
 
-namespace kestrel {
+namespace kestrel::passes {
 
 void RoundCorners(int width, int height, std::int32_t radius, std::uint8_t* const* maskRows) {
     // The middle column of an odd width belongs to the left quarters, the middle row to the lower ones.
@@ -12,7 +12,7 @@ void RoundCorners(int width, int height, std::int32_t radius, std::uint8_t* cons
     const int rows = std::min(radius, height - height / 2);
     for (int j = 0; j < rows; ++j)
         for (int i = 0; i < columns; ++i) {
-            const double coverage = kernels::ArcCoverage(i, j, radius);
+            const double coverage = ArcCoverage(i, j, radius);
             if (coverage == 1.0) break;  // the rest of the row is inside
             const auto cut = [&](int x, int y) {
                 std::uint8_t& mask = maskRows[y][x];
@@ -27,4 +27,4 @@ void RoundCorners(int width, int height, std::int32_t radius, std::uint8_t* cons
         }
 }
 
-}  // namespace kestrel
+}  // namespace kestrel::passes

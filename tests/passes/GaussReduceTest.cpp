@@ -1,4 +1,4 @@
-#include "kestrel/kernels/GaussReduce.h"
+#include "kestrel/passes/GaussReduce.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 
 #include "tests/support/Picture.h"
 
-namespace kestrel::kernels {
+namespace kestrel::passes {
 namespace {
 using test::Picture;
 using test::Pixel;
@@ -255,4 +255,4 @@ TEST(SharpenReduced, KeepsFlatPicturesAtEveryFactor) {
 }
 
 }  // namespace
-}  // namespace kestrel::kernels
+}  // namespace kestrel::passes

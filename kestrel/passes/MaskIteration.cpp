@@ -1,12 +1,12 @@
-#include "kestrel/filters/composition/MaskRounds.h"
+#include "kestrel/passes/MaskIteration.h"
 
 #include <algorithm>
 #include <cstring>
 #include <utility>
 
-namespace kestrel {
+namespace kestrel::passes {
 
-MaskRounds::MaskRounds(std::uint8_t* const* rows, int width, int height, RowRule rule)
+MaskIteration::MaskIteration(std::uint8_t* const* rows, int width, int height, RowRule rule)
     : rows_(rows),
       width_(width),
       height_(height),
@@ -17,7 +17,7 @@ MaskRounds::MaskRounds(std::uint8_t* const* rows, int width, int height, RowRule
     for (auto& line : lines_) line.resize(static_cast<std::size_t>(width_));
 }
 
-bool MaskRounds::MayChange(std::int64_t piece, std::int64_t y) const {
+bool MaskIteration::MayChange(std::int64_t piece, std::int64_t y) const {
     const std::int64_t first = std::max<std::int64_t>(piece - 1, 0);
     const std::int64_t end = std::min(piece + 2, pieces_);
     for (std::int64_t row = y - 1; row <= y + 1; ++row)
@@ -28,7 +28,7 @@ bool MaskRounds::MayChange(std::int64_t piece, std::int64_t y) const {
 
 /// Makes row `y` from the row before this round (which it keeps in `lines_[0]`) and its neighbours. False when no piece
 /// of it can change; the row was then not written.
-bool MaskRounds::MakeRow(const MaskArea& area, std::int64_t y, const std::uint8_t* below) {
+bool MaskIteration::MakeRow(const MaskArea& area, std::int64_t y, const std::uint8_t* below) {
     bool written = false;
     const bool entered = y < last_.bottom || y >= last_.top;
     for (std::int64_t piece = area.left / kPiece; piece * kPiece < area.right; ++piece) {
@@ -47,7 +47,7 @@ bool MaskRounds::MakeRow(const MaskArea& area, std::int64_t y, const std::uint8_
     return written;
 }
 
-bool MaskRounds::Round(MaskArea area, const AbortFlag& abort) {
+bool MaskIteration::Step(MaskArea area, const AbortFlag& abort) {
     area = {std::max<std::int64_t>(area.left, 1), std::max<std::int64_t>(area.bottom, 1),
             std::min(area.right, width_ - 1), std::min(area.top, height_ - 1)};
     std::fill(nowChanged_.begin(), nowChanged_.end(), std::uint8_t{0});
@@ -67,4 +67,4 @@ bool MaskRounds::Round(MaskArea area, const AbortFlag& abort) {
     return true;
 }
 
-}  // namespace kestrel
+}  // namespace kestrel::passes

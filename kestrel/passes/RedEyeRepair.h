@@ -2,11 +2,12 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "kestrel/foundation/Export.h"
 
-namespace kestrel {
+namespace kestrel::passes {
 
 /// One click on an eye.
 struct ClickPoint {
@@ -33,11 +34,14 @@ enum ClickClass : int {
 /// window, no more.
 class KESTREL_API RedEyeRepair {
 public:
+    /// Receives a line about the search and the source line that it comes from.
+    using Report = void (*)(int line, const std::string& text);
+
     /// Rows of 24-bit pixels that stay the caller's. `renderScale` is picture / full-size picture: windows shrink with
     /// it; any number is safe.
-    RedEyeRepair(std::uint8_t* const* rows, int width, int height, double renderScale);
+    RedEyeRepair(std::uint8_t* const* rows, int width, int height, double renderScale, Report report);
 
-    /// Repairs the eye under a click; `number` names it in the log. Throws `std::bad_alloc`.
+    /// Repairs the eye under a click; `number` names it in the reports. Throws `std::bad_alloc`.
     void Repair(int number, const ClickPoint& click);
 
     /// The kind of reflection that a clicked pixel shows.
@@ -101,6 +105,7 @@ private:
     const int width_;
     const int height_;
     const double renderScale_;
+    const Report report_;
 
     int clickX_ = 0;
     int clickY_ = 0;
@@ -115,4 +120,4 @@ private:
     std::array<std::uint8_t, 256> greys_{};  ///< replacement of each average
 };
 
-}  // namespace kestrel
+}  // namespace kestrel::passes

@@ -1,4 +1,4 @@
-#include "kestrel/kernels/Shear.h"
+#include "kestrel/passes/Shear.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 
 #include "tests/support/Picture.h"
 
-namespace kestrel::kernels {
+namespace kestrel::passes {
 namespace {
 using test::Picture;
 using test::Pixel;
@@ -177,4 +177,4 @@ TEST(Shears, EndAtAnAbort) {
 }
 
 }  // namespace
-}  // namespace kestrel::kernels
+}  // namespace kestrel::passes

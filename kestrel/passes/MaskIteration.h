@@ -6,7 +6,7 @@
 #include "kestrel/foundation/AbortFlag.h"
 #include "kestrel/kernels/MaskRows.h"
 
-namespace kestrel {
+namespace kestrel::passes {
 
 /// Columns left to right − 1 and rows bottom to top − 1 of a mask.
 struct MaskArea {
@@ -15,15 +15,15 @@ struct MaskArea {
 
 /// Applies one 3 × 3 rule to a mask many times. From the second round on it skips what cannot change: a piece of a row
 /// whose surroundings were the same before the last round and after it would come out as it is.
-class MaskRounds {
+class MaskIteration {
 public:
     using RowRule = std::function<void(const kernels::MaskNeighbours&, std::uint8_t*, std::size_t)>;
 
     /// The rows stay the caller's. The outermost bytes are read and never written.
-    MaskRounds(std::uint8_t* const* rows, int width, int height, RowRule rule);
+    MaskIteration(std::uint8_t* const* rows, int width, int height, RowRule rule);
 
     /// Runs one round over an area that contains that of the round before. False when `abort` was set.
-    bool Round(MaskArea area, const AbortFlag& abort);
+    bool Step(MaskArea area, const AbortFlag& abort);
     /// Did the last round change a byte?
     bool Changed() const { return changedAny_; }
 
@@ -45,4 +45,4 @@ private:
     bool changedAny_ = true;
 };
 
-}  // namespace kestrel
+}  // namespace kestrel::passes

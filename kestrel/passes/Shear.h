@@ -2,9 +2,9 @@
 #include <array>
 #include <cstdint>
 
-#include "kestrel/kernels/Planes.h"
+#include "kestrel/passes/Planes.h"
 
-namespace kestrel::kernels {
+namespace kestrel::passes {
 
 /// A rectangle of pixels, half open.
 struct Area {
@@ -41,4 +41,4 @@ struct Shear {
 /// Shears the columns of `area` in place, the bottom row of the area being the start of each line.
 [[nodiscard]] bool YShear(const Planes& picture, const Shear& shear, const AbortFlag& abort);
 
-}  // namespace kestrel::kernels
+}  // namespace kestrel::passes

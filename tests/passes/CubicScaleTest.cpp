@@ -1,4 +1,4 @@
-#include "kestrel/kernels/CubicScale.h"
+#include "kestrel/passes/CubicScale.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 
 #include "tests/support/Picture.h"
 
-namespace kestrel::kernels {
+namespace kestrel::passes {
 namespace {
 using test::Picture;
 using test::Pixel;
@@ -25,11 +25,11 @@ Picture Scaled(Picture source, int width, int height) {
 }
 
 using Weights = std::array<int, 4>;
-Weights WeightsOf(const CubicTap& tap) { return {tap.weight[0], tap.weight[1], tap.weight[2], tap.weight[3]}; }
+Weights WeightsOf(const kernels::CubicTap& tap) { return {tap.weight[0], tap.weight[1], tap.weight[2], tap.weight[3]}; }
 
 TEST(CubicTaps, EqualSizesTakeThePixelItself) {
     for (const int size : {1, 3, 100, 4001})
-        for (int j = 0; const CubicTap& tap : BuildCubicTaps(size, size)) {
+        for (int j = 0; const kernels::CubicTap& tap : BuildCubicTaps(size, size)) {
             ASSERT_EQ(tap.base, j++);
             ASSERT_EQ(WeightsOf(tap), (Weights{0, 4096, 0, 0}));
         }
@@ -192,4 +192,4 @@ TEST(ScaleCubic, EndsAtAnAbort) {
 }
 
 }  // namespace
-}  // namespace kestrel::kernels
+}  // namespace kestrel::passes

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "kestrel/kernels/Planes.h"
+#include "kestrel/passes/Planes.h"
 
-namespace kestrel::kernels {
+namespace kestrel::passes {
 
 /// Exponents above this weigh 1, the least weight there is.
 inline constexpr std::int32_t kGaussLimit = 10646;
@@ -67,4 +67,4 @@ bool HasTransparency(const Planes& picture);
 /// aborted. Throws `std::bad_alloc`.
 [[nodiscard]] bool SharpenReduced(const Planes& picture, double scaleX, double scaleY, const AbortFlag& abort);
 
-}  // namespace kestrel::kernels
+}  // namespace kestrel::passes

@@ -1,11 +1,11 @@
-#include "kestrel/kernels/CubicScale.h"
+#include "kestrel/passes/CubicScale.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
 
-namespace kestrel::kernels {
+namespace kestrel::passes {
 namespace {
 
 constexpr int kUnit = 4096;
@@ -19,7 +19,7 @@ double Cubic(double x) {
 
 std::uint8_t Clamp(int value) { return static_cast<std::uint8_t>(std::clamp(value, 0, 255)); }
 
-std::uint8_t PlainValue(const CubicTap& tap, int p0, int p1, int p2, int p3) {
+std::uint8_t PlainValue(const kernels::CubicTap& tap, int p0, int p1, int p2, int p3) {
     return Clamp((tap.Weigh(p0, p1, p2, p3) + kUnit / 2) >> 12);
 }
 
@@ -32,8 +32,8 @@ struct Neighbours {
 };
 
 /// Neighbours that are all there or all not are most of a picture and need no division by a weight of their own.
-void MixPixel(const CubicTap& tap, const OpaqueDivision& divide, const Neighbours& from, std::uint8_t* colour,
-              std::uint8_t* opacity) {
+void MixPixel(const kernels::CubicTap& tap, const kernels::OpaqueDivision& divide, const Neighbours& from,
+              std::uint8_t* colour, std::uint8_t* opacity) {
     const int all = from.opacity[0] & from.opacity[1] & from.opacity[2] & from.opacity[3];
     if (all == 255) {
         for (int c = 0; c < 3; ++c)
@@ -99,10 +99,10 @@ void LoadPadded(const Planes& source, int y, Row& into) {
 /// The first pass: one padded source row to the width of the result.
 class RowPass {
 public:
-    RowPass(const Planes& source, const std::vector<CubicTap>& taps)
+    RowPass(const Planes& source, const std::vector<kernels::CubicTap>& taps)
         : source_(source), taps_(taps), padded_(source, source.width + kBefore + kBehind) {
         divisions_.reserve(taps.size());
-        for (const CubicTap& tap : taps) divisions_.emplace_back(tap);
+        for (const kernels::CubicTap& tap : taps) divisions_.emplace_back(tap);
     }
 
     void operator()(int y, Row& into) {
@@ -119,20 +119,20 @@ public:
     }
 
 private:
-    const std::uint8_t* Pixel(const CubicTap& tap) const {
+    const std::uint8_t* Pixel(const kernels::CubicTap& tap) const {
         return padded_.colour.data() + std::ptrdiff_t{tap.base} * 3;
     }
-    const std::uint8_t* Opacity(const CubicTap& tap) const { return padded_.opacity.data() + tap.base; }
+    const std::uint8_t* Opacity(const kernels::CubicTap& tap) const { return padded_.opacity.data() + tap.base; }
 
     void Colour(std::uint8_t* to) const {
-        for (const CubicTap& tap : taps_) {
+        for (const kernels::CubicTap& tap : taps_) {
             const std::uint8_t* p = Pixel(tap);
             for (int c = 0; c < 3; ++c) *to++ = PlainValue(tap, p[c], p[c + 3], p[c + 6], p[c + 9]);
         }
     }
 
     void Mask(std::uint8_t* to) const {
-        for (const CubicTap& tap : taps_) {
+        for (const kernels::CubicTap& tap : taps_) {
             const std::uint8_t* o = Opacity(tap);
             *to++ = PlainValue(tap, o[0], o[1], o[2], o[3]);
         }
@@ -157,13 +157,13 @@ private:
     }
 
     const Planes& source_;
-    const std::vector<CubicTap>& taps_;
-    std::vector<OpaqueDivision> divisions_;
+    const std::vector<kernels::CubicTap>& taps_;
+    std::vector<kernels::OpaqueDivision> divisions_;
     Row padded_;
 };
 
 /// The second pass: four rows of the intermediate to one row of the result.
-void ColumnPass(const CubicTap& tap, const std::array<const Row*, 4>& from, const Planes& target, int y) {
+void ColumnPass(const kernels::CubicTap& tap, const std::array<const Row*, 4>& from, const Planes& target, int y) {
     const auto width = static_cast<std::size_t>(target.width);
     const auto colour = [&from](std::size_t k) { return from[k]->colour.data(); };
     const auto opacity = [&from](std::size_t k) { return from[k]->opacity.data(); };
@@ -180,11 +180,11 @@ void ColumnPass(const CubicTap& tap, const std::array<const Row*, 4>& from, cons
     }
     std::uint8_t* const to = target.rows[y];
     if (std::all_of(from.begin(), from.end(), [](const Row* row) { return row->opaque; })) {
-        CubicRow(tap, {colour(0), colour(1), colour(2), colour(3)}, to, width * 3);
+        kernels::CubicRow(tap, {colour(0), colour(1), colour(2), colour(3)}, to, width * 3);
         std::fill_n(mask, width, std::uint8_t{0});
         return;
     }
-    const OpaqueDivision divide(tap);
+    const kernels::OpaqueDivision divide(tap);
     for (std::size_t i = 0; i < width; ++i) {
         std::uint8_t opaque = 0;
         MixPixel(tap, divide,
@@ -197,8 +197,8 @@ void ColumnPass(const CubicTap& tap, const std::array<const Row*, 4>& from, cons
 
 }  // namespace
 
-std::vector<CubicTap> BuildCubicTaps(int inSize, int outSize) {
-    std::vector<CubicTap> taps(static_cast<std::size_t>(outSize));
+std::vector<kernels::CubicTap> BuildCubicTaps(int inSize, int outSize) {
+    std::vector<kernels::CubicTap> taps(static_cast<std::size_t>(outSize));
     const auto ratio = static_cast<float>(static_cast<double>(inSize) / outSize);
     for (int j = 0; j < outSize; ++j) {
         const double pos = (j + 0.5) * double{ratio} - 0.00001;
@@ -215,8 +215,8 @@ std::vector<CubicTap> BuildCubicTaps(int inSize, int outSize) {
 
 bool ScaleCubic(const Planes& source, const Planes& target, const AbortFlag& abort) {
     if (source.width < 3 || source.height < 1) return true;
-    const std::vector<CubicTap> columns = BuildCubicTaps(source.width, target.width);
-    const std::vector<CubicTap> rows = BuildCubicTaps(source.height, target.height);
+    const std::vector<kernels::CubicTap> columns = BuildCubicTaps(source.width, target.width);
+    const std::vector<kernels::CubicTap> rows = BuildCubicTaps(source.height, target.height);
     RowPass rowPass(source, columns);
 
     // The second pass looks at four rows that follow each other, so that no more of the intermediate is held: the row
@@ -238,8 +238,8 @@ bool ScaleCubic(const Planes& source, const Planes& target, const AbortFlag& abo
     };
 
     for (int y = 0; y < target.height; ++y) {
-        if (Aborted(abort)) return false;
-        const CubicTap& tap = rows[static_cast<std::size_t>(y)];
+        if (abort.IsSet()) return false;
+        const kernels::CubicTap& tap = rows[static_cast<std::size_t>(y)];
         ColumnPass(tap,
                    {intermediate(padded(tap.base - 1)), intermediate(padded(tap.base)),
                     intermediate(padded(tap.base + 1)), intermediate(padded(tap.base + 2))},
@@ -248,4 +248,4 @@ bool ScaleCubic(const Planes& source, const Planes& target, const AbortFlag& abo
     return true;
 }
 
-}  // namespace kestrel::kernels
+}  // namespace kestrel::passes

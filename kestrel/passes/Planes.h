@@ -2,8 +2,9 @@
 #include <cstdint>
 
 #include "kestrel/foundation/AbortFlag.h"
+#include "kestrel/image/WorkImage.h"
 
-namespace kestrel::kernels {
+namespace kestrel::passes {
 
 /// A picture as row tables, the bottom row first: 24-bit rows of blue, green, red and 8-bit mask rows beside them, 255
 /// where nothing is. A picture may have either plane alone; the table of the other is then null. Owns nothing.
@@ -14,7 +15,9 @@ struct Planes {
     int height = 0;  ///< rows that count
 };
 
-using kestrel::AbortFlag;
-inline bool Aborted(const AbortFlag& abort) { return abort.IsSet(); }
+/// The planes of a work image of which `width` × `height` pixels are in use.
+inline Planes PlanesOf(const CWorkImage& image, int width, int height) {
+    return {image.Rows(), image.MaskRows(), width, height};
+}
 
-}  // namespace kestrel::kernels
+}  // namespace kestrel::passes

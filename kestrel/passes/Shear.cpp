@@ -1,4 +1,4 @@
-#include "kestrel/kernels/Shear.h"
+#include "kestrel/passes/Shear.h"
 
 #include <algorithm>
 #include <cmath>
@@ -7,7 +7,7 @@
 
 #include "kestrel/kernels/ResampleRows.h"
 
-namespace kestrel::kernels {
+namespace kestrel::passes {
 namespace {
 
 constexpr int kBlendRows = 32;
@@ -94,7 +94,8 @@ void BlendedRow(const std::uint8_t* row, const std::uint8_t* masks, int left, in
             std::uint8_t blended[kChunk * 3];
             std::uint8_t kept[kChunk];
             const auto bytes = static_cast<std::size_t>(size) * 3;
-            BlendRow(row + std::ptrdiff_t{x + before} * 3, row + std::ptrdiff_t{x} * 3, shares, blended, bytes);
+            kernels::BlendRow(row + std::ptrdiff_t{x + before} * 3, row + std::ptrdiff_t{x} * 3, shares, blended,
+                              bytes);
             std::memcpy(kept, masks + x, static_cast<std::size_t>(size));
             const std::int64_t first = std::max<std::int64_t>(x + by, 0);
             const std::int64_t end = std::min<std::int64_t>(x + by + size, targetWidth);
@@ -164,7 +165,7 @@ public:
         const int step = forward ? -1 : 1;
         const int start = forward ? inside_.top - 1 : inside_.bottom;
         for (int n = 0, y = start; n < inside_.top - inside_.bottom; ++n, y += step) {
-            if (Aborted(abort)) return false;
+            if (abort.IsSet()) return false;
             for (int run = 0; run < runs_; ++run)
                 if (moves_[runStart_[run]].forward == forward)
                     MoveRun(runStart_[run], runStart_[run + 1], y, n == 0 ? -1 : y - step);
@@ -208,7 +209,7 @@ private:
         const std::uint8_t* const previous = before < 0 ? nullptr : picture_.rows[before] + x * 3;
         const std::uint8_t* const previousMasks = before < 0 ? nullptr : picture_.maskRows[before] + x;
         if (previous && std::memcmp(masks, previousMasks, size) == 0) {
-            BlendRow(previous, pixels, shares_ + first * 3, toPixels, size * 3);
+            kernels::BlendRow(previous, pixels, shares_ + first * 3, toPixels, size * 3);
             std::memmove(toMasks, masks, size);
             return;
         }
@@ -244,7 +245,7 @@ bool TurnBlocks(const Planes& source, const Planes& target, bool counterclockwis
             const int top = std::min(bottom + kBlock, place.height);
             const int right = std::min(left + kBlock, place.width);
             for (int r = bottom; r < top; ++r) {
-                if (Aborted(abort)) return false;
+                if (abort.IsSet()) return false;
                 const int x = counterclockwise != mirror ? r : lastColumn - r;
                 std::uint8_t* const to = target.rows[place.y + r] + std::ptrdiff_t{place.x} * 3;
                 std::uint8_t* const toMask = target.maskRows[place.y + r] + place.x;
@@ -280,7 +281,7 @@ bool TurnQuarter(const Planes& source, const Planes& target, int turns, bool mir
     if (odd) return TurnBlocks(source, target, turns == 1, mirror, {offsetX, offsetY, width, height}, abort);
     const bool reverse = (turns == 2) != mirror;
     for (int r = 0; r < height; ++r) {
-        if (Aborted(abort)) return false;
+        if (abort.IsSet()) return false;
         const int y = turns == 2 ? source.height - 1 - r : r;
         std::uint8_t* to = target.rows[offsetY + r] + std::ptrdiff_t{offsetX} * 3;
         std::uint8_t* const toMask = target.maskRows[offsetY + r] + offsetX;
@@ -304,7 +305,7 @@ bool XShear(const Planes& source, const Planes& target, const Shear& shear, int 
     const Area inside = Inside(shear.area, source);
     if (inside.left >= inside.right) return true;
     for (int y = inside.bottom; y < inside.top; ++y) {
-        if (Aborted(abort)) return false;
+        if (abort.IsSet()) return false;
         const std::int64_t to = std::int64_t{y} - cropY;
         if (to < 0 || to >= target.height) continue;
         const Move move = MoveOf(ShiftOf(shear, y - shear.area.bottom, shear.area.top - shear.area.bottom));
@@ -328,4 +329,4 @@ bool YShear(const Planes& picture, const Shear& shear, const AbortFlag& abort) {
     return true;
 }
 
-}  // namespace kestrel::kernels
+}  // namespace kestrel::passes

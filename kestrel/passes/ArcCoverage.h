@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <utility>
 
-namespace kestrel::kernels {
+namespace kestrel::passes {
 
 /// What a quarter circle of radius `radius` keeps of the pixel at (`i`, `j`), both counted from the corner of the
 /// square that it stands in: 0 outside, 1 inside. The arc is taken as straight from one side of a pixel to the other,
@@ -27,4 +27,4 @@ inline double ArcCoverage(std::int64_t i, std::int64_t j, std::int64_t radius) {
     return (row + 0.5 - y1) / (y0 - y1);  // on the diagonal, where the arc may cross a row from edge to edge
 }
 
-}  // namespace kestrel::kernels
+}  // namespace kestrel::passes
