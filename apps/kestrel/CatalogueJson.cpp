@@ -54,9 +54,12 @@ Json KeysAsJson(std::span<const kestrel::KeyInfo> alike, std::optional<kestrel::
         entry["choices"].push_back({{"value", choice.value}, {"label", choice.label}, {"words", choice.words}});
     add("group", key.group, !key.group.empty());
     add("meaning", key.meaning, true);
+    add("caption", key.caption, !key.caption.empty());
     add("label", key.label, !key.label.empty());
-    if (language)
+    if (language) {
+        if (const auto text = kestrel::BuiltInText(key.caption, *language)) entry["captionText"] = *text;
         if (const auto text = kestrel::BuiltInText(key.label, *language)) entry["labelText"] = *text;
+    }
     return entry;
 }
 

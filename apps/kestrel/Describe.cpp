@@ -48,9 +48,10 @@ std::string Meaning(const kestrel::KeyInfo& key) {
     return meaning;
 }
 
-/// What a dialog writes beside the control of this key.
+/// What a dialog writes beside the control of this key: "Rot: Sättigung".
 std::string Label(const kestrel::KeyInfo& key, kestrel::Language language) {
     std::string label = kestrel::BuiltInText(key.label, language).value_or("");
+    if (const auto caption = kestrel::BuiltInText(key.caption, language)) label = *caption + ": " + label;
     std::replace(label.begin(), label.end(), '\n', ' ');
     return label;
 }

@@ -69,6 +69,7 @@ struct Parameter {
     const char* label = "";    ///< key of the translated label
     const char* meaning = "";  ///< in English, a few words
     const char* group = "";    ///< what the key is one of several alike for: "reds"
+    const char* caption = "";  ///< key of the translated caption that the label stands under in a dialog
     Unit unit = Unit::None;
     Channel channel = Channel::None;
     bool color = false;                 ///< a whole color in one number
@@ -114,6 +115,11 @@ struct Parameter {
     /// Another separator than the table's stands before it.
     constexpr Parameter After(const char* separator) {
         before = separator;
+        return *this;
+    }
+    /// A dialog shows it under a caption.
+    constexpr Parameter Under(const char* captionKey) {
+        caption = captionKey;
         return *this;
     }
     constexpr Parameter When(bool (*written)(const Record&)) {

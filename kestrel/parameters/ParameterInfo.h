@@ -55,6 +55,7 @@ struct KeyInfo {
     std::string label;                ///< key of the translated label
     std::string meaning;              ///< in English, a few words
     std::string group;                ///< what the key is one of several alike for: "reds"; empty for none
+    std::string caption;              ///< key of the translated caption that the label stands under; empty for none
     std::span<const Choice> choices;  ///< static; empty unless `kind` is `Kind::Choice`
 };
 

@@ -220,6 +220,7 @@ ParameterInfo Info(const ParameterTable<Record, N>& table) {
                  .label = row.label,
                  .meaning = row.meaning,
                  .group = row.group,
+                 .caption = row.caption,
                  .choices = row.choices});
         }
     return info;

@@ -565,6 +565,8 @@ TEST_F(KestrelTest, SpeaksFiveLanguages) {
     EXPECT_NE(told.find("-100 to 100  0        Luminosit\xC3\xA9\n"), std::string::npos) << told;
     EXPECT_NE(Run("describe Invert --json --lang es").out.find("\"labelText\": \"Invertir imagen\""),
               std::string::npos);
+    EXPECT_NE(Run("describe HSB --lang de").out.find("Rot: Farbton\n"), std::string::npos);
+    EXPECT_NE(Run("describe HSB --json --lang de").out.find("\"captionText\": \"Alle Farben\""), std::string::npos);
 }
 
 TEST_F(KestrelTest, PrintsColours) {

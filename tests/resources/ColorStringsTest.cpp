@@ -60,6 +60,34 @@ TEST_F(ColorStrings, EveryFilterHasANameAHeadAndAHelp) {
     }
 }
 
+TEST_F(ColorStrings, EveryKeyThatADialogShowsHasALabel) {
+    const std::set<std::string> hidden = {
+        "TMFilter.Sharpen.1 Version",        "TMFilter.Blur.1 Version",        "TMFilter.FindEdges.1 Version",
+        "TMFilter.Emboss.1 Version",         "TMFilter.SoftFrame.1 Ver",       "TMFilter.Scale.1 ScaleThrough",
+        "TMFilter.Rotate.1 CenterX",         "TMFilter.Rotate.1 CenterY",      "TMFilter.Rotate.1 AlignLeftBottom",
+        "TMFilter.Rauchglas.1 BordersizeOn", "TMFilter.Rauchglas.1 TotalHori", "TMFilter.Rauchglas.1 TotalVerti",
+        "TMFilter.GradCurves.1 nL",          "TMFilter.GradCurves.1 nR",       "TMFilter.GradCurves.1 nG",
+        "TMFilter.GradCurves.1 nB",          "TMFilter.GradCurves.1 FilterOn", "TMFilter.WhiteBlackGrey.1 FilterOn"};
+    const std::set<std::string> ofSeveralKeys = {"IDS_TEXT_FONT", "IDS_WHITEBLACKGREY_RGB", "IDS_ROTCROP_LINE_START",
+                                                 "IDS_ROTCROP_LINE_END"};
+    for (const ClassRow& row : ClassTable()) {
+        if (!row.IsFilter()) continue;
+        std::set<std::string> used;
+        for (const KeyInfo& key : row.parameters().keys) {
+            if (key.role != Role::Setting) continue;
+            const std::string name = std::string(row.description->progId) + " " + key.key;
+            EXPECT_EQ(strings.Has(key.label), !hidden.count(name)) << name << ": " << key.label;
+            EXPECT_TRUE(key.caption.empty() || strings.Has(key.caption)) << name << ": " << key.caption;
+            EXPECT_FALSE(key.label.ends_with("_NAME")) << name << " is labeled as the filter is";
+            for (const Choice& choice : key.choices)
+                EXPECT_TRUE(!*choice.label || strings.Has(choice.label)) << name << ": " << choice.label;
+            const bool shares = key.channel != Channel::None || !key.list.empty() || ofSeveralKeys.count(key.label);
+            EXPECT_TRUE(key.label.empty() || shares || used.insert(key.caption + key.label).second)
+                << name << " is labeled as another key is: " << key.label;
+        }
+    }
+}
+
 // Words that are the same in English and another language; anything else that is equal was not translated.
 TEST_F(ColorStrings, NothingIsLeftInEnglish) {
     const std::set<std::string> shared = {

@@ -9,15 +9,19 @@ inline constexpr ParameterTable<BoardParameters, 12> kPasspartoutText{
         {Flag("BordersizeOn", &BoardParameters::bordersizeOn, "IDS_PASS_BORDERSIZE",
               "the borders count, not the total size"),
          Number("Borderhori", &BoardParameters::borderHori, {-50, 1000}, "IDS_PASS_BORDERHORI", "left and right border",
-                Unit::Pixels),
-         Number("Borderverti", &BoardParameters::borderVerti, {-50, 1000}, "IDS_PASS_BORDERVERTI",
-                "bottom and top border", Unit::Pixels),
-         Number("TotalHori", &BoardParameters::totalHori, {1, 10000}, "IDS_PASS_OBJECTSIZE", "width of the board",
                 Unit::Pixels)
+             .Under("IDS_PASS_BORDERSIZE"),
+         Number("Borderverti", &BoardParameters::borderVerti, {-50, 1000}, "IDS_PASS_BORDERVERTI",
+                "bottom and top border", Unit::Pixels)
+             .Under("IDS_PASS_BORDERSIZE"),
+         Number("TotalHori", &BoardParameters::totalHori, {1, 10000}, "IDS_PASS_TOTALHORI", "width of the board",
+                Unit::Pixels)
+             .Under("IDS_PASS_OBJECTSIZE")
              .Digits(4)
              .ResetAt(0, 3),
-         Number("TotalVerti", &BoardParameters::totalVerti, {1, 10000}, "IDS_PASS_OBJECTSIZE", "height of the board",
+         Number("TotalVerti", &BoardParameters::totalVerti, {1, 10000}, "IDS_PASS_TOTALVERTI", "height of the board",
                 Unit::Pixels)
+             .Under("IDS_PASS_OBJECTSIZE")
              .Digits(4)
              .ResetAt(0, 3),
          Number("Radius", &BoardParameters::radius, {0, 10000}, "IDS_PASS_RADIUS", "radius of the corners",
@@ -27,11 +31,13 @@ inline constexpr ParameterTable<BoardParameters, 12> kPasspartoutText{
              .After(" , ")
              .ResetAt(2),
          ColorPart(Channel::Red, "Red", &BoardParameters::red, "IDS_PASS_COLOR", "colour of the board").ResetAt(1),
-         Number("Poscorhori", &BoardParameters::poscorhori, {-10000, 10000}, "IDS_PASS_POS",
+         Number("Poscorhori", &BoardParameters::poscorhori, {-10000, 10000}, "IDS_PASS_POSHORI",
                 "how far the picture moves to the right", Unit::Pixels)
+             .Under("IDS_PASS_POS")
              .ResetAt(5),
-         Number("Poscorverti", &BoardParameters::poscorverti, {-10000, 10000}, "IDS_PASS_POS",
+         Number("Poscorverti", &BoardParameters::poscorverti, {-10000, 10000}, "IDS_PASS_POSVERTI",
                 "how far the picture moves up", Unit::Pixels)
+             .Under("IDS_PASS_POS")
              .ResetAt(5),
          Percent("Transparency", &BoardParameters::transparency, "IDS_PASS_TRANS", "transparency of the board")
              .ResetAt(4)},

@@ -38,11 +38,13 @@ inline constexpr ParameterTable<RauchglasParameters, 14> kRauchglasText{
              ColorPart<RauchglasParameters>(Channel::Red, "Red", &BoardParameters::red, "IDS_SMOKY_COLOR",
                                             "colour of the pane")
                  .ResetAt(1),
-             Number<RauchglasParameters>("Poscorhori", &BoardParameters::poscorhori, {-100, 100}, "IDS_SMOKY_POS",
+             Number<RauchglasParameters>("Poscorhori", &BoardParameters::poscorhori, {-100, 100}, "IDS_SMOKY_POSHORI",
                                          "place of the pane, from left to right", Unit::Percent)
+                 .Under("IDS_SMOKY_POS")
                  .ResetAt(5, 3),
-             Number<RauchglasParameters>("Poscorverti", &BoardParameters::poscorverti, {-100, 100}, "IDS_SMOKY_POS",
-                                         "place of the pane, from bottom to top", Unit::Percent)
+             Number<RauchglasParameters>("Poscorverti", &BoardParameters::poscorverti, {-100, 100},
+                                         "IDS_SMOKY_POSVERTI", "place of the pane, from bottom to top", Unit::Percent)
+                 .Under("IDS_SMOKY_POS")
                  .ResetAt(5, 3),
              Percent<RauchglasParameters>("Transparency", &BoardParameters::transparency, "IDS_SMOKY_TRANS",
                                           "transparency of the pane")

@@ -26,24 +26,33 @@ inline constexpr ParameterTable<SchattenParameters, 12> kSchattenText{
                     "where the light comes from", Unit::TenthsOfDegree)
                  .Digits(4)
                  .ResetAt(-1),
-             Flag("InnerOn", &SchattenParameters::innerOn, "IDS_SCHATTEN_INNEN", "the shadow falls into the picture"),
+             Flag("InnerOn", &SchattenParameters::innerOn, "IDS_SCHATTEN_INNEN", "the shadow falls into the picture")
+                 .Under("IDS_SCHATTEN_SCHATTEN"),
              Percent("LightIntensity", &SchattenParameters::lightIntensity, "IDS_SCHATTEN_INTENSITAET",
                      "strength of the relief")
+                 .Under("IDS_SCHATTEN_BELEUCHTUNG")
                  .ResetAt(-1),
              Percent("ShadowDensity", &SchattenParameters::shadowDensity, "IDS_SCHATTEN_DICHTE",
-                     "strength of the shadow"),
+                     "strength of the shadow")
+                 .Under("IDS_SCHATTEN_SCHATTEN"),
              Number("ShadowBlur", &SchattenParameters::shadowBlur, {0, 100}, "IDS_SCHATTEN_WEICH",
-                    "blur of the shadow, fifths of a round"),
+                    "blur of the shadow, fifths of a round")
+                 .Under("IDS_SCHATTEN_SCHATTEN"),
              Number("Size", &SchattenParameters::size, {0, 255}, "IDS_SCHATTEN_GROESSE", "growth of the shadow",
-                    Unit::Pixels),
+                    Unit::Pixels)
+                 .Under("IDS_SCHATTEN_SCHATTEN"),
              Number("ShadowDistance", &SchattenParameters::shadowDistance, {0, 255}, "IDS_SCHATTEN_ABSTAND",
-                    "distance of the shadow", Unit::Pixels),
+                    "distance of the shadow", Unit::Pixels)
+                 .Under("IDS_SCHATTEN_SCHATTEN"),
              ColorPart(Channel::Red, "ShadowRed", &SchattenParameters::shadowRed, "IDS_SCHATTEN_FARBE",
-                       "colour of the shadow"),
+                       "colour of the shadow")
+                 .Under("IDS_SCHATTEN_SCHATTEN"),
              ColorPart(Channel::Green, "ShadowGreen", &SchattenParameters::shadowGreen, "IDS_SCHATTEN_FARBE",
-                       "colour of the shadow"),
+                       "colour of the shadow")
+                 .Under("IDS_SCHATTEN_SCHATTEN"),
              ColorPart(Channel::Blue, "ShadowBlue", &SchattenParameters::shadowBlue, "IDS_SCHATTEN_FARBE",
-                       "colour of the shadow"),
+                       "colour of the shadow")
+                 .Under("IDS_SCHATTEN_SCHATTEN"),
              kLightOnKey, kShadowOnKey},
     .minimumBuffer = 201,
     .resetDigits = 1};

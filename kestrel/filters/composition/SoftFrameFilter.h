@@ -15,20 +15,27 @@ struct SoftFrameParameters {
 };
 
 inline constexpr ParameterTable<SoftFrameParameters, 8> kSoftFrameText{
-    .keys =
-        {Number("FrameWidth", &SoftFrameParameters::frameWidth, {0, 100}, "IDS_SOFTFRAME_NAME",
-                "width of the fade, pixels or percent of half the longer side")
-             .ResetAt(1),
-         Flag("SoftCorner", &SoftFrameParameters::softCorner, "IDS_SOFTFRAME_SOFTCORNER", "rounded corners"),
-         Flag("Oben", &SoftFrameParameters::top, "IDS_SOFTFRAME_CHOOSEEDGES", "the top edge fades").ResetAt(3),
-         Flag("Unten", &SoftFrameParameters::bottom, "IDS_SOFTFRAME_CHOOSEEDGES", "the bottom edge fades").ResetAt(5),
-         Flag("Rechts", &SoftFrameParameters::right, "IDS_SOFTFRAME_CHOOSEEDGES", "the right edge fades").ResetAt(4),
-         Flag("Links", &SoftFrameParameters::left, "IDS_SOFTFRAME_CHOOSEEDGES", "the left edge fades").ResetAt(2),
-         Flag("CalcPix", &SoftFrameParameters::calcPix, "IDS_SOFTFRAME_PIXEL", "the width is in pixels").NotReset(),
-         Number("Ver", &SoftFrameParameters::version, {}, "", "version of the text; below 1 the width is in pixels")
-             .Digits(1)
-             .NotCompared()
-             .NotReset()},
+    .keys = {Number("FrameWidth", &SoftFrameParameters::frameWidth, {0, 100}, "IDS_SOFTFRAME_WIDTH",
+                    "width of the fade, pixels or percent of half the longer side")
+                 .ResetAt(1),
+             Flag("SoftCorner", &SoftFrameParameters::softCorner, "IDS_SOFTFRAME_SOFTCORNER", "rounded corners"),
+             Flag("Oben", &SoftFrameParameters::top, "IDS_SOFTFRAME_TOP", "the top edge fades")
+                 .Under("IDS_SOFTFRAME_CHOOSEEDGES")
+                 .ResetAt(3),
+             Flag("Unten", &SoftFrameParameters::bottom, "IDS_SOFTFRAME_BOTTOM", "the bottom edge fades")
+                 .Under("IDS_SOFTFRAME_CHOOSEEDGES")
+                 .ResetAt(5),
+             Flag("Rechts", &SoftFrameParameters::right, "IDS_SOFTFRAME_RIGHT", "the right edge fades")
+                 .Under("IDS_SOFTFRAME_CHOOSEEDGES")
+                 .ResetAt(4),
+             Flag("Links", &SoftFrameParameters::left, "IDS_SOFTFRAME_LEFT", "the left edge fades")
+                 .Under("IDS_SOFTFRAME_CHOOSEEDGES")
+                 .ResetAt(2),
+             Flag("CalcPix", &SoftFrameParameters::calcPix, "IDS_SOFTFRAME_PIXEL", "the width is in pixels").NotReset(),
+             Number("Ver", &SoftFrameParameters::version, {}, "", "version of the text; below 1 the width is in pixels")
+                 .Digits(1)
+                 .NotCompared()
+                 .NotReset()},
     .minimumBuffer = 151,
     .resetDigits = 1};
 

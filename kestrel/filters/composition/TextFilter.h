@@ -28,9 +28,12 @@ struct TextParameters {
     std::string text;               ///< Windows-1252, at most 199 bytes
 };
 
-inline constexpr Choice kTextAnchors[] = {{1, "", "top left"}, {2, "", "top"},          {3, "", "top right"},
-                                          {4, "", "left"},     {5, "", "right"},        {6, "", "bottom left"},
-                                          {7, "", "bottom"},   {8, "", "bottom right"}, {9, "", "middle"}};
+inline constexpr Choice kTextAnchors[] = {
+    {1, "IDS_TEXT_POSITION_1", "top left"},  {2, "IDS_TEXT_POSITION_2", "top"},
+    {3, "IDS_TEXT_POSITION_3", "top right"}, {4, "IDS_TEXT_POSITION_4", "left"},
+    {5, "IDS_TEXT_POSITION_5", "right"},     {6, "IDS_TEXT_POSITION_6", "bottom left"},
+    {7, "IDS_TEXT_POSITION_7", "bottom"},    {8, "IDS_TEXT_POSITION_8", "bottom right"},
+    {9, "IDS_TEXT_POSITION_9", "middle"}};
 inline constexpr Choice kTextDirections[] = {{0, "IDS_TEXT_DIRECTION_NORMAL", "normal"},
                                              {90, "IDS_TEXT_DIRECTION_UP", "up"},
                                              {270, "IDS_TEXT_DIRECTION_DOWN", "down"}};
@@ -51,15 +54,15 @@ inline constexpr ParameterTable<TextParameters, 17> kTextText{
              Number("fpia", &TextParameters::pitchAndFamily, {0, 255}, "IDS_TEXT_FONT", "pitch and family of the font")
                  .Equals(),
              Number("fchs", &TextParameters::charSet, {0, 255}, "IDS_TEXT_FONT", "character set of the font").Equals(),
-             Number("fsz", &TextParameters::fontSize, {1, 4096}, "IDS_TEXT_FONT", "size of the font", Unit::Pixels)
+             Number("fsz", &TextParameters::fontSize, {1, 4096}, "IDS_TEXT_FONTSIZE", "size of the font", Unit::Pixels)
                  .Equals(),
-             Number("fcol", &TextParameters::fontColor, {0, 0xffffff}, "IDS_TEXT_FONT",
+             Number("fcol", &TextParameters::fontColor, {0, 0xffffff}, "IDS_TEXT_COLOR",
                     "colour of the text: red + 256 green + 65536 blue")
                  .Equals()
                  .Color(),
-             Flag("fb", &TextParameters::bold, "IDS_TEXT_FONT", "bold").OneDigit(),
-             Flag("fi", &TextParameters::italic, "IDS_TEXT_FONT", "italic").OneDigit(),
-             Flag("fu", &TextParameters::underline, "IDS_TEXT_FONT", "underlined").OneDigit(),
+             Flag("fb", &TextParameters::bold, "IDS_TEXT_BOLD", "bold").OneDigit(),
+             Flag("fi", &TextParameters::italic, "IDS_TEXT_ITALIC", "italic").OneDigit(),
+             Flag("fu", &TextParameters::underline, "IDS_TEXT_UNDERLINE", "underlined").OneDigit(),
              Percent("shd", &TextParameters::shadow, "IDS_TEXT_SHADOW", "density of the shadow").Equals().ResetAt(1),
              ColorPart(Channel::Red, "shr", &TextParameters::shadowRed, "IDS_TEXT_SHADOWCOLOR", "colour of the shadow")
                  .Equals(),

@@ -31,40 +31,46 @@ struct CropRecord {
 template <class Record>
 constexpr std::array<Parameter<Record>, 11> CropKeys() {
     constexpr double kSameFraction = 0.0001;
-    const auto edge = [](KeyName key, double CropRecord::*field, double fallback, const char* meaning) {
-        return Number<Record>(key, field, {0, 1}, "", meaning, Unit::Fraction).HeldOr(fallback).Within(kSameFraction);
+    const auto edge = [](KeyName key, double CropRecord::*field, double fallback, const char* label,
+                         const char* meaning) {
+        return Number<Record>(key, field, {0, 1}, label, meaning, Unit::Fraction)
+            .HeldOr(fallback)
+            .Within(kSameFraction);
     };
-    const auto flag = [](KeyName key, bool CropRecord::*field, double fallback, const char* meaning) {
-        return Flag<Record>(key, field, "", meaning).Equals().Or(fallback);
+    const auto flag = [](KeyName key, bool CropRecord::*field, double fallback, const char* label,
+                         const char* meaning) {
+        return Flag<Record>(key, field, label, meaning).Equals().Or(fallback);
     };
     const auto ratioIsFixed = [](const Record& r) { return r.m_bFixRatioOn; };
-    const auto dialog = [](KeyName key, std::int32_t CropRecord::*field, const char* meaning) {
-        return Number<Record>(key, field, {0, 100000}, "", meaning, Unit::Pixels)
+    const auto dialog = [](KeyName key, std::int32_t CropRecord::*field, const char* label, const char* meaning) {
+        return Number<Record>(key, field, {0, 100000}, label, meaning, Unit::Pixels)
+            .Under("IDS_CROP_PICTURESIZE")
             .HeldOr(0)
             .When([](const Record& r) { return r.HasDialogSize(); })
             .NotReset();
     };
-    return {
-        edge("LeftMargin", &CropRecord::m_dLeft, 0, "left edge of the cut"),
-        edge("RightMargin", &CropRecord::m_dRight, 1, "right edge of the cut"),
-        edge("BottomMargin", &CropRecord::m_dBottom, 0, "bottom edge of the cut"),
-        edge("TopMargin", &CropRecord::m_dTop, 1, "top edge of the cut"),
-        flag("ShrinkAlpha", &CropRecord::m_bShrinkAlpha, 0, "no limit is known to the size wanted upstream"),
-        flag("FixRatioOn", &CropRecord::m_bFixRatioOn, 1, "the cut keeps its proportions"),
-        Number<Record>("FixRatio", &CropRecord::m_dFixRatio, {0.0001, 10000}, "",
-                       "width to height of the cut; -1: that of the picture")
-            .HeldOr(CropRecord::kOwnRatio)
-            .Special(CropRecord::kOwnRatio)
-            .Within(kSameFraction)
-            .When(ratioIsFixed),
-        flag("Landscape", &CropRecord::m_bLandscape, 0, "the cut lies").When(ratioIsFixed),
-        Number<Record>("AdjustOri", &CropRecord::m_nAdjustOri, {}, "", "orientation that the dialog adjusted; -1: none")
-            .Equals()
-            .Or(-1)
-            .When([](const Record& r) { return r.m_nAdjustOri != -1; })
-            .NotReset(),
-        dialog("DlgSizeX", &CropRecord::m_nDlgSizeX, "width of the picture in the dialog"),
-        dialog("DlgSizeY", &CropRecord::m_nDlgSizeY, "height of the picture in the dialog")};
+    return {edge("LeftMargin", &CropRecord::m_dLeft, 0, "IDS_CROP_LEFT", "left edge of the cut"),
+            edge("RightMargin", &CropRecord::m_dRight, 1, "IDS_CROP_RIGHT", "right edge of the cut"),
+            edge("BottomMargin", &CropRecord::m_dBottom, 0, "IDS_CROP_BOTTOM", "bottom edge of the cut"),
+            edge("TopMargin", &CropRecord::m_dTop, 1, "IDS_CROP_TOP", "top edge of the cut"),
+            flag("ShrinkAlpha", &CropRecord::m_bShrinkAlpha, 0, "IDS_CROP_SHRINKALPHA",
+                 "no limit is known to the size wanted upstream"),
+            flag("FixRatioOn", &CropRecord::m_bFixRatioOn, 1, "IDS_CROP_FIXRATIO", "the cut keeps its proportions"),
+            Number<Record>("FixRatio", &CropRecord::m_dFixRatio, {0.0001, 10000}, "IDS_CROP_RATIO",
+                           "width to height of the cut; -1: that of the picture")
+                .HeldOr(CropRecord::kOwnRatio)
+                .Special(CropRecord::kOwnRatio)
+                .Within(kSameFraction)
+                .When(ratioIsFixed),
+            flag("Landscape", &CropRecord::m_bLandscape, 0, "IDS_CROP_LANDSCAPE", "the cut lies").When(ratioIsFixed),
+            Number<Record>("AdjustOri", &CropRecord::m_nAdjustOri, {}, "IDS_CROP_ORIENTATION",
+                           "orientation that the dialog adjusted; -1: none")
+                .Equals()
+                .Or(-1)
+                .When([](const Record& r) { return r.m_nAdjustOri != -1; })
+                .NotReset(),
+            dialog("DlgSizeX", &CropRecord::m_nDlgSizeX, "IDS_CROP_WIDTH", "width of the picture in the dialog"),
+            dialog("DlgSizeY", &CropRecord::m_nDlgSizeY, "IDS_CROP_HEIGHT", "height of the picture in the dialog")};
 }
 
 /// A missing or unreadable key sets its default; values are brought into their ranges.

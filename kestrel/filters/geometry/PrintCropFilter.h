@@ -17,18 +17,31 @@ struct PrintCropRecord {
 };
 
 inline constexpr ParameterTable<PrintCropRecord, 9> kPrintCropText{
-    .keys =
-        {Number("MarginL", &PrintCropRecord::m_dMarginL, {0, 1}, "", "left edge of the cut", Unit::Fraction).HeldOr(0),
-         Number("MarginR", &PrintCropRecord::m_dMarginR, {0, 1}, "", "right edge of the cut", Unit::Fraction).HeldOr(1),
-         Number("MarginB", &PrintCropRecord::m_dMarginB, {0, 1}, "", "bottom edge of the cut", Unit::Fraction)
-             .HeldOr(0),
-         Number("MarginT", &PrintCropRecord::m_dMarginT, {0, 1}, "", "top edge of the cut", Unit::Fraction).HeldOr(1),
-         Number("Width", &PrintCropRecord::m_dWidth, {0.1, 1000}, "", "width of the print").HeldOr(15),
-         Number("Height", &PrintCropRecord::m_dHeight, {0.1, 1000}, "", "height of the print").HeldOr(10),
-         Number("Measur", &PrintCropRecord::m_nMeasur, {0, 1}, "", "unit of width and height, the host's").HeldOr(1),
-         Number("PPI", &PrintCropRecord::m_dPPI, {0.1, 10000}, "", "resolution of the print, pixels", Unit::PerInch)
-             .HeldOr(100),
-         Flag("FixedPPI", &PrintCropRecord::m_bFixedPPI, "", "the resolution is kept").Equals().Or(0)},
+    .keys = {Number("MarginL", &PrintCropRecord::m_dMarginL, {0, 1}, "IDS_PRINTCROP_LEFT", "left edge of the cut",
+                    Unit::Fraction)
+                 .HeldOr(0),
+             Number("MarginR", &PrintCropRecord::m_dMarginR, {0, 1}, "IDS_PRINTCROP_RIGHT", "right edge of the cut",
+                    Unit::Fraction)
+                 .HeldOr(1),
+             Number("MarginB", &PrintCropRecord::m_dMarginB, {0, 1}, "IDS_PRINTCROP_BOTTOM", "bottom edge of the cut",
+                    Unit::Fraction)
+                 .HeldOr(0),
+             Number("MarginT", &PrintCropRecord::m_dMarginT, {0, 1}, "IDS_PRINTCROP_TOP", "top edge of the cut",
+                    Unit::Fraction)
+                 .HeldOr(1),
+             Number("Width", &PrintCropRecord::m_dWidth, {0.1, 1000}, "IDS_PRINTCROP_WIDTH", "width of the print")
+                 .HeldOr(15),
+             Number("Height", &PrintCropRecord::m_dHeight, {0.1, 1000}, "IDS_PRINTCROP_HEIGHT", "height of the print")
+                 .HeldOr(10),
+             Number("Measur", &PrintCropRecord::m_nMeasur, {0, 1}, "IDS_PRINTCROP_MEASURE",
+                    "unit of width and height, the host's")
+                 .HeldOr(1),
+             Number("PPI", &PrintCropRecord::m_dPPI, {0.1, 10000}, "IDS_PRINTCROP_PPI",
+                    "resolution of the print, pixels", Unit::PerInch)
+                 .HeldOr(100),
+             Flag("FixedPPI", &PrintCropRecord::m_bFixedPPI, "IDS_PRINTCROP_FIXEDPPI", "the resolution is kept")
+                 .Equals()
+                 .Or(0)},
     .minimumBuffer = 250,
     .digits = 1,
     .resetSeparator = nullptr};

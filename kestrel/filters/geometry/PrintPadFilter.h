@@ -18,23 +18,30 @@ struct PrintPadRecord {
 };
 
 inline constexpr ParameterTable<PrintPadRecord, 7> kPrintPadText{
-    .keys = {Number("AspectRatioX", &PrintPadRecord::m_nAspectRatioX, {1, 1000000}, "", "width of the proportions")
-                 .HeldOr(3),
-             Number("AspectRatioY", &PrintPadRecord::m_nAspectRatioY, {1, 1000000}, "", "height of the proportions")
-                 .HeldOr(2),
-             Flag("ForceRatio", &PrintPadRecord::m_bForceRatio, "", "pads to the proportions").Equals().Or(0),
-             Flag("Toggle", &PrintPadRecord::m_bToggle, "", "takes the proportions the other way round").Equals().Or(0),
-             Flag("Landscape", &PrintPadRecord::m_bLandscape, "", "the print lies").Equals().Or(0),
-             Number("PadColor", &PrintPadRecord::m_nPadColor, {0, kWhitePad}, "",
-                    "colour of the pad, hexadecimal, blue last")
-                 .Equals()
-                 .Or(kWhitePad)
-                 .Hexadecimal(6),
-             Number("Copy", &PrintPadRecord::m_nCopy, {1, 1000}, "", "number of prints")
-                 .HeldOr(1)
-                 .When([](const PrintPadRecord& r) { return r.m_nCopy != 1; })
-                 .NotCompared()
-                 .NotReset()},
+    .keys =
+        {Number("AspectRatioX", &PrintPadRecord::m_nAspectRatioX, {1, 1000000}, "IDS_PRINTPAD_RATIOX",
+                "width of the proportions")
+             .HeldOr(3),
+         Number("AspectRatioY", &PrintPadRecord::m_nAspectRatioY, {1, 1000000}, "IDS_PRINTPAD_RATIOY",
+                "height of the proportions")
+             .HeldOr(2),
+         Flag("ForceRatio", &PrintPadRecord::m_bForceRatio, "IDS_PRINTPAD_FORCERATIO", "pads to the proportions")
+             .Equals()
+             .Or(0),
+         Flag("Toggle", &PrintPadRecord::m_bToggle, "IDS_PRINTPAD_TOGGLE", "takes the proportions the other way round")
+             .Equals()
+             .Or(0),
+         Flag("Landscape", &PrintPadRecord::m_bLandscape, "IDS_PRINTPAD_LANDSCAPE", "the print lies").Equals().Or(0),
+         Number("PadColor", &PrintPadRecord::m_nPadColor, {0, kWhitePad}, "IDS_PRINTPAD_COLOR",
+                "colour of the pad, hexadecimal, blue last")
+             .Equals()
+             .Or(kWhitePad)
+             .Hexadecimal(6),
+         Number("Copy", &PrintPadRecord::m_nCopy, {1, 1000}, "IDS_PRINTPAD_COPIES", "number of prints")
+             .HeldOr(1)
+             .When([](const PrintPadRecord& r) { return r.m_nCopy != 1; })
+             .NotCompared()
+             .NotReset()},
     .minimumBuffer = 100,
     .digits = 1,
     .resetSeparator = nullptr};

@@ -10,12 +10,16 @@ struct PrintScaleRecord {
 };
 
 inline constexpr ParameterTable<PrintScaleRecord, 3> kPrintScaleText{
-    .keys =
-        {Number("PrintWidth", &PrintScaleRecord::m_nPrintWidth, {1, 1000000}, "", "width of the print", Unit::Pixels)
-             .HeldOr(100),
-         Number("PrintHeight", &PrintScaleRecord::m_nPrintHeight, {1, 1000000}, "", "height of the print", Unit::Pixels)
-             .HeldOr(100),
-         Number("PrintTurn", &PrintScaleRecord::m_nPrintTurn, {}, "", "counterclockwise quarter turns").Equals().Or(0)},
+    .keys = {Number("PrintWidth", &PrintScaleRecord::m_nPrintWidth, {1, 1000000}, "IDS_PRINTSCALE_WIDTH",
+                    "width of the print", Unit::Pixels)
+                 .HeldOr(100),
+             Number("PrintHeight", &PrintScaleRecord::m_nPrintHeight, {1, 1000000}, "IDS_PRINTSCALE_HEIGHT",
+                    "height of the print", Unit::Pixels)
+                 .HeldOr(100),
+             Number("PrintTurn", &PrintScaleRecord::m_nPrintTurn, {}, "IDS_PRINTSCALE_TURN",
+                    "counterclockwise quarter turns")
+                 .Equals()
+                 .Or(0)},
     .minimumBuffer = 50,
     .digits = 1,
     .resetSeparator = nullptr};

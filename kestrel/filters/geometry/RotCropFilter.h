@@ -19,16 +19,30 @@ inline constexpr auto kRotCropText = [] {
         .keys = {}, .minimumBuffer = kCropText.minimumBuffer, .digits = 1, .resetSeparator = nullptr};
     constexpr auto crop = CropKeys<RotCropRecord>();
     std::copy(crop.begin(), crop.end(), table.keys.begin());
-    const auto point = [](KeyName key, double RotCropRecord::*field, double fallback, const char* meaning) {
-        return Number(key, field, {0, 1}, "", meaning, Unit::Fraction).HeldOr(fallback).Digits(5);
+    const auto point = [](KeyName key, double RotCropRecord::*field, double fallback, const char* label,
+                          const char* meaning) {
+        return Number(key, field, {0, 1}, label, meaning, Unit::Fraction)
+            .HeldOr(fallback)
+            .Digits(5)
+            .Under("IDS_ROTCROP_LINE");
     };
     const Parameter<RotCropRecord> own[] = {
-        Flag("Mirrored", &RotCropRecord::m_bMirrored, "", "flips left and right before the turn").Equals().Or(0),
-        Number("Angle", &RotCropRecord::m_dAngle, {-1e9, 1e9}, "", "turn before the cut", Unit::Radians).HeldOr(0),
-        point("Rot1X", &RotCropRecord::m_dRot1X, 0.25, "first end of the alignment line from the left").After(","),
-        point("Rot1Y", &RotCropRecord::m_dRot1Y, 0.5, "first end of the alignment line from the bottom").After(","),
-        point("Rot2X", &RotCropRecord::m_dRot2X, 0.75, "second end of the alignment line from the left"),
-        point("Rot2Y", &RotCropRecord::m_dRot2Y, 0.5, "second end of the alignment line from the bottom")};
+        Flag("Mirrored", &RotCropRecord::m_bMirrored, "IDS_ROTCROP_MIRROR", "flips left and right before the turn")
+            .Equals()
+            .Or(0),
+        Number("Angle", &RotCropRecord::m_dAngle, {-1e9, 1e9}, "IDS_ROTCROP_ANGLE", "turn before the cut",
+               Unit::Radians)
+            .HeldOr(0),
+        point("Rot1X", &RotCropRecord::m_dRot1X, 0.25, "IDS_ROTCROP_LINE_START",
+              "first end of the alignment line from the left")
+            .After(","),
+        point("Rot1Y", &RotCropRecord::m_dRot1Y, 0.5, "IDS_ROTCROP_LINE_START",
+              "first end of the alignment line from the bottom")
+            .After(","),
+        point("Rot2X", &RotCropRecord::m_dRot2X, 0.75, "IDS_ROTCROP_LINE_END",
+              "second end of the alignment line from the left"),
+        point("Rot2Y", &RotCropRecord::m_dRot2Y, 0.5, "IDS_ROTCROP_LINE_END",
+              "second end of the alignment line from the bottom")};
     std::copy(std::begin(own), std::end(own), table.keys.begin() + crop.size());
     return table;
 }();

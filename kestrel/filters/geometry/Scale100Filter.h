@@ -16,12 +16,15 @@ inline constexpr ParameterTable<Scale100Parameters, 5> kScale100Text{
     .keys = {Flag("KeepProportions", &Scale100Parameters::m_bKeepProportions, "IDS_SCALE100_PROP",
                   "both axes take the smaller factor")
                  .ResetAt(1),
-             Flag("AllowEnlarge", &Scale100Parameters::m_bAllowEnlarge, "", "factors above 100 percent are permitted")
+             Flag("AllowEnlarge", &Scale100Parameters::m_bAllowEnlarge, "IDS_SCALE100_ENLARGE",
+                  "factors above 100 percent are permitted")
                  .ResetAt(1),
              Percent("HorizontalProz", &Scale100Parameters::m_nPercentX, "IDS_SCALE100_H", "factor of the width",
-                     {1, 10000}),
+                     {1, 10000})
+                 .Under("IDS_SCALE100_MAXSIZE"),
              Percent("VerticalProz", &Scale100Parameters::m_nPercentY, "IDS_SCALE100_V", "factor of the height",
-                     {1, 10000}),
+                     {1, 10000})
+                 .Under("IDS_SCALE100_MAXSIZE"),
              Tag<Scale100Parameters>("ExtraParam", "|SCALE100|").NotReset()},
     .minimumBuffer = 101};
 

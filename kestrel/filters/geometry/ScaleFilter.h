@@ -30,9 +30,11 @@ inline constexpr ParameterTable<ScaleParameters, 6> kScaleText{
                  .ResetAt(1),
              Number("MaximumHorizontalSize", &ScaleParameters::m_nMaxWidth, {1, 10000}, "IDS_SCALE_H",
                     "width of the box", Unit::Pixels)
+                 .Under("IDS_SCALE_MAXSIZE")
                  .Equals(),
              Number("MaximumVerticalSize", &ScaleParameters::m_nMaxHeight, {1, 10000}, "IDS_SCALE_V",
                     "height of the box", Unit::Pixels)
+                 .Under("IDS_SCALE_MAXSIZE")
                  .Equals(),
              Tag<ScaleParameters>("ExtraParam", "|SCALE|").NotReset(),
              Flag("ScaleThrough", &ScaleParameters::m_bScaleThrough, "", "the render scale goes on downstream")

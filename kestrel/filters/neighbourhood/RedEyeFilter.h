@@ -26,20 +26,27 @@ inline constexpr auto kRedEyeText = [] {
     Parameter<List> slider{.range = {-50, 50}, .count = List::kMaximum};
     slider = slider.HeldOr(0).Digits(1).When(byTheFilter).NotReset();
     ParameterTable<List, 5> table{
-        .keys = {Number("N", &List::N, {0, List::kMaximum}, "", "number of clicks").Equals().Or(0).Digits(1), fraction,
-                 fraction, slider, slider},
+        .keys = {Number("N", &List::N, {0, List::kMaximum}, "IDS_REDEYE_POINTS", "number of clicks")
+                     .Equals()
+                     .Or(0)
+                     .Digits(1),
+                 fraction, fraction, slider, slider},
         .minimumBuffer = 501};
     auto& [count, x, y, e, f] = table.keys;
     x.key = "X#";
+    x.label = "IDS_REDEYE_X";
     x.meaning = "place of a click from the left";
     x.field = [](List& list, std::size_t i) -> double& { return list.points[i].X; };
     y.key = "Y#";
+    y.label = "IDS_REDEYE_Y";
     y.meaning = "place of a click from the bottom";
     y.field = [](List& list, std::size_t i) -> double& { return list.points[i].Y; };
     e.key = "E#";
+    e.label = "IDS_REDEYE_DARKEN";
     e.meaning = "darkening";
     e.field = [](List& list, std::size_t i) -> std::int32_t& { return list.points[i].E; };
     f.key = "F#";
+    f.label = "IDS_REDEYE_SENSITIVITY";
     f.meaning = "sensitivity";
     f.field = [](List& list, std::size_t i) -> std::int32_t& { return list.points[i].F; };
     return table;

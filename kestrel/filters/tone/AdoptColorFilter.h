@@ -13,14 +13,13 @@ struct AdoptColorParameters {
 };
 
 inline constexpr ParameterTable<AdoptColorParameters, 4> kAdoptColorText{
-    .keys = {Percent("Intensity", &AdoptColorParameters::intensity, "IDS_ADOPTCOLOR_HEADER",
+    .keys = {Percent("Intensity", &AdoptColorParameters::intensity, "IDS_ADOPTCOLOR_INTENSITY",
                      "share of the coloured picture")
                  .ResetAt(1),
-             ColorPart(Channel::Red, "ColorRed", &AdoptColorParameters::colorRed, "IDS_ADOPTCOLOR_HEADER",
+             ColorPart(Channel::Red, "ColorRed", &AdoptColorParameters::colorRed, "IDS_ADOPTCOLOR_COLOR", "the colour"),
+             ColorPart(Channel::Green, "ColorGreen", &AdoptColorParameters::colorGreen, "IDS_ADOPTCOLOR_COLOR",
                        "the colour"),
-             ColorPart(Channel::Green, "ColorGreen", &AdoptColorParameters::colorGreen, "IDS_ADOPTCOLOR_HEADER",
-                       "the colour"),
-             ColorPart(Channel::Blue, "ColorBlue", &AdoptColorParameters::colorBlue, "IDS_ADOPTCOLOR_HEADER",
+             ColorPart(Channel::Blue, "ColorBlue", &AdoptColorParameters::colorBlue, "IDS_ADOPTCOLOR_COLOR",
                        "the colour")},
     .minimumBuffer = 201};
 

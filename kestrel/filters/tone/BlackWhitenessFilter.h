@@ -9,7 +9,7 @@ struct BlackWhitenessParameters {
 };
 
 inline constexpr ParameterTable<BlackWhitenessParameters, 1> kBlackWhitenessText{
-    .keys = {Percent("BlackWhiteNess", &BlackWhitenessParameters::blackWhiteness, "IDS_BLACKWHITE_NAME",
+    .keys = {Percent("BlackWhiteNess", &BlackWhitenessParameters::blackWhiteness, "IDS_BLACKWHITE_HEADER",
                      "share of the grey picture")},
     .minimumBuffer = 31};
 

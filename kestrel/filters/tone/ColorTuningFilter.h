@@ -12,11 +12,15 @@ struct ColorTuningParameters {
 
 inline constexpr auto kColorTuningText = [] {
     using Record = ColorTuningParameters;
+    constexpr std::array<const char*, kColorRanges.size()> labels = {
+        "IDS_FARBEQUALIZER_RED",  "IDS_FARBEQUALIZER_YELLOW", "IDS_FARBEQUALIZER_GREEN",
+        "IDS_FARBEQUALIZER_CYAN", "IDS_FARBEQUALIZER_BLUE",   "IDS_FARBEQUALIZER_MAGENTA"};
     ParameterTable<Record, kColorRanges.size()> table{.keys = {}, .minimumBuffer = 101, .separator = ","};
     for (std::size_t i = 0; i < table.keys.size(); ++i)
         table.keys[i] = {.key = {"Sat", kColorRanges[i].letter},
                          .field = [](Record& record, std::size_t at) -> std::int32_t& { return record.saturation[at]; },
                          .range = {-100, 100},
+                         .label = labels[i],
                          .meaning = "saturation",
                          .group = kColorRanges[i].name,
                          .index = i};

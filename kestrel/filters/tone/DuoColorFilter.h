@@ -15,7 +15,7 @@ struct DuoColorParameters {
 };
 
 inline constexpr ParameterTable<DuoColorParameters, 7> kDuoColorText{
-    .keys = {Percent("Intensity", &DuoColorParameters::intensity, "IDS_DUOCOLOR_HEADER",
+    .keys = {Percent("Intensity", &DuoColorParameters::intensity, "IDS_DUOCOLOR_INTENSITY",
                      "share of the coloured picture")
                  .ResetAt(1),
              ColorPart(Channel::Red, "ColorRed", &DuoColorParameters::colorRed, "IDS_DUOCOLOR_COLOR",

@@ -33,6 +33,9 @@ inline constexpr auto kGammaText = [] {
          {"3", "IDS_CCEX_SLIDER3", "from magenta to green", "Green"},
          {"4", "IDS_CCEX_SLIDER4", "from yellow to blue", "Blue"},
          {"5", "IDS_CCEX_SLIDER5", "brightness", nullptr}}};
+    constexpr std::array<const char*, Record::kRanges> captions = {
+        "IDS_CCEX_ALLCOLORS", "IDS_CCEX_RED",  "IDS_CCEX_YELLOW", "IDS_CCEX_GREEN",
+        "IDS_CCEX_CYAN",      "IDS_CCEX_BLUE", "IDS_CCEX_MAGENTA"};
     constexpr std::size_t kOld = 3;
     ParameterTable<Record, kOld + Record::kRanges * Record::kSliders> table{
         .keys = {}, .minimumBuffer = 501, .separator = ",", .resetDigits = 1};
@@ -53,6 +56,7 @@ inline constexpr auto kGammaText = [] {
                                 .label = isScope ? "IDS_CCEX_SLIDER1_ALL" : slider.label,
                                 .meaning = isScope ? "scope, from shadows to highlights" : slider.meaning,
                                 .group = range == 0 ? kAllColors : kColorRanges[range - 1].name,
+                                .caption = captions[range],
                                 .unit = isCentre ? Unit::Degrees : Unit::None,
                                 .index = i};
     }

@@ -16,12 +16,15 @@ inline constexpr auto kHsbText = [] {
     struct Slider {
         const char* key;
         double limit;
+        const char* label;
         const char* meaning;
         Unit unit;
     };
-    constexpr std::array<Slider, 3> sliders = {{{"Hue", 180, "turn of the hue", Unit::Degrees},
-                                                {"Sat", 100, "saturation", Unit::Percent},
-                                                {"Bright", 100, "brightness", Unit::Percent}}};
+    constexpr std::array<Slider, 3> sliders = {{{"Hue", 180, "IDS_HSB_HUE", "turn of the hue", Unit::Degrees},
+                                                {"Sat", 100, "IDS_HSB_SAT", "saturation", Unit::Percent},
+                                                {"Bright", 100, "IDS_HSB_BRIGHT", "brightness", Unit::Percent}}};
+    constexpr std::array captions = {"IDS_HSB_ALLCOLORS", "IDS_HSB_RED",  "IDS_HSB_YELLOW", "IDS_HSB_GREEN",
+                                     "IDS_HSB_CYAN",      "IDS_HSB_BLUE", "IDS_HSB_MAGENTA"};
     ParameterTable<Record, 21> table{.keys = {}, .minimumBuffer = 246, .resetDigits = 1};
     for (std::size_t i = 0; i < table.keys.size(); ++i) {
         const Slider& slider = sliders[i % 3];
@@ -29,8 +32,10 @@ inline constexpr auto kHsbText = [] {
         table.keys[i] = {.key = {slider.key, range.letter},
                          .field = [](Record& r, std::size_t at) -> std::int32_t& { return r.changes[at / 3][at % 3]; },
                          .range = {-slider.limit, slider.limit},
+                         .label = slider.label,
                          .meaning = slider.meaning,
                          .group = range.name,
+                         .caption = captions[i / 3],
                          .unit = slider.unit,
                          .index = i,
                          .before = i % 3 == 0 ? "," : nullptr};

@@ -9,7 +9,7 @@ struct HistoParameters {
 };
 
 inline constexpr ParameterTable<HistoParameters, 1> kHistoText{
-    .keys = {Percent("Intensity", &HistoParameters::intensity, "IDS_HISTO_NAME",
+    .keys = {Percent("Intensity", &HistoParameters::intensity, "IDS_HISTO_INTENSITY",
                      "how much the frequency of a tone counts; 0 spreads the tones in use evenly")},
     .minimumBuffer = 31};
 

@@ -9,7 +9,7 @@ struct InvertParameters {
 };
 
 inline constexpr ParameterTable<InvertParameters, 1> kInvertText{
-    .keys = {Percent("Inversity", &InvertParameters::inversity, "IDS_INVERT_NAME", "share of the negative")},
+    .keys = {Percent("Inversity", &InvertParameters::inversity, "IDS_INVERT_HEADER", "share of the negative")},
     .minimumBuffer = 31};
 
 inline constexpr Description kInvert{.progId = "TMFilter.Invert.1",

@@ -12,16 +12,16 @@ struct InvertMaskParameters {
 };
 
 inline constexpr ParameterTable<InvertMaskParameters, 4> kInvertMaskText{
-    .keys = {ColorPart(Channel::Blue, "Blue", &InvertMaskParameters::blue, "IDS_INVERTMASK_HEADER",
+    .keys = {ColorPart(Channel::Blue, "Blue", &InvertMaskParameters::blue, "IDS_INVERTMASK_COLOR",
                        "colour of what was hidden")
                  .ResetAt(2),
-             ColorPart(Channel::Green, "Green", &InvertMaskParameters::green, "IDS_INVERTMASK_HEADER",
+             ColorPart(Channel::Green, "Green", &InvertMaskParameters::green, "IDS_INVERTMASK_COLOR",
                        "colour of what was hidden")
                  .After(" , ")
                  .ResetAt(1),
-             ColorPart(Channel::Red, "Red", &InvertMaskParameters::red, "IDS_INVERTMASK_HEADER",
+             ColorPart(Channel::Red, "Red", &InvertMaskParameters::red, "IDS_INVERTMASK_COLOR",
                        "colour of what was hidden"),
-             Percent("Transparency", &InvertMaskParameters::transparency, "IDS_INVERTMASK_HEADER",
+             Percent("Transparency", &InvertMaskParameters::transparency, "IDS_INVERTMASK_INTENSITY",
                      "share of the opposite mask")
                  .ResetAt(3)},
     .minimumBuffer = 221};

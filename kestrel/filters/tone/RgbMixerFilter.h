@@ -25,9 +25,12 @@ inline constexpr auto kRgbMixerText = [] {
         const char* number;
         const char* weights;
         const char* name;
+        const char* caption;
     };
-    constexpr std::array<Row, 4> rows = {
-        {{"K", "0", "k", "grey"}, {"R", "1", "r", "red"}, {"G", "2", "g", "green"}, {"B", "3", "b", "blue"}}};
+    constexpr std::array<Row, 4> rows = {{{"K", "0", "k", "grey", "IDS_RGBMIXER_SLIDER_GRAY"},
+                                          {"R", "1", "r", "red", "IDS_RGBMIXER_SLIDER_RED"},
+                                          {"G", "2", "g", "green", "IDS_RGBMIXER_SLIDER_GREEN"},
+                                          {"B", "3", "b", "blue", "IDS_RGBMIXER_SLIDER_BLUE"}}};
     struct Weight {
         const char* letter;
         double limit;
@@ -49,14 +52,15 @@ inline constexpr auto kRgbMixerText = [] {
                            .label = label,
                            .meaning = meaning,
                            .group = rows[i].name,
+                           .caption = rows[i].caption,
                            .index = i,
                            .before = i == 0 && place > 0 ? "," : nullptr,
                            .reset = {.place = place}};
     };
     for (std::size_t i = 0; i < rows.size(); ++i)
         flag(
-            {"BOn", rows[i].on}, [](Record& r, std::size_t at) -> bool& { return r.on[at]; }, "", "the row is used", i,
-            0);
+            {"BOn", rows[i].on}, [](Record& r, std::size_t at) -> bool& { return r.on[at]; },
+            "IDS_RGBMIXER_RADIOCHANNEL", "the row is used", i, 0);
     table.keys[n++] =
         Flag("BBypass", &Record::bypass, "IDS_RGBMIXER_BTN_BYPASS", "the filter does nothing").ActiveAt(0);
     for (std::size_t i = 0; i < rows.size(); ++i)
@@ -76,6 +80,7 @@ inline constexpr auto kRgbMixerText = [] {
             .label = weight.label,
             .meaning = weight.meaning,
             .group = rows[i / 4].name,
+            .caption = rows[i / 4].caption,
             .unit = i % 4 < 3 ? Unit::Percent : Unit::None,
             .index = i,
             .before = i % 4 == 0 ? "," : nullptr,

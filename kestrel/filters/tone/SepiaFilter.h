@@ -3,7 +3,7 @@
 
 namespace kestrel {
 
-inline constexpr auto kSepiaText = KeepByteTable("Sepia", "IDS_SEPIA_NAME", "share of the brown picture");
+inline constexpr auto kSepiaText = KeepByteTable("Sepia", "IDS_SEPIA_HEADER", "share of the brown picture");
 
 inline constexpr Description kSepia{.progId = "TMFilter.Sepia.1",
                                     .clsid = MakeGuid("{75D1E4FD-A2C9-4405-A3F3-986E632A3CEF}"),

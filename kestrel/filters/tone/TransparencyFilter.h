@@ -3,7 +3,7 @@
 
 namespace kestrel {
 
-inline constexpr auto kTransparencyText = KeepByteTable("Transparency", "IDS_TRANS_NAME", "transparency");
+inline constexpr auto kTransparencyText = KeepByteTable("Transparency", "IDS_TRANS_HEADER", "transparency");
 
 inline constexpr Description kTransparency{.progId = "TMFilter.Transparency.1",
                                            .clsid = MakeGuid("{69A1B9ED-43C4-47E7-85B9-6EFF2AE942F4}"),

@@ -24,11 +24,14 @@ inline constexpr Choice kBalanceMethods[] = {{0, "IDS_WHITEBLACKGREY_MODELINEAR"
 /// A text without a mode means the linear one.
 inline constexpr ParameterTable<WhiteBlackGreyParameters, 6> kWhiteBlackGreyText{
     .keys = {Number("RedG", &WhiteBlackGreyParameters::redG, {0, 255}, "IDS_WHITEBLACKGREY_RGB",
-                    "red of the colour that becomes grey"),
+                    "red of the colour that becomes grey")
+                 .Under("IDS_WHITEBLACKGREY_COLOR"),
              Number("GreenG", &WhiteBlackGreyParameters::greenG, {0, 255}, "IDS_WHITEBLACKGREY_RGB",
-                    "green of the colour that becomes grey"),
+                    "green of the colour that becomes grey")
+                 .Under("IDS_WHITEBLACKGREY_COLOR"),
              Number("BlueG", &WhiteBlackGreyParameters::blueG, {0, 255}, "IDS_WHITEBLACKGREY_RGB",
-                    "blue of the colour that becomes grey"),
+                    "blue of the colour that becomes grey")
+                 .Under("IDS_WHITEBLACKGREY_COLOR"),
              Number("Mode", &WhiteBlackGreyParameters::mode, {0, 3}, "IDS_WHITEBLACKGREY_MODES", "method")
                  .OneOf(kBalanceMethods)
                  .Or(0)
