@@ -72,9 +72,8 @@ PicHeader Read5BytesHeader(QvStream& stream) {
 
 /// The embedded flag and the size behind a version byte above 0.
 void ReadLongPart(QvStream& stream, PicHeader& header) {
-    std::uint8_t version = 0;
     std::uint32_t flag = 0, size = 0;
-    if (!ReadValue(stream, version) || version == 0 || !ReadValue(stream, flag)) return;
+    if (!ReadValue(stream, header.version) || header.version == 0 || !ReadValue(stream, flag)) return;
     header.embedded = flag != 0;
     if (header.embedded && ReadValue(stream, size)) header.size = size;
 }
@@ -144,6 +143,22 @@ PicHeader ReadPicHeader(QvStream& stream, std::string_view name, bool keepNative
     return header;
 }
 
+PicHeader NativePicHeader(QvStream& stream, std::string_view extension) {
+    PicHeader header;
+    header.kind = PicKindOfFile(extension);
+    header.type = Upper(extension);
+    header.native = header.embedded = true;
+    header.size = static_cast<std::uint64_t>(std::max<std::int64_t>(stream.Size(), 0));
+    return header;
+}
+
+std::vector<std::uint8_t> ReadPicBytes(QvStream& stream, std::uint64_t size) {
+    const std::int64_t left = std::max<std::int64_t>(stream.Size() - stream.Tell(), 0);
+    std::vector<std::uint8_t> bytes(std::min(size, static_cast<std::uint64_t>(left)));
+    bytes.resize(stream.Read(bytes.data(), bytes.size()));
+    return bytes;
+}
+
 PicHeader ReadOlderPicHeader(QvStream& stream, OlderPlace place) {
     PicHeader header;
     ReadLongPart(stream, header);
@@ -170,6 +185,7 @@ bool WritePicLongPart(QvOutputStream& stream, std::uint8_t version, bool embedde
 PicTail ReadPicTail(QvStream& stream, PicKind kind, bool embedded) {
     PicTail tail;
     const std::int64_t left = stream.Size() - stream.Tell();
+    if (embedded && left <= 0) return tail;
     const std::uint64_t longest = left > 0 ? static_cast<std::uint64_t>(left) * kBestRatio : 0;
     QvInflatingReader reader(stream);
     tail.failed = !ReadValue(reader, tail.x) || !ReadValue(reader, tail.y);
@@ -178,8 +194,10 @@ PicTail ReadPicTail(QvStream& stream, PicKind kind, bool embedded) {
         tail.failed = !tail.image;
     }
     if (!tail.failed && kind != PicKind::PictureOnly) {
+        const std::int64_t before = reader.Tell();
         tail.mask = ReadRecord(reader, longest, false);
-        tail.failed = !tail.mask;
+        const bool endedBefore = reader.Tell() == before && !reader.HasFailed();
+        tail.failed = !tail.mask && !(embedded && endedBefore);
     }
     return tail;
 }
@@ -230,6 +248,18 @@ std::string CleanPicName(std::string_view name, std::string_view extension) {
     return clean.append(".").append(extension);
 }
 
+std::vector<std::string> StoredPicNames(std::string_view name, std::string_view extension) {
+    std::vector<std::string> names;
+    if (name.empty()) return names;
+    const bool isPath = name.find_first_of("/\\*?") != std::string_view::npos || name == "." || name == "..";
+    if (!isPath) names.emplace_back(name).append(extension.empty() ? "" : ".").append(extension);
+    std::string clean = extension.empty() ? CleanPicName(name) : CleanPicName(name, CleanPicName(extension));
+    if (clean != "." && clean != ".." && (names.empty() || names[0] != clean)) names.push_back(std::move(clean));
+    return names;
+}
+
+bool PicNamesEqual(std::string_view a, std::string_view b) { return Upper(a) == Upper(b); }
+
 const char* PicTypeName(int type) {
     constexpr const char* kNames[] = {"",    "jpg", "tif", "aap", "psd", "acc", "ppx", "bmp", "acc",
                                       "gif", "png", "tmx", "gif", "jp2", "ras", "ppm", "pcd", "raw"};
@@ -267,8 +297,7 @@ const char* PicSaveExtension(int type) {
 
 int SniffPicType(QvStream& stream, const std::function<int(std::span<const std::uint8_t>)>& sniff) {
     const std::int64_t position = stream.Tell();
-    std::vector<std::uint8_t> bytes(kSniffed);
-    bytes.resize(stream.Read(bytes.data(), bytes.size()));
+    const std::vector<std::uint8_t> bytes = ReadPicBytes(stream, kSniffed);
     stream.Seek(position, kSeekBegin);
     const bool jpeg = bytes.size() >= 3 && bytes[0] == 0xFF && bytes[1] == 0xD8 && bytes[2] == 0xFF;
     return jpeg ? 1 : sniff(bytes);

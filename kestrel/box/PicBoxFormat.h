@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "kestrel/foundation/Export.h"
 #include "kestrel/image/Dib.h"
@@ -24,11 +25,12 @@ KESTREL_API PicKind PicKindOf(bool picture, bool mask);
 /// What the beginning of a picture's stream tells.
 struct PicHeader {
     PicKind kind = PicKind::None;
-    std::string type;        ///< such as "JPG"; empty when it is not known
-    bool native = false;     ///< the stream, behind `length` bytes, is a file of its own format to its end
-    bool embedded = false;   ///< an encoded image of `size` bytes follows the header; then, unless native, the tail
-    std::uint64_t size = 0;  ///< bytes of the encoded image
-    unsigned length = 0;     ///< bytes of the header as the box counts them
+    std::string type;          ///< such as "JPG", in capitals; empty when it is not known
+    std::uint8_t version = 0;  ///< 0: nothing that could be read follows the header
+    bool native = false;       ///< the stream, behind `length` bytes, is a file of its own format to its end
+    bool embedded = false;     ///< an encoded image of `size` bytes follows the header; then, unless native, the tail
+    std::uint64_t size = 0;    ///< bytes of the encoded image
+    unsigned length = 0;       ///< bytes of the header as the box counts them
 };
 
 /// Where a stream without a short header was stored.
@@ -39,6 +41,11 @@ enum class OlderPlace { OnlyPic, PicMask, OnlyMask, OldPicMask };
 KESTREL_API PicHeader ReadPicHeader(QvStream& stream, std::string_view name, bool keepNative);
 /// The header of a stream of an older storage; `OldPicMask` are the two storages of the root.
 KESTREL_API PicHeader ReadOlderPicHeader(QvStream& stream, OlderPlace place);
+
+/// The header of a stream that is a file of its own format, as its extension tells.
+KESTREL_API PicHeader NativePicHeader(QvStream& stream, std::string_view extension);
+/// The next `size` bytes, or those that are left.
+KESTREL_API std::vector<std::uint8_t> ReadPicBytes(QvStream& stream, std::uint64_t size);
 
 /// Writes kind and type, then the version, the flag of an embedded image and its size. False when the stream took less.
 [[nodiscard]] KESTREL_API bool WritePicShortHeader(QvOutputStream& stream, PicKind kind, std::string_view type);
@@ -53,7 +60,7 @@ struct PicTail {
     DibPtr mask;
     bool failed = false;  ///< it breaks off, or a record contradicts itself; what was read before is kept
 };
-/// Reads the tail from the stream's position on.
+/// Reads the tail from the stream's position on. Behind an embedded image it may be missing, and so may the mask in it.
 KESTREL_API PicTail ReadPicTail(QvStream& stream, PicKind kind, bool embedded);
 /// Writes a tail; null records are left out. Throws `QvStreamException`.
 KESTREL_API void WritePicTail(QvOutputStream& stream, std::int32_t x, std::int32_t y, Dib* image, Dib* mask);
@@ -68,6 +75,12 @@ KESTREL_API std::string ReadPicInfo(QvStream& stream, PicInfoRecord& record);
 KESTREL_API std::string CleanPicName(std::string_view name);
 /// The same with an extension, which takes the place of that of an image.
 KESTREL_API std::string CleanPicName(std::string_view name, std::string_view extension);
+
+/// The names under which a picture may be stored: as it is, unless it is a path, and cleaned; with an extension where
+/// one is given. None for an empty name.
+KESTREL_API std::vector<std::string> StoredPicNames(std::string_view name, std::string_view extension = {});
+/// Whether two names differ in the case of ASCII letters only.
+KESTREL_API bool PicNamesEqual(std::string_view a, std::string_view b);
 
 /// The name of a numeric image type ("jpg"), empty for numbers without one; and the extension that files of that type
 /// are saved with (".JPG" for types that cannot be saved).

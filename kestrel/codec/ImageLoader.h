@@ -128,6 +128,9 @@ public:
     /// 0 unless the last decoding or saving failed; `Error` says why.
     int HadError();
     const CodecError& Error() const;
+    /// Whether pixels of the image could not be read, and lines about that and other faults of the file.
+    bool Damaged();
+    const std::vector<std::string>& Warnings();
     /// Size of the file's picture, upright, also when a reduced one was decoded.
     int Width();
     int Height();

@@ -125,6 +125,16 @@ int ImageLoader::HadError() {
 
 const CodecError& ImageLoader::Error() const { return state_->error; }
 
+bool ImageLoader::Damaged() {
+    state_->Decode();
+    return state_->result.condition == Condition::Damaged;
+}
+
+const std::vector<std::string>& ImageLoader::Warnings() {
+    state_->Decode();
+    return state_->result.warnings;
+}
+
 int ImageLoader::Width() {
     state_->Decode();
     return static_cast<int>(state_->result.fullWidth);
