@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -15,6 +17,21 @@
 #include "kestrel/foundation/ByteReader.h"
 #include "kestrel/foundation/ByteWriter.h"
 #include "tests/support/InChild.h"
+
+namespace {
+bool syncFails = false;
+int syncedFiles = 0, syncedFolders = 0;
+}  // namespace
+
+/// In place of the system's: a disk that fails, and a count of what is asked for.
+extern "C" int fsync(int descriptor) {
+    struct stat status {};
+    fstat(descriptor, &status);
+    ++(S_ISDIR(status.st_mode) ? syncedFolders : syncedFiles);
+    if (!syncFails) return static_cast<int>(syscall(SYS_fsync, descriptor));
+    errno = EIO;
+    return -1;
+}
 
 namespace kestrel {
 namespace {
@@ -74,9 +91,11 @@ TEST_F(FileReplacementTest, NewOwnerLendsNoRights) {
     std::ofstream(Path("a")) << "old";
     ASSERT_EQ(chown(Path("a").c_str(), 20001, 20001), 0);
     chmod(Path("a").c_str(), 06666);
+    std::ofstream(Path("protected")) << "old";
     chmod(folder.c_str(), 0777);
     EXPECT_EQ(test::InChild([&] {
                   if (setgid(20002) != 0 || setuid(20002) != 0) return std::string("cannot change the user");
+                  if (WriteWhole(Path("protected"), kNew).empty()) return std::string("replaced what is protected");
                   return WriteWhole(Path("a"), kNew);
               }),
               "");
@@ -132,6 +151,19 @@ TEST_F(FileReplacementTest, SmallWritesAreGathered) {
     EXPECT_EQ(status.st_size, 0) << "64 KB go to the disk at once";
     EXPECT_TRUE(file.Commit());
     EXPECT_EQ(fs::file_size(Path("a")), 60000u);
+}
+
+TEST_F(FileReplacementTest, FileAndFolderReachTheDisk) {
+    std::ofstream(Path("a")) << "old";
+    syncedFiles = syncedFolders = 0;
+    EXPECT_EQ(WriteWhole(Path("a"), kNew), "");
+    EXPECT_EQ(syncedFiles, 1);
+    EXPECT_EQ(syncedFolders, 1);
+    syncFails = true;
+    const std::string error = WriteWhole(Path("a"), kNew);
+    syncFails = false;
+    EXPECT_EQ(error, "cannot write the file: Input/output error");
+    EXPECT_EQ(Files(), 1);
 }
 
 TEST_F(FileReplacementTest, LinksStayAndTheirTargetsAreReplaced) {

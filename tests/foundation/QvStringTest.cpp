@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace kestrel {
@@ -410,6 +411,8 @@ TEST(QvStringTest, FormatTakesItsRoomFromTheEstimate) {
     EXPECT_EQ(room("%s", ""), 1);
     EXPECT_EQ(room("%12s", "hello"), 12);
     EXPECT_EQ(room("%.3s", "hello"), 3);
+    EXPECT_EQ(room("%.9s", "hello"), 5);
+    EXPECT_EQ(room("%hhd%s", 7, "tail"), 36);
     EXPECT_EQ(room("%*s", 15, "hello"), 15);
     EXPECT_EQ(room("%-*s", -15, "hello"), 15);
     EXPECT_EQ(room("%f", 1.0), 128);
@@ -470,8 +473,11 @@ TEST(QvStringTest, FormatMessageInsertsByNumber) {
     EXPECT_EQ(Bytes(text), "    ab;end");
     text.FormatMessage("a\nb\r\nc%rd%te%bf%.%!% g%0 never seen");
     EXPECT_EQ(Bytes(text), "a\r\nb\r\nc\rd\te f.! g");
-    text.FormatMessage("%3 %1!lld! %1!llx!", 1LL << 40, "unused", "third");
-    EXPECT_EQ(Bytes(text), "third 1099511627776 10000000000");
+    text.FormatMessage("%3 %1!lld! %1!llx! %1!lx!", 1LL << 40, "unused", "third");
+    EXPECT_EQ(Bytes(text), "third 1099511627776 10000000000 10000000000");
+    [&]<std::size_t... kI>(std::index_sequence<kI...>) { text.FormatMessage("%99", (kI == 98 ? "last" : "other")...); }
+    (std::make_index_sequence<99>());
+    EXPECT_EQ(Bytes(text), "last");
     text.FormatMessage("%10%9%8%7%6%5%4%3%2%1", "0", "1", "2", "3", "4", "5", "6", "7", "8", "9");
     EXPECT_EQ(Bytes(text), "9876543210");
     text.FormatMessage("%1!s!", static_cast<const char*>("%n%d"));

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <tuple>
 #include <vector>
 
 #include "kestrel/image/Dib.h"
@@ -61,16 +62,21 @@ TEST(Make24BitDib, IndicesBeyondTheTableAreBlack) {
 }
 
 TEST(Make24BitDib, SixteenBitsAreFiveFiveFive) {
-    const DibPtr dib(DibCreateEx(16, 4, 1, 12));
-    const Bytes pixels = {0x1F, 0x00, 0xE0, 0x03, 0x00, 0x7C, 0x21, 0x84};  // last: top bit, red 1, green 1, blue 1
+    const DibPtr dib(DibCreateEx(16, 32, 1, 12));
+    Bytes pixels, want;
+    for (int v = 0; v < 32; ++v) {
+        const int channels[] = {v, 31 - v, (v + 7) % 32};
+        const int pixel = channels[0] | channels[1] << 5 | channels[2] << 10 | v % 2 << 15;  // the top bit is nothing
+        pixels.insert(pixels.end(), {static_cast<std::uint8_t>(pixel), static_cast<std::uint8_t>(pixel >> 8)});
+        for (const int c : channels) want.push_back(static_cast<std::uint8_t>(c * 255 / 31));
+    }
     SetRow(dib.get(), 0, pixels);
-    const Bytes want = {255, 0, 0, 0, 255, 0, 0, 0, 255, 8, 8, 8};
     EXPECT_EQ(Pixels(DibPtr(Make24BitDib(dib.get())).get(), 0), want);
 
-    dib->biCompression = kDibBitFields;  // 5-6-5: all green ends as green and, by its upper bit, as red
-    std::memset(DibRow(dib.get(), 0), 0, 8);
-    SetRow(dib.get(), 0, {0xE0, 0x07});
-    EXPECT_EQ(Pixels(DibPtr(Make24BitDib(dib.get())).get(), 0), (Bytes{0, 255, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+    const DibPtr fields(DibCreateEx(16, 1, 1, 12));  // 5-6-5: all green ends as green and, by its upper bit, as red
+    fields->biCompression = kDibBitFields;
+    SetRow(fields.get(), 0, {0xE0, 0x07});
+    EXPECT_EQ(Pixels(DibPtr(Make24BitDib(fields.get())).get(), 0), (Bytes{0, 255, 8}));
 }
 
 TEST(Make24BitDib, TwentyFourBitsAreCopiedWhole) {
@@ -137,6 +143,19 @@ TEST(Palette, NearestIsTheFirstOfEquals) {
     EXPECT_EQ(Palette({}).Nearest({1, 2, 3}), 0);
     EXPECT_EQ(Palette(std::vector<Palette::Color>(300)).Colors().size(), 256u);
     EXPECT_EQ(Palette::Default().Colors().size(), 20u);
+    // The first and the last eight are the standard colours: red, green, blue at half and at full strength.
+    const int between[4][3] = {{0xC0, 0xDC, 0xC0}, {0xA6, 0xCA, 0xF0}, {0xFF, 0xFB, 0xF0}, {0xA0, 0xA0, 0xA4}};
+    for (int i = 0; i < 20; ++i)
+        for (int c = 0; c < 3; ++c) {
+            const Palette::Color color = Palette::Default().Colors()[static_cast<std::size_t>(i)];
+            const int standard = i < 8 ? i : i - 4;
+            const int want = i >= 8 && i < 12      ? between[i - 8][c]
+                             : standard == 7       ? 0xC0
+                             : standard == 8       ? 0x80
+                             : (standard >> c) & 1 ? (i < 8 ? 0x80 : 0xFF)
+                                                   : 0;
+            EXPECT_EQ(c == 0 ? color.red : c == 1 ? color.green : color.blue, want) << i;
+        }
 }
 
 TEST(DibSetUsage, IndicesOrColors) {
@@ -165,16 +184,22 @@ TEST(DibSetUsage, IndicesOrColors) {
 }
 
 TEST(DibMapToPalette, EightBits) {
-    DibPtr dib(DibCreate(8, 3, 2));
-    SetRow(dib.get(), 0, {0, 9, 15});
-    SetRow(dib.get(), 1, {12, 1, 31});
+    DibPtr dib(DibCreate(8, 4, 2));
+    SetRow(dib.get(), 0, {0, 9, 15, 12});
+    SetRow(dib.get(), 1, {12, 1, 31, 31});
     const Palette palette({{250, 250, 250}, {0, 0, 250}, {130, 0, 0}});
     DibMapToPalette(dib, &palette);
     EXPECT_EQ(dib->biClrUsed, 3u);
-    EXPECT_EQ(Pixels(dib.get(), 0), (Bytes{2, 2, 0}));  // black is nearest to the dark red
-    EXPECT_EQ(Pixels(dib.get(), 1), (Bytes{1, 2, 0}));
+    EXPECT_EQ(Pixels(dib.get(), 0), (Bytes{2, 2, 0, 1}));  // black is nearest to the dark red
+    EXPECT_EQ(Pixels(dib.get(), 1), (Bytes{1, 2, 0, 0}));
     EXPECT_EQ(Bytes(DibColorTable(dib.get()), DibColorTable(dib.get()) + 12),
               (Bytes{250, 250, 250, 0, 250, 0, 0, 0, 0, 0, 130, 0}));
+
+    DibPtr runs(DibCreate(8, 4, 1));
+    runs->biCompression = kDibRunLength8;
+    SetRow(runs.get(), 0, {4, 12, 0, 1});
+    DibMapToPalette(runs, &palette);
+    EXPECT_EQ(Pixels(runs.get(), 0), Bytes(4, 1)) << "runs are expanded, then mapped";
 }
 
 TEST(DibMapToPalette, FourBitsBothHalves) {
@@ -190,10 +215,16 @@ TEST(DibMapToPalette, OtherBlocksStay) {
     DibPtr none;
     DibMapToPalette(none, nullptr);
     EXPECT_EQ(none, nullptr);
-    DibPtr dib(DibCreate(24, 2, 1));
-    Dib* before = dib.get();
-    DibMapToPalette(dib, nullptr);
-    EXPECT_EQ(dib.get(), before);
+    const Palette empty({});
+    for (const auto& [depth, compression, palette] : {std::tuple{24, kDibPlain, static_cast<const Palette*>(nullptr)},
+                                                      {4, kDibRunLength4, nullptr},
+                                                      {8, kDibPlain, &empty}}) {
+        DibPtr dib(DibCreate(depth, 2, 1));
+        dib->biCompression = compression;
+        Dib* before = dib.get();
+        DibMapToPalette(dib, palette);
+        EXPECT_EQ(dib.get(), before) << depth;
+    }
 }
 
 // Surfaces -----------------------------------------------------------------------------------------------------------
@@ -221,6 +252,7 @@ TEST(DIBPaint, LandsUprightAndClipped) {
     EXPECT_EQ(DIBPaint(indexed.get(), surface, 0, 0), 1);
     EXPECT_EQ(DibRow(surface.Picture(), 2)[0], 255);
     EXPECT_EQ(DIBPaint(DibPtr(DibCreate(2, 1, 1)).get(), surface, 0, 0), 0);
+    EXPECT_EQ(DIBPaint(DibPtr(DibCreateEx(24, 2, -3, 0)).get(), surface, 0, 0), 0);
 }
 
 }  // namespace

@@ -138,7 +138,8 @@ TEST(DibRead, CoreHeaderLoadsLikeItsWideForm) {
 
 TEST(DibRead, RunsExpand) {
     // Three runs, a line end that rounds up, three literals with padding, a delta that moves nothing, a last run.
-    const Bytes runs = {3, 0xA1, 2, 0xB2, 0, 0, 0, 3, 0xC1, 0xC2, 0xC3, 0, 0, 2, 9, 9, 4, 0xD4, 0, 1, 1, 0xEE};
+    const Bytes runs = {3, 0xA1, 2, 0xB2, 0,    0, 0, 3, 0xC1, 0xC2, 0xC3, 0, 0,
+                        2, 9,    9, 5,    0xD4, 0, 0, 1, 0xE5, 0,    1,    1, 0xEE};
     Record r{.width = 16, .height = 2, .depth = 8, .compression = kDibRunLength8, .colors = 1};
     r.imageSize = static_cast<std::uint32_t>(runs.size());
     r.table = {0, 0, 0, 0};
@@ -147,8 +148,8 @@ TEST(DibRead, RunsExpand) {
     ASSERT_NE(dib, nullptr);
     EXPECT_EQ(dib->biCompression, 0u);
     EXPECT_EQ(dib->biSizeImage, runs.size());
-    const Bytes want = {0xA1, 0xA1, 0xA1, 0xB2, 0xB2, 0, 0, 0, 0xC1, 0xC2, 0xC3, 0xD4, 0xD4, 0xD4, 0xD4, 0,
-                        0,    0,    0,    0,    0,    0, 0, 0, 0,    0,    0,    0,    0,    0,    0,    0};
+    const Bytes want = {0xA1, 0xA1, 0xA1, 0xB2, 0xB2, 0, 0, 0, 0xC1, 0xC2, 0xC3, 0xD4, 0xD4, 0xD4, 0xD4, 0xD4,
+                        0xE5, 0,    0,    0,    0,    0, 0, 0, 0,    0,    0,    0,    0,    0,    0,    0};
     EXPECT_EQ(Bytes(DibRow(dib.get(), 0), DibRow(dib.get(), 2)), want);
 }
 

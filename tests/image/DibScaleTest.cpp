@@ -36,9 +36,10 @@ std::uint8_t Boxed(const Dib* dib, int width, int height, int x, int y, int chan
 }
 
 TEST(DibScale, IsTheBoxOfBothAxes) {
-    const int sizes[][4] = {{1, 1, 1, 1},  {7, 5, 7, 5},  {7, 5, 3, 2},     {7, 5, 1, 1},   {13, 11, 12, 10},
-                            {3, 2, 7, 5},  {1, 1, 9, 4},  {12, 10, 13, 11}, {5, 4, 10, 8},  {10, 8, 5, 4},
-                            {16, 3, 4, 3}, {4, 3, 16, 3}, {17, 6, 16, 1},   {2, 9, 31, 10}, {33, 2, 32, 2}};
+    const int sizes[][4] = {{1, 1, 1, 1},     {7, 5, 7, 5},     {7, 5, 7, 2},   {7, 5, 3, 2},
+                            {7, 5, 1, 1},     {13, 11, 12, 10}, {3, 2, 7, 5},   {1, 1, 9, 4},
+                            {12, 10, 13, 11}, {5, 4, 10, 8},    {10, 8, 5, 4},  {16, 3, 4, 3},
+                            {4, 3, 16, 3},    {17, 6, 16, 1},   {2, 9, 31, 10}, {33, 2, 32, 2}};
     for (const auto& [w, h, newW, newH] : sizes) {
         const DibPtr dib = Noise(w, h, static_cast<unsigned>(w * 31 + newW));
         const DibPtr scaled(DibScale(dib.get(), newW, newH));

@@ -46,14 +46,13 @@ TEST(Dib, CreateRefusesWhatNoBlockCanBe) {
 TEST(Dib, StandardColorsRepeat) {
     const DibPtr dib(DibCreate(8, 1, 1));
     const std::uint8_t* table = DibColorTable(dib.get());
-    for (int i = 0; i < 256; i += 16) {
-        const std::uint8_t maroon[] = {0, 0, 0x80, 0};
-        const std::uint8_t silver[] = {0xC0, 0xC0, 0xC0, 0};
-        const std::uint8_t blue[] = {0xFF, 0, 0, 0};
-        EXPECT_EQ(0, std::memcmp(table + 4 * (i + 1), maroon, 4)) << i;
-        EXPECT_EQ(0, std::memcmp(table + 4 * (i + 7), silver, 4)) << i;
-        EXPECT_EQ(0, std::memcmp(table + 4 * (i + 12), blue, 4)) << i;
-    }
+    for (int i = 0; i < 256; ++i)
+        for (int c = 0; c < 4; ++c) {  // bits 0, 1, 2 of the index are red, green, blue
+            const int n = i % 16;
+            const int full = n < 8 ? 0x80 : 0xFF;
+            const int want = c == 3 ? 0 : n == 7 ? 0xC0 : n == 8 ? 0x80 : n >> (2 - c) & 1 ? full : 0;
+            EXPECT_EQ(table[4 * i + c], want) << i;
+        }
 }
 
 TEST(Dib, CreateExKeepsItsSizes) {
@@ -91,6 +90,11 @@ TEST(Dib, DerivedValuesAreStoredBack) {
     EXPECT_EQ(dib->biSizeImage, 24u);
     EXPECT_EQ(DIBFileSize(dib.get()), 40u + 8 + 14 + 24);
     EXPECT_EQ(DIBFileSize(nullptr), 0u);
+    for (const auto& [depth, colors] : {std::pair{4, 16u}, {8, 256u}, {16, 0u}}) {
+        const DibPtr open(DibCreate(depth, 1, 1));
+        open->biClrUsed = 0;
+        EXPECT_EQ(DibColorCount(open.get()), colors);
+    }
     dib->biHeight = -3;
     dib->biSizeImage = 0;
     EXPECT_EQ(DibImageSize(dib.get()), 0u);

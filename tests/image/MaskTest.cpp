@@ -94,6 +94,11 @@ TEST_F(DrawWithMask, SourceColumn) {
     EXPECT_EQ(At(0, 0), 2);
     EXPECT_EQ(At(1, 0), 3);
     EXPECT_EQ(At(2, 0), 100);  // the picture has no such column
+    const DibPtr small(DibCreate(8, 2, 1));
+    DIBDrawWithMask(surface, image.get(), small.get(), 0, 2, 4, 4, 1, 0, false);
+    for (int y = 2; y < 6; ++y)
+        for (int x = 0; x < 4; ++x)
+            EXPECT_EQ(At(x, y), x == 0 && y == 4 ? 1 : 100) << "the mask has two columns and one row";
 }
 
 TEST_F(DrawWithMask, NothingIsDrawn) {

@@ -88,6 +88,7 @@ TEST(WorkImage, ClearIsNothingThere) {
 TEST(WorkImage, CopiesRecords) {
     DibPtr image(DibCreate(24, 3, 2));
     DibPtr mask(DibCreate(8, 3, 2));
+    DibColorTable(mask.get())[1023] = 5;
     DibRow(image.get(), 1)[8] = 77;
     DibRow(mask.get(), 1)[2] = 99;
     CWorkImage picture(image.get(), mask.get(), -4, 5, 6, 7);
@@ -103,6 +104,7 @@ TEST(WorkImage, CopiesRecords) {
     EXPECT_EQ(picture.Rows()[1][8], 77);
     EXPECT_EQ(picture.MaskRows()[1][2], 99);
     EXPECT_EQ(picture.MaskRows()[0], block.data() + 32 + 64 + 4 + 40 + 1024);
+    EXPECT_EQ(picture.MaskRows()[0][-1], 5);
 
     DibPtr other(DibCreate(8, 2, 2));
     EXPECT_EQ(CWorkImage(image.get(), other.get(), 0, 0, 3, 3).MaskRows(), nullptr);

@@ -25,8 +25,10 @@ TEST(Histogram, CountsEveryPixelOfARow) {
     EXPECT_EQ(channels.green[0], 2U);
     EXPECT_EQ(channels.red[0], 2U);
     EXPECT_EQ(channels.red[9], 2U);
-    CountChannels(row, channels);
-    EXPECT_EQ(channels.red[9], 4U);
+    CountChannels(std::vector<std::uint8_t>{7, 8, 9}, channels);
+    EXPECT_EQ(channels.blue[7], 1U);
+    EXPECT_EQ(channels.green[8], 1U);
+    EXPECT_EQ(channels.red[9], 3U);
 }
 
 TEST(Histogram, ClipGivesUpTonesUntilEnoughPixelsAreGone) {

@@ -148,6 +148,29 @@ TEST(ScaleCubic, NothingUnderMask255Bleeds) {
     EXPECT_EQ(Scaled(base, 50, 41).Difference(Scaled(repainted, 50, 41)), "");
 }
 
+TEST(ScaleCubic, HalfHiddenPixelsWeighTheirColours) {
+    // Rows stay as they are, so that one pass of four taps makes each pixel.
+    const Picture source = Picture::Random(60, 40, 7);
+    const Picture result = Scaled(source, 133, 40);
+    const auto taps = BuildCubicTaps(60, 133);
+    for (int y = 0; y < 40; ++y)
+        for (int x = 0; x < 133; ++x) {
+            const auto& tap = taps[static_cast<std::size_t>(x)];
+            double visible = 0, red = 0;
+            for (int k = 0; k < 4; ++k) {
+                const Pixel p = source.At(std::clamp(tap.base - 1 + k, 0, 59), y);
+                visible += tap.weight[k] * (255 - p.mask);
+                red += tap.weight[k] * (255 - p.mask) * p.red;
+            }
+            const double opacity = std::clamp(std::floor(visible / tap.Sum() + 0.5), 0.0, 255.0);
+            const Pixel got = result.At(x, y);
+            ASSERT_EQ(255 - got.mask, opacity) << x << ", " << y;
+            if (opacity > 0) {
+                ASSERT_EQ(got.red, std::clamp(std::floor(red / visible + 0.5), 0.0, 255.0)) << x << ", " << y;
+            }
+        }
+}
+
 /// Rows without transparency take a form of their own; it must give what the rows with it give.
 TEST(ScaleCubic, OpaqueRowsAreMaskedRowsWithNothingMasked) {
     for (const auto& [width, height] : {std::pair{61, 45}, {200, 31}, {23, 90}}) {

@@ -230,10 +230,10 @@ TEST(SharpenReduced, WeighsTheCentreAgainstItsFourSides) {
 
 TEST(SharpenReduced, TakesTheCentreForWhatIsNotThere) {
     Picture picture(3, 1, Pixel{80, 80, 80, 0});
-    picture.Set(0, 0, Pixel{0, 0, 0, 255});
+    picture.Set(0, 0, Pixel{50, 50, 50, 255});
     picture.Set(2, 0, Pixel{0, 0, 0, 254});
     ASSERT_TRUE(SharpenReduced(Of(picture), 0.5, 0.5, false));
-    EXPECT_EQ(picture.At(0, 0), (Pixel{0, 0, 0, 255}));
+    EXPECT_EQ(picture.At(0, 0), (Pixel{50, 50, 50, 255}));
     EXPECT_EQ(picture.At(1, 0), (Pixel{90, 90, 90, 0}));
     EXPECT_EQ(picture.At(2, 0), (Pixel{0, 0, 0, 254}));
 }

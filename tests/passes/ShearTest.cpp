@@ -107,6 +107,7 @@ TEST(XShear, HalfMovesBlendNeighboursAndFadeTheEnds) {
 }
 
 TEST(XShear, TheMaskWeighsTheColours) {
+    EXPECT_EQ(Moved(kFive, -32.6 / 16384).At(2, 0).mask, 254) << "33 of 16384: shares are rounded";
     // A quarter of a pixel of opacity 51 moves onto three quarters of one of opacity 255.
     const Picture row =
         Moved({{{100, 0, 0, 0}, {200, 0, 0, 204}, {1, 1, 1, 204}, {1, 1, 1, 204}, {1, 1, 1, 255}}}, -0.25);
