@@ -160,6 +160,7 @@ TEST_F(KestrelTest, TransparencyStaysWhereTheFormatHoldsIt) {
     EXPECT_EQ(DibRow(flattened.image.get(), 3)[2], 0x10);
     EXPECT_EQ(DibRow(flattened.image.get(), 3)[3], Byte(1, 3, 0));
     EXPECT_EQ(Run("apply alpha.png quiet.bmp --quiet").err, "");
+    EXPECT_EQ(DibRow(Load("quiet.bmp").image.get(), 3)[0], 0xFF) << "white unless another color is asked for";
 }
 
 TEST_F(KestrelTest, RegionsAreCutFromTheWholeResult) {
@@ -170,7 +171,10 @@ TEST_F(KestrelTest, RegionsAreCutFromTheWholeResult) {
     EXPECT_EQ(part.image->biHeight, 3);
     for (int y = 0; y < 3; ++y)  // one line is missing at the top, one at the bottom
         EXPECT_EQ(DibRow(part.image.get(), y)[3 * 3 + 1], 255 - Byte(3, y + 1, 1));
+    EXPECT_EQ(Run("apply in.png corner.png --region 5,2,4,3").code, 0);
+    EXPECT_EQ(DibRow(Load("corner.png").image.get(), 0)[0], Byte(5, 0, 0));
     EXPECT_EQ(Run("apply in.png out2.png --region 6,1,4,3").code, 1);
+    EXPECT_EQ(Run("apply in.png out2.png --region 5,3,4,3").code, 1);
     EXPECT_EQ(Run("apply in.png out2.png --region 0,0,2147483647,2147483647").code, 1);
     EXPECT_FALSE(fs::exists(Path("out2.png")));
 }
@@ -192,6 +196,9 @@ TEST_F(KestrelTest, SizesAreToldOnTheirWay) {
     EXPECT_EQ(Load("out.png").image->biWidth, 20);
     EXPECT_NE(Run("apply in.png out.png --verbose --view 80x40 -f Crop").err.find("asked for in 80 x 40"),
               std::string::npos);
+    // Half the original's size: half of its border of 20 pixels.
+    EXPECT_EQ(Run("apply in.png out.png --render-scale 0.5 -f Passpartout:Borderhori=20,Borderverti=20").code, 0);
+    EXPECT_EQ(Load("out.png").image->biWidth, 9 + 2 * 10);
 }
 
 TEST_F(KestrelTest, SizesThatNoPictureHasFail) {
@@ -333,6 +340,8 @@ TEST_F(KestrelTest, WorkThatFailsEndsWithOneAndLeavesNoFile) {
         {"apply in.png out.png --chain half.txt", "half.txt: line 2: "},
         {"apply in.png out.png --chain many.txt", "many.txt: line 1001: "},
         {"apply in.png out.png --limit-pixels 44", "--limit-pixels"},
+        {"apply in.png out.jpg -f 'Scale100:KeepProportions=0,AllowEnlarge=1,HorizontalProz=800000,VerticalProz=100'",
+         "out.jpg: "},  // 72,000 pixels are more than a JPEG file has in a line
         {"apply in.png out.png -f 'Crop:LeftMargin=0.9,RightMargin=0.1,BottomMargin=0,TopMargin=1'", "margins"},
         {"apply in.png out.png -f "
          "'Scale100:KeepProportions=0,AllowEnlarge=1,HorizontalProz=1000000,VerticalProz=1000000'",
@@ -531,6 +540,12 @@ TEST_F(KestrelTest, ListsFormats) {
     EXPECT_NE(list.find("raw   read        Raw"), std::string::npos) << list;
     EXPECT_NE(list.find("tiff  read write  TIFF"), std::string::npos) << list;
     EXPECT_NE(Run("formats --json").out.find("\"name\": \"psd\""), std::string::npos);
+    const auto jpeg = [&](const char* option) {
+        Run(std::string("apply in.png out.jpg ") + option);
+        return Contents(folder / "out.jpg");
+    };
+    EXPECT_EQ(jpeg(""), jpeg("--quality 92"));
+    EXPECT_NE(jpeg(""), jpeg("--quality 91"));
     EXPECT_EQ(Run("apply in.png out.tif").code + Run("apply out.tif out.psd").code, 0);
     EXPECT_TRUE(Load("out.psd"));
 }
@@ -573,6 +588,7 @@ TEST_F(KestrelTest, PrintsColours) {
     EXPECT_EQ(Run("color '#010203' -f Invert:Inversity=100").out, "#FEFDFC\n");
     EXPECT_EQ(Run("color 01020380 -f Invert:Inversity=100").out, "#FEFDFC80\n");
     EXPECT_EQ(Run("color '#abcdef'").out, "#ABCDEF\n");
+    EXPECT_EQ(Run("color 010203 -f Transparency:Transparency=50").out, "#0102037F\n");
     WriteText("chain.txt", "TMFilter.Invert.1\tInversity=100\n");
     EXPECT_EQ(Run("color '#FFFFFF' --chain chain.txt -f Invert:Inversity=100").out, "#FFFFFF\n");
 }
