@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "kestrel/storage/compound/Check.h"
@@ -44,6 +45,24 @@ TEST(NameOrder, ShorterFirstThenByUpperCase) {
         {0x101, 0x100}, {0x100, 0x100},   {0x103, 0x102},   {0x131, 0x131},   {0x3B1, 0x391},
         {0x44F, 0x42F}, {0x1E01, 0x1E00}, {0x24D0, 0x24B6}, {0xFF5A, 0xFF3A}, {0xDF, 0xDF}};
     for (const auto& [lower, upper] : kPairs) EXPECT_EQ(UpperCase(lower), upper) << std::hex << int{lower};
+    std::uint64_t hash = 14695981039346656037U;  // no letter changes its place: files were written in this order
+    for (int unit = 0; unit < 0x10000; ++unit) hash = (hash ^ UpperCase(static_cast<char16_t>(unit))) * 1099511628211U;
+    EXPECT_EQ(hash, 5747050641827876845U);
+}
+
+TEST(Handles, BeginWithTheHeaderOfTheirVersion) {
+    for (const auto& [version, shift, other] : {std::tuple{Version::k3, 9, 12}, {Version::k4, 12, 9}}) {
+        const auto block = std::make_shared<Bytes>();
+        NewFile(block, version);
+        Bytes start = {0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1};
+        start.resize(24);  // no class
+        for (const int byte : {0x3E, 0, static_cast<int>(version), 0, 0xFE, 0xFF, shift, 0, 6, 0})
+            start.push_back(static_cast<std::uint8_t>(byte));
+        EXPECT_EQ(Bytes(block->begin(), block->begin() + 34), start);
+        (*block)[30] = static_cast<std::uint8_t>(other);
+        EXPECT_EQ(CompoundFile::Open(std::make_unique<MemoryStore>(block), Access::kRead).Failure(),
+                  Error::kNotCompound);
+    }
 }
 
 TEST(Handles, TellEachMistake) {
@@ -54,6 +73,7 @@ TEST(Handles, TellEachMistake) {
     EXPECT_EQ(file.Root().Failure(), Error::kAccessDenied);
     for (const std::u16string name : {u"", u"a/b", u"a\\b", u"a:b", u"a!b", u"12345678901234567890123456789012"})
         EXPECT_EQ(root.CreateStream(name).Failure(), Error::kInvalidName);
+    EXPECT_TRUE(root.CreateStream(u"1234567890123456789012345678901"));
     EXPECT_EQ(root.CreateStream(u"STREAM").Failure(), Error::kExists);
     EXPECT_EQ(root.CreateStorage(u"stream").Failure(), Error::kExists);
     EXPECT_EQ(root.OpenStream(u"Storage").Failure(), Error::kWrongKind);
