@@ -5,9 +5,11 @@
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <map>
@@ -22,6 +24,16 @@
 #include "tests/support/InChild.h"
 #include "tests/support/PrivateFolders.h"
 
+namespace {
+int flushes = 0;
+}
+
+/// In place of the system's, to count.
+extern "C" int fdatasync(int descriptor) {
+    ++flushes;
+    return static_cast<int>(syscall(SYS_fdatasync, descriptor));
+}
+
 namespace kestrel {
 namespace {
 
@@ -34,7 +46,8 @@ void KeepDebugText(const char* text) { debugText += text; }
 
 /// What stands before the TAB of a stamped line.
 struct Stamp {
-    unsigned error = 0;  ///< or the level, read as hexadecimal
+    unsigned milliseconds = 0;  ///< of the second
+    unsigned error = 0;         ///< or the level, read as hexadecimal
     unsigned process = 0;
     unsigned thread = 0;
 };
@@ -45,6 +58,7 @@ std::size_t ReadStamp(const std::string& line, Stamp& stamp) {
     int end = 0;
     const int read = std::sscanf(line.c_str(), "%2u:%2u:%2u.%3u  %x %x :%x%n", &time[0], &time[1], &time[2], &time[3],
                                  &stamp.error, &stamp.process, &stamp.thread, &end);
+    stamp.milliseconds = time[3];
     if (read != 7 || line[2] != ':' || line[5] != ':' || line[8] != '.' || line.substr(12, 2) != "  ") return 0;
     return line[static_cast<std::size_t>(end)] == '\t' ? static_cast<std::size_t>(end) + 1 : 0;
 }
@@ -94,6 +108,8 @@ struct TraceLogTest : testing::Test {
 };
 
 TEST_F(TraceLogTest, StampIsTimeErrorProcessAndThread) {
+    using namespace std::chrono;
+    const auto before = floor<milliseconds>(system_clock::now());
     const std::string facts = InChild([&] {
         TraceLog::Start(Options());
         errno = 0;
@@ -108,6 +124,8 @@ TEST_F(TraceLogTest, StampIsTimeErrorProcessAndThread) {
     Stamp stamp;
     EXPECT_NE(ReadStamp(log, stamp), 0u) << log;
     EXPECT_EQ(log.substr(12), "  " + facts);
+    const auto since = (milliseconds(stamp.milliseconds) + 1s - before.time_since_epoch() % 1s) % 1s;
+    EXPECT_LE(since, system_clock::now() - before);
 }
 
 TEST_F(TraceLogTest, LevelsBelowTheThresholdPass) {
@@ -124,6 +142,17 @@ TEST_F(TraceLogTest, LevelsBelowTheThresholdPass) {
                   log.Write(-2, "below", true);
               }),
               (Texts{"four", "level 0 of its own", "six", "below"}));
+}
+
+TEST_F(TraceLogTest, LinesBelowLevelFourAreFlushed) {
+    const auto tell = [] { TraceLog(4).Write(std::to_string(flushes).c_str(), true); };
+    EXPECT_EQ(Logged([&] {
+                  TraceLog(4).Write("four", true);
+                  tell();
+                  TraceLog(3).Write("three", true);
+                  tell();
+              }),
+              (Texts{"four", "0", "three", "1"}));
 }
 
 TEST_F(TraceLogTest, EachNewErrorIsToldOnce) {
