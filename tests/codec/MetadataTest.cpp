@@ -37,6 +37,12 @@ TEST(Metadata, BlocksTravelAsTheyAre) {
         EXPECT_EQ(back.metadata.xmp, all.xmp);
         EXPECT_EQ(back.metadata.iptc, format == ImageFormat::Jpeg ? all.iptc : Bytes{});
     }
+    Bytes file;
+    ASSERT_FALSE(ImageLoader::Save(file, samples::Gradient(5, 4).get(), nullptr,
+                                   {.format = ImageFormat::Jpeg, .metadata = &all}));
+    const auto iptc = std::search(file.begin(), file.end(), all.iptc.begin(), all.iptc.end());
+    ASSERT_NE(iptc, file.end());
+    EXPECT_EQ(iptc[7], 0) << "a resource of odd size is padded";
     EXPECT_EQ(BlocksLeftOut(all, ImageFormat::Jpeg), "");
     EXPECT_EQ(BlocksLeftOut(all, ImageFormat::Png), "IPTC data");
     EXPECT_EQ(BlocksLeftOut(all, ImageFormat::Bmp), "EXIF data, colour profile, IPTC data, XMP data");
@@ -83,6 +89,11 @@ TEST(Metadata, OnlyTheOrientationOfExifDataChanges) {
         const LoadResult result = ImageLoader::Load(samples::Encode(file));
         EXPECT_EQ(result.image->biWidth, 16);
         EXPECT_EQ(result.metadata.exif, samples::Exif(1, bigEndian, false));
+        const Bytes upright = samples::Exif(1, bigEndian, true);
+        Bytes twice = samples::Encode(file);
+        twice.insert(twice.begin() + 2, upright.begin(), upright.end());
+        twice.insert(twice.begin() + 2, {0xFF, 0xE1, 0, static_cast<std::uint8_t>(upright.size() + 2)});
+        EXPECT_EQ(ImageLoader::Load(twice).image->biWidth, 8) << "the first of two counts";
         for (std::size_t size = 0; size < file.exif.size(); ++size) {
             Bytes cut(file.exif.begin(), file.exif.begin() + static_cast<std::ptrdiff_t>(size));
             const int before = ExifOrientation(cut);

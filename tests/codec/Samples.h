@@ -138,7 +138,7 @@ struct Jpeg {
     int width = 0, height = 0, components = 3, quality = 100;
     J_COLOR_SPACE input = JCS_RGB, stored = JCS_YCbCr;
     bool adobe = true;
-    bool progressive = false;
+    bool progressive = false, arithmetic = false;
     Bytes exif{};
     std::function<void(int x, int y, JSAMPLE* pixel)> pixel{};
 };
@@ -161,6 +161,7 @@ inline Bytes Encode(const Jpeg& file) {
     for (int i = 0; i < info.num_components; ++i) info.comp_info[i].h_samp_factor = info.comp_info[i].v_samp_factor = 1;
     if (!file.adobe) info.write_Adobe_marker = FALSE;
     if (file.progressive) jpeg_simple_progression(&info);
+    info.arith_code = file.arithmetic;
     jpeg_start_compress(&info, TRUE);
     if (!file.exif.empty())
         jpeg_write_marker(&info, JPEG_APP0 + 1, file.exif.data(), static_cast<unsigned>(file.exif.size()));
