@@ -39,6 +39,16 @@ void qvPicBox::SetRawWhiteBalance(const std::uint8_t (&flags)[3], const double (
     std::copy(std::begin(factors), std::end(factors), rawFactors_);
 }
 
+void qvPicBox::PutExifData(const void* bytes, std::size_t size) {
+    const auto* const from = static_cast<const std::uint8_t*>(bytes);
+    metadata_.exif.assign(from, from + (bytes ? size : 0));
+}
+
+void qvPicBox::PutIPTCData(const void* bytes, std::size_t size) {
+    const auto* const from = static_cast<const std::uint8_t*>(bytes);
+    metadata_.iptc.assign(from, from + (bytes ? size : 0));
+}
+
 void qvPicBox::Log(int line, const std::string& text) { LogLine(-1, "qvPicBox", line, text); }
 
 bool qvPicBox::Fail(int line, const std::string& text) {

@@ -1,6 +1,7 @@
 #pragma once
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -42,6 +43,16 @@ public:
     void SetRawWhiteBalance(const std::uint8_t (&flags)[3], const double (&factors)[4]);
     void SetRawBrightness(double factor) { rawFactor_ = factor; }
 
+    // Settings for writing.
+    void SetJpegQuality(int quality) { jpegQuality_ = quality; }
+    /// The number of the format that native files are saved in.
+    void SetSaveType(int type) { saveType_ = type; }
+    /// What encoded images that are added take along; null and 0 for nothing.
+    void PutExifData(const void* bytes, std::size_t size);
+    void PutIPTCData(const void* bytes, std::size_t size);
+    /// Called between the parts of a long copy, so that a host stays alive.
+    void SetPump(std::function<void()> pump) { pump_ = std::move(pump); }
+
     // Reading --------------------------------------------------------------------------------------------------------
 
     /// Reads a picture: 24-bit image (null for a stored mask) and 8-bit mask (null without one, or when `mask` is). A
@@ -77,6 +88,34 @@ public:
     /// The number of the format that the picture has as a file, and its extension: 0 for one that is not there or not
     /// encoded. A JPEG image with a mask counts as TIFF or PNG, into which a copy would convert it.
     int AnalyzeFile(const char* name, std::string& extension);
+
+    // Writing: a picture is under its name whole, or what was there before is. ---------------------------------------
+
+    /// Adds a picture and returns the bytes that were stored, 0 for a failure. Without `native`, one with a mask, or
+    /// one that is not to be embedded (as JPEG), is stored in the box's own form, losslessly except for that; any other
+    /// becomes a file of the save type, and loses a mask that such files cannot hold. With `replace` a picture of that
+    /// name gives way, whatever its form. Throws `CGalleryError` when the box has no main storage.
+    std::uint64_t AddFile(const char* name, Dib* image, Dib* mask, std::int32_t x, std::int32_t y, bool embedded,
+                          bool native, bool replace);
+    /// Adds a picture file as it is, in pieces: in the new format to the main storage, otherwise to the older ones. The
+    /// bytes of a file of up to 16 MB are left in `copy`, the file's size in `size`; both may be null.
+    bool AddFile(const char* name, const char* extension, std::FILE* file, bool newFormat,
+                 std::vector<std::uint8_t>* copy = nullptr, std::uint64_t* size = nullptr, bool replace = false);
+    /// Copies a picture into this box or another one, whose picture of that name gives way. `type` is the extension of
+    /// the source; an empty one chooses the older storages. Unless `keep` is set the copy is a file of its own format
+    /// where the picture is encoded; a JPEG image with a mask then becomes PNG, or TIFF when `type` says so.
+    bool CopyImage(const char* source, qvPicBox& destination, const char* destinationName, bool newFormat,
+                   const char* type, bool keep);
+    /// Deletes a picture and what belongs to it. False when there is none, too.
+    bool Delete(const char* name, const char* extension = "");
+    /// Stores the caller's record beside a picture.
+    bool SetImageInfo(const char* name, const PicInfoRecord& record);
+
+    /// The chain text that is kept with a picture; empty without one. It lies in a storage of its own in the root,
+    /// "Chains", where other readers do not look for pictures.
+    std::string GetChain(const char* name);
+    /// An empty text removes it.
+    bool SetChain(const char* name, const std::string& text);
 
 private:
     /// A picture that was found; its stream stands at the beginning of the data.
@@ -120,6 +159,23 @@ private:
         IQvStorage* storage = nullptr;
         std::string name;
         explicit operator bool() const { return storage != nullptr; }
+        bool IsSameAs(const Place& other) const;
+    };
+    /// A stream that is being written.
+    struct Target {
+        QvStreamPtr stream;
+        Place place;
+    };
+    /// What `CopyImage` is to do.
+    struct CopyJob {
+        std::string source;
+        qvPicBox& destination;
+        std::string name;
+        bool newFormat;
+        std::string type;
+        bool keep;
+        bool native = false;   ///< the copy shall be a file of its own format
+        bool convert = false;  ///< the image has to be encoded anew
     };
     Place FindPlace(const std::string& name, const std::string& extension);
     Place FindNativePlace(const std::string& name, const std::string& extension);
@@ -134,6 +190,32 @@ private:
     void SetOptions(ImageLoader& loader, const Request& request) const;
     void ForgetLast();
 
+    static Target OpenTarget(IQvStorage* storage, const std::string& name);
+    Target OpenWritePic(const std::string& name, const std::string& extension, bool native, bool newFormat,
+                        PicKind kind, std::uint64_t size, bool embedded);
+    bool Finish(Target& target, const Place& old, const std::string& name);
+    bool WriteOwnForm(QvStream& stream, Dib* image, Dib* mask, std::int32_t x, std::int32_t y,
+                      const std::vector<std::uint8_t>& encoded, bool embedded);
+    std::uint64_t AddPicture(const std::string& name, Dib* image, Dib* mask, std::int32_t x, std::int32_t y,
+                             bool embedded, bool native, bool replace);
+    bool AddOpenFile(const std::string& name, const std::string& extension, std::FILE* file, bool newFormat,
+                     std::vector<std::uint8_t>* copy, std::uint64_t length, bool replace);
+    bool CopyChunks(std::FILE* file, QvStream& stream, std::uint64_t length, std::vector<std::uint8_t>* copy);
+    bool Encode(Dib* image, const Dib* mask, int type, const ImageMetadata& metadata,
+                std::vector<std::uint8_t>& bytes) const;
+    bool DeletePlace(const Place& place);
+    void DeleteBeside(const std::string& name);
+
+    static void CopyLog(int line, const std::string& text);
+    bool CopyFromFolder(const CopyJob& job);
+    bool CopyFolderFile(const CopyJob& job, IQvStorage* to);
+    bool CopyFromBox(CopyJob& job);
+    static void ChooseForm(CopyJob& job, Stored& stored);
+    static bool CopyToBox(const CopyJob& job, Stored& stored, Target& target);
+    static bool CopyAsFile(const CopyJob& job, Stored& stored, char mark, IQvStorage* to, Target& target);
+    static bool CopyToFolder(const CopyJob& job, Stored& stored, Target& target);
+    bool CopyConverted(const CopyJob& job, Stored& stored, Target& target);
+
     IQvStorage& root_;
     // The storages of pictures. Names inside the main one: PicMask, OnlyPic, OnlyMask; in the root: Pic_Mask, PicMask.
     QvStoragePtr pictures_, picMask_, onlyPic_, onlyMask_, oldPicMask_, rootPicMask_;
@@ -142,6 +224,11 @@ private:
     std::string basePath_;  // of an external box
     bool failed_ = false;
     int stage_ = -1;  // of the enumeration: -1 the main storage, 0..2 the older ones inside it
+
+    int jpegQuality_ = 95;
+    int saveType_ = 1;
+    ImageMetadata metadata_;  // EXIF and IPTC data for pictures that are added
+    std::function<void()> pump_;
 
     std::uint8_t whiteBalance_[3] = {1, 0, 1};
     double rawFactors_[4] = {-1, -1, -1, -1};

@@ -22,6 +22,8 @@ constexpr std::size_t kSniffed = 0x8000;
 constexpr char kInfMagic[] = {'Q', 'V', 'A', 'X'};
 constexpr char kInfVersion[] = {'V', '1', '0', '0', '0'};
 
+constexpr const char* kInnerStorages[] = {"PicMask", "OnlyPic", "OnlyMask"};
+
 constexpr std::string_view kImageExtensions[] = {
     ".bmp", ".gif", ".jpe", ".jpeg", ".jpg", ".pcd",  ".png", ".psd", ".tif", ".j2k", ".jp2", ".jpf",
     ".jpc", ".ras", ".pnm", ".pgm",  ".ppm", ".tiff", ".bay", ".bmq", ".crw", ".cs1", ".dcr", ".fff",
@@ -159,6 +161,10 @@ std::vector<std::uint8_t> ReadPicBytes(QvStream& stream, std::uint64_t size) {
     return bytes;
 }
 
+bool WritePicBytes(QvOutputStream& stream, const std::vector<std::uint8_t>& bytes) {
+    return stream.Write(bytes.data(), bytes.size()) == bytes.size();
+}
+
 PicHeader ReadOlderPicHeader(QvStream& stream, OlderPlace place) {
     PicHeader header;
     ReadLongPart(stream, header);
@@ -248,13 +254,20 @@ std::string CleanPicName(std::string_view name, std::string_view extension) {
     return clean.append(".").append(extension);
 }
 
+std::string WrittenPicName(std::string_view name, std::string_view extension) {
+    return extension.empty() ? CleanPicName(name) : CleanPicName(name, Upper(CleanPicName(extension)));
+}
+
 std::vector<std::string> StoredPicNames(std::string_view name, std::string_view extension) {
     std::vector<std::string> names;
+    const auto isNamed = [&](const char* storage) { return PicNamesEqual(name, storage); };
     if (name.empty()) return names;
+    if (extension.empty() && std::any_of(std::begin(kInnerStorages), std::end(kInnerStorages), isNamed)) return names;
     const bool isPath = name.find_first_of("/\\*?") != std::string_view::npos || name == "." || name == "..";
     if (!isPath) names.emplace_back(name).append(extension.empty() ? "" : ".").append(extension);
     std::string clean = extension.empty() ? CleanPicName(name) : CleanPicName(name, CleanPicName(extension));
     if (clean != "." && clean != ".." && (names.empty() || names[0] != clean)) names.push_back(std::move(clean));
+    if (!extension.empty()) names.push_back(WrittenPicName(name, extension));
     return names;
 }
 

@@ -47,6 +47,9 @@ KESTREL_API PicHeader NativePicHeader(QvStream& stream, std::string_view extensi
 /// The next `size` bytes, or those that are left.
 KESTREL_API std::vector<std::uint8_t> ReadPicBytes(QvStream& stream, std::uint64_t size);
 
+/// False when the stream took less.
+[[nodiscard]] KESTREL_API bool WritePicBytes(QvOutputStream& stream, const std::vector<std::uint8_t>& bytes);
+
 /// Writes kind and type, then the version, the flag of an embedded image and its size. False when the stream took less.
 [[nodiscard]] KESTREL_API bool WritePicShortHeader(QvOutputStream& stream, PicKind kind, std::string_view type);
 [[nodiscard]] KESTREL_API bool WritePicLongPart(QvOutputStream& stream, std::uint8_t version, bool embedded,
@@ -76,8 +79,10 @@ KESTREL_API std::string CleanPicName(std::string_view name);
 /// The same with an extension, which takes the place of that of an image.
 KESTREL_API std::string CleanPicName(std::string_view name, std::string_view extension);
 
+/// The name that a picture is written under: cleaned, the extension, if any, in capitals.
+KESTREL_API std::string WrittenPicName(std::string_view name, std::string_view extension = {});
 /// The names under which a picture may be stored: as it is, unless it is a path, and cleaned; with an extension where
-/// one is given. None for an empty name.
+/// one is given. None for an empty name and for those of the older storages.
 KESTREL_API std::vector<std::string> StoredPicNames(std::string_view name, std::string_view extension = {});
 /// Whether two names differ in the case of ASCII letters only.
 KESTREL_API bool PicNamesEqual(std::string_view a, std::string_view b);
