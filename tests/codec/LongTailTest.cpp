@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <tuple>
 
 #include "kestrel/codec/ImageLoader.h"
 #include "kestrel/codec/PolyImagePro.h"
@@ -287,11 +288,14 @@ TEST(Loader, ObjectForABox) {
     EXPECT_TRUE(samples::SamePixels(kept, image.get()));
     DibFree(kept);
 
-    ImageLoader reduced(jpeg, true);
-    reduced.PreferedLoadingSize(40, 30);
-    EXPECT_EQ(reduced.ImageDIB()->biWidth, 50);  // a fourth; an eighth would be too small
-    EXPECT_EQ(reduced.ImageDIB()->biHeight, 30);
-    EXPECT_EQ(reduced.Width(), 200);
+    for (const auto& [width, height, part] :
+         {std::tuple{101, 60, 1}, {100, 60, 2}, {40, 30, 4}, {26, 15, 4}, {25, 15, 8}, {1, 1, 8}}) {
+        ImageLoader reduced(jpeg, true);
+        reduced.PreferedLoadingSize(width, height);
+        EXPECT_EQ(reduced.ImageDIB()->biWidth, 200 / part) << "no side falls below what is asked for";
+        EXPECT_EQ(reduced.ImageDIB()->biHeight, 120 / part);
+        EXPECT_EQ(reduced.Width(), 200);
+    }
     ImageLoader whole(jpeg, false);
     whole.PreferedLoadingSize(40, 30);
     EXPECT_EQ(whole.ImageDIB()->biWidth, 200);

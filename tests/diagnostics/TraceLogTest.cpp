@@ -630,7 +630,7 @@ TEST_F(TraceLogTest, HeldLogDelaysARunByItsBoundOnly) {
                       start.waitInAll = 50;
                       const double seconds = SecondsOf([&] {
                           TraceLog::Start(start);
-                          for (int i = 0; i < 100; ++i) TraceLog(0).Write("line", true);
+                          for (int i = 0; i < 400; ++i) TraceLog(0).Write("line", true);
                           TraceLog::StopLogging(false);
                       });
                       return std::string(seconds < 0.05 ? "did not wait" : seconds < kFarBelowOneWait ? "" : "waited");
