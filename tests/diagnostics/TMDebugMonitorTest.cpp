@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 #include "kestrel/diagnostics/DebugOutput.h"
 #include "kestrel/diagnostics/OldLogs.h"
 #include "kestrel/diagnostics/TraceLog.h"
@@ -96,6 +98,17 @@ TEST(TMDebugMonitorTest, FileThatIsNoneLeavesItSilent) {
                   return shown;
               }),
               "");
+}
+
+TEST(DebugOutput, WhatASinkDoesStaysThere) {
+    SetDebugOutput([](const char*) {
+        errno = EIO;
+        throw 1;
+    });
+    errno = ENOENT;
+    WriteDebugOutput("text");
+    EXPECT_EQ(errno, ENOENT);
+    SetDebugOutput(nullptr);
 }
 
 }  // namespace

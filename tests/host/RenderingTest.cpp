@@ -104,6 +104,8 @@ TEST(PictureSource, TellsEachConsumerOfEachPictureOnce) {
     EXPECT_TRUE(changed(first));
     EXPECT_TRUE(changed(second));
     EXPECT_FALSE(changed(second));
+    int ofAnotherSource = 99;
+    EXPECT_TRUE(changed(ofAnotherSource));
 }
 
 // Rendering
@@ -235,6 +237,9 @@ TEST_F(RenderingTest, NamesTheFirstLineThatCannotBeUsed) {
         EXPECT_LT(fault->reason.size(), 200u);
         EXPECT_EQ(rendering.ChainText(false), good);  // nothing changed
     }
+    ASSERT_FALSE(rendering.SetChainText(std::string_view(many).substr(good.size())));
+    EXPECT_EQ(rendering.AddFilter("TMFilter.Invert.1", nullptr), E_FAIL);
+    EXPECT_EQ(rendering.FilterCount(), Rendering::kMostFilters);
 }
 
 TEST_F(RenderingTest, RefusesPicturesItCannotServe) {
@@ -304,6 +309,18 @@ TEST_F(RenderingTest, RenderScaleReachesEveryFilter) {
     rendering.GetOutputSize(&width, &height);
     EXPECT_EQ(first->RenderScale(), 0.25);
     EXPECT_EQ(second->RenderScale(), 0.25);
+}
+
+TEST_F(RenderingTest, ANewViewSizeMakesANewPicture) {
+    Rendering rendering;
+    ASSERT_FALSE(rendering.SetChainText("TMFilter.Scale.1\tMaximumHorizontalSize=20,MaximumVerticalSize=25\n"));
+    ASSERT_EQ(rendering.SetPicture(MakePicture(4, 5)), S_OK);
+    Picture result;
+    for (const auto& [view, width] : {std::pair{4, 4}, {40, 20}, {4, 4}}) {  // a preview grows as its original would
+        rendering.SetViewSize(view, view / 4 * 5);
+        ASSERT_EQ(rendering.Render(result), S_OK);
+        EXPECT_EQ(result.Width(), width);
+    }
 }
 
 TEST_F(RenderingTest, ANewRenderScaleMakesANewPicture) {
