@@ -26,14 +26,14 @@ void AddSearch(const char* name, unsigned least, unsigned spread) {
     for (auto& row : work->rows) {
         for (auto& byte : bytes) byte = static_cast<std::uint8_t>(least + random() % (spread + 1));
         row.resize(kernels::DustRowLength(width));
-        kernels::MeasureBrightness(bytes.data(), width, row.data());
+        kernels::MeasureBrightness(bytes, row);
     }
     Add(name, [=] {
-        const std::int16_t* rows[kernels::kDustWindow];
+        kernels::DustWindow rows;
         for (int y = 0; y < height; ++y) {
             for (std::size_t i = 0; i < work->rows.size(); ++i)
-                rows[i] = work->rows[(i + static_cast<std::size_t>(y)) % work->rows.size()].data();
-            kernels::FindSpecks(rows, width, {5, 45}, work->specks.data());
+                rows[i] = work->rows[(i + static_cast<std::size_t>(y)) % work->rows.size()];
+            kernels::FindSpecks(rows, {5, 45}, work->specks);
         }
     });
 }

@@ -380,10 +380,14 @@ HRESULT CPdibFilter::ConvolveRegion3x3(const double kernel[3][3], int bias, cons
         const int width = m_InActive.Width;
         const int height = m_InActive.Height;
         if (const HRESULT result = FetchIntoWork(1, width, height); result != S_OK) return result;
+        const auto pixels = static_cast<std::size_t>(width);
+        const auto bordered = [&](int row) -> kernels::ConstMaskedRow {
+            return {{m_Work->Rows()[row], (pixels + 2) * 3}, {m_Work->MaskRows()[row], pixels + 2}};
+        };
         for (int y = 0; y < height; ++y) {
             if (Aborted()) return kNotDone;
-            kernels::ConvolveRow3x3(kernel, bias, m_Work->Rows() + y, m_Work->MaskRows() + y, width, m_Cache->Rows()[y],
-                                    m_Cache->MaskRows()[y]);
+            kernels::ConvolveRow3x3(kernel, bias, {bordered(y), bordered(y + 1), bordered(y + 2)},
+                                    {{m_Cache->Rows()[y], pixels * 3}, {m_Cache->MaskRows()[y], pixels}});
         }
         return S_OK;
     });

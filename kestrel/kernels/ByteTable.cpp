@@ -2,7 +2,7 @@
 
 namespace kestrel::kernels {
 
-void ChannelTablesRow(std::span<std::uint8_t> row, const ChannelTables& tables) {
+void ChannelTablesRow(Row row, const ChannelTables& tables) {
     for (std::size_t i = 0; i + 2 < row.size(); i += 3) {
         row[i] = tables.blue[row[i]];
         row[i + 1] = tables.green[row[i + 1]];

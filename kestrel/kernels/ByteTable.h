@@ -1,7 +1,8 @@
 #pragma once
 #include <array>
 #include <cstdint>
-#include <span>
+
+#include "kestrel/kernels/Row.h"
 
 namespace kestrel::kernels {
 
@@ -30,6 +31,6 @@ struct ChannelTables {
 };
 
 /// Sends each channel of a row of blue, green, red through its own table, in place.
-void ChannelTablesRow(std::span<std::uint8_t> row, const ChannelTables& tables);
+void ChannelTablesRow(Row row, const ChannelTables& tables);
 
 }  // namespace kestrel::kernels

@@ -17,14 +17,14 @@ HWY_INLINE V MixPercent16(D d, V over, V under, std::uint16_t opacity) {
     return hn::ShiftRight<3>(hn::MulHigh(mix, hn::Set(d, std::uint16_t{5243})));  // mix / 100, proved below
 }
 
-void InvertRow(std::span<std::uint8_t> row, std::int32_t inversity) {
+void InvertRow(Row row, std::int32_t inversity) {
     const auto opacity = static_cast<std::uint16_t>(inversity);
     const auto wide = [opacity](auto d, auto p)
                           HWY_ATTR { return MixPercent16(d, hn::Sub(hn::Set(d, std::uint16_t{255}), p), p, opacity); };
     MapBytes(row, wide, [inversity](std::uint8_t p) { return InvertByte(p, inversity); });
 }
 
-void TransparencyRow(std::span<std::uint8_t> mask, std::uint8_t keep) {
+void TransparencyRow(Row mask, std::uint8_t keep) {
     const auto wide = [keep](auto d, auto m) HWY_ATTR {
         const auto full = hn::Set(d, std::uint16_t{255});
         const auto opacity = hn::Mul(hn::Set(d, std::uint16_t{keep}), hn::Sub(full, m));
@@ -34,7 +34,7 @@ void TransparencyRow(std::span<std::uint8_t> mask, std::uint8_t keep) {
     MapBytes(mask, wide, [keep](std::uint8_t m) { return TransparencyByte(m, keep); });
 }
 
-void BlackWhiteRow(std::span<std::uint8_t> row, std::int32_t percent) {
+void BlackWhiteRow(Row row, std::int32_t percent) {
     const auto wide = [percent](auto d, auto& blue, auto& green, auto& red) HWY_ATTR {
         const hn::RebindToUnsigned<decltype(d)> du;
         const auto sum = hn::Add(hn::Add(hn::Mul(blue, hn::Set(d, 71)), hn::Mul(green, hn::Set(d, 707))),
@@ -54,7 +54,7 @@ void BlackWhiteRow(std::span<std::uint8_t> row, std::int32_t percent) {
     MapPlanes(row, wide, [percent](Bgr p) { return BlackWhitePixel(p, percent); });
 }
 
-void SepiaRow(std::span<std::uint8_t> row, std::uint8_t keep) {
+void SepiaRow(Row row, std::uint8_t keep) {
     const auto wide = [keep](auto d, auto& blue, auto& green, auto& red) HWY_ATTR {
         const hn::RebindToUnsigned<decltype(d)> du;
         const auto grey = LuminanceLanes(d, blue, green, red);
@@ -75,7 +75,7 @@ void SepiaRow(std::span<std::uint8_t> row, std::uint8_t keep) {
     MapPlanes(row, wide, [keep](Bgr p) { return SepiaPixel(p, keep); });
 }
 
-void ShiftRow(std::span<std::uint8_t> row, ColourShift shift) {
+void ShiftRow(Row row, ColourShift shift) {
     std::size_t i = 0;
 #if HWY_TARGET != HWY_SCALAR
     // What is added and what is taken, three vectors of the repeating pattern blue, green, red.
@@ -124,29 +124,27 @@ constexpr bool IsPercent(std::int32_t value) { return value >= 0 && value <= 100
 }  // namespace
 
 HWY_EXPORT(InvertRow);
-void InvertRow(std::span<std::uint8_t> row, std::int32_t inversity) {
+void InvertRow(Row row, std::int32_t inversity) {
     if (IsPercent(inversity)) return HWY_DYNAMIC_DISPATCH(InvertRow)(row, inversity);
     for (std::uint8_t& byte : row) byte = InvertByte(byte, inversity);
 }
 
 HWY_EXPORT(BlackWhiteRow);
-void BlackWhiteRow(std::span<std::uint8_t> row, std::int32_t percent) {
+void BlackWhiteRow(Row row, std::int32_t percent) {
     if (IsPercent(percent)) return HWY_DYNAMIC_DISPATCH(BlackWhiteRow)(row, percent);
     MapPixels(row, [percent](Bgr p) { return BlackWhitePixel(p, percent); });
 }
 
 HWY_EXPORT(SepiaRow);
-void SepiaRow(std::span<std::uint8_t> row, std::uint8_t keep) { HWY_DYNAMIC_DISPATCH(SepiaRow)(row, keep); }
+void SepiaRow(Row row, std::uint8_t keep) { HWY_DYNAMIC_DISPATCH(SepiaRow)(row, keep); }
 
 HWY_EXPORT(TransparencyRow);
-void TransparencyRow(std::span<std::uint8_t> mask, std::uint8_t keep) {
-    HWY_DYNAMIC_DISPATCH(TransparencyRow)(mask, keep);
-}
+void TransparencyRow(Row mask, std::uint8_t keep) { HWY_DYNAMIC_DISPATCH(TransparencyRow)(mask, keep); }
 
 HWY_EXPORT(ShiftRow);
-void ShiftRow(std::span<std::uint8_t> row, ColourShift shift) { HWY_DYNAMIC_DISPATCH(ShiftRow)(row, shift); }
+void ShiftRow(Row row, ColourShift shift) { HWY_DYNAMIC_DISPATCH(ShiftRow)(row, shift); }
 
-void TableRow(std::span<std::uint8_t> row, const std::uint8_t* table) {
+void TableRow(Row row, const ByteTable& table) {
     for (std::uint8_t& byte : row) byte = table[byte];
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 
 #include "kestrel/kernels/Hsl.h"
+#include "kestrel/kernels/Row.h"
 
 namespace kestrel::kernels {
 
@@ -11,7 +11,7 @@ namespace kestrel::kernels {
 /// Divisions cut toward zero.
 
 /// `over` on `under`, an opaque byte, by the mask of `over`.
-constexpr std::uint8_t BlendByte(int under, int over, int mask) {
+constexpr std::uint8_t OverByte(int under, int over, int mask) {
     return static_cast<std::uint8_t>((under * mask + over * (255 - mask)) / 255);
 }
 
@@ -25,7 +25,7 @@ constexpr void OverPixel(std::uint8_t* under, std::uint8_t& underMask, const std
         return;
     }
     if (underMask == 0) {
-        for (int i = 0; i < 3; ++i) under[i] = BlendByte(under[i], over[i], overMask);
+        for (int i = 0; i < 3; ++i) under[i] = OverByte(under[i], over[i], overMask);
         return;
     }
     const int overWeight = (255 - overMask) * 255;
@@ -36,11 +36,8 @@ constexpr void OverPixel(std::uint8_t* under, std::uint8_t& underMask, const std
     underMask = static_cast<std::uint8_t>(overMask * underMask / 255);
 }
 
-/// Lays `n` pixels of `src` over the opaque pixels of `dst` by the mask of `src`.
-void BlendRow(std::uint8_t* dst, const std::uint8_t* src, const std::uint8_t* mask, std::size_t n);
-/// Lays `n` pixels of `src` with their mask over `dst`, which has a mask of its own.
-void BlendRowWithMask(std::uint8_t* dst, std::uint8_t* dstMask, const std::uint8_t* src, const std::uint8_t* mask,
-                      std::size_t n);
+/// Lays the pixels of `over` over those of `under`, which take the result.
+void OverRow(MaskedRow under, ConstMaskedRow over);
 
 /// Mask value of a board of `transparency` percent; beyond 0..255 for a percentage beyond 0..100.
 constexpr std::int64_t BoardAlpha(std::int32_t transparency) { return std::int64_t{transparency} * 255 / 100; }
@@ -60,8 +57,8 @@ constexpr void PaintInnerPixel(std::uint8_t* pixel, std::uint8_t& mask, Bgr boar
     }
     mask = static_cast<std::uint8_t>(n);
 }
-/// The same for `n` pixels.
-void PaintInnerRow(std::uint8_t* pixels, std::uint8_t* mask, std::size_t n, Bgr board, std::int64_t alpha);
+/// The same for each pixel of a row.
+void PaintInnerRow(MaskedRow row, Bgr board, std::int64_t alpha);
 
 /// Lays a single pixel with its mask (four bytes) on a board. A board mask beyond a byte is held to it.
 constexpr void LayOnBoard(std::uint8_t* pixel, Bgr board, std::int64_t alpha) {

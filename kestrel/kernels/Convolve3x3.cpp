@@ -37,7 +37,7 @@ inline void LocalWeights(const double weights[3][3], const std::uint8_t* const* 
     local[1][1] += moved;
 }
 
-/// Clamped and truncated; what is no number is 0.
+/// Clamped and truncated; NaN becomes 0.
 inline std::uint8_t ConvolvedByte(double value) {
     const double atLeast = value > 0.0 ? value : 0.0;
     return static_cast<std::uint8_t>(atLeast < 255.0 ? atLeast : 255.0);
@@ -174,25 +174,45 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace kestrel::kernels {
 
-void ConvolveRow3x3Plain(const double weights[3][3], int bias, const std::uint8_t* const* rows,
-                         const std::uint8_t* const* masks, int width, std::uint8_t* out, std::uint8_t* outMask) {
-    for (int x = 0; x < width; ++x) {
+namespace {
+
+/// Where the three rows begin, as the loops above take them.
+struct Starts {
+    explicit Starts(const std::array<ConstMaskedRow, 3>& from)
+        : rows{from[0].pixels.data(), from[1].pixels.data(), from[2].pixels.data()},
+          masks{from[0].mask.data(), from[1].mask.data(), from[2].mask.data()} {}
+
+    const std::uint8_t* rows[3];
+    const std::uint8_t* masks[3];
+};
+
+void CopyCentreMask(const std::array<ConstMaskedRow, 3>& from, MaskedRow to) {
+    if (!to.mask.empty()) std::ranges::copy(from[1].mask.subspan(1, to.mask.size()), to.mask.begin());
+}
+
+}  // namespace
+
+void ConvolveRow3x3Plain(const double weights[3][3], int bias, const std::array<ConstMaskedRow, 3>& from,
+                         MaskedRow to) {
+    const Starts starts(from);
+    for (int x = 0; x < static_cast<int>(to.mask.size()); ++x) {
         double local[3][3];
-        LocalWeights(weights, masks, x, local);
-        ConvolvePixel(local, bias, rows, x, out);
+        LocalWeights(weights, starts.masks, x, local);
+        ConvolvePixel(local, bias, starts.rows, x, to.pixels.data());
     }
-    std::copy_n(masks[1] + 1, width, outMask);
+    CopyCentreMask(from, to);
 }
 
 HWY_EXPORT(ConvolveRow3x3);
-void ConvolveRow3x3(const double weights[3][3], int bias, const std::uint8_t* const* rows,
-                    const std::uint8_t* const* masks, int width, std::uint8_t* out, std::uint8_t* outMask) {
-    constexpr double kTame = 1e300;  // no sum of nine products overflows, so that none is infinite or no number
+void ConvolveRow3x3(const double weights[3][3], int bias, const std::array<ConstMaskedRow, 3>& from, MaskedRow to) {
+    constexpr double kTame = 1e300;  // no sum of nine products overflows, so that none is infinite or NaN
     bool tame = true;
     for (int i = 0; i < 9; ++i) tame = tame && std::abs(weights[i / 3][i % 3]) < kTame;
-    if (!tame) return ConvolveRow3x3Plain(weights, bias, rows, masks, width, out, outMask);
-    HWY_DYNAMIC_DISPATCH(ConvolveRow3x3)(weights, bias, rows, masks, width, out);
-    if (width > 0) std::copy_n(masks[1] + 1, width, outMask);
+    if (!tame) return ConvolveRow3x3Plain(weights, bias, from, to);
+    const Starts starts(from);
+    HWY_DYNAMIC_DISPATCH(ConvolveRow3x3)
+    (weights, bias, starts.rows, starts.masks, static_cast<int>(to.mask.size()), to.pixels.data());
+    CopyCentreMask(from, to);
 }
 
 }  // namespace kestrel::kernels

@@ -1,6 +1,10 @@
 #pragma once
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
+
+#include "kestrel/kernels/Row.h"
 
 namespace kestrel::kernels {
 
@@ -22,17 +26,20 @@ inline constexpr int kDustSlack = 32;
 constexpr std::size_t DustRowLength(int width) { return static_cast<std::size_t>(width) + 2 * kDustReach + kDustSlack; }
 
 /// The brightness (red + green + blue) of a row's pixels, framed by what is outside. `out` has `DustRowLength` places.
-void MeasureBrightness(const std::uint8_t* row, int width, std::int16_t* out);
+void MeasureBrightness(ConstRow row, std::span<std::int16_t> out);
 
-/// Tells for each of `width` pixels of the middle one of the rows whether it is a speck (1) or not (0). `rows` are made
-/// by `MeasureBrightness`; rows outside the picture hold `kDustOutside`. `specks` has `kDustSlack` places more than
-/// pixels. Same bytes on every CPU.
-void FindSpecks(const std::int16_t* const rows[kDustWindow], int width, DustRule rule, std::uint8_t* specks);
-/// The rule as it is told, pixel by pixel; `FindSpecks` gives these bytes.
-void FindSpecksPlain(const std::int16_t* const rows[kDustWindow], int width, DustRule rule, std::uint8_t* specks);
+/// The rows of a window, the lowest first, as `MeasureBrightness` makes them; rows outside the picture hold
+/// `kDustOutside`.
+using DustWindow = std::array<std::span<const std::int16_t>, kDustWindow>;
 
-/// Replaces each speck in `out` by the mean of the nine pixels around it in the three `rows`. The first and the last
-/// pixel stay.
-void RepairSpecks(const std::uint8_t* const rows[3], const std::uint8_t* specks, int width, std::uint8_t* out);
+/// Tells for each pixel of the middle row whether it is a speck (1) or not (0). `specks` has `kDustSlack` places more
+/// than pixels. Same bytes on every CPU.
+void FindSpecks(const DustWindow& rows, DustRule rule, Row specks);
+/// The rule pixel by pixel, which defines the bytes of `FindSpecks`.
+void FindSpecksPlain(const DustWindow& rows, DustRule rule, Row specks);
+
+/// Replaces each speck in `out` by the mean of the nine pixels around it in the three `rows`, the lowest first. The
+/// first and the last pixel stay.
+void RepairSpecks(const std::array<ConstRow, 3>& rows, ConstRow specks, Row out);
 
 }  // namespace kestrel::kernels

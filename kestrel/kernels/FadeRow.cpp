@@ -2,7 +2,7 @@
 
 namespace kestrel::kernels {
 
-void FadeRow(std::span<std::uint8_t> mask, FadeStep step) {
+void FadeRow(Row mask, FadeStep step) {
     for (std::uint8_t& byte : mask) byte = step(byte);
 }
 

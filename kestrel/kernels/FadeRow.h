@@ -1,7 +1,8 @@
 #pragma once
 #include <algorithm>
 #include <cstdint>
-#include <span>
+
+#include "kestrel/kernels/Row.h"
 
 namespace kestrel::kernels {
 
@@ -24,6 +25,6 @@ constexpr FadeStep FadeAt(std::int64_t distance, std::int64_t width) {
 }
 
 /// Fades all bytes alike.
-void FadeRow(std::span<std::uint8_t> mask, FadeStep step);
+void FadeRow(Row mask, FadeStep step);
 
 }  // namespace kestrel::kernels

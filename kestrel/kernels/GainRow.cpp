@@ -10,7 +10,7 @@
 HWY_BEFORE_NAMESPACE();
 namespace kestrel::kernels::HWY_NAMESPACE {
 
-void GainRow(std::span<std::uint8_t> row, const LuminanceGains& gains) {
+void GainRow(Row row, const LuminanceGains& gains) {
     const auto wide = [&gains](auto d, auto p) HWY_ATTR {
         const hn::Rebind<std::int32_t, decltype(d)> d32;
         const hn::Rebind<float, decltype(d)> df;
@@ -32,7 +32,7 @@ HWY_AFTER_NAMESPACE();
 namespace kestrel::kernels {
 
 HWY_EXPORT(GainRow);
-void GainRow(std::span<std::uint8_t> row, const LuminanceGains& gains) {
+void GainRow(Row row, const LuminanceGains& gains) {
     constexpr float kMost = 65536.0f;  // far above 255, the most that an even spread asks for
     const bool fits = std::all_of(gains.begin(), gains.end(), [](float g) { return g >= 0.0f && g <= kMost; });
     if (fits) return HWY_DYNAMIC_DISPATCH(GainRow)(row, gains);

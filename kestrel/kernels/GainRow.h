@@ -1,10 +1,10 @@
 #pragma once
 #include <array>
 #include <cstdint>
-#include <span>
 
 #include "kestrel/foundation/Truncate.h"
 #include "kestrel/kernels/ColourRows.h"
+#include "kestrel/kernels/Row.h"
 
 namespace kestrel::kernels {
 
@@ -23,6 +23,6 @@ constexpr Bgr GainPixel(Bgr p, const LuminanceGains& gains) {
     const float gain = gains[Luminance(p)];
     return {GainByte(p.blue, gain), GainByte(p.green, gain), GainByte(p.red, gain)};
 }
-void GainRow(std::span<std::uint8_t> row, const LuminanceGains& gains);
+void GainRow(Row row, const LuminanceGains& gains);
 
 }  // namespace kestrel::kernels

@@ -4,11 +4,11 @@
 
 namespace kestrel::kernels {
 
-void CountLuminance(std::span<const std::uint8_t> row, Histogram& luminance) {
+void CountLuminance(ConstRow row, Histogram& luminance) {
     for (std::size_t i = 0; i + 2 < row.size(); i += 3) ++luminance[Luminance(Load(&row[i]))];
 }
 
-void CountChannels(std::span<const std::uint8_t> row, ChannelHistograms& channels) {
+void CountChannels(ConstRow row, ChannelHistograms& channels) {
     for (std::size_t i = 0; i + 2 < row.size(); i += 3) {
         ++channels.blue[row[i]];
         ++channels.green[row[i + 1]];

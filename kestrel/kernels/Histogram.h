@@ -1,9 +1,9 @@
 #pragma once
 #include <array>
 #include <cstdint>
-#include <span>
 
 #include "kestrel/kernels/ByteTable.h"
+#include "kestrel/kernels/Row.h"
 
 namespace kestrel::kernels {
 
@@ -11,7 +11,7 @@ namespace kestrel::kernels {
 using Histogram = std::array<std::uint32_t, 256>;
 
 /// Adds the luminance of each pixel of a row of blue, green, red.
-void CountLuminance(std::span<const std::uint8_t> row, Histogram& luminance);
+void CountLuminance(ConstRow row, Histogram& luminance);
 
 /// Histograms of the three channels.
 struct ChannelHistograms {
@@ -20,7 +20,7 @@ struct ChannelHistograms {
     Histogram red{};
 };
 /// Adds the channels of each pixel of a row.
-void CountChannels(std::span<const std::uint8_t> row, ChannelHistograms& channels);
+void CountChannels(ConstRow row, ChannelHistograms& channels);
 
 /// Darkest and brightest tone that are left when some pixels of either end are given up.
 struct ToneLimits {

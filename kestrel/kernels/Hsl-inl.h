@@ -93,7 +93,7 @@ HWY_INLINE V TruncateLanes(D d, V value) {
 /// Pixels as vectors of doubles: `wide(d, BgrLanes)` gives channels whose truncation fits 32 bits and whose low byte is
 /// the result, `plain(Bgr)` does one pixel.
 template <class Wide, class Plain>
-void MapDoubles(std::span<std::uint8_t> row, [[maybe_unused]] const Wide& wide, const Plain& plain) {
+void MapDoubles(Row row, [[maybe_unused]] const Wide& wide, const Plain& plain) {
     std::size_t i = 0;
 #if HWY_TARGET != HWY_SCALAR
     const hn::ScalableTag<double> d;

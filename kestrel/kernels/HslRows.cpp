@@ -11,7 +11,7 @@
 HWY_BEFORE_NAMESPACE();
 namespace kestrel::kernels::HWY_NAMESPACE {
 
-void SaturateRow(std::span<std::uint8_t> row, double factor) {
+void SaturateRow(Row row, double factor) {
     const auto wide = [factor](auto d, auto p) HWY_ATTR {
         auto hsl = RgbToHslLanes(d, p);
         const auto grey = hn::Eq(hsl.saturation, hn::Zero(d));
@@ -25,7 +25,7 @@ void SaturateRow(std::span<std::uint8_t> row, double factor) {
     MapDoubles(row, wide, [factor](Bgr p) { return SaturatePixel(p, factor); });
 }
 
-void ColourRow(std::span<std::uint8_t> row, const Colouring& c) {
+void ColourRow(Row row, const Colouring& c) {
     const auto wide = [&c](auto d, auto p) HWY_ATTR {
         auto l = hn::Add(hn::Mul(RgbToHslLanes(d, p).lightness, hn::Set(d, c.scale)), hn::Set(d, c.offset));
         l = hn::Max(hn::Min(l, hn::Set(d, 2.0)), hn::Zero(d));
@@ -46,7 +46,7 @@ void ColourRow(std::span<std::uint8_t> row, const Colouring& c) {
     MapDoubles(row, wide, [&c](Bgr p) { return ColourPixel(p, c); });
 }
 
-void TwoColourRow(std::span<std::uint8_t> row, const TwoColours& duo) {
+void TwoColourRow(Row row, const TwoColours& duo) {
     const auto wide = [&duo](auto d, auto p) HWY_ATTR {
         const auto zero = hn::Zero(d);
         const auto one = hn::Set(d, 1.0);
@@ -80,10 +80,10 @@ HWY_AFTER_NAMESPACE();
 namespace kestrel::kernels {
 
 HWY_EXPORT(SaturateRow);
-void SaturateRow(std::span<std::uint8_t> row, double factor) { HWY_DYNAMIC_DISPATCH(SaturateRow)(row, factor); }
+void SaturateRow(Row row, double factor) { HWY_DYNAMIC_DISPATCH(SaturateRow)(row, factor); }
 
 HWY_EXPORT(ColourRow);
-void ColourRow(std::span<std::uint8_t> row, const Colouring& c) {
+void ColourRow(Row row, const Colouring& c) {
     // A scale that is no number, or an intensity outside 0..1, may leave 32 bits.
     const bool fits = std::isfinite(c.scale) && std::isfinite(c.offset) && c.intensity >= 0.0 && c.intensity <= 1.0;
     if (fits) return HWY_DYNAMIC_DISPATCH(ColourRow)(row, c);
@@ -91,7 +91,7 @@ void ColourRow(std::span<std::uint8_t> row, const Colouring& c) {
 }
 
 HWY_EXPORT(TwoColourRow);
-void TwoColourRow(std::span<std::uint8_t> row, const TwoColours& duo) {
+void TwoColourRow(Row row, const TwoColours& duo) {
     if (duo.intensity >= 0.0 && duo.intensity <= 1.0) return HWY_DYNAMIC_DISPATCH(TwoColourRow)(row, duo);
     MapPixels(row, [&duo](Bgr p) { return TwoColourPixel(p, duo); });  // sums that may leave 32 bits
 }

@@ -1,11 +1,11 @@
 #pragma once
 #include <algorithm>
 #include <cstdint>
-#include <span>
 
 #include "kestrel/foundation/Truncate.h"
 #include "kestrel/kernels/ColourRows.h"
 #include "kestrel/kernels/Hsl.h"
+#include "kestrel/kernels/Row.h"
 
 namespace kestrel::kernels {
 
@@ -20,7 +20,7 @@ constexpr Bgr SaturatePixel(Bgr p, double factor) {
     if (hsl.saturation == 0.0) return p;
     return HslToRgb(hsl.hue, hsl.lightness, std::clamp(hsl.saturation * factor, 0.0, 1.0));
 }
-void SaturateRow(std::span<std::uint8_t> row, double factor);
+void SaturateRow(Row row, double factor);
 
 /// Gives a pixel a hue and a saturation; its lightness becomes l × `scale` + `offset`.
 struct Colouring {
@@ -39,7 +39,7 @@ constexpr Bgr ColourPixel(Bgr p, const Colouring& c) {
     };
     return {mix(over.blue, p.blue), mix(over.green, p.green), mix(over.red, p.red)};
 }
-void ColourRow(std::span<std::uint8_t> row, const Colouring& colouring);
+void ColourRow(Row row, const Colouring& colouring);
 
 /// Paints dark areas in one colour and bright areas in another.
 struct TwoColours {
@@ -60,6 +60,6 @@ constexpr Bgr TwoColourPixel(Bgr p, const TwoColours& duo) {
     return {mix(first.blue, second.blue, p.blue), mix(first.green, second.green, p.green),
             mix(first.red, second.red, p.red)};
 }
-void TwoColourRow(std::span<std::uint8_t> row, const TwoColours& duo);
+void TwoColourRow(Row row, const TwoColours& duo);
 
 }  // namespace kestrel::kernels

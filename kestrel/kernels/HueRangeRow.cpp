@@ -17,8 +17,7 @@ HWY_INLINE V DivideLanes(D d, V numerator, V divisor) {
     return hn::ConvertTo(d, hn::Div(hn::ConvertTo(df, numerator), hn::ConvertTo(df, divisor)));
 }
 
-void HueRangeRow(std::span<std::uint8_t> row, std::int32_t centre, const RangeTables& tables,
-                 const HueRangeWeights& weights) {
+void HueRangeRow(Row row, std::int32_t centre, const RangeTables& tables, const HueRangeWeights& weights) {
     const auto wide = [&](auto d, auto& blue, auto& green, auto& red) HWY_ATTR {
         constexpr int kSextant = kHueTurn / 6;
         const auto zero = hn::Zero(d);
@@ -77,8 +76,7 @@ bool Fits(const std::array<std::int32_t, 256>& table) {
 }  // namespace
 
 HWY_EXPORT(HueRangeRow);
-void HueRangeRow(std::span<std::uint8_t> row, std::int32_t centre, const RangeTables& tables,
-                 const HueRangeWeights& weights) {
+void HueRangeRow(Row row, std::int32_t centre, const RangeTables& tables, const HueRangeWeights& weights) {
     // A centre within one turn keeps all distances at or above 0.
     const bool fits = centre >= 0 && centre <= kHueTurn && Fits(tables.blue) && Fits(tables.green) && Fits(tables.red);
     if (fits) return HWY_DYNAMIC_DISPATCH(HueRangeRow)(row, centre, tables, weights);

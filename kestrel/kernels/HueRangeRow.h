@@ -3,10 +3,10 @@
 #include <array>
 #include <cstdint>
 #include <cstdlib>
-#include <span>
 
 #include "kestrel/kernels/ByteTable.h"
 #include "kestrel/kernels/ColourRows.h"
+#include "kestrel/kernels/Row.h"
 
 namespace kestrel::kernels {
 
@@ -55,7 +55,6 @@ constexpr Bgr HueRangePixel(Bgr p, std::int32_t centre, const RangeTables& table
     };
     return {add(p.blue, tables.blue), add(p.green, tables.green), add(p.red, tables.red)};
 }
-void HueRangeRow(std::span<std::uint8_t> row, std::int32_t centre, const RangeTables& tables,
-                 const HueRangeWeights& weights);
+void HueRangeRow(Row row, std::int32_t centre, const RangeTables& tables, const HueRangeWeights& weights);
 
 }  // namespace kestrel::kernels

@@ -22,7 +22,7 @@ HWY_INLINE V UnitLanes(D d, V value) {
     return hn::Min(hn::Max(value, hn::Zero(d)), hn::Set(d, 1.0));
 }
 
-void TuningRow(std::span<std::uint8_t> row, const TuningFactors& factors) {
+void TuningRow(Row row, const TuningFactors& factors) {
     const auto wide = [&factors](auto d, auto p) HWY_ATTR {
         auto hsl = RgbToHslLanes(d, p);
         const auto grey = hn::Eq(hsl.saturation, hn::Zero(d));
@@ -37,7 +37,7 @@ void TuningRow(std::span<std::uint8_t> row, const TuningFactors& factors) {
     MapDoubles(row, wide, [&factors](Bgr p) { return TuningPixel(p, factors); });
 }
 
-void HsbRow(std::span<std::uint8_t> row, const HsbChanges& changes) {
+void HsbRow(Row row, const HsbChanges& changes) {
     static_assert(sizeof(HsbChange) == 3 * sizeof(double));  // three doubles a record are gathered one by one
     const auto wide = [&changes](auto d, auto p) HWY_ATTR {
         const hn::RebindToSigned<decltype(d)> d64;
@@ -68,12 +68,10 @@ HWY_AFTER_NAMESPACE();
 namespace kestrel::kernels {
 
 HWY_EXPORT(TuningRow);
-void TuningRow(std::span<std::uint8_t> row, const TuningFactors& factors) {
-    HWY_DYNAMIC_DISPATCH(TuningRow)(row, factors);
-}
+void TuningRow(Row row, const TuningFactors& factors) { HWY_DYNAMIC_DISPATCH(TuningRow)(row, factors); }
 
 HWY_EXPORT(HsbRow);
-void HsbRow(std::span<std::uint8_t> row, const HsbChanges& changes) { HWY_DYNAMIC_DISPATCH(HsbRow)(row, changes); }
+void HsbRow(Row row, const HsbChanges& changes) { HWY_DYNAMIC_DISPATCH(HsbRow)(row, changes); }
 
 }  // namespace kestrel::kernels
 #endif

@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <span>
 
 #include "kestrel/kernels/HslRows.h"
+#include "kestrel/kernels/Row.h"
 
 namespace kestrel::kernels {
 
@@ -23,7 +23,7 @@ constexpr Bgr TuningPixel(Bgr p, const TuningFactors& factors) {
     const double factor = factors[static_cast<std::size_t>(hsl.hue)];
     return HslToRgb(hsl.hue, hsl.lightness, std::clamp(hsl.saturation * factor, 0.0, 1.0));
 }
-void TuningRow(std::span<std::uint8_t> row, const TuningFactors& factors);
+void TuningRow(Row row, const TuningFactors& factors);
 
 /// What is done to a colour of one whole degree of hue.
 struct HsbChange {
@@ -49,6 +49,6 @@ constexpr Bgr HsbPixel(Bgr p, const HsbChanges& changes) {
     }
     return HslToRgb(hsl.hue, std::clamp(hsl.lightness + change.brightness, 0.0, 1.0), hsl.saturation);
 }
-void HsbRow(std::span<std::uint8_t> row, const HsbChanges& changes);
+void HsbRow(Row row, const HsbChanges& changes);
 
 }  // namespace kestrel::kernels

@@ -29,7 +29,7 @@ HWY_INLINE V SumLanes(D d, const MixerChannel& channel, V red, V green, V blue) 
     return hn::Min(hn::Max(sum, hn::Zero(d)), hn::Set(d, 255));
 }
 
-void MixerRow(std::span<std::uint8_t> row, const Mixer& mixer, bool hasGamma) {
+void MixerRow(Row row, const Mixer& mixer, bool hasGamma) {
     std::array<std::int32_t, 256> greyGamma;
     std::copy(mixer.grey.gamma.begin(), mixer.grey.gamma.end(), greyGamma.begin());
     const bool greyHasGamma = mixer.grey.gamma != kIdentityTable;
@@ -77,7 +77,7 @@ MixerChannel MakeMixerChannel(const std::array<std::int64_t, 3>& weights) {
 }
 
 HWY_EXPORT(MixerRow);
-void MixerRow(std::span<std::uint8_t> row, const Mixer& mixer) {
+void MixerRow(Row row, const Mixer& mixer) {
     const auto fits = [](const MixerChannel& channel) {
         constexpr std::int64_t kWeight = 10000;
         constexpr std::int64_t kConstant = 1000000;

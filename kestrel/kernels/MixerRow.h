@@ -1,10 +1,10 @@
 #pragma once
 #include <array>
 #include <cstdint>
-#include <span>
 
 #include "kestrel/kernels/ByteTable.h"
 #include "kestrel/kernels/ColourRows.h"
+#include "kestrel/kernels/Row.h"
 
 namespace kestrel::kernels {
 
@@ -44,6 +44,6 @@ constexpr Bgr MixPixel(Bgr p, const Mixer& mixer) {
             mixer.green.on ? MixedByte(mixer.green, p.red, own.green, p.blue) : own.green,
             mixer.red.on ? MixedByte(mixer.red, own.red, p.green, p.blue) : own.red};
 }
-void MixerRow(std::span<std::uint8_t> row, const Mixer& mixer);
+void MixerRow(Row row, const Mixer& mixer);
 
 }  // namespace kestrel::kernels

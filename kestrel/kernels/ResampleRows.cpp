@@ -10,10 +10,11 @@ namespace kestrel::kernels::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
 #if HWY_TARGET != HWY_SCALAR  // one lane is slower than the plain form
-/// Blends whole vectors of the tag's size; gives the number of bytes done.
+/// Interpolates whole vectors of the tag's size; returns the number of bytes done.
 template <class D16>
-HWY_INLINE std::size_t BlendLanes(D16 d16, const std::uint8_t* previous, const std::uint8_t* bytes,
-                                  const std::int16_t* shares, std::uint8_t* to, std::size_t from, std::size_t size) {
+HWY_INLINE std::size_t InterpolateLanes(D16 d16, const std::uint8_t* previous, const std::uint8_t* bytes,
+                                        const std::int16_t* shares, std::uint8_t* to, std::size_t from,
+                                        std::size_t size) {
     const hn::Rebind<std::uint8_t, D16> d8;
     const std::size_t lanes = hn::Lanes(d16);
     std::size_t i = from;
@@ -30,18 +31,20 @@ HWY_INLINE std::size_t BlendLanes(D16 d16, const std::uint8_t* previous, const s
 }
 #endif
 
-void BlendRow(const std::uint8_t* previous, const std::uint8_t* bytes, const std::int16_t* shares, std::uint8_t* to,
-              std::size_t size) {
+void InterpolateRow(const std::uint8_t* previous, const std::uint8_t* bytes, const std::int16_t* shares,
+                    std::uint8_t* to, std::size_t size) {
     std::size_t i = 0;
 #if HWY_TARGET != HWY_SCALAR
     // Columns that are sheared alike are often fewer than a long vector's lanes.
-    i = BlendLanes(hn::ScalableTag<std::int16_t>(), previous, bytes, shares, to, i, size);
-    i = BlendLanes(hn::CappedTag<std::int16_t, 8>(), previous, bytes, shares, to, i, size);
+    i = InterpolateLanes(hn::ScalableTag<std::int16_t>(), previous, bytes, shares, to, i, size);
+    i = InterpolateLanes(hn::CappedTag<std::int16_t, 8>(), previous, bytes, shares, to, i, size);
 #endif
-    for (; i < size; ++i) to[i] = BlendByte(previous[i], bytes[i], shares[i]);
+    for (; i < size; ++i) to[i] = InterpolatedByte(previous[i], bytes[i], shares[i]);
 }
 
-void CubicRow(const CubicTap& tap, const std::uint8_t* const (&from)[4], std::uint8_t* to, std::size_t size) {
+void CubicRow(const CubicTap& tap, const std::array<ConstRow, 4>& from, Row out) {
+    std::uint8_t* const to = out.data();
+    const std::size_t size = out.size();
     const OpaqueDivision divide(tap);
     std::size_t i = 0;
 #if HWY_TARGET != HWY_SCALAR
@@ -50,7 +53,7 @@ void CubicRow(const CubicTap& tap, const std::uint8_t* const (&from)[4], std::ui
     const hn::Rebind<float, decltype(d32)> df;
     const std::size_t lanes = hn::Lanes(d32);
     const auto weighed = [&](std::size_t row) HWY_ATTR {
-        return hn::Mul(hn::PromoteTo(d32, hn::LoadU(d8, from[row] + i)), hn::Set(d32, tap.weight[row]));
+        return hn::Mul(hn::PromoteTo(d32, hn::LoadU(d8, from[row].data() + i)), hn::Set(d32, tap.weight[row]));
     };
     for (; i + lanes <= size; i += lanes) {
         const auto value = hn::Add(hn::Add(weighed(0), weighed(1)), hn::Add(weighed(2), weighed(3)));
@@ -69,15 +72,14 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace kestrel::kernels {
 
-HWY_EXPORT(BlendRow);
-void BlendRow(const std::uint8_t* previous, const std::uint8_t* bytes, const std::int16_t* shares, std::uint8_t* to,
-              std::size_t size) {
-    HWY_DYNAMIC_DISPATCH(BlendRow)(previous, bytes, shares, to, size);
+HWY_EXPORT(InterpolateRow);
+void InterpolateRow(ConstRow previous, ConstRow bytes, std::span<const std::int16_t> shares, Row to) {
+    HWY_DYNAMIC_DISPATCH(InterpolateRow)(previous.data(), bytes.data(), shares.data(), to.data(), to.size());
 }
 
 HWY_EXPORT(CubicRow);
-void CubicRow(const CubicTap& tap, const std::uint8_t* const (&from)[4], std::uint8_t* to, std::size_t size) {
-    HWY_DYNAMIC_DISPATCH(CubicRow)(tap, from, to, size);
+void CubicRow(const CubicTap& tap, const std::array<ConstRow, 4>& from, Row to) {
+    HWY_DYNAMIC_DISPATCH(CubicRow)(tap, from, to);
 }
 
 }  // namespace kestrel::kernels

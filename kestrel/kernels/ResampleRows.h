@@ -1,20 +1,22 @@
 #pragma once
 #include <algorithm>
-#include <cstddef>
+#include <array>
 #include <cstdint>
+#include <span>
+
+#include "kestrel/kernels/Row.h"
 
 namespace kestrel::kernels {
 
 /// A byte moved toward another by `share` / 32 of their difference, 0..31; the moved part is rounded by half a unit up
 /// and cut toward zero. What the blend table holds, without the table.
-constexpr std::uint8_t BlendByte(std::uint8_t previous, std::uint8_t byte, std::int16_t share) {
+constexpr std::uint8_t InterpolatedByte(std::uint8_t previous, std::uint8_t byte, std::int16_t share) {
     return static_cast<std::uint8_t>(previous + (share * (byte - previous) + 16) / 32);
 }
 
-/// Blends two rows of bytes with a share for each byte. `to` may be either row, beginning at the same byte; otherwise
-/// the rows do not overlap it.
-void BlendRow(const std::uint8_t* previous, const std::uint8_t* bytes, const std::int16_t* shares, std::uint8_t* to,
-              std::size_t size);
+/// Interpolates between two rows of bytes with a share for each byte of `to`. That may be either row, beginning at the
+/// same byte; otherwise the rows do not overlap it.
+void InterpolateRow(ConstRow previous, ConstRow bytes, std::span<const std::int16_t> shares, Row to);
 
 /// The four source pixels behind one result pixel: `weight[k]` in units of 1/4096 belongs to source index base - 1 + k.
 struct CubicTap {
@@ -48,6 +50,6 @@ struct OpaqueDivision {
 };
 
 /// Weighs four rows of opaque bytes into one.
-void CubicRow(const CubicTap& tap, const std::uint8_t* const (&from)[4], std::uint8_t* to, std::size_t size);
+void CubicRow(const CubicTap& tap, const std::array<ConstRow, 4>& from, Row to);
 
 }  // namespace kestrel::kernels

@@ -21,7 +21,7 @@ HWY_INLINE V LuminanceLanes(D d, V blue, V green, V red) {
 
 /// Bytes that are all mapped alike, as 16-bit lanes: `wide(d, bytes)` does a vector, `plain(byte)` one byte.
 template <class Wide, class Plain>
-void MapBytes(std::span<std::uint8_t> row, [[maybe_unused]] const Wide& wide, const Plain& plain) {
+void MapBytes(Row row, [[maybe_unused]] const Wide& wide, const Plain& plain) {
     std::uint8_t* const bytes = row.data();
     std::size_t i = 0;
 #if HWY_TARGET != HWY_SCALAR  // one lane is slower than the plain form
@@ -40,7 +40,7 @@ void MapBytes(std::span<std::uint8_t> row, [[maybe_unused]] const Wide& wide, co
 /// Pixels as three planes of 32-bit lanes: `wide(d, blue, green, red)` changes three vectors in place and leaves
 /// 0..255 in each lane, `plain(Bgr)` does one pixel.
 template <class Wide, class Plain>
-void MapPlanes(std::span<std::uint8_t> row, [[maybe_unused]] const Wide& wide, const Plain& plain) {
+void MapPlanes(Row row, [[maybe_unused]] const Wide& wide, const Plain& plain) {
     std::uint8_t* const bytes = row.data();
     std::size_t i = 0;
 #if HWY_TARGET != HWY_SCALAR

@@ -10,7 +10,7 @@
 HWY_BEFORE_NAMESPACE();
 namespace kestrel::kernels::HWY_NAMESPACE {
 
-void LuminanceCurveRow(std::span<std::uint8_t> row, const ByteTable& luminance, const ChannelTables& channels) {
+void LuminanceCurveRow(Row row, const ByteTable& luminance, const ChannelTables& channels) {
     std::array<std::int32_t, 256> tones;
     std::copy(luminance.begin(), luminance.end(), tones.begin());
     const auto wide = [&tones](auto d, auto p) HWY_ATTR {
@@ -33,7 +33,7 @@ void LuminanceCurveRow(std::span<std::uint8_t> row, const ByteTable& luminance, 
     ChannelTablesRow(row, channels);
 }
 
-void OptimizeRow(std::span<std::uint8_t> row, const ByteTable& luminance) {
+void OptimizeRow(Row row, const ByteTable& luminance) {
     std::array<std::int32_t, 256> tones;
     std::copy(luminance.begin(), luminance.end(), tones.begin());
     const auto wide = [&tones](auto d, auto& blue, auto& green, auto& red) HWY_ATTR {
@@ -62,14 +62,12 @@ HWY_AFTER_NAMESPACE();
 namespace kestrel::kernels {
 
 HWY_EXPORT(LuminanceCurveRow);
-void LuminanceCurveRow(std::span<std::uint8_t> row, const ByteTable& luminance, const ChannelTables& channels) {
+void LuminanceCurveRow(Row row, const ByteTable& luminance, const ChannelTables& channels) {
     HWY_DYNAMIC_DISPATCH(LuminanceCurveRow)(row, luminance, channels);
 }
 
 HWY_EXPORT(OptimizeRow);
-void OptimizeRow(std::span<std::uint8_t> row, const ByteTable& luminance) {
-    HWY_DYNAMIC_DISPATCH(OptimizeRow)(row, luminance);
-}
+void OptimizeRow(Row row, const ByteTable& luminance) { HWY_DYNAMIC_DISPATCH(OptimizeRow)(row, luminance); }
 
 }  // namespace kestrel::kernels
 #endif

@@ -1,10 +1,10 @@
 #pragma once
 #include <array>
 #include <cstdint>
-#include <span>
 
 #include "kestrel/kernels/ByteTable.h"
 #include "kestrel/kernels/HslRows.h"
+#include "kestrel/kernels/Row.h"
 
 namespace kestrel::kernels {
 
@@ -49,7 +49,7 @@ constexpr Bgr LuminanceCurvePixel(Bgr p, const ByteTable& luminance, const Chann
     const Bgr shifted = LuminancePixel(p, luminance);
     return {channels.blue[shifted.blue], channels.green[shifted.green], channels.red[shifted.red]};
 }
-void LuminanceCurveRow(std::span<std::uint8_t> row, const ByteTable& luminance, const ChannelTables& channels);
+void LuminanceCurveRow(Row row, const ByteTable& luminance, const ChannelTables& channels);
 
 /// The pixel with its luminance sent through a table, in single precision with the inverse as six rounded figures.
 constexpr Bgr OptimizePixel(Bgr p, const ByteTable& luminance) {
@@ -63,6 +63,6 @@ constexpr Bgr OptimizePixel(Bgr p, const ByteTable& luminance) {
     return {byte(y - 1.108177f * i + 1.705065f * q), byte(y - 0.271582f * i - 0.646874f * q),
             byte(y + 0.955688f * i + 0.619858f * q)};
 }
-void OptimizeRow(std::span<std::uint8_t> row, const ByteTable& luminance);
+void OptimizeRow(Row row, const ByteTable& luminance);
 
 }  // namespace kestrel::kernels

@@ -59,12 +59,12 @@ void MixPixel(const kernels::CubicTap& tap, const kernels::OpaqueDivision& divid
 }
 
 /// One row, of the padded source or of the intermediate. `opacity` is 255 minus the mask.
-struct Row {
+struct HeldRow {
     std::vector<std::uint8_t> colour;
     std::vector<std::uint8_t> opacity;
     bool opaque = true;  ///< every opacity is 255
 
-    Row(const Planes& like, int width)
+    HeldRow(const ConstPlanes& like, int width)
         : colour(like.rows ? static_cast<std::size_t>(width) * 3 : 0),
           opacity(like.maskRows ? static_cast<std::size_t>(width) : 0) {}
 };
@@ -73,7 +73,7 @@ struct Row {
 constexpr int kBefore = 1;
 constexpr int kBehind = 2;
 
-void LoadPadded(const Planes& source, int y, Row& into) {
+void LoadPadded(const ConstPlanes& source, int y, HeldRow& into) {
     const auto width = static_cast<std::size_t>(source.width);
     if (source.rows) {
         const std::uint8_t* row = source.rows[y];
@@ -99,13 +99,13 @@ void LoadPadded(const Planes& source, int y, Row& into) {
 /// The first pass: one padded source row to the width of the result.
 class RowPass {
 public:
-    RowPass(const Planes& source, const std::vector<kernels::CubicTap>& taps)
+    RowPass(const ConstPlanes& source, const std::vector<kernels::CubicTap>& taps)
         : source_(source), taps_(taps), padded_(source, source.width + kBefore + kBehind) {
         divisions_.reserve(taps.size());
         for (const kernels::CubicTap& tap : taps) divisions_.emplace_back(tap);
     }
 
-    void operator()(int y, Row& into) {
+    void operator()(int y, HeldRow& into) {
         LoadPadded(source_, y, padded_);
         into.opaque = padded_.opaque;
         if (!source_.maskRows)
@@ -138,7 +138,7 @@ private:
         }
     }
 
-    void Opaque(Row& into) const {
+    void Opaque(HeldRow& into) const {
         std::uint8_t* to = into.colour.data();
         for (std::size_t j = 0; j < taps_.size(); ++j) {
             const std::uint8_t* p = Pixel(taps_[j]);
@@ -147,7 +147,7 @@ private:
         std::fill(into.opacity.begin(), into.opacity.end(), std::uint8_t{255});
     }
 
-    void Both(Row& into) const {
+    void Both(HeldRow& into) const {
         for (std::size_t j = 0; j < taps_.size(); ++j) {
             const std::uint8_t* p = Pixel(taps_[j]);
             const std::uint8_t* o = Opacity(taps_[j]);
@@ -156,14 +156,14 @@ private:
         }
     }
 
-    const Planes& source_;
+    const ConstPlanes source_;
     const std::vector<kernels::CubicTap>& taps_;
     std::vector<kernels::OpaqueDivision> divisions_;
-    Row padded_;
+    HeldRow padded_;
 };
 
 /// The second pass: four rows of the intermediate to one row of the result.
-void ColumnPass(const kernels::CubicTap& tap, const std::array<const Row*, 4>& from, const Planes& target, int y) {
+void ColumnPass(const kernels::CubicTap& tap, const std::array<const HeldRow*, 4>& from, const Planes& target, int y) {
     const auto width = static_cast<std::size_t>(target.width);
     const auto colour = [&from](std::size_t k) { return from[k]->colour.data(); };
     const auto opacity = [&from](std::size_t k) { return from[k]->opacity.data(); };
@@ -179,8 +179,8 @@ void ColumnPass(const kernels::CubicTap& tap, const std::array<const Row*, 4>& f
         return;
     }
     std::uint8_t* const to = target.rows[y];
-    if (std::all_of(from.begin(), from.end(), [](const Row* row) { return row->opaque; })) {
-        kernels::CubicRow(tap, {colour(0), colour(1), colour(2), colour(3)}, to, width * 3);
+    if (std::all_of(from.begin(), from.end(), [](const HeldRow* row) { return row->opaque; })) {
+        kernels::CubicRow(tap, {from[0]->colour, from[1]->colour, from[2]->colour, from[3]->colour}, target.Pixels(y));
         std::fill_n(mask, width, std::uint8_t{0});
         return;
     }
@@ -213,7 +213,7 @@ std::vector<kernels::CubicTap> BuildCubicTaps(int inSize, int outSize) {
     return taps;
 }
 
-bool ScaleCubic(const Planes& source, const Planes& target, const AbortFlag& abort) {
+bool ScaleCubic(const ConstPlanes& source, const Planes& target, const AbortFlag& abort) {
     if (source.width < 3 || source.height < 1) return true;
     const std::vector<kernels::CubicTap> columns = BuildCubicTaps(source.width, target.width);
     const std::vector<kernels::CubicTap> rows = BuildCubicTaps(source.height, target.height);
@@ -221,7 +221,7 @@ bool ScaleCubic(const Planes& source, const Planes& target, const AbortFlag& abo
 
     // The second pass looks at four rows that follow each other, so that no more of the intermediate is held: the row
     // of source row y stands at y % 4 once it is made.
-    std::vector<Row> held(4, Row(source, target.width));
+    std::vector<HeldRow> held(4, HeldRow(source, target.width));
     std::array<int, 4> holds{-1, -1, -1, -1};
     const auto intermediate = [&](int y) {
         const auto at = static_cast<std::size_t>(y % 4);

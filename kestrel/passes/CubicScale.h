@@ -13,6 +13,6 @@ std::vector<kernels::CubicTap> BuildCubicTaps(int inSize, int outSize);
 /// Scales `source` to the size of `target` by a separable cubic, first along rows, then along columns. With both
 /// planes the opacity weighs the colours; a plane alone is scaled as it is. A source narrower than 3 pixels or without
 /// rows leaves the target as it is. False when aborted, which is looked for before each row. Throws `std::bad_alloc`.
-[[nodiscard]] bool ScaleCubic(const Planes& source, const Planes& target, const AbortFlag& abort);
+[[nodiscard]] bool ScaleCubic(const ConstPlanes& source, const Planes& target, const AbortFlag& abort);
 
 }  // namespace kestrel::passes

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <span>
 #include <vector>
 
 namespace kestrel::passes {
@@ -11,7 +12,7 @@ namespace {
 /// the picture.
 class BrightnessWindow {
 public:
-    explicit BrightnessWindow(const Planes& picture)
+    explicit BrightnessWindow(const ConstPlanes& picture)
         : picture_(picture),
           length_(kernels::DustRowLength(picture.width)),
           brightness_(length_ * (kernels::kDustWindow + 1), kernels::kDustOutside) {
@@ -19,44 +20,45 @@ public:
     }
 
     /// The window around row `y`; rows are asked for one after the other.
-    void Around(int y, const std::int16_t* (&rows)[kernels::kDustWindow]) {
+    kernels::DustWindow Around(int y) {
         Measure(y + kernels::kDustReach);
-        for (int i = 0; i < kernels::kDustWindow; ++i) rows[i] = Row(y - kernels::kDustReach + i);
+        kernels::DustWindow rows;
+        for (int i = 0; i < kernels::kDustWindow; ++i)
+            rows[static_cast<std::size_t>(i)] = RowOf(y - kernels::kDustReach + i);
+        return rows;
     }
 
 private:
     void Measure(int y) {
-        if (y < picture_.height) kernels::MeasureBrightness(picture_.rows[y], picture_.width, Row(y));
+        if (y < picture_.height) kernels::MeasureBrightness(picture_.Pixels(y), RowOf(y));
     }
-    std::int16_t* Row(int y) {
+    std::span<std::int16_t> RowOf(int y) {
         const bool outside = y < 0 || y >= picture_.height;
         const int slot = outside ? kernels::kDustWindow : y % kernels::kDustWindow;
-        return brightness_.data() + length_ * static_cast<std::size_t>(slot);
+        return std::span(brightness_).subspan(length_ * static_cast<std::size_t>(slot), length_);
     }
 
-    const Planes& picture_;
+    const ConstPlanes picture_;
     const std::size_t length_;
     std::vector<std::int16_t> brightness_;
 };
 
 }  // namespace
 
-bool RepairDust(const Planes& source, const Planes& target, kernels::DustRule rule, const AbortFlag& abort) {
-    const int width = source.width;
+bool RepairDust(const ConstPlanes& source, const Planes& target, kernels::DustRule rule, const AbortFlag& abort) {
     for (int y = 0; y < source.height; ++y) {
         if (abort.IsSet()) return false;
-        std::copy_n(source.rows[y], std::ptrdiff_t{width} * 3, target.rows[y]);
-        std::copy_n(source.maskRows[y], width, target.maskRows[y]);
+        std::ranges::copy(source.Pixels(y), target.rows[y]);
+        std::ranges::copy(source.Mask(y), target.maskRows[y]);
     }
     BrightnessWindow window(source);
-    std::vector<std::uint8_t> specks(static_cast<std::size_t>(width) + kernels::kDustSlack);
+    std::vector<std::uint8_t> specks(static_cast<std::size_t>(source.width) + kernels::kDustSlack);
     for (int y = 0; y < source.height - 1; ++y) {
-        const std::int16_t* rows[kernels::kDustWindow];
-        window.Around(y, rows);
+        const kernels::DustWindow rows = window.Around(y);
         if (y == 0) continue;  // has no row below it
         if (abort.IsSet()) return false;
-        kernels::FindSpecks(rows, width, rule, specks.data());
-        kernels::RepairSpecks(source.rows + y - 1, specks.data(), width, target.rows[y]);
+        kernels::FindSpecks(rows, rule, specks);
+        kernels::RepairSpecks({source.Pixels(y - 1), source.Pixels(y), source.Pixels(y + 1)}, specks, target.Pixels(y));
     }
     return true;
 }

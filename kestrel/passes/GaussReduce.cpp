@@ -45,7 +45,7 @@ std::uint64_t OutsideWeight(const std::uint32_t* weights, const std::int32_t* ex
 
 /// One pixel of a picture with transparency; `HasColour` is false for a mask alone.
 template <bool HasColour>
-Sums CollectMasked(const Planes& source, const ScaleTap& column, const ScaleTap& row, int shift) {
+Sums CollectMasked(const ConstPlanes& source, const ScaleTap& column, const ScaleTap& row, int shift) {
     Sums sums;
     const std::uint32_t* const gauss = GaussTable().data();
     for (std::int64_t r = 0; r < row.TapCount; ++r) {
@@ -83,7 +83,7 @@ Sums CollectMasked(const Planes& source, const ScaleTap& column, const ScaleTap&
 
 /// One pixel of a picture without transparency: the taps inside, colour only.
 template <OpaqueSums kSums>
-Sums CollectOpaque(const Planes& source, const ScaleTap& column, const ScaleTap& row, int shift) {
+Sums CollectOpaque(const ConstPlanes& source, const ScaleTap& column, const ScaleTap& row, int shift) {
     Sums sums;
     const std::uint32_t* const gauss = GaussTable().data();
     for (std::int64_t r = row.FirstInside; r < row.EndInside; ++r) {
@@ -231,7 +231,7 @@ void CheckWork(const TapTable& columns, const TapTable& rows) {
     if (taps(columns) * taps(rows) > kMostPairs) throw std::bad_alloc();
 }
 
-bool HasTransparency(const Planes& picture) {
+bool HasTransparency(const ConstPlanes& picture) {
     if (!picture.maskRows) return false;
     for (int y = 0; y < picture.height; ++y) {
         const std::uint8_t* mask = picture.maskRows[y];
@@ -240,7 +240,7 @@ bool HasTransparency(const Planes& picture) {
     return false;
 }
 
-bool ReduceGauss(const Planes& source, const Planes& target, const TapTable& columns, const TapTable& rows,
+bool ReduceGauss(const ConstPlanes& source, const Planes& target, const TapTable& columns, const TapTable& rows,
                  OpaqueSums opaqueSums, const AbortFlag& abort) {
     const bool transparent = HasTransparency(source);
     for (int y = 0; y < target.height; ++y) {

@@ -53,13 +53,13 @@ void CheckWork(const TapTable& columns, const TapTable& rows);
 enum class OpaqueSums { ShiftRows, ShiftProducts };
 
 /// True when a mask byte is not 0.
-bool HasTransparency(const Planes& picture);
+bool HasTransparency(const ConstPlanes& picture);
 
 /// Averages `source` down into `target`, whose sizes are those of the tables. Where there is transparency the mask
 /// weighs the colours, mask 255 gives none, and what lies outside the picture is transparent; without it the outside
 /// counts for nothing and the result's mask is 0. Pixels that nothing visible reaches keep their colour.
 /// False when aborted, which is looked for before each row.
-[[nodiscard]] bool ReduceGauss(const Planes& source, const Planes& target, const TapTable& columns,
+[[nodiscard]] bool ReduceGauss(const ConstPlanes& source, const Planes& target, const TapTable& columns,
                                const TapTable& rows, OpaqueSums sums, const AbortFlag& abort);
 
 /// Sharpens a reduced picture in place, the more the further it was reduced. Neighbours outside or of mask 255 count

@@ -6,10 +6,10 @@
 
 namespace kestrel::passes {
 
-MaskIteration::MaskIteration(std::uint8_t* const* rows, int width, int height, RowRule rule)
-    : rows_(rows),
-      width_(width),
-      height_(height),
+MaskIteration::MaskIteration(const Planes& picture, RowRule rule)
+    : rows_(picture.maskRows),
+      width_(picture.width),
+      height_(picture.height),
       rule_(std::move(rule)),
       pieces_((width_ + kPiece - 1) / kPiece),
       changed_(static_cast<std::size_t>(pieces_ * height_), 1),
@@ -37,10 +37,11 @@ bool MaskIteration::MakeRow(const MaskArea& area, std::int64_t y, const std::uin
         if (!entered && from >= last_.left && to <= last_.right && !MayChange(piece, y)) continue;
         if (!written) std::memcpy(lines_[0].data(), rows_[y], lines_[0].size());
         written = true;
+        const auto count = static_cast<std::size_t>(to - from);
+        const auto around = [&](const std::uint8_t* row) { return kernels::ConstRow(row + from - 1, count + 2); };
         std::uint8_t* out = rows_[y] + from;
-        const std::uint8_t* before = lines_[0].data() + from;
-        rule_({below + from, before, rows_[y + 1] + from}, out, static_cast<std::size_t>(to - from));
-        if (std::memcmp(out, before, static_cast<std::size_t>(to - from)) == 0) continue;
+        rule_({around(below), around(lines_[0].data()), around(rows_[y + 1])}, {out, count});
+        if (std::memcmp(out, lines_[0].data() + from, count) == 0) continue;
         nowChanged_[static_cast<std::size_t>(y * pieces_ + piece)] = 1;
         changedAny_ = true;
     }

@@ -3,8 +3,8 @@
 #include <functional>
 #include <vector>
 
-#include "kestrel/foundation/AbortFlag.h"
 #include "kestrel/kernels/MaskRows.h"
+#include "kestrel/passes/Planes.h"
 
 namespace kestrel::passes {
 
@@ -17,10 +17,10 @@ struct MaskArea {
 /// whose surroundings were the same before the last round and after it would come out as it is.
 class MaskIteration {
 public:
-    using RowRule = std::function<void(const kernels::MaskNeighbours&, std::uint8_t*, std::size_t)>;
+    using RowRule = std::function<void(const kernels::MaskNeighbours&, kernels::Row)>;
 
-    /// The rows stay the caller's. The outermost bytes are read and never written.
-    MaskIteration(std::uint8_t* const* rows, int width, int height, RowRule rule);
+    /// Takes the mask of a picture, whose outermost bytes are read and never written.
+    MaskIteration(const Planes& picture, RowRule rule);
 
     /// Runs one round over an area that contains that of the round before. False when `abort` was set.
     bool Step(MaskArea area, const AbortFlag& abort);

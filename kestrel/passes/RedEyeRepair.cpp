@@ -72,8 +72,8 @@ private:
 
 }  // namespace
 
-RedEyeRepair::RedEyeRepair(std::uint8_t* const* rows, int width, int height, double renderScale, Report report)
-    : rows_(rows), width_(width), height_(height), renderScale_(renderScale), report_(report) {}
+RedEyeRepair::RedEyeRepair(const Planes& picture, double renderScale, Report report)
+    : picture_(picture), renderScale_(renderScale), report_(report) {}
 
 ClickClass RedEyeRepair::Classify(int red, int green, int blue) {
     const int greatest = std::max({red, green, blue});
@@ -99,9 +99,9 @@ RedEyeRepair::Adjusted RedEyeRepair::AdjustRedMin(int threshold, int clickRed, i
 void RedEyeRepair::Repair(int number, const ClickPoint& click) {
     m_nReplaced = 0;
     m_dGamma = click.E <= 0 ? 1.5 + click.E * (1.5 - 1.0) / 50 : 1.5 + click.E * (10.0 - 1.5) / 50;
-    clickX_ = TruncateToInt(width_ * click.X);
-    clickY_ = TruncateToInt(height_ * click.Y);
-    const bool inside = clickX_ >= 0 && clickX_ < width_ && clickY_ >= 0 && clickY_ < height_;
+    clickX_ = TruncateToInt(picture_.width * click.X);
+    clickY_ = TruncateToInt(picture_.height * click.Y);
+    const bool inside = clickX_ >= 0 && clickX_ < picture_.width && clickY_ >= 0 && clickY_ < picture_.height;
     constexpr std::uint8_t kNothing[3] = {};
     const std::uint8_t* const pixel = inside ? PixelAt(clickX_, clickY_) : kNothing;
     m_nClass = inside ? Classify(pixel[2], pixel[1], pixel[0]) : kClickNotDefined;
@@ -141,8 +141,8 @@ void RedEyeRepair::Repair(int number, const ClickPoint& click) {
 void RedEyeRepair::MakeWindow() {
     const double reach = m_nSearchRange * renderScale_;
     const auto bound = [](double at, int size) { return std::clamp(TruncateToInt(at), 0, size - 1); };
-    m_Window = {bound(clickX_ - reach, width_), bound(clickX_ + reach, width_), bound(clickY_ - reach, height_),
-                bound(clickY_ + reach, height_)};
+    m_Window = {bound(clickX_ - reach, picture_.width), bound(clickX_ + reach, picture_.width),
+                bound(clickY_ - reach, picture_.height), bound(clickY_ + reach, picture_.height)};
     if (WindowWidth() <= 0 || WindowHeight() <= 0) m_Window = {0, -1, 0, -1};  // a scale below 0
     ClearMap();
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "kestrel/foundation/Export.h"
+#include "kestrel/passes/Planes.h"
 
 namespace kestrel::passes {
 
@@ -37,9 +38,9 @@ public:
     /// Receives a line about the search and the source line that it comes from.
     using Report = void (*)(int line, const std::string& text);
 
-    /// Rows of 24-bit pixels that stay the caller's. `renderScale` is picture / full-size picture: windows shrink with
-    /// it; any number is safe.
-    RedEyeRepair(std::uint8_t* const* rows, int width, int height, double renderScale, Report report);
+    /// Takes the pixels of a picture; its mask is not looked at. `renderScale` is picture / full-size picture: windows
+    /// shrink with it; any number is safe.
+    RedEyeRepair(const Planes& picture, double renderScale, Report report);
 
     /// Repairs the eye under a click; `number` names it in the reports. Throws `std::bad_alloc`.
     void Repair(int number, const ClickPoint& click);
@@ -75,7 +76,7 @@ private:
     bool InWindow(int x, int y) const;
     std::uint8_t& Map(int x, int y);
     bool Marked(int x, int y) const;
-    std::uint8_t* PixelAt(int x, int y) const { return rows_[y] + std::ptrdiff_t{x} * 3; }
+    std::uint8_t* PixelAt(int x, int y) const { return picture_.rows[y] + std::ptrdiff_t{x} * 3; }
 
     bool IsRed(const std::uint8_t* pixel) const;
     void MakeGreys();
@@ -101,9 +102,7 @@ private:
     void WidenOutline(int rounds);
     void SoftenOutline();
 
-    std::uint8_t* const* const rows_;
-    const int width_;
-    const int height_;
+    const Planes picture_;
     const double renderScale_;
     const Report report_;
 

@@ -6,7 +6,9 @@
 
 namespace kestrel::passes {
 
-void RoundCorners(int width, int height, std::int32_t radius, std::uint8_t* const* maskRows) {
+void RoundCorners(const Planes& picture, std::int32_t radius) {
+    const int width = picture.width;
+    const int height = picture.height;
     // The middle column of an odd width belongs to the left quarters, the middle row to the lower ones.
     const int columns = std::min(radius, width - width / 2);
     const int rows = std::min(radius, height - height / 2);
@@ -15,7 +17,7 @@ void RoundCorners(int width, int height, std::int32_t radius, std::uint8_t* cons
             const double coverage = ArcCoverage(i, j, radius);
             if (coverage == 1.0) break;  // the rest of the row is inside
             const auto cut = [&](int x, int y) {
-                std::uint8_t& mask = maskRows[y][x];
+                std::uint8_t& mask = picture.maskRows[y][x];
                 mask = static_cast<std::uint8_t>(255 - static_cast<int>((255 - mask) * coverage));
             };
             const int right = width - 1 - i;

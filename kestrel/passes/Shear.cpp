@@ -68,7 +68,7 @@ double ShiftOf(const Shear& shear, int line, int lineCount) {
 }
 
 /// The part of `area` that lies inside the picture.
-Area Inside(const Area& area, const Planes& picture) {
+Area Inside(const Area& area, const ConstPlanes& picture) {
     return {std::max(area.left, 0), std::max(area.bottom, 0), std::min(area.right, picture.width),
             std::min(area.top, picture.height)};
 }
@@ -94,8 +94,8 @@ void BlendedRow(const std::uint8_t* row, const std::uint8_t* masks, int left, in
             std::uint8_t blended[kChunk * 3];
             std::uint8_t kept[kChunk];
             const auto bytes = static_cast<std::size_t>(size) * 3;
-            kernels::BlendRow(row + std::ptrdiff_t{x + before} * 3, row + std::ptrdiff_t{x} * 3, shares, blended,
-                              bytes);
+            kernels::InterpolateRow({row + std::ptrdiff_t{x + before} * 3, bytes}, {row + std::ptrdiff_t{x} * 3, bytes},
+                                    {shares, bytes}, {blended, bytes});
             std::memcpy(kept, masks + x, static_cast<std::size_t>(size));
             const std::int64_t first = std::max<std::int64_t>(x + by, 0);
             const std::int64_t end = std::min<std::int64_t>(x + by + size, targetWidth);
@@ -209,7 +209,8 @@ private:
         const std::uint8_t* const previous = before < 0 ? nullptr : picture_.rows[before] + x * 3;
         const std::uint8_t* const previousMasks = before < 0 ? nullptr : picture_.maskRows[before] + x;
         if (previous && std::memcmp(masks, previousMasks, size) == 0) {
-            kernels::BlendRow(previous, pixels, shares_ + first * 3, toPixels, size * 3);
+            kernels::InterpolateRow({previous, size * 3}, {pixels, size * 3}, {shares_ + first * 3, size * 3},
+                                    {toPixels, size * 3});
             std::memmove(toMasks, masks, size);
             return;
         }
@@ -218,7 +219,7 @@ private:
                        previous ? previousMasks[i] : 255, pixels + i * 3, masks[i], toPixels + i * 3, toMasks + i);
     }
 
-    const Planes& picture_;
+    const Planes picture_;
     const Area inside_;
     const int left_;
     int count_ = 0;
@@ -235,7 +236,7 @@ struct Place {
 
 /// An odd number of quarter turns. Blocks are small enough for both pictures' lines to stay near: walked row by row,
 /// each pixel of one of the two would be in another line.
-bool TurnBlocks(const Planes& source, const Planes& target, bool counterclockwise, bool mirror, const Place& place,
+bool TurnBlocks(const ConstPlanes& source, const Planes& target, bool counterclockwise, bool mirror, const Place& place,
                 const AbortFlag& abort) {
     constexpr int kBlock = 32;
     const int lastRow = source.height - 1;
@@ -273,7 +274,7 @@ const std::array<std::array<std::int32_t, 512>, 32>& BlendTable() {
     return table;
 }
 
-bool TurnQuarter(const Planes& source, const Planes& target, int turns, bool mirror, int offsetX, int offsetY,
+bool TurnQuarter(const ConstPlanes& source, const Planes& target, int turns, bool mirror, int offsetX, int offsetY,
                  const AbortFlag& abort) {
     const bool odd = turns % 2 != 0;
     const int width = std::min(odd ? source.height : source.width, target.width - offsetX);
@@ -300,7 +301,7 @@ bool TurnQuarter(const Planes& source, const Planes& target, int turns, bool mir
     return true;
 }
 
-bool XShear(const Planes& source, const Planes& target, const Shear& shear, int cropX, int cropY,
+bool XShear(const ConstPlanes& source, const Planes& target, const Shear& shear, int cropX, int cropY,
             const AbortFlag& abort) {
     const Area inside = Inside(shear.area, source);
     if (inside.left >= inside.right) return true;

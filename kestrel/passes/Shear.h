@@ -21,7 +21,7 @@ const std::array<std::array<std::int32_t, 512>, 32>& BlendTable();
 /// Copies both planes of `source`, turned counterclockwise by quarters of a circle, to (`offsetX`, `offsetY`) of the
 /// target; with `mirror` the picture is flipped left-right before it turns. Each pixel moves once. What does not fit
 /// into the target is dropped. False when aborted, which is looked for before each row.
-[[nodiscard]] bool TurnQuarter(const Planes& source, const Planes& target, int turns, bool mirror, int offsetX,
+[[nodiscard]] bool TurnQuarter(const ConstPlanes& source, const Planes& target, int turns, bool mirror, int offsetX,
                                int offsetY, const AbortFlag& abort);
 
 /// One shear: line r of n is moved by (r - (n - 1) / 2) × `shear` - `fraction` pixels, to the right or up when that is
@@ -35,7 +35,7 @@ struct Shear {
 /// Shears the rows of `area` from `source` into `target`, whose corner lies at (`cropX`, `cropY`) of the source. Both
 /// may be one picture; the place that a row leaves is then made transparent. Pixels that land outside the target are
 /// dropped. False when aborted, which is looked for before each row.
-[[nodiscard]] bool XShear(const Planes& source, const Planes& target, const Shear& shear, int cropX, int cropY,
+[[nodiscard]] bool XShear(const ConstPlanes& source, const Planes& target, const Shear& shear, int cropX, int cropY,
                           const AbortFlag& abort);
 
 /// Shears the columns of `area` in place, the bottom row of the area being the start of each line.

@@ -14,23 +14,24 @@ struct Layer {
 };
 
 Layer Over(Layer under, Layer over) {
-    std::uint8_t dst[3] = {under.byte, under.byte, under.byte};
-    const std::uint8_t src[3] = {over.byte, over.byte, over.byte};
-    BlendRowWithMask(dst, &under.mask, src, &over.mask, 1);
-    return {dst[0], under.mask};
+    std::uint8_t lower[3] = {under.byte, under.byte, under.byte};
+    const std::uint8_t upper[3] = {over.byte, over.byte, over.byte};
+    OverRow({lower, {&under.mask, 1}}, {upper, {&over.mask, 1}});
+    return {lower[0], under.mask};
 }
 
-TEST(BlendRow, MixesByTheMaskOfTheSource) {
-    std::uint8_t dst[] = {10, 20, 30, 10, 20, 30, 10, 20, 30, 0, 255, 99};
-    const std::uint8_t src[] = {200, 100, 0, 200, 100, 0, 200, 100, 0, 255, 0, 99};
+TEST(OverRow, MixesByTheMaskOfTheUpperPixels) {
+    std::uint8_t lower[] = {10, 20, 30, 10, 20, 30, 10, 20, 30, 0, 255, 99};
+    std::uint8_t lowerMask[4] = {};
+    const std::uint8_t upper[] = {200, 100, 0, 200, 100, 0, 200, 100, 0, 255, 0, 99};
     const std::uint8_t mask[] = {0, 255, 51, 128};
-    BlendRow(dst, src, mask, 4);
+    OverRow({lower, lowerMask}, {upper, mask});
     // 51 of 255 is a fifth of the old pixel; 128 of 255 is cut, never rounded.
     const std::uint8_t want[] = {200, 100, 0, 10, 20, 30, 162, 84, 6, 127, 128, 99};
-    EXPECT_TRUE(std::equal(std::begin(dst), std::end(dst), want));
+    EXPECT_TRUE(std::equal(std::begin(lower), std::end(lower), want));
 }
 
-TEST(BlendRowWithMask, FourCases) {
+TEST(OverRow, FourCases) {
     struct Case {
         Layer under, over, want;
     };
@@ -51,7 +52,7 @@ TEST(BlendRowWithMask, FourCases) {
 }
 
 // Against the model in real numbers: opacities multiply through, colours weigh by what is seen of them.
-TEST(BlendRowWithMask, IsWithinOneUnitOfTheRealComposite) {
+TEST(OverRow, IsWithinOneUnitOfTheRealComposite) {
     for (int underMask = 0; underMask < 256; underMask += 5)
         for (int overMask = 0; overMask < 256; overMask += 3) {
             const Layer got =
@@ -80,7 +81,7 @@ TEST(PaintInner, ShowsTheBoardThroughTransparentPixels) {
     for (const Case& c : cases) {
         std::uint8_t pixel[3] = {c.pixel.byte, c.pixel.byte, c.pixel.byte};
         std::uint8_t mask = c.pixel.mask;
-        PaintInnerRow(pixel, &mask, 1, {180, 180, 180}, c.alpha);
+        PaintInnerRow({pixel, {&mask, 1}}, {180, 180, 180}, c.alpha);
         EXPECT_EQ(pixel[1], c.want.byte) << c.alpha;
         EXPECT_EQ(mask, c.want.mask) << c.alpha;
     }

@@ -32,9 +32,8 @@ struct Rows {
         const auto guards = [](const Bytes& row) { return std::count(row.end() - 64, row.end(), 0xA5); };
         Bytes out(pixels * 3 + 64, 0xA5);
         Bytes outMask(pixels + 64, 0xA5);
-        const std::uint8_t* rows[] = {colour[0].data(), colour[1].data(), colour[2].data()};
-        const std::uint8_t* masks[] = {mask[0].data(), mask[1].data(), mask[2].data()};
-        form(weights, bias, rows, masks, width, out.data(), outMask.data());
+        form(weights, bias, {{{colour[0], mask[0]}, {colour[1], mask[1]}, {colour[2], mask[2]}}},
+             {{out.data(), pixels * 3}, {outMask.data(), pixels}});
         EXPECT_EQ(guards(out), 64);
         EXPECT_EQ(guards(outMask), 64);
         out.resize(pixels * 3);

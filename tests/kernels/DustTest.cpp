@@ -5,6 +5,7 @@
 #include <hwy/highway.h>
 #include <hwy/tests/hwy_gtest.h>
 
+#include <array>
 #include <climits>
 #include <random>
 #include <vector>
@@ -23,10 +24,10 @@ struct Band {
             std::vector<std::int16_t> row(DustRowLength(width), kDustOutside);
             std::vector<std::uint8_t> bytes(static_cast<std::size_t>(width) * 3);
             for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random() % static_cast<unsigned>(spread));
-            if (i >= missing) MeasureBrightness(bytes.data(), width, row.data());
+            if (i >= missing) MeasureBrightness(bytes, row);
             rows.push_back(row);
         }
-        for (const auto& row : rows) table.push_back(row.data());
+        for (std::size_t i = 0; i < rows.size(); ++i) window[i] = rows[i];
     }
 
     int Count(int x, std::int64_t tolerance) const {
@@ -42,7 +43,7 @@ struct Band {
 
     int width;
     std::vector<std::vector<std::int16_t>> rows;
-    std::vector<const std::int16_t*> table;
+    DustWindow window;
 };
 
 TEST_P(DustTest, SpecksAreThoseWithFewOfTheirKindAround) {
@@ -64,9 +65,9 @@ TEST_P(DustTest, SpecksAreThoseWithFewOfTheirKindAround) {
                 const Band band(width, static_cast<int>(seed % 6), spread, seed);
                 ++seed;
                 std::vector<std::uint8_t> specks(static_cast<std::size_t>(width) + kDustSlack + 16, 0xA5);
-                FindSpecks(band.table.data(), width, rule, specks.data());
-                std::vector<std::uint8_t> plain(specks.size());
-                FindSpecksPlain(band.table.data(), width, rule, plain.data());
+                FindSpecks(band.window, rule, Row(specks).first(specks.size() - 16));
+                std::vector<std::uint8_t> plain(specks.size() - 16);
+                FindSpecksPlain(band.window, rule, plain);
                 for (int x = 0; x < width; ++x) {
                     const int want = band.Count(x, rule.tolerance) <= rule.maxRegion;
                     ASSERT_EQ(int{specks[static_cast<std::size_t>(x)]}, want)
@@ -81,15 +82,15 @@ TEST(Dust, RepairsSpecksButForTheEnds) {
     const std::vector<std::uint8_t> low{9, 0, 0, 9, 0, 0, 9, 0, 0, 0, 0, 0};
     const std::vector<std::uint8_t> middle{9, 0, 255, 10, 90, 255, 9, 8, 255, 0, 0, 0};
     const std::vector<std::uint8_t> high{9, 0, 0, 9, 0, 255, 9, 0, 0, 7, 0, 0};
-    const std::uint8_t* rows[] = {low.data(), middle.data(), high.data()};
+    const std::array<ConstRow, 3> rows{low, middle, high};
     const std::vector<std::uint8_t> specks{1, 1, 0, 1};
     std::vector<std::uint8_t> out = middle;
-    RepairSpecks(rows, specks.data(), 4, out.data());
+    RepairSpecks(rows, specks, out);
     // blue (8 * 9 + 10) / 9, green (90 + 8) / 9, red 4 * 255 / 9; the pixel that is no speck and both ends stay
     EXPECT_EQ(out, (std::vector<std::uint8_t>{9, 0, 255, 9, 10, 113, 9, 8, 255, 0, 0, 0}));
-    for (const int width : {1, 2}) {
+    for (const std::size_t width : {1, 2}) {
         std::vector<std::uint8_t> few = middle;
-        RepairSpecks(rows, specks.data(), width, few.data());
+        RepairSpecks(rows, specks, Row(few).first(width * 3));
         EXPECT_EQ(few, middle);
     }
 }

@@ -17,23 +17,23 @@ namespace {
 struct ResampleRowsTest : hwy::TestWithParamTarget {};
 HWY_TARGET_INSTANTIATE_TEST_SUITE_P(ResampleRowsTest);
 
-using Row = std::vector<std::uint8_t>;
+using Bytes = std::vector<std::uint8_t>;
 
-Row RandomRow(std::mt19937& random, std::size_t size) {
-    Row row(size);
+Bytes RandomRow(std::mt19937& random, std::size_t size) {
+    Bytes row(size);
     for (auto& byte : row) byte = static_cast<std::uint8_t>(random());
     return row;
 }
 
 TEST_P(ResampleRowsTest, BlendingEveryPairOfBytesByEveryShare) {
     for (std::int16_t share = 0; share < 32; ++share) {
-        Row previous(65536), bytes(65536), to(65536 + 1, 77);
+        Bytes previous(65536), bytes(65536), to(65536 + 1, 77);
         const std::vector<std::int16_t> shares(65536, share);
         for (std::size_t i = 0; i < 65536; ++i) {
             previous[i] = static_cast<std::uint8_t>(i);
             bytes[i] = static_cast<std::uint8_t>(i >> 8);
         }
-        BlendRow(previous.data(), bytes.data(), shares.data(), to.data(), 65536);
+        InterpolateRow(previous, bytes, shares, Row(to).first(65536));
         const auto& table = passes::BlendTable()[static_cast<std::size_t>(share)];
         for (std::size_t i = 0; i < 65536; ++i)
             ASSERT_EQ(to[i], previous[i] + table[static_cast<std::size_t>(255 + bytes[i] - previous[i])]) << share;
@@ -44,17 +44,17 @@ TEST_P(ResampleRowsTest, BlendingEveryPairOfBytesByEveryShare) {
 TEST_P(ResampleRowsTest, BlendingEveryTailAlsoInPlace) {
     std::mt19937 random(2);
     for (std::size_t size = 0; size < 200; ++size) {
-        const Row previous = RandomRow(random, size), bytes = RandomRow(random, size);
+        const Bytes previous = RandomRow(random, size), bytes = RandomRow(random, size);
         std::vector<std::int16_t> shares(size);
         for (auto& share : shares) share = static_cast<std::int16_t>(random() % 32);
-        Row want(size + 1, 77);
-        for (std::size_t i = 0; i < size; ++i) want[i] = BlendByte(previous[i], bytes[i], shares[i]);
-        Row overPrevious = previous, overBytes = bytes;
+        Bytes want(size + 1, 77);
+        for (std::size_t i = 0; i < size; ++i) want[i] = InterpolatedByte(previous[i], bytes[i], shares[i]);
+        Bytes overPrevious = previous, overBytes = bytes;
         overPrevious.push_back(77);
         overBytes.push_back(77);
-        BlendRow(overPrevious.data(), bytes.data(), shares.data(), overPrevious.data(), size);
+        InterpolateRow(overPrevious, bytes, shares, Row(overPrevious).first(size));
         ASSERT_EQ(overPrevious, want) << size;
-        BlendRow(previous.data(), overBytes.data(), shares.data(), overBytes.data(), size);
+        InterpolateRow(previous, overBytes, shares, Row(overBytes).first(size));
         ASSERT_EQ(overBytes, want) << size;
     }
 }
@@ -63,11 +63,11 @@ TEST_P(ResampleRowsTest, WeighingFourRows) {
     std::mt19937 random(3);
     for (const CubicTap& tap : passes::BuildCubicTaps(50, 977)) {
         const std::size_t size = random() % 150;
-        Row rows[4], to(size + 1, 77);
-        for (Row& row : rows) row = RandomRow(random, size);
+        Bytes rows[4], to(size + 1, 77);
+        for (Bytes& row : rows) row = RandomRow(random, size);
         if (random() % 4 == 0)  // a line of one row, which overshoots on both sides
             for (std::size_t k = 0; k < 4; ++k) std::fill(rows[k].begin(), rows[k].end(), k == 1 ? 255 : 0);
-        CubicRow(tap, {rows[0].data(), rows[1].data(), rows[2].data(), rows[3].data()}, to.data(), size);
+        CubicRow(tap, {rows[0], rows[1], rows[2], rows[3]}, Row(to).first(size));
         for (std::size_t i = 0; i < size; ++i) {
             // the mix of four opaque pixels, in integers
             const int sum = tap.Sum();

@@ -46,7 +46,7 @@ TEST(ArcCoverage, IsNearTheAreaOfEachPixel) {
 /// Mask of a board of this size with rounded corners.
 Picture Rounded(int width, int height, int radius, std::uint8_t mask = 0) {
     Picture picture(width, height, Pixel{0, 0, 0, mask});
-    RoundCorners(width, height, radius, picture.MaskRows());
+    RoundCorners({picture.Rows(), picture.MaskRows(), width, height}, radius);
     return picture;
 }
 

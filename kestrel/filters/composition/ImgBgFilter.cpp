@@ -29,7 +29,7 @@ HRESULT CImgBgFilter::FillBackground() {
     return WalkRows(CachedWindow(m_Out.Width, m_Out.Height),
                     [colour = Active().Colour(), alpha = kernels::BoardAlpha(Active().transparency)](
                         std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
-                        kernels::PaintInnerRow(pixels.data(), mask.data(), mask.size(), colour, alpha);
+                        kernels::PaintInnerRow({pixels, mask}, colour, alpha);
                     });
 }
 

@@ -108,7 +108,7 @@ HRESULT CPasspartoutFilter::Compose() {
     if (const HRESULT result = FetchOnBoard(); result != S_OK) return result;
     const Area inner = InnerArea();
     if (!PaintBoard(inner) || !PaintInner(inner)) return kNotDone;
-    passes::RoundCorners(m_Out.Width, m_Out.Height, Active().radius, m_Cache->MaskRows());
+    passes::RoundCorners(passes::PlanesOf(*m_Cache, m_Out.Width, m_Out.Height), Active().radius);
     return S_OK;
 }
 
@@ -204,11 +204,10 @@ bool CPasspartoutFilter::PaintBoard(const Area& inner) {
 bool CPasspartoutFilter::PaintInner(const Area& inner) {
     if (inner.left > inner.right) return true;
     const std::int64_t alpha = kernels::BoardAlpha(Active().transparency);
-    const auto n = static_cast<std::size_t>(inner.right - inner.left + 1);
+    const passes::Planes picture = passes::PlanesOf(*m_Cache, m_Out.Width, m_Out.Height);
     for (std::int64_t y = inner.top; y >= inner.bottom; --y) {
         if (Aborted()) return false;
-        kernels::PaintInnerRow(m_Cache->Rows()[y] + inner.left * 3, m_Cache->MaskRows()[y] + inner.left, n,
-                               Active().Colour(), alpha);
+        kernels::PaintInnerRow(passes::Part(picture, y, inner.left, inner.right + 1), Active().Colour(), alpha);
     }
     return true;
 }

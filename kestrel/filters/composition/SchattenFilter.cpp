@@ -139,7 +139,7 @@ HRESULT CSchattenFilter::Compute() {
 /// Raises the edges by the slope of a blurred copy of the mask.
 bool CSchattenFilter::Buttonize() {
     CopyMask(m_nPadLeft, m_nPadBottom);
-    passes::MaskIteration blur(m_Work->MaskRows(), m_Out.Width, m_Out.Height, kernels::BinomialMaskRow);
+    passes::MaskIteration blur(passes::PlanesOf(*m_Work, m_Out.Width, m_Out.Height), kernels::BinomialMaskRow);
     const std::int64_t rounds = std::max<std::int64_t>(std::int64_t{Active().lightIntensity} - 50, 0) + 15;
     for (std::int64_t round = 0; round < rounds && blur.Changed(); ++round)
         if (!blur.Step(Whole(), m_Abort)) return false;
@@ -154,9 +154,11 @@ bool CSchattenFilter::Buttonize() {
     std::vector<std::uint8_t> relief(columns);
     for (std::int64_t y = input.bottom; y < input.top; ++y) {
         if (Aborted()) return false;
-        const auto mask = [&](std::int64_t row) { return m_Work->MaskRows()[row] + input.left; };
-        kernels::EmbossMaskRow(weights, {mask(y - 1), mask(y), mask(y + 1)}, relief.data(), columns);
-        kernels::ApplyReliefRow(m_Cache->Rows()[y] + input.left * 3, relief.data(), columns, Active().innerOn);
+        const auto mask = [&](std::int64_t row) {
+            return kernels::ConstRow(m_Work->MaskRows()[row] + input.left - 1, columns + 2);
+        };
+        kernels::EmbossMaskRow(weights, {mask(y - 1), mask(y), mask(y + 1)}, relief);
+        kernels::ApplyReliefRow({m_Cache->Rows()[y] + input.left * 3, columns * 3}, relief, Active().innerOn);
     }
     return true;
 }
@@ -214,7 +216,7 @@ void CSchattenFilter::CopyMask(int x, int y) {
 /// Grows the shape in the work picture by `m_nSize` pixels; a ring of that width stays as it is.
 bool CSchattenFilter::Spread() {
     const std::int64_t n = Active().size;
-    passes::MaskIteration grow(m_Work->MaskRows(), m_Out.Width, m_Out.Height, kernels::LeastMaskRow);
+    passes::MaskIteration grow(passes::PlanesOf(*m_Work, m_Out.Width, m_Out.Height), kernels::MinimumMaskRow);
     for (std::int64_t round = 0; round < n && grow.Changed(); ++round)
         if (!grow.Step({n, n, m_Out.Width - n, m_Out.Height - n}, m_Abort)) return false;
     return true;
@@ -223,7 +225,7 @@ bool CSchattenFilter::Spread() {
 /// Blurs the mask of the work picture, each round over `area` grown by one pixel more.
 bool CSchattenFilter::BlurRounds(passes::MaskArea area) {
     if (m_nBlurRounds == 0) return true;
-    passes::MaskIteration blur(m_Work->MaskRows(), m_Out.Width, m_Out.Height, kernels::SmoothMaskRow);
+    passes::MaskIteration blur(passes::PlanesOf(*m_Work, m_Out.Width, m_Out.Height), kernels::SmoothMaskRow);
     for (std::int32_t round = 0; round < m_nBlurRounds; ++round) {
         area = {area.left - 1, area.bottom - 1, area.right + 1, area.top + 1};
         if (!blur.Step(area, m_Abort)) return false;
@@ -234,11 +236,10 @@ bool CSchattenFilter::BlurRounds(passes::MaskArea area) {
 /// The part of a round that is left.
 bool CSchattenFilter::BlurRest() {
     if (m_nBlurRest == 0) return true;
-    passes::MaskIteration blur(
-        m_Work->MaskRows(), m_Out.Width, m_Out.Height,
-        [fifths = m_nBlurRest](const kernels::MaskNeighbours& rows, std::uint8_t* out, std::size_t n) {
-            kernels::SmoothMaskRowInPart(fifths, rows, out, n);
-        });
+    passes::MaskIteration blur(passes::PlanesOf(*m_Work, m_Out.Width, m_Out.Height),
+                               [fifths = m_nBlurRest](const kernels::MaskNeighbours& rows, kernels::Row out) {
+                                   kernels::SmoothMaskRowInPart(fifths, rows, out);
+                               });
     return blur.Step(Whole(), m_Abort);
 }
 
@@ -263,13 +264,14 @@ bool CSchattenFilter::Fill(int percent) {
     return true;
 }
 
-/// Lays `under` over `top`, which takes the result, within an area.
-bool CSchattenFilter::Over(CWorkImage& top, const CWorkImage& under, const passes::MaskArea& area) {
+/// Lays `over` over `under`, which takes the result, within an area.
+bool CSchattenFilter::Over(CWorkImage& under, const CWorkImage& over, const passes::MaskArea& area) {
+    const auto part = [&](const CWorkImage& image, std::int64_t y) {
+        return passes::Part(passes::PlanesOf(image, m_Out.Width, m_Out.Height), y, area.left, area.right);
+    };
     for (std::int64_t y = area.top - 1; y >= area.bottom; --y) {
         if (Aborted()) return false;
-        kernels::BlendRowWithMask(top.Rows()[y] + area.left * 3, top.MaskRows()[y] + area.left,
-                                  under.Rows()[y] + area.left * 3, under.MaskRows()[y] + area.left,
-                                  static_cast<std::size_t>(area.right - area.left));
+        kernels::OverRow(part(under, y), part(over, y));
     }
     return true;
 }

@@ -106,7 +106,7 @@ private:
     bool BlurRounds(passes::MaskArea area);
     bool BlurRest();
     bool Fill(int percent);
-    bool Over(CWorkImage& top, const CWorkImage& under, const passes::MaskArea& area);
+    bool Over(CWorkImage& under, const CWorkImage& over, const passes::MaskArea& area);
     passes::MaskArea Whole() const { return {0, 0, m_Out.Width, m_Out.Height}; }
 
     std::int32_t m_nBlurRounds = 0;

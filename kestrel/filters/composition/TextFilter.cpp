@@ -119,8 +119,9 @@ HRESULT CTextFilter::LayOver(const Window& window, const Overlay& text) const {
         const auto at = static_cast<std::size_t>((y - text.y) * text.width + left - text.x);
         const auto h = static_cast<int>(y - window.srcY);
         const auto c = static_cast<std::size_t>(left - window.srcX);
-        kernels::BlendRowWithMask(&window.Pixels(h)[c * 3], &window.Mask(h)[c], &text.pixels[at * 3], &text.mask[at],
-                                  static_cast<std::size_t>(right - left));
+        const auto n = static_cast<std::size_t>(right - left);
+        kernels::OverRow({window.Pixels(h).subspan(c * 3, n * 3), window.Mask(h).subspan(c, n)},
+                         {std::span(text.pixels).subspan(at * 3, n * 3), std::span(text.mask).subspan(at, n)});
     }
     return S_OK;
 }

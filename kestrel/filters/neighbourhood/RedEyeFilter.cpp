@@ -41,7 +41,7 @@ HRESULT CRedEyeFilter::Repair() {
     if (const HRESULT result = FetchIntoCache(); result != S_OK) return result;
     const ClickPointList& clicks = Pending();  // what is seen while a dialog is open; a commit makes both lists agree
     const auto report = [](int line, const std::string& text) { LogLine(-1, "RedEyeFilter", line, text); };
-    passes::RedEyeRepair repair(m_Cache->Rows(), m_InActive.Width, m_InActive.Height, m_RenderScale, report);
+    passes::RedEyeRepair repair(passes::PlanesOf(*m_Cache, m_InActive.Width, m_InActive.Height), m_RenderScale, report);
     for (int i = 1; i <= clicks.Used(); ++i) {
         if (Aborted()) return kNotDone;
         repair.Repair(i, clicks.points[static_cast<std::size_t>(i - 1)]);

@@ -14,10 +14,10 @@ void CBrightnessContrastFilter::RebuildTables() {
 }
 
 HRESULT CBrightnessContrastFilter::TransformWindow(const Window& window) {
-    const std::uint8_t* const table = ToneTable.data();
+    const kernels::ByteTable& table = ToneTable;
     if (Active().saturation == 0)
-        return InPlace(window, [table](std::span<std::uint8_t> pixels) { kernels::TableRow(pixels, table); });
-    return InPlace(window, [table, factor = kernels::SatFactor(Active().saturation)](std::span<std::uint8_t> pixels) {
+        return InPlace(window, [&table](std::span<std::uint8_t> pixels) { kernels::TableRow(pixels, table); });
+    return InPlace(window, [&table, factor = kernels::SatFactor(Active().saturation)](std::span<std::uint8_t> pixels) {
         kernels::TableRow(pixels, table);
         kernels::SaturateRow(pixels, factor);
     });

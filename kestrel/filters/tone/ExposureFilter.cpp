@@ -14,13 +14,13 @@ HRESULT CExposureFilter::TransformWindow(const Window& window) {
     if (saturation == 0) {
         std::array<std::uint8_t, 256> both;
         for (std::size_t i = 0; i < 256; ++i) both[i] = GammaSecond[GammaFirst[i]];
-        return InPlace(window, [&both](std::span<std::uint8_t> pixels) { kernels::TableRow(pixels, both.data()); });
+        return InPlace(window, [&both](std::span<std::uint8_t> pixels) { kernels::TableRow(pixels, both); });
     }
     const double factor = kernels::SatFactor(saturation);
     return InPlace(window, [this, factor](std::span<std::uint8_t> pixels) {
-        kernels::TableRow(pixels, GammaFirst.data());
+        kernels::TableRow(pixels, GammaFirst);
         kernels::SaturateRow(pixels, factor);
-        kernels::TableRow(pixels, GammaSecond.data());
+        kernels::TableRow(pixels, GammaSecond);
     });
 }
 

@@ -176,7 +176,7 @@ TEST(Passpartout, RoundsTheBoard) {
     const Picture picture(30, 20, Pixel{1, 2, 3, 0});
     const Picture result = Apply(kPasspartout, "Borderhori=5,Borderverti=5,Radius=8", picture);
     Picture mask(40, 30, Pixel{});
-    passes::RoundCorners(40, 30, 8, mask.MaskRows());
+    passes::RoundCorners({mask.Rows(), mask.MaskRows(), 40, 30}, 8);
     for (int y = 0; y < 30; ++y)
         for (int x = 0; x < 40; ++x) EXPECT_EQ(result.At(x, y).mask, mask.At(x, y).mask) << x << " " << y;
 }
