@@ -278,7 +278,8 @@ void Unpack(const std::uint8_t* from, std::size_t count, int bits, std::size_t s
     } else {
         const auto size = static_cast<std::size_t>(bits);
         for (std::size_t i = 0; i < count; ++i)
-            to[i * step] = from[i * size / 8] >> (8 - size - i * size % 8) & ((1 << bits) - 1);
+            to[i * step] =
+                static_cast<std::uint16_t>(from[i * size / 8] >> (8 - size - i * size % 8) & ((1 << bits) - 1));
     }
 }
 
