@@ -264,6 +264,8 @@ TEST_F(RenderingTest, AbortStopsRequestsUntilItIsTakenBack) {
     std::thread([&] { rendering.SetAbort(true); }).join();
     EXPECT_EQ(rendering.Render(result), S_FALSE);
     EXPECT_FALSE(result.image);
+    std::uint8_t pixel[4] = {1, 2, 3, 4};
+    EXPECT_EQ(rendering.TransformColor(pixel), S_FALSE);
     rendering.SetAbort(false);
     EXPECT_EQ(rendering.Render(result), S_OK);
     EXPECT_EQ(FromPicture(result).At(0, 0).red, 255 - shown.At(0, 0).red);
