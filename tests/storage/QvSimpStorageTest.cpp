@@ -66,8 +66,10 @@ std::map<std::string, unsigned long> List(IQvStorage& storage, const char* mask 
     std::map<std::string, unsigned long> all;
     QvString name;
     unsigned long flags = 0;
-    for (bool more = storage.FirstElement(name, flags, mask); more; more = storage.NextElement(name, flags))
+    for (bool more = storage.FirstElement(name, flags, mask); more; more = storage.NextElement(name, flags)) {
+        EXPECT_TRUE(all.empty() || all.rbegin()->first < std::string(name)) << "listed by name";
         all[std::string(name)] = flags;
+    }
     return all;
 }
 
