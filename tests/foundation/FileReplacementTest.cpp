@@ -92,6 +92,7 @@ TEST_F(FileReplacementTest, NewOwnerLendsNoRights) {
     ASSERT_EQ(chown(Path("a").c_str(), 20001, 20001), 0);
     chmod(Path("a").c_str(), 06666);
     std::ofstream(Path("protected")) << "old";
+    chmod(Path("protected").c_str(), 0644);
     chmod(folder.c_str(), 0777);
     EXPECT_EQ(test::InChild([&] {
                   if (setgid(20002) != 0 || setuid(20002) != 0) return std::string("cannot change the user");
