@@ -1,4 +1,4 @@
-// Writes the sample picture: make_sample [WIDTH HEIGHT] OUTPUT. Any size; the extension tells the format.
+// Writes the sample picture: make_sample [WIDTH HEIGHT] OUTPUT. Any size; the extension chooses the format.
 #include <fmt/format.h>
 
 #include <cstdlib>

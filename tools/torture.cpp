@@ -141,7 +141,7 @@ void Measure(const fs::path& folder, bool journal, double bound) {
     fs::remove_all(folder);
 }
 
-/// A writer is killed again and again; `check` gives what is wrong afterwards.
+/// A writer is killed again and again; `check` returns what is wrong afterwards.
 void KillWriters(const char* name, const std::function<void(int)>& write, const std::function<std::string()>& check) {
     std::mt19937 random(1);
     int bad = 0;

@@ -163,7 +163,7 @@ kestrel::LoadResult Load(const Options& options, const Job& job) {
 
 std::string SizeText(int width, int height) { return fmt::format("{} x {}", width, height); }
 
-/// With `--verbose`: what each filter gives, and what became of the view's size.
+/// With `--verbose`: the size of each filter's output, and what became of the view's size.
 void TellGeometry(const Options& options, const Job& job, Rendering& rendering) {
     if (!options.verbose) return;
     for (const kestrel::LinkGeometry& link : rendering.LinkGeometries()) {
@@ -252,8 +252,8 @@ void Save(const Options& options, const Job& job, const Picture& picture) {
     if (IsPipe(options.output)) {
         error = kestrel::ImageLoader::Save(stdout, picture.image.get(), picture.mask.get(), job.save);
     } else {
-        // A file is written beside its name and would leave that behind. A named pipe or a device has no such file, and
-        // its other end may keep us waiting for ever.
+        // A file is written beside its name and would leave that file there. A named pipe or a device has no such file,
+        // and its other end may keep us waiting for ever.
         std::error_code none;
         std::optional<interrupt::Remembered> scope;
         if (!std::filesystem::is_other(options.output, none)) scope.emplace();

@@ -20,7 +20,7 @@ constexpr const char* kTextFilter = "Text";
 /// Longest chain text that is read, in bytes.
 constexpr std::size_t kLongestChain = 64 << 20;
 
-/// Tells what a filter would not take up of its text. A strict reading refuses that, and tells what is only unusual.
+/// Reports what a filter would ignore in its text. A strict reading refuses that, and reports what is only unusual.
 /// `place` says where the text stands.
 void TellUnread(const std::string& place, const kestrel::ClassRow& filter, std::string_view text, bool strict) {
     for (const kestrel::TextNote& note : kestrel::CheckParameterText(filter.parameters(), text)) {
@@ -32,7 +32,7 @@ void TellUnread(const std::string& place, const kestrel::ClassRow& filter, std::
     }
 }
 
-/// Rotate cuts hundredths of degrees so that -90 is no quarter turn; who writes it means one.
+/// Rotate cuts hundredths of degrees so that -90 becomes -89.99; whoever writes it means a quarter turn.
 void TellInexactTurn(const std::string& option, const std::string& word, const std::string& text) {
     constexpr std::string_view kAngle = "Angle=-";
     const std::size_t at = text.find(kAngle);
@@ -44,7 +44,7 @@ void TellInexactTurn(const std::string& option, const std::string& word, const s
                               *degrees, *degrees - 0.01, 360 - std::fmod(*degrees, 360)));
 }
 
-/// One `-f NAME[:TEXT]`, with the words that `--text-of` gives it.
+/// One `-f NAME[:TEXT]`, with its words from `--text-of`.
 void AddFilter(kestrel::Rendering& rendering, const std::string& argument, const std::optional<std::string>& words,
                bool strict) {
     const std::size_t colon = argument.find(':');
@@ -64,14 +64,14 @@ void AddFilter(kestrel::Rendering& rendering, const std::string& argument, const
         throw console::UsageError{fmt::format("--text-of: \"{}\" is not a Text filter", argument)};
     if (text) TellUnread(option, *filter, *text, strict);
     if (text) TellInexactTurn(option, word, *text);
-    if (rendering.FilterCount() >= kestrel::Rendering::kMostFilters)
+    if (rendering.FilterCount() >= kestrel::Rendering::kMaximumFilters)
         throw console::Failure{
-            fmt::format("{}: a chain holds at most {} filters", option, kestrel::Rendering::kMostFilters)};
+            fmt::format("{}: a chain holds at most {} filters", option, kestrel::Rendering::kMaximumFilters)};
     if (rendering.AddFilter(filter->description->progId, text ? text->c_str() : nullptr) != kestrel::S_OK)
         throw std::bad_alloc();
 }
 
-/// A chain text as people keep it in a file: what is not for the chain is gone.
+/// A chain text as people keep it in a file: without what does not belong to the chain.
 struct ChainFile {
     std::string text;
     std::vector<int> lines;  ///< for each line of the text its number in the file, from 1

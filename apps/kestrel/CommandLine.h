@@ -26,7 +26,7 @@ public:
     /// What `--help` prints at its end.
     void Footer(const char* text) const;
 
-    /// Commands that only tell something leave no line in the log and never wait for it.
+    /// Commands that only print information leave no line in the log and never wait for it.
     enum class Log { kNo, kYes };
     /// What the command does; its result is the program's exit code.
     void Run(Log log, std::function<int()> run) const;
@@ -36,5 +36,5 @@ private:
 };
 
 /// Lets each of `commands` add itself to the program, reads the command line and runs the command that it names. Every
-/// failure is told in one line on standard error; the result is the program's exit code.
+/// failure is reported in one line on standard error; the result is the program's exit code.
 int RunCommandLine(int argc, char** argv, const std::vector<void (*)(const Command& program)>& commands);

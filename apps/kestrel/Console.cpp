@@ -21,7 +21,7 @@ bool logStarted = false;
 bool progressShown = false;
 std::mutex guard;  // the thread that waits for signals clears the progress as well
 
-/// Standard error that cannot be written is nobody's failure: there is no other place to tell it.
+/// A failure to write to standard error is ignored: there is no other place to report it.
 void Put(std::string_view text) { static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr)); }
 
 void EraseProgress() {

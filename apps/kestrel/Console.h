@@ -2,7 +2,7 @@
 #include <string>
 #include <string_view>
 
-/// What the program tells a person: on standard error, each message one line that begins with "kestrel: ". A standard
+/// Messages of the program: on standard error, each message one line that begins with "kestrel: ". A standard
 /// error that cannot be written changes nothing else. Control characters are never shown, whatever a file is named.
 namespace console {
 

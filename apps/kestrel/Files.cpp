@@ -38,7 +38,7 @@ std::unique_ptr<std::FILE, StreamCloser> InterruptibleStream(std::FILE* target) 
             if (!interrupt::Happened())
                 return static_cast<ssize_t>(std::fwrite(bytes, 1, size, static_cast<std::FILE*>(to)));
             errno = EINTR;
-            return 0;  // tells the stream of an error
+            return 0;  // an error, to the stream
         },
         .seek = nullptr,
         .close = nullptr};

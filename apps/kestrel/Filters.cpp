@@ -16,7 +16,7 @@ struct Options {
     LanguageOption language;
 };
 
-/// The name and what the filter does, as far as its first sentence tells.
+/// The name and the first sentence of what the filter does.
 std::string InLanguage(const kestrel::Description& filter, kestrel::Language language) {
     std::string help = kestrel::FilterHelp(filter, language);
     if (const auto end = help.find(". "); end != help.npos) help.resize(end + 1);

@@ -1,9 +1,9 @@
 #pragma once
 #include <functional>
 
-/// Ctrl-C and a polite kill. Unless told otherwise the program ends at once: nothing of it is worth keeping, and no
-/// half file exists. While a request runs it is aborted; while a file is written it is given up, so that
-/// nothing stays behind.
+/// Ctrl-C and a polite kill. By default the program ends at once: it has nothing to keep and no
+/// half-written file. While a request runs it is aborted; while a file is written, the file is abandoned, so that
+/// nothing remains of it.
 namespace interrupt {
 
 /// Begins to listen; called once, before anything else.

@@ -80,7 +80,7 @@ int Get(const Options& options) {
         if (toOutput)
             console::Print({buffer.get(), got});
         else if (std::fwrite(buffer.get(), 1, got, file->Stream()) != got)
-            break;  // the commit tells why
+            break;  // the commit reports why
     }
     if (stream->HasFailed()) FailWithStorage(options.store, options.name);
     if (file && !file->Commit()) FailStore(options.file, file->Error());

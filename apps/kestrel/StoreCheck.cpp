@@ -45,7 +45,7 @@ std::unique_ptr<compound::FileStore> OpenFile(const std::string& path) {
     return *std::move(file);
 }
 
-/// Findings as lines; gives how many of them are damage. Others are untidy: nothing is at risk.
+/// Prints findings as lines; returns how many of them are damage. The others put nothing at risk.
 std::size_t Describe(const std::vector<compound::Finding>& findings, std::vector<std::string>& lines) {
     std::size_t damaged = 0;
     for (const compound::Finding& finding : findings) {

@@ -1,7 +1,7 @@
 #pragma once
 #include <string>
 
-/// Where a store lies, and what is told of it.
+/// Where a store lies, and what is reported of it.
 struct StoreCheckOptions {
     std::string store;
     std::string target;  ///< the new file of a repair

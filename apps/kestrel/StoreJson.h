@@ -5,9 +5,9 @@
 #include <utility>
 #include <vector>
 
-/// An element of a store as `kestrel store` tells it.
+/// An element of a store as `kestrel store` prints it.
 struct StoreElement {
-    std::string path;  ///< names with slashes between them, as far as the store tells them in UTF-8
+    std::string path;  ///< names with slashes between them, as far as the store has them in UTF-8
     bool isStorage = false;
     std::optional<std::uint64_t> size;  ///< bytes of a stream that could be opened
     std::string problem;                ///< why an element could not be read

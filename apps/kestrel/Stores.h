@@ -23,7 +23,7 @@ enum class Layout { Missing, Compound, Tree, Folder };
 Layout LayoutOf(const std::string& path);
 
 /// Fails when the store cannot be opened. With the create bit a store that is missing is made, of the kind that `as`
-/// tells: "compound" (also when empty), "tree" or "folder".
+/// says: "compound" (also when empty), "tree" or "folder".
 kestrel::QvStoragePtr OpenStore(const std::string& path, unsigned long mode, const std::string& as = "");
 
 /// Whether the element of that name is a storage; an empty name is the store itself. Fails when there is none.

@@ -11,12 +11,12 @@ struct Rgba {
     bool hasAlpha = false;  ///< was the alpha written down?
 };
 
-/// "#RRGGBB" or "#RRGGBBAA"; the number sign may be left out, shells give it a meaning.
+/// "#RRGGBB" or "#RRGGBBAA"; the number sign may be left out, since shells treat it specially.
 std::optional<Rgba> ParseColor(std::string_view text);
 /// The form that `ParseColor` reads, in capitals; with the alpha when it was written down or is not 255.
 std::string FormatColor(const Rgba& color);
 
-/// A decimal integer with nothing before or behind it.
+/// A decimal integer with nothing before or after it.
 std::optional<std::int64_t> ParseInteger(std::string_view text);
 /// A finite decimal number with a point, whatever the locale.
 std::optional<double> ParseNumber(std::string_view text);

@@ -22,7 +22,7 @@ void OccupyStandardStreams() {
 int main(int argc, char** argv) {
     OccupyStandardStreams();
     signal(SIGPIPE, SIG_IGN);  // a reader that goes away, and a file that grows beyond the process' limit,
-    signal(SIGXFSZ, SIG_IGN);  // are errors of writing, which are told
+    signal(SIGXFSZ, SIG_IGN);  // become errors of writing, which are reported
     interrupt::Listen();
     const int code = RunCommandLine(
         argc, argv,

@@ -8,7 +8,7 @@ enum class CodecFault {
     None,
     System,          ///< the operating system refused something; the text is its own
     NoMemory,        ///< there is not enough memory
-    UnknownFormat,   ///< the bytes or the name tell no format that is read or written
+    UnknownFormat,   ///< neither bytes nor name belong to a format that is read or written
     NotSupported,    ///< a known format in a form that is not read or written; the text names the form
     Broken,          ///< the file is damaged so that nothing can be read
     CannotHold,      ///< the format to save in cannot hold the picture: its size or its transparency

@@ -27,7 +27,7 @@ CodecError SaveTiff(ByteWriter& target, const Dib* image, const Dib* mask, const
 
 /// Where the first directory of a TIFF file is, by its first 8 bytes.
 std::uint32_t TiffDirectory(std::span<const std::uint8_t> start);
-/// Whether the directory is one that cameras write: with the version of DNG, with pixels behind a colour filter, or
+/// Whether the directory is one that cameras write: with the version of DNG, with pixels of a colour filter array, or
 /// with a maker and a reduced picture that has the real one in a directory of its own.
 bool IsCameraDirectory(std::span<const std::uint8_t> bytes, bool bigEndian);
 

@@ -11,7 +11,7 @@ constexpr unsigned kOrientationTag = 0x0112;
 constexpr unsigned kShort = 3;
 constexpr std::size_t kEntrySize = 12;
 
-/// Numbers of the data's byte order; 0 behind its end.
+/// Numbers of the data's byte order; 0 past its end.
 struct Numbers {
     std::span<const std::uint8_t> bytes;
     bool bigEndian;

@@ -8,7 +8,7 @@ namespace kestrel {
 std::span<const std::uint8_t> WithoutExifMark(std::span<const std::uint8_t> exif);
 
 /// Orientation 1..8 of EXIF data, with the mark before it or without. 1, the upright one, for anything that is not
-/// understood; no byte behind the data is read.
+/// understood; no byte past the data is read.
 int ExifOrientation(std::span<const std::uint8_t> exif);
 
 /// Makes the orientation upright where there is one; no other byte changes.

@@ -33,7 +33,7 @@ constexpr char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c
 
 bool SameName(std::string_view a, std::string_view b) { return std::ranges::equal(a, b, {}, Lower, Lower); }
 
-/// Numbers of a TIFF file's first bytes, in its byte order; 0 behind them.
+/// Numbers of a TIFF file's first bytes, in its byte order; 0 past them.
 struct TiffNumbers {
     std::span<const std::uint8_t> bytes;
     bool bigEndian;

@@ -42,8 +42,8 @@ KESTREL_API const FormatInfo* FindFormat(ImageFormat format);
 KESTREL_API ImageFormat FormatOfName(std::string_view name);
 /// By the extension of a path.
 KESTREL_API ImageFormat FormatOfPath(std::string_view path);
-/// By the first bytes of a file; `kFormatBytes` are enough. Cameras' raw files are told from TIFF by what cameras
-/// write into their first directory.
+/// By the first bytes of a file; `kFormatBytes` are enough. Cameras' raw files are distinguished from TIFF by what
+/// cameras write into their first directory.
 KESTREL_API ImageFormat FormatOfContent(std::span<const std::uint8_t> bytes);
 inline constexpr std::size_t kFormatBytes = 4096;
 /// The usual name in lower case; "unknown" for none.

@@ -29,7 +29,7 @@ LoadResult Failed(CodecError error) {
 
 CodecError UnknownFormat() { return {CodecFault::UnknownFormat, "the file is no picture of a known format"}; }
 
-/// `named` is the format that the name tells: a raw file may look like a plain TIFF file.
+/// `named` is the format of the extension: a raw file may look like a plain TIFF file.
 LoadResult LoadFrom(ByteReader source, const LoadOptions& options, ImageFormat named) {
     std::uint8_t start[kFormatBytes];
     const std::uint64_t position = source.Position();
@@ -77,7 +77,7 @@ LoadResult LoadFrom(ByteReader source, const LoadOptions& options, ImageFormat n
         }
     } catch (const std::bad_alloc&) {
         result.error = NoMemory();
-    } catch (const std::runtime_error& error) {  // of a decoder that would have ended the program
+    } catch (const std::runtime_error& error) {  // from a decoder that would otherwise end the program
         result.error = {CodecFault::Broken, error.what()};
     }
     if (result.image && result.fullWidth == 0) {

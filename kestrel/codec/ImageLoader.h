@@ -17,7 +17,7 @@ namespace kestrel {
 /// How the raw file of a camera becomes a picture.
 struct RawDevelopment {
     bool cameraWhiteBalance = true;
-    bool automaticWhiteBalance = false;  ///< where the camera tells none
+    bool automaticWhiteBalance = false;  ///< where the camera recorded none
     bool automaticBrightness = true;     ///< stretches the tones so that the brightest hundredth becomes white
     double brightness = 1;
     double multipliers[4] = {-1, -1, -1, -1};  ///< white balance by hand: red, green, blue, second green; or below 0
@@ -31,13 +31,13 @@ struct LoadOptions {
     int scanLimit = 100;                                ///< scans of a progressive JPEG file
     std::uint64_t inputLimit = std::uint64_t{1} << 30;  ///< bytes that are taken from a pipe or a device
 
-    int preferredWidth = 0;   ///< with both above 0, decoders that can may give a picture of 1/2, 1/4 or 1/8 of the
+    int preferredWidth = 0;   ///< with both above 0, decoders that can may return a picture of 1/2, 1/4 or 1/8 of the
     int preferredHeight = 0;  ///< size that is still as large as this
     bool sizeOnly = false;    ///< only format, size and metadata are wanted; there will be no image
-    ImageFormat named = ImageFormat::Unknown;  ///< `Raw` counts where the content tells no format or TIFF
+    ImageFormat named = ImageFormat::Unknown;  ///< `Raw` counts where the content shows no format or TIFF
     RawDevelopment raw{};
 
-    /// Pictures up to this size may be as empty as they like.
+    /// `expansionLimit` does not apply to pictures up to this size.
     static constexpr std::uint64_t kFreePixels = 64'000'000;
 };
 
@@ -114,7 +114,7 @@ public:
 
     // Options; once the file is decoded they change nothing.
     void PreferedLoadingSize(int width, int height);
-    /// 1 is the one way of development that there is; other numbers are kept and mean the same.
+    /// There is one way of development, 1; other numbers are kept and mean the same.
     void SetRawVersion(int version);
     /// Three flags: the camera's white balance, an automatic one where there is none, automatic brightness. Four
     /// factors for red, green, blue and the second green; when the first is negative they are left to the flags.
@@ -139,9 +139,9 @@ public:
     static int GetType(const void* bytes, int size);
     /// The file's position stays.
     static int GetType(std::FILE* file);
-    /// Whether a name has the extension of a picture file. The number is there for its callers and not looked at.
+    /// Whether a name has the extension of a picture file. The number is ignored; callers of the interface pass it.
     static bool IsImage(const char* name, long reserved = 0);
-    /// Whether `PolyImagePro` gives a reduced picture of the file sooner; `fromMemory` says whether a file should be
+    /// Whether `PolyImagePro` decodes a reduced picture of the file faster; `fromMemory` says whether a file should be
     /// read into memory otherwise.
     static bool IsPolyViewFaster(const char* path, bool* fromMemory);
     /// 24-bit record and mask; null when absent. They belong to the loader and die with it.

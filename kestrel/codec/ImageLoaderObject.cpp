@@ -46,7 +46,7 @@ LoadResult ImageLoader::State::LoadFile() const {
     if (!fromMemory) return ImageLoader::Load(path, options);
     std::vector<std::uint8_t> all;
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> opened(std::fopen(path.c_str(), "rbe"), std::fclose);
-    if (!opened) return ImageLoader::Load(path, options);  // tells why
+    if (!opened) return ImageLoader::Load(path, options);  // its error says why
     std::uint8_t block[1 << 16];
     for (std::size_t got; (got = std::fread(block, 1, sizeof block, opened.get())) > 0;) {
         if (all.size() + got > options.inputLimit) return ImageLoader::Load(path, options);

@@ -21,19 +21,20 @@ std::string BlocksLeftOut(const ImageMetadata& metadata, ImageFormat format) {
     // The largest block that each format takes, in bytes.
     struct {
         std::size_t exif = 0, profile = 0, iptc = 0, xmp = 0;
-    } most;
-    if (format == ImageFormat::Jpeg) most = {kLargestJpegExif, kLargestJpegProfile, kLargestJpegIptc, kLargestJpegXmp};
-    if (format == ImageFormat::Png) most = {UINT32_MAX / 2, UINT32_MAX / 2, 0, UINT32_MAX / 2};
-    if (format == ImageFormat::Tiff) most = {0, UINT32_MAX, 0, UINT32_MAX};
-    if (format == ImageFormat::Psd) most = {UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX};
+    } maximum;
+    if (format == ImageFormat::Jpeg)
+        maximum = {kLargestJpegExif, kLargestJpegProfile, kLargestJpegIptc, kLargestJpegXmp};
+    if (format == ImageFormat::Png) maximum = {UINT32_MAX / 2, UINT32_MAX / 2, 0, UINT32_MAX / 2};
+    if (format == ImageFormat::Tiff) maximum = {0, UINT32_MAX, 0, UINT32_MAX};
+    if (format == ImageFormat::Psd) maximum = {UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX};
     std::string names;
     const auto check = [&](const char* name, std::size_t size, std::size_t largest) {
         if (size > largest) names.append(names.empty() ? "" : ", ").append(name);
     };
-    check("EXIF data", metadata.exif.size(), most.exif);
-    check("colour profile", metadata.profile.size(), most.profile);
-    check("IPTC data", metadata.iptc.size(), most.iptc);
-    check("XMP data", metadata.xmp.size(), most.xmp);
+    check("EXIF data", metadata.exif.size(), maximum.exif);
+    check("colour profile", metadata.profile.size(), maximum.profile);
+    check("IPTC data", metadata.iptc.size(), maximum.iptc);
+    check("XMP data", metadata.xmp.size(), maximum.xmp);
     return names;
 }
 

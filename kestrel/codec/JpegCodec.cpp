@@ -212,7 +212,7 @@ bool Reader::ReadLines(ScanlineOrienter& placer) {
 /// After the last line: whether the file ended before bytes that pixels may need.
 bool Reader::IsCut() const {
     if (!source_.ended) return false;
-    if (info_.arith_code) return true;  // arithmetic decoding runs on without a word
+    if (info_.arith_code) return true;  // arithmetic decoding runs on without a warning
     if (!multipleScans_) return errors_.damage;
     if (!info_.coef_bits) return true;
     for (int component = 0; component < info_.num_components; ++component)
@@ -444,7 +444,7 @@ CodecError SaveJpeg(ByteWriter& target, const Dib* image, const SaveOptions& opt
     if (writer.Write(image, std::clamp(options.jpegQuality, 1, 100), metadata.density, MakeMarkers(metadata)))
         return {};
     if (writer.WriteFailed()) {
-        target.Write(nullptr, 0);  // brings the reason back
+        target.Write(nullptr, 0);  // returns the reason
         return WriteError();
     }
     return {CodecFault::CannotHold, writer.Fatal()};

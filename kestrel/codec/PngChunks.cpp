@@ -33,7 +33,7 @@ bool Is(const std::uint8_t* name, const char* four) { return std::memcmp(name, f
 /// Critical chunks, and the transparent colours.
 bool PixelsNeed(const std::uint8_t* name) { return !(name[0] & 0x20) || Is(name, "tRNS"); }
 
-/// The body of a chunk whose name begins at `name`; empty when its checksum is wrong. The source stands behind it.
+/// The body of a chunk whose name begins at `name`; empty when its checksum is wrong. The source then stands after it.
 Bytes ReadBody(ByteReader& source, const std::uint8_t* name, std::size_t length) {
     Bytes body(length);
     std::uint8_t sum[kChecksum];

@@ -50,7 +50,7 @@ public:
     bool ReadHeader();
     /// Asks for blue, green, red and, where the file has it, alpha, eight bits each.
     bool SetForm();
-    /// False when the data cannot be followed any further; `LinesRead` tells how far they went.
+    /// False when the data cannot be followed any further; `LinesRead` returns how far they went.
     bool ReadLines(ScanlineOrienter& image, ScanlineOrienter* mask);
     /// Lines of an interlaced file, in several passes over an upright picture.
     bool ReadPasses(Dib* image, Dib* mask);
@@ -171,7 +171,7 @@ bool Reader::ReadPasses(Dib* image, Dib* mask) {
     return true;
 }
 
-/// After an error: whether it was met behind the last pixel, which the library looks for with the last line.
+/// After an error: whether it was met after the last pixel, which the library looks for with the last line.
 bool Reader::PixelsAreRead() {
     endFailed_ = IsInterlaced() ? png_get_current_pass_number(png_) >= PNG_INTERLACE_ADAM7_PASSES
                                 : png_get_current_row_number(png_) >= png_get_image_height(png_, info_);
@@ -296,7 +296,7 @@ void LoadPng(ByteReader& source, const LoadOptions& options, LoadResult& result)
             std::string(reader.Said().fatal) + "; " +
             (reader.IsInterlaced() ? "not all passes could be read" : LinesText(reader.LinesRead(), reader.Height())));
     } else if (!reader.ReadEnd()) {
-        // A wrong checksum says that some pixel is wrong; a file that ends behind its pixels has them all.
+        // A wrong checksum says that some pixel is wrong; a file that ends after its pixels has them all.
         if (!reader.FileEnded()) result.condition = Condition::Damaged;
         result.warnings.push_back(std::string("after the last line: ") + reader.Said().fatal);
     }

@@ -6,9 +6,9 @@
 
 namespace kestrel {
 
-/// The second loader: gives reduced pictures of large files without decoding them at full size, by the scaled decoding
-/// of JPEG and the half size of raw files. A session holds one file; calls return false when something is missing or
-/// cannot be read. Sessions may be used on any thread, each on one at a time.
+/// The second loader: decodes reduced pictures of large files without decoding them at full size, by the scaled
+/// decoding of JPEG and the half size of raw files. A session holds one file; calls return false when something is
+/// missing or cannot be read. Sessions may be used on any thread, each on one at a time.
 class KESTREL_API PolyImagePro {
 public:
     struct Session;

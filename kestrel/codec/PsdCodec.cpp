@@ -70,7 +70,7 @@ bool ReadSection(ByteReader& source, std::vector<std::uint8_t>& bytes) {
     return source.Read(bytes.data(), length) == length;
 }
 
-/// Whether the composite's first channel behind the colours is its transparency: so says the sign of the number of
+/// Whether the composite's first channel after the colours is its transparency: so says the sign of the number of
 /// layers; without layers a single further channel is nothing else.
 bool SkipLayers(ByteReader& source, Form& form) {
     const std::size_t size = form.big ? 8 : 4;
@@ -97,7 +97,7 @@ void TakeMetadata(std::span<const std::uint8_t> resources, LoadResult& result) {
         std::string why = TakeProfile(profile, metadata.profile);
         if (!why.empty()) result.warnings.push_back(std::move(why));
     }
-    // Pixels for each inch, with 16 bits behind the point, across; units; the same down.
+    // Pixels for each inch, with 16 bits after the point, across; units; the same down.
     const auto density = FindResource(resources, ImageResource::Resolution);
     if (density.size() < 16) return;
     const auto fixed = [&](std::size_t at) {

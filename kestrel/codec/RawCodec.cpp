@@ -36,7 +36,7 @@ struct Closer {
     void operator()(libraw_processed_image_t* image) const { RawLibrary::Get()->libraw_dcraw_clear_mem(image); }
 };
 
-/// Half the size gives as many pixels as are asked for?
+/// Does half the size have as many pixels as are asked for?
 bool HalfIsEnough(const libraw_image_sizes_t& sizes, const LoadOptions& options) {
     const bool turned = sizes.flip >= 5;
     const int width = turned ? sizes.height : sizes.width;

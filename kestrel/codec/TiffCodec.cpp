@@ -60,7 +60,7 @@ struct TiffLibrary : SharedLibrary {
 
 CodecError Missing() { return {CodecFault::NotSupported, "TIFF files need the library " KESTREL_TIFF_LIBRARY}; }
 
-/// What the library reads from or writes to, and the first error that it told.
+/// What the library reads from or writes to, and the first error that it reported.
 struct Stream {
     ByteReader* source = nullptr;
     std::uint64_t start = 0;

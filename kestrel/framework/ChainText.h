@@ -10,7 +10,7 @@ namespace kestrel {
 /// first record that is not whole ends the list.
 class ChainText {
 public:
-    /// Works on a copy. Null or empty texts and empty separators give no records.
+    /// Works on a copy. Null or empty texts and empty separators make no records.
     ChainText(const char* text, const char* fieldSeparator, const char* recordSeparator);
 
     std::size_t Count() const { return records_.size(); }
@@ -18,11 +18,11 @@ public:
     const char* Parameters(std::size_t record) const;
 
 private:
-    /// The zero-ended piece behind the one at `at`; an empty text at the end of the copy.
+    /// The zero-terminated piece after the one at `at`; an empty text at the end of the copy.
     std::size_t Behind(std::size_t at, std::size_t separatorLength) const;
     std::size_t NameAt(std::size_t record) const;
 
-    /// Mode of the latest split of this thread, which the accessors go by.
+    /// Mode of this thread's latest split; the accessors follow it.
     static thread_local bool m_FirstFieldIsName;
 
     std::string copy_;  ///< separators are overwritten with zero bytes

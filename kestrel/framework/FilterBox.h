@@ -13,7 +13,7 @@ class KESTREL_API FilterBox {
 public:
     /// Asks `host` for its engine, then hands over, in this order: the icons whose names hold `iconPrefix`, once in a
     /// process for each prefix; the strings; the page script `pageName` with its sequence. Both names may be null.
-    /// What cannot be read is skipped without a word. `storage` is the root of the built-in storage; it is not closed.
+    /// What cannot be read is skipped silently. `storage` is the root of the built-in storage; it is not closed.
     void FilterBox_Parse(IUnknown* host, IQvStorage* storage, const char* pageName, const char* iconPrefix);
 
     /// Whether the last call had an engine and a storage.

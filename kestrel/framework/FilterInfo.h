@@ -15,7 +15,7 @@ struct IFilterInfo : IUnknown {
 
     /// The title, when it is shorter than `size`.
     virtual HRESULT GetInfoName(char* buffer, int size) = 0;
-    /// Three ways to one handler, which a class may give a meaning; 0.
+    /// Three entries to one handler, which a class may override; 0.
     virtual HRESULT Notify1(void* argument) = 0;
     virtual HRESULT Notify2(void* argument) = 0;
     virtual HRESULT Notify3(void* argument) = 0;

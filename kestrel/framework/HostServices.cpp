@@ -13,7 +13,7 @@ Ref<IHostServices> processServices;
 void SetHostServices(IHostServices* services) {
     Ref<IHostServices> next(services);
     const std::lock_guard lock(guard);
-    std::swap(processServices, next);  // what was set before is released behind the lock
+    std::swap(processServices, next);  // what was set before is released after the lock
 }
 
 Ref<IHostServices> GetHostServices() {

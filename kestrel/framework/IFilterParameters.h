@@ -9,7 +9,7 @@ struct IFilterParameters : IUnknown {
 
     /// Reads the keys that the text holds into the pending parameters. Always 0: a text cannot be wrong.
     virtual HRESULT SetParameterText(const char* text, int flag) = 0;
-    /// Writes the pending parameters with a terminator. A `size` below the filter's least buffer: 0, nothing written.
+    /// Writes the pending parameters with a terminator. A `size` below the filter's minimum: 0, nothing written.
     /// A text that is longer than `size` holds: `E_FAIL`, nothing written.
     virtual HRESULT GetParameterTextForSave(char* buffer, int size) = 0;
     /// The same for the active parameters, those that pixels are made with.

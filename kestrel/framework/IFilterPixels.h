@@ -16,10 +16,11 @@ struct IFilterPixels : IUnknown {
                                   std::uint8_t* const* rows, std::uint8_t* const* maskRows) = 0;
     /// Stops (true) or allows (false) requests on this link and all before it; may be called from another thread.
     virtual HRESULT SetAbort(bool abort) = 0;
-    /// Brings the line up to date as far as this link. `*changed` is set, never cleared, when the output is unlike that
-    /// of `*version`, the number that this consumer holds (-1: it has seen nothing); the number is brought up to date.
+    /// Brings the line up to date as far as this link. `*changed` is set, never cleared, when the output differs from
+    /// that of `*version`, the number that this consumer holds (-1: it has seen nothing); the number is brought up to
+    /// date.
     virtual HRESULT Update(bool* changed, int* version, bool track) = 0;
-    /// Runs `Update`, then gives this link's output geometry.
+    /// Runs `Update`, then returns this link's output geometry.
     virtual HRESULT GetGeometry(int* width, int* height, int* offsetX, int* offsetY, int* fullWidth,
                                 int* fullHeight) = 0;
     /// Stores the downstream neighbour (`IFilterGeometry`) and marks what comes from upstream as new.

@@ -6,13 +6,13 @@ namespace kestrel {
 
 /// An ordered line of filters between a source and a sink. It holds no pixels; requests go over the filters' own links.
 ///
-/// Changes are bracketed by `BeginChange` and `EndChange` of the sink, unless told otherwise. One thread at a time, and
-/// none during a running request. Results are 0 unless told otherwise.
+/// Changes are bracketed by `BeginChange` and `EndChange` of the sink, unless stated otherwise. One thread at a time,
+/// and none during a running request. Results are 0 unless stated otherwise.
 struct IPdibFilterChain : IUnknown {
     static constexpr GUID kIid = MakeGuid("{5E2F7A90-3B1C-4D68-B4A7-60F3C81D9E12}");
 
-    /// The provider of pixels (`IFilterPixels`) at the head of the line; null takes it away. The old one is let go and
-    /// told nothing.
+    /// The provider of pixels (`IFilterPixels`) at the head of the line; null takes it away. The old one is released
+    /// without a call.
     virtual HRESULT SetSource(IUnknown* source) = 0;
     /// The receiver (`IFilterGeometry`) at the end of the line; null takes it away. No bracket.
     virtual HRESULT SetSink(IUnknown* sink) = 0;
@@ -24,7 +24,7 @@ struct IPdibFilterChain : IUnknown {
     /// Inserts before the first filter of a higher cost. `E_FAIL` for null and for a filter that stands in a chain,
     /// this or another; `E_BOUNDS` for one more than a chain holds.
     virtual HRESULT AddFilter(IUnknown* filter) = 0;
-    /// Inserts at a position, behind the last filter when the chain is shorter; costs are not looked at. A negative
+    /// Inserts at a position, after the last filter when the chain is shorter; costs are not looked at. A negative
     /// index stands for 1. Fails as `AddFilter` does.
     virtual HRESULT InsertFilter(int index, IUnknown* filter) = 0;
     virtual HRESULT RemoveAllFilters() = 0;
@@ -40,7 +40,7 @@ struct IPdibFilterChain : IUnknown {
     virtual HRESULT GetChainText(char* buffer, int size, const char* fieldSeparator, const char* recordSeparator,
                                  bool active) = 0;
     /// Makes the chain equal to a text and keeps the filters, with their caches, that match it already. A record whose
-    /// filter cannot be made is skipped. A record behind the last filter whose ProgID stands in the chain sets that
+    /// filter cannot be made is skipped. A record after the last filter whose ProgID stands in the chain sets that
     /// filter in place of adding a second one. Records beyond what a chain holds are left out: `E_BOUNDS`.
     virtual HRESULT SetChainText(const char* text, const char* fieldSeparator, const char* recordSeparator,
                                  IPdibFilterCreator* creator) = 0;

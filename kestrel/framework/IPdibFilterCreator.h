@@ -9,7 +9,7 @@ struct IPdibFilterCreator : IUnknown {
 
     /// The ProgID is compared whole: "TMFilter.Scale" is not "TMFilter.Scale.1". None such: null and `E_FAIL`.
     virtual HRESULT CreateFilter(const char* progId, const GUID& iid, void** object) = 0;
-    /// Makes a filter, its dialog, opens that over `owner` and gives an interface of the dialog; otherwise null and
+    /// Makes a filter, its dialog, opens that over `owner` and returns an interface of the dialog; otherwise null and
     /// the first result that failed.
     virtual HRESULT CreateFilterDialog(const char* progId, void* owner, const GUID& iid, void** object) = 0;
     virtual HRESULT GetFilterCount(int* count) = 0;

@@ -17,7 +17,7 @@ protected:
     ~IScriptParser() = default;
 };
 
-/// The script engine of a host, which it gives for the asking; it answers for `IScriptParser` as well.
+/// The script engine of a host, queried from it; it answers for `IScriptParser` as well.
 struct IScriptEngine : IUnknown {
     static constexpr GUID kIid = MakeGuid("{7A1E4DA2-1E84-4D81-A88D-424DC39D4B66}");
 

@@ -5,7 +5,7 @@
 
 namespace kestrel {
 
-/// How the framework and the filters reach classes that they do not know: the class table puts itself in place here
+/// How the framework and the filters reach classes that they do not know: the class table registers itself here
 /// before `main` begins. From any thread.
 class KESTREL_API ObjectFactory {
 public:

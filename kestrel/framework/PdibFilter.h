@@ -91,7 +91,7 @@ public:
     HRESULT SetExtraParameter(const char* key, const char* value) override;
     HRESULT GetExtraParameter(const char* key, char* buffer, int size) override;
 
-    /// Colour models, told in `kernels/Hsl.h`; hue in degrees, lightness and saturation 0..1.
+    /// Conversions between RGB and HSL (`kernels/Hsl.h`); hue in degrees, lightness and saturation 0..1.
     static void RgbToHsl(std::uint8_t r, std::uint8_t g, std::uint8_t b, double* hue, double* lightness,
                          double* saturation);
     static void HslToRgb(double hue, double lightness, double saturation, std::uint8_t* r, std::uint8_t* g,
@@ -106,7 +106,7 @@ protected:
     /// Result of a request that was not finished because of an abort or a failure in the filter.
     static constexpr HRESULT kNotDone = 1;
 
-    /// In-place pattern: asks upstream first, then gives each row of the request, from the last to the first, to
+    /// In-place pattern: asks upstream first, then passes each row of the request, from the last to the first, to
     /// `rule(pixels)`, `rule(pixels, mask)` or `rule(y, pixels, mask)`: spans over the caller's rows, and the number of
     /// the row in the picture. Allocates nothing. An abort between rows leaves the flags as they are.
     template <class RowRule>
@@ -139,7 +139,7 @@ protected:
     /// Fetches the input into the work picture, inside a border of hidden pixels, and sizes the cache.
     HRESULT FetchIntoWork(int border, int cacheWidth, int cacheHeight);
 
-    /// Gives each row of a window to `rule`, as `InPlace` does; `kNotDone` when aborted.
+    /// Passes each row of a window to `rule`, as `InPlace` does; `kNotDone` when aborted.
     template <class RowRule>
     HRESULT WalkRows(const Window& window, const RowRule& rule) const;
     /// The part of the cached picture that is in use, as a window for `WalkRows`.
@@ -156,7 +156,7 @@ protected:
     void EnsureWorkImages(int workWidth, int workHeight, int cacheWidth, int cacheHeight);
 
     /// Cached-whole pattern: convolves the input with nine weights (by rows, the lower row first). A neighbour of mask
-    /// 255 gives its weight to the centre.
+    /// 255 passes its weight to the centre.
     HRESULT ConvolveRegion3x3(const double kernel[3][3], int bias, const Window& window);
 
     QvString m_ProgID;

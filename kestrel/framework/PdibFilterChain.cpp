@@ -32,7 +32,7 @@ void LogException(const char* format, int line) {
         try {
             LogLine(0, kSourceName, line, fmt::format("Exception in logging {},{}", line, kSourceName));
         } catch (...) {
-            // The log is beyond help; the exception that was to be logged still reaches the caller.
+            // Logging failed too; the exception that was to be logged still reaches the caller.
         }
     }
 }
@@ -44,7 +44,7 @@ std::string NameOf(IFilterObject* filter, int size = kNameSize) {
     return {buffer.data(), strnlen(buffer.data(), buffer.size())};
 }
 
-/// A parameter text of any length; empty when the filter writes none. No value: the text is beyond all bounds.
+/// A parameter text of any length; empty when the filter writes none. No value: the text exceeds the limit.
 std::optional<std::string> TextOf(IFilterParameters* filter, bool active, int size) {
     for (;; size *= 4) {
         std::vector<char> buffer(static_cast<std::size_t>(size), '\0');
@@ -60,7 +60,7 @@ bool HasText(IFilterObject* filter, const char* parameters) {
     return text && TextOf(text.get(), false, kCompareSize) == parameters;
 }
 
-/// Gives a filter a text unlike its own.
+/// Sets a filter's text when it differs from its own.
 void UpdateText(IFilterObject* filter, const char* parameters) {
     const auto text = Ref<IFilterParameters>::Query(filter);
     if (text && TextOf(text.get(), false, kCompareSize) != parameters) text->SetParameterText(parameters, 1);
@@ -202,7 +202,7 @@ HRESULT CPdibFilterChain::CheckNew(IFilterObject* filter) {
     if (claims.IsTaken(head)) return E_FAIL;
     int count = 0;
     Seek(-1, &count);
-    return count < kMostFilters ? S_OK : E_BOUNDS;
+    return count < kMaximumFilters ? S_OK : E_BOUNDS;
 }
 
 // Changes of the line
@@ -440,7 +440,7 @@ HRESULT CPdibFilterChain::SetChainTextQuiet(const char* text, const char* fieldS
         if (m_Source && !m_Sink) SetSink(m_Source.get());
         const ChainText records(text, fieldSeparator, recordSeparator);
         std::size_t record = 0;
-        const std::size_t limit = std::min<std::size_t>(records.Count(), kMostFilters);
+        const std::size_t limit = std::min<std::size_t>(records.Count(), kMaximumFilters);
         for (First(); m_Cursor && record < limit; ++record)
             MatchRecord(records.Name(record), records.Parameters(record), creator);
         HRESULT result = S_OK;
@@ -496,7 +496,7 @@ HRESULT CPdibFilterChain::AppendRecords(const ChainText& records, std::size_t fr
             UpdateText(found->second, records.Parameters(record));
             continue;
         }
-        if (count >= kMostFilters) {
+        if (count >= kMaximumFilters) {
             result = E_BOUNDS;
             continue;
         }

@@ -25,7 +25,7 @@ inline constexpr Description kChain{.progId = "TMFilter.Chain.1",
 /// in it keeps anything else alive.
 ///
 /// Requests and updates run through all links on the stack of the thread that asks: a thread needs `kStackPerLink`
-/// bytes for each. A line of more than `kMostFilters` is refused with `E_BOUNDS`.
+/// bytes for each. A line of more than `kMaximumFilters` is refused with `E_BOUNDS`.
 ///
 /// Chains may share a source or a sink one after the other: the one that linked it last is the one that cuts it.
 ///
@@ -33,8 +33,8 @@ inline constexpr Description kChain{.progId = "TMFilter.Chain.1",
 class KESTREL_API CPdibFilterChain final : public ModuleObject, public Counted<IPdibFilterChain> {
 public:
     static constexpr const Description& kDescription = kChain;
-    static constexpr int kMostFilters = 1000;
-    static constexpr int kStackPerLink = 2048;  ///< bytes; most filters take a tenth of it, the deepest 1,200
+    static constexpr int kMaximumFilters = 1000;
+    static constexpr int kStackPerLink = 2048;  ///< bytes; a typical filter takes a tenth of it, the deepest 1,200
 
     HRESULT SetSource(IUnknown* source) override;
     HRESULT SetSink(IUnknown* sink) override;
@@ -59,7 +59,7 @@ public:
 private:
     ~CPdibFilterChain() = default;
 
-    // The walk. Each step sets `m_Cursor` and gives it.
+    // The walk. Each step sets `m_Cursor` and returns it.
     IFilterObject* First();
     IFilterObject* Next();
     IFilterObject* Prev();
@@ -69,11 +69,11 @@ private:
     /// `S_OK` for a filter that stands in no chain and has room in this one.
     HRESULT CheckNew(IFilterObject* filter);
 
-    // Changes of the line; nobody is told.
+    // Changes of the line, without notice to the sink.
     void InsertFirst(IFilterObject* filter);
     void InsertAfterCursor(IFilterObject* filter);
     void InsertBeforeCursor(IFilterObject* filter);
-    /// The cursor moves on to the filter behind the removed one.
+    /// The cursor moves on to the filter after the removed one.
     IFilterObject* RemoveAtCursor();
     void LinkEnds();
     /// Links an end to a neighbour in the line; this chain is the one that cuts the end from then on.
@@ -100,7 +100,7 @@ private:
     Ref<IFilterGeometry> m_Sink;
     Ref<IFilterObject> m_First;
     IFilterObject* m_Cursor = nullptr;  ///< position of the walk; not counted
-    bool m_Suspended = false;           ///< the sink was told of a begin and not yet of the end
+    bool m_Suspended = false;           ///< the sink has received `BeginChange` and not yet `EndChange`
 };
 
 }  // namespace kestrel

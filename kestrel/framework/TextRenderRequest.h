@@ -16,7 +16,7 @@ inline constexpr std::int32_t kDefaultTextCode = 58676;  ///< a `DefaultTextRequ
 inline constexpr std::size_t kTextFieldSize = 200;
 
 /// A text to be drawn, and the picture of it that the host answers. Lengths are pixels of the picture that is rendered.
-/// The filter's part stays the filter's; what the host fills in it gives back when `release` is called.
+/// What the filter filled in belongs to the filter; what the host filled in is freed by `release`.
 struct TextRenderRequest {
     std::int32_t pos;     ///< anchor 1..9, see `TextAnchor`
     std::int32_t dir;     ///< 0 normal, 90 upward, 270 downward

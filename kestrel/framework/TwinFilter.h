@@ -55,7 +55,7 @@ protected:
     virtual void ReadText(std::string_view text) { table::ReadAll(text, kTable, pending_); }
     /// A record as a text.
     virtual std::string Written(const Record& record) const { return table::Written(kTable, record); }
-    /// The record that the text of the active parameters tells.
+    /// The record that the text of the active parameters shows.
     virtual Record Shown() const { return active_; }
 
 private:

@@ -44,8 +44,8 @@ std::optional<ChainFault> FindFault(std::string_view text) {
         const std::size_t end = text.find('\n');
         const bool ended = end != text.npos;
         std::string reason = FaultOf(text.substr(0, end), ended);
-        if (reason.empty() && line > Rendering::kMostFilters)
-            reason = fmt::format("a chain holds at most {} filters", Rendering::kMostFilters);
+        if (reason.empty() && line > Rendering::kMaximumFilters)
+            reason = fmt::format("a chain holds at most {} filters", Rendering::kMaximumFilters);
         if (!reason.empty()) return ChainFault{line, reason};
         text.remove_prefix(ended ? end + 1 : text.size());
     }
@@ -89,8 +89,8 @@ std::optional<ChainFault> Rendering::SetChainText(std::string_view text) {
         // With a filter at the end of a class that no text names every record meets a filter of its own number; the
         // records done, it stands after them and is cut off with the rest.
         const Ref<CZeroFilter> end(new CZeroFilter);
-        chain_->RemoveFilter(kMostFilters - 1);  // makes room; a line that long is cut or made anew in any case
-        chain_->InsertFilter(kMostFilters, static_cast<IFilterObject*>(end.get()));
+        chain_->RemoveFilter(kMaximumFilters - 1);  // makes room; a line that long is cut or made anew in any case
+        chain_->InsertFilter(kMaximumFilters, static_cast<IFilterObject*>(end.get()));
     }
     chain_->SetChainText(std::string(text).c_str(), kFieldSeparator, kRecordSeparator, creator_.get());
     if (grows) chain_->RemoveFiltersByProgIDQuiet(kZero.progId);  // still there when a filter could not be made
@@ -109,7 +109,7 @@ bool Rendering::NamesTheFirstFilters(std::string_view text) const {
 }
 
 HRESULT Rendering::AddFilter(const char* progId, const char* text) {
-    if (FilterCount() >= kMostFilters) return E_FAIL;
+    if (FilterCount() >= kMaximumFilters) return E_FAIL;
     Ref<IFilterObject> filter;
     if (const HRESULT made = creator_->CreateFilter(progId, IFilterObject::kIid, filter.Out()); made != S_OK)
         return made;
@@ -181,8 +181,8 @@ std::vector<LinkGeometry> Rendering::LinkGeometries() {
     std::vector<LinkGeometry> links;
     Ref<IFilterPixels> link(sink_->Upstream());
     while (link) {
-        LinkGeometry told;
-        FilterGeometry& g = told.geometry;
+        LinkGeometry output;
+        FilterGeometry& g = output.geometry;
         if (const auto* known = dynamic_cast<const CPdibFilter*>(link.get()))
             g = known->OutputGeometry();  // up to date; `GetGeometry` would have the whole line made again
         else
@@ -190,10 +190,10 @@ std::vector<LinkGeometry> Rendering::LinkGeometries() {
         const auto filter = Ref<IFilterObject>::Query(link.get());
         Ref<IFilterPixels> previous;
         if (filter) {
-            told.progId = ProgIdOf(*filter);
+            output.progId = ProgIdOf(*filter);
             if (filter->QueryUpstream(IFilterPixels::kIid, previous.Out()) != S_OK) previous = nullptr;
         }
-        links.push_back(told);
+        links.push_back(output);
         link = previous;
     }
     std::reverse(links.begin(), links.end());

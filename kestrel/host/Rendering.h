@@ -23,7 +23,7 @@ struct ChainFault {
     std::string reason;
 };
 
-/// What a link of a line gives.
+/// The output of one link of a line.
 struct LinkGeometry {
     std::string progId;  ///< empty for the picture at the head of the line
     FilterGeometry geometry;
@@ -39,7 +39,7 @@ class KESTREL_API Rendering {
 public:
     /// A chain of more filters is refused. Requests and updates run through all of them on the caller's stack, with
     /// `CPdibFilterChain::kStackPerLink` bytes for each.
-    static constexpr int kMostFilters = CPdibFilterChain::kMostFilters;
+    static constexpr int kMaximumFilters = CPdibFilterChain::kMaximumFilters;
 
     Rendering();
     ~Rendering();
@@ -47,7 +47,8 @@ public:
     Rendering& operator=(const Rendering&) = delete;
 
     /// Makes the chain equal to a text, one filter for each line; filters that match already keep their caches. A text
-    /// with a line that cannot be used changes nothing; the first such line is told. An empty text is an empty chain.
+    /// with a line that cannot be used changes nothing; the first such line is reported. An empty text is an empty
+    /// chain.
     [[nodiscard]] std::optional<ChainFault> SetChainText(std::string_view text);
     /// Adds a filter by its cost, with a parameter text; null leaves the values that it was made with. `E_FAIL` for an
     /// unknown ProgID and for one filter too many.
@@ -69,21 +70,21 @@ public:
     /// Puts the host's own services (text drawing, descriptors) in the place of the text renderer; null: none.
     void SetServices(IHostServices* services) { sink_->SetServices(services); }
 
-    /// Brings the line up to date and gives the size of the output.
+    /// Brings the line up to date and returns the size of the output.
     void GetOutputSize(int* width, int* height);
-    /// What each link of the line gives, from the picture to the last filter. No cache is lost by asking.
+    /// The output of each link, from the picture to the last filter. No cache is lost by asking.
     std::vector<LinkGeometry> LinkGeometries();
     /// The view's size as it arrives at the end of the line; -1, -1 when none was said.
     void GetViewSize(int* width, int* height);
     /// Size that the line would have of the picture for the view; -1, -1 when it takes every size.
     void GetRequiredSize(int* width, int* height);
-    /// Pixels of the largest picture that any link of the line gives.
+    /// Pixels of the largest picture that any link of the line outputs.
     std::int64_t LargestPixelCount();
 
     /// Makes the output picture. The input stays for another rendering. Not 0: `S_FALSE` after an abort,
     /// `E_INVALIDARG` for an output without pixels, `E_OUTOFMEMORY`, or what a filter answered.
     [[nodiscard]] HRESULT Render(Picture& result);
-    /// The same, and the input picture is given up: a line of filters that all work in place makes the output in the
+    /// The same, and the input picture is consumed: a line of filters that all work in place makes the output in the
     /// input's own rows, so that one picture and its mask are all the memory that is needed.
     [[nodiscard]] HRESULT RenderAndRelease(Picture& result);
     /// One colour as the line would show it: blue, green, red, mask.

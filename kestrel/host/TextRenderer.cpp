@@ -47,7 +47,7 @@ std::string ToUtf8(std::string_view text, std::uint8_t charSet) {
     std::size_t room = output.size();
     for (bool done = false; !done;) {
         done = iconv(converter, &from, &left, &to, &room) != kFailed || left == 0;
-        // A letter waits for the marks that may follow it (Hebrew, Vietnamese) until it is told that none do.
+        // A letter waits for the marks that may follow it (Hebrew, Vietnamese) until the input has ended.
         iconv(converter, nullptr, nullptr, &to, &room);
         if (done || room < kReplacement.size()) break;
         to = std::copy(kReplacement.begin(), kReplacement.end(), to);
@@ -359,9 +359,9 @@ private:
 /// Writes the letters on their shadow into the two records, whose first row is the lowest of `area`.
 void Compose(const TextRenderRequest& request, const Coverage& letters, const Coverage& soft, const Shadow& shadow,
              const Box& area, Dib* image, Dib* mask) {
-    const auto colour = static_cast<std::uint32_t>(request.font->GetFontColor());
-    const std::uint8_t ink[3] = {static_cast<std::uint8_t>(colour >> 16), static_cast<std::uint8_t>(colour >> 8),
-                                 static_cast<std::uint8_t>(colour)};
+    const auto color = static_cast<std::uint32_t>(request.font->GetFontColor());
+    const std::uint8_t ink[3] = {static_cast<std::uint8_t>(color >> 16), static_cast<std::uint8_t>(color >> 8),
+                                 static_cast<std::uint8_t>(color)};
     const int opacity = 100 - std::clamp(request.tr, 0, 100);
     for (int row = 0; row < area.height; ++row) {
         std::uint8_t* pixel = DibRow(image, area.height - 1 - row);

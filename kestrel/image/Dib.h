@@ -46,7 +46,7 @@ enum DibUsage : unsigned { kDibRgbColors = 0, kDibPaletteColors = 1 };
 /// New block of the given depth; sizes below 0 count as 0. Null when memory does not suffice. Freed with `DibFree`.
 /// Depths 4 and 8 get the sixteen standard colours, repeated; an 8-bit block has no grey ramp. Pixels begin as 0.
 KESTREL_API Dib* DibCreate(int bitDepth, int width, int height);
-/// Like `DibCreate` with room for `extraBytes` behind the image; sizes below 0 are stored as they are, such a block has
+/// Like `DibCreate` with room for `extraBytes` after the image; sizes below 0 are stored as they are, such a block has
 /// no rows.
 KESTREL_API Dib* DibCreateEx(int bitDepth, int width, int height, std::size_t extraBytes);
 /// Gives a block back. Null does nothing, and so does a block that belongs to a `DibModule`.

@@ -26,7 +26,7 @@ struct Layout {
     std::uint64_t tableBytes = 0;
 };
 
-/// Reads file header and record header; the source then stands behind the 40 (or 12) bytes of the latter.
+/// Reads file header and record header; the source then stands after the 40 (or 12) bytes of the latter.
 bool ReadHeader(ByteReader& source, Layout& layout) {
     const std::uint64_t start = source.Position();
     std::uint8_t file[kFileHeader];

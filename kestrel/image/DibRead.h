@@ -15,7 +15,7 @@ enum class RunLength {
 /// are not all there, or when they do not make a record.
 Dib* ReadDibRecord(ByteReader& source, RunLength extent);
 
-/// The header that `ReadDibRecord` would work with; the source stays where it is. False where that gives null.
+/// The header that `ReadDibRecord` would work with; the source stays where it is. False where that returns null.
 bool PeekDibRecord(ByteReader& source, Dib& header);
 
 /// Expands a run-length image and calls it plain, in place. A block with another compression keeps its bytes, which

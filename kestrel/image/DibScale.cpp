@@ -75,7 +75,7 @@ void Reduce(const Dib* source, Dib* target) {
     const int height = target->biHeight;
     const auto columns = ReducingWeights(source->biWidth, target->biWidth);
     const auto rows = ReducingWeights(source->biHeight, height);
-    // One column more than the target has: the walk stands behind the last one when it is done.
+    // One column more than the target has: the walk stands after the last one when it is done.
     Line line(3 * (static_cast<std::size_t>(target->biWidth) + 1));
     Line current(line.size());
     Line next(line.size());

@@ -20,14 +20,14 @@ const Palette& Palette::Default() {
 
 std::uint8_t Palette::Nearest(Color color) const {
     std::size_t best = 0;
-    int least = INT_MAX;
+    int minimum = INT_MAX;
     for (std::size_t i = 0; i < colors_.size(); ++i) {
         const int red = colors_[i].red - color.red;
         const int green = colors_[i].green - color.green;
         const int blue = colors_[i].blue - color.blue;
         const int distance = red * red + green * green + blue * blue;
-        if (distance < least) {
-            least = distance;
+        if (distance < minimum) {
+            minimum = distance;
             best = i;
         }
     }

@@ -79,7 +79,7 @@ struct Parameter {
     std::size_t count = 1;              ///< of like keys, numbered from 1, whose elements follow each other
     Role role = Role::Setting;
     Reading reading = Reading::Shared;
-    std::optional<double> fallback{};  ///< for a key that is missing or holds no number; without, the field stays
+    std::optional<double> fallback{};  ///< for a key that is missing or not a number; without, the field stays
     bool held = false;                 ///< a number is brought into the range when it is read
     bool infinite = false;             ///< an infinite number counts, and is held; otherwise it is none
     std::optional<double> special{};   ///< the one value outside the range that is read as it stands
@@ -98,7 +98,7 @@ struct Parameter {
         reading = Reading::Equals;
         return *this;
     }
-    /// `value` for a key that is missing or holds no number.
+    /// `value` for a key that is missing or not a number.
     constexpr Parameter Or(double value) {
         fallback = value;
         return *this;

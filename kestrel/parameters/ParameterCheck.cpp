@@ -58,7 +58,7 @@ private:
         const auto key =
             std::find_if(info_.keys.begin(), info_.keys.end(), [&](const KeyInfo& known) { return known.key == name; });
         if (key == info_.keys.end()) return UnknownKey(name, piece);
-        if (key->role == Role::Tag || key->role == Role::Told) return;
+        if (key->role == Role::Tag || key->role == Role::WriteOnly) return;
         namesAKey_ = true;
         if (name.size() == piece.size() || (!key->anySeparator && piece[name.size()] != '='))
             return Note(TextFault::Unreadable, "\"{}\" is not taken up; write {}={}", piece, name, key->value);
@@ -71,7 +71,8 @@ private:
         for (const KeyInfo& key : info_.keys) {
             const std::string searched = Searched(key);
             const std::size_t at = text_.find(searched);
-            if (key.role == Role::Tag || key.role == Role::Told || at < At(piece) || at >= At(piece) + piece.size())
+            if (key.role == Role::Tag || key.role == Role::WriteOnly || at < At(piece) ||
+                at >= At(piece) + piece.size())
                 continue;
             const std::string_view rest = text_.substr(at);
             const auto value = key.anySeparator ? ReadIntAfterKey(rest, key.key) : ReadIntAfterEquals(rest, key.key);

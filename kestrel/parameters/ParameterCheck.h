@@ -11,7 +11,7 @@ namespace kestrel {
 /// What a person would want to know of a parameter text before a filter gets it.
 enum class TextFault {
     UnknownKey,  ///< no reader looks for the key
-    Unreadable,  ///< the value is no number, or not only a number
+    Unreadable,  ///< the value is not a number, or not only a number
     TooLarge,    ///< the number does not fit the field
     Unread,      ///< the readers find the key at an earlier place
     NoEffect,    ///< the text leaves the filter switched off

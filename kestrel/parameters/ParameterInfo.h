@@ -17,10 +17,10 @@ enum class Channel { None, Red, Green, Blue };
 
 /// What a key is in the texts of its filter.
 enum class Role {
-    Setting,  ///< read and written
-    Tag,      ///< a fixed piece that is written and never read
-    Told,     ///< written by the filter for whoever reads the text, never read
-    Old,      ///< read from older texts, never written
+    Setting,    ///< read and written
+    Tag,        ///< a fixed piece that is written and never read
+    WriteOnly,  ///< written by the filter as information, never read
+    Old,        ///< read from older texts, never written
 };
 
 /// "integer", "color"; "pixels", "tenths of a degree", empty for none; "red".

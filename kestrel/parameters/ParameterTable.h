@@ -88,7 +88,7 @@ template <class Record>
             .number = element(member(static_cast<double Record::*>(nullptr))),
             .text = member(static_cast<std::string Record::*>(nullptr))};
 }
-/// A row only tells where a value is; who has a constant record reads the place and no more.
+/// The same for a record that is only read.
 template <class Record>
 Place Locate(const Parameter<Record>& row, const Record& record, std::size_t i) {
     return Locate(row, const_cast<Record&>(record), i);
@@ -131,7 +131,8 @@ template <class Record, std::size_t N>
 std::string Written(const ParameterTable<Record, N>& table, const Record& record) {
     std::string text;
     for (const auto& row : table.keys) {
-        if (row.role == Role::Old || row.role == Role::Told || (row.writtenWhen && !row.writtenWhen(record))) continue;
+        if (row.role == Role::Old || row.role == Role::WriteOnly || (row.writtenWhen && !row.writtenWhen(record)))
+            continue;
         for (std::size_t i = 0; i < row.count; ++i)
             AppendPiece(text, row.before ? row.before : table.separator, KeyOf(row, i),
                         ValueText(row, record, i, table.digits));
@@ -145,7 +146,7 @@ std::string DefaultText(const ParameterTable<Record, N>& table) {
     const Record fresh{};
     std::vector<Piece> pieces;
     for (const auto& row : table.keys) {
-        if (row.reset.place == kNowhere || row.role == Role::Old || row.role == Role::Told) continue;
+        if (row.reset.place == kNowhere || row.role == Role::Old || row.role == Role::WriteOnly) continue;
         const char* const written = row.before ? row.before : table.separator;
         for (std::size_t i = 0; i < row.count; ++i) {
             Place place = Locate(row, fresh, i);
@@ -164,7 +165,7 @@ std::string DefaultText(const ParameterTable<Record, N>& table) {
     return Joined(std::move(pieces));
 }
 
-/// Do two records agree in all that a change of makes the filter compute anew?
+/// Do two records agree in every value whose change makes the filter compute anew?
 template <class Record, std::size_t N>
 bool Same(const ParameterTable<Record, N>& table, const Record& a, const Record& b) {
     for (const auto& row : table.keys)

@@ -27,8 +27,9 @@ protected:
     ~ClassStore() = default;
 };
 
-/// Puts another store in the place of the settings' class root, which `DllRegisterServer` and `DllUnregisterServer`
-/// work on; it is not owned. Null puts the settings back. Nothing in the library needs a registered class.
+/// Replaces the settings' class root, which `DllRegisterServer` and `DllUnregisterServer`
+/// work on, by another store; it is not owned. Null restores the settings. Nothing in the library needs a registered
+/// class.
 KESTREL_API void SetClassStore(ClassStore* store);
 
 /// Writes or removes the keys of every class of the table, in its order. `E_FAIL` when the settings could not be

@@ -12,7 +12,7 @@ namespace kestrel {
 /// One class that the library can make.
 struct ClassRow {
     const Description* description;
-    /// Makes an object and asks it for an interface; nothing is left behind on failure.
+    /// Makes an object and asks it for an interface; nothing stays allocated on failure.
     HRESULT (*create)(const GUID& iid, void** object);
     /// Keys and defaults; null for classes that are no filters (chain, creator).
     ParameterInfo (*parameters)();

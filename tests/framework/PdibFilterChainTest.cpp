@@ -520,7 +520,7 @@ TEST_F(ChainTest, HoldsAThousandFiltersAndReadsAnyNumberOfRecords) {
     Connect();
     std::string many, distinct;
     for (int i = 0; i < 100000; ++i) many += "P\tn=" + std::to_string(i) + "\n";
-    for (int i = 0; i < CPdibFilterChain::kMostFilters; ++i) distinct += "P" + std::to_string(i) + "\t\n";
+    for (int i = 0; i < CPdibFilterChain::kMaximumFilters; ++i) distinct += "P" + std::to_string(i) + "\t\n";
     EXPECT_EQ(Set(many.c_str()), S_OK);
     EXPECT_EQ(Walk(), "P:n=99999");
     Set("");
@@ -534,7 +534,7 @@ TEST_F(ChainTest, HoldsAThousandFiltersAndReadsAnyNumberOfRecords) {
     EXPECT_EQ(Set(("P\t\n" + distinct).c_str()), E_BOUNDS);  // inserted before the others, one by one
     EXPECT_EQ(ChainText(), "P\t\n" + distinct.substr(0, distinct.rfind('P')));
     EXPECT_EQ(Set(many.c_str()), E_BOUNDS);
-    EXPECT_EQ(Filters().size(), std::size_t{CPdibFilterChain::kMostFilters});
+    EXPECT_EQ(Filters().size(), std::size_t{CPdibFilterChain::kMaximumFilters});
     Set("");
     EXPECT_EQ(Walk(), "");
 }

@@ -207,7 +207,7 @@ TEST_F(RenderingTest, AddsByCostAndRefusesUnknownNames) {
 TEST_F(RenderingTest, NamesTheFirstLineThatCannotBeUsed) {
     const std::string good = "TMFilter.Invert.1\tInversity=050\n";
     std::string many;
-    for (int i = 0; i <= Rendering::kMostFilters; ++i) many += good;
+    for (int i = 0; i <= Rendering::kMaximumFilters; ++i) many += good;
     const struct {
         std::string text;
         int line;
@@ -223,7 +223,7 @@ TEST_F(RenderingTest, NamesTheFirstLineThatCannotBeUsed) {
         {"TMFilter.Invert.1", 1, "no TAB"},
         {"TMFilter.Invert.1\ta\tb\n", 1, "more than one TAB"},
         {good + std::string("TMFilter.Invert.1\tInv\0ersity=1\n", 32), 2, "zero byte"},
-        {many, Rendering::kMostFilters + 1, "at most 1000"},
+        {many, Rendering::kMaximumFilters + 1, "at most 1000"},
         {std::string(1 << 20, 'x'), 1, "\"xxx"},
         {std::string("\x01\xFF\x80\t\n"), 1, "no filter"},
     };
@@ -239,7 +239,7 @@ TEST_F(RenderingTest, NamesTheFirstLineThatCannotBeUsed) {
     }
     ASSERT_FALSE(rendering.SetChainText(std::string_view(many).substr(good.size())));
     EXPECT_EQ(rendering.AddFilter("TMFilter.Invert.1", nullptr), E_FAIL);
-    EXPECT_EQ(rendering.FilterCount(), Rendering::kMostFilters);
+    EXPECT_EQ(rendering.FilterCount(), Rendering::kMaximumFilters);
 }
 
 TEST_F(RenderingTest, RefusesPicturesItCannotServe) {

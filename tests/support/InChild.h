@@ -8,7 +8,7 @@
 
 namespace kestrel::test {
 
-/// Runs `work` in a process of its own and gives the text that it returned: what is one for a process, the log above
+/// Runs `work` in a process of its own and returns its text: what is one for a process, the log above
 /// all, starts afresh there. Expectations belong into the caller.
 template <class Work>
 std::string InChild(const Work& work) {

@@ -118,7 +118,7 @@ Picture Line::Render(int x, int y, int width, int height, Pixel background) {
     Update();
     Picture picture(width, height, background);
     if (Request(picture, 0, 0, x, y, width, height) != S_OK) throw std::runtime_error("the request was not done");
-    if (!picture.GuardsIntact()) throw std::runtime_error("bytes behind a row were written");
+    if (!picture.GuardsIntact()) throw std::runtime_error("bytes past a row were written");
     return picture;
 }
 

@@ -32,7 +32,7 @@ private:
     Picture picture_;
 };
 
-/// A host's sink. Keeps what it is told.
+/// A host's sink. Keeps what it receives.
 class Sink final : public LineSink {
 public:
     HRESULT GetRequiredSize(int* width, int* height, double aspect) override;
@@ -40,7 +40,7 @@ public:
     HRESULT BeginChange() override;
     HRESULT EndChange() override;
 
-    const FilterGeometry& geometry = Geometry();  ///< as told by the line
+    const FilterGeometry& geometry = Geometry();  ///< as the line reported it
     int wantedWidth = -1;                         ///< answer to `GetRequiredSize`
     int wantedHeight = -1;
     double aspect = 0;  ///< what `GetRequiredSize` was asked with
@@ -73,7 +73,7 @@ public:
     Picture Render(Pixel background = {});
     /// Updates and renders one window of the output.
     Picture Render(int x, int y, int width, int height, Pixel background = {});
-    /// Renders without an update; gives the result of the request.
+    /// Renders without an update; returns the result of the request.
     HRESULT Request(Picture& into, int dstX, int dstY, int srcX, int srcY, int width, int height);
     Pixel Color(Pixel pixel);
     void Abort(bool abort);

@@ -38,10 +38,10 @@ public:
     std::uint8_t* const* MaskRows() { return maskTable_.data(); }
     const std::uint8_t* Row(int y) const { return rows_[static_cast<std::size_t>(y)].data(); }
     const std::uint8_t* MaskRow(int y) const { return masks_[static_cast<std::size_t>(y)].data(); }
-    /// True while the bytes behind the rows are as they were made.
+    /// True while the bytes past the rows are unchanged.
     bool GuardsIntact() const;
 
-    /// Compares sizes and pixels; what differs first is told in `Difference`.
+    /// Compares sizes and pixels; `Difference` names what differs first.
     bool operator==(const Picture& other) const;
     /// Text of the first differing pixel, empty when equal.
     std::string Difference(const Picture& other) const;

@@ -1,5 +1,5 @@
 // Packs the built-in storage: pack_resources RESOURCES OUTPUT. The scripts come from the folder RESOURCES/Scripts, the
-// icons are drawn. The same input gives the same bytes; an output that is already what it should be is not touched.
+// icons are drawn. The same input produces the same bytes; an output that is already what it should be is not touched.
 #include <fmt/format.h>
 
 #include <algorithm>

@@ -9,7 +9,7 @@ namespace kestrel {
 
 /// A coloured board: under the picture, beyond its edges, or as a pane over it.
 struct BoardParameters {
-    bool bordersizeOn = true;      ///< the board is given by its borders; otherwise by its total size
+    bool bordersizeOn = true;      ///< the borders set the size of the board; otherwise its total size does
     std::int32_t borderHori = 1;   ///< left and right border, pixels; below 0 the board covers the picture's edge
     std::int32_t borderVerti = 1;  ///< the same at the bottom and the top
     std::int32_t totalHori = 150;  ///< size of the whole board, pixels
@@ -22,7 +22,7 @@ struct BoardParameters {
     std::int32_t poscorverti = 0;
     std::int32_t transparency = 0;  ///< of the board, percent
 
-    kernels::Bgr Colour() const { return {blue, green, red}; }
+    kernels::Bgr Color() const { return {blue, green, red}; }
 };
 
 inline constexpr int kBoardMinimumBuffer = 221;
@@ -30,13 +30,13 @@ inline constexpr int kBoardMinimumBuffer = 221;
 /// `value` rounded to the nearest integer, halves away from 0.
 constexpr std::int32_t RoundBySign(double value) { return TruncateToInt(value < 0 ? value - 0.5 : value + 0.5); }
 
-/// Holds the lengths that are in use to what a board may have at this scale, and gives `report` the log line of each
-/// length that it changes.
+/// Holds the lengths that are in use to what a board may have at this scale, and calls `report` with the log line
+/// of each length that it changes.
 template <class Report>
 void ClipParameters(BoardParameters& board, double renderScale, const Report& report) {
-    const auto hold = [&](std::int32_t& length, const char* name, int least, int greatest) {
-        const std::int32_t low = RoundBySign(least * renderScale);
-        const std::int32_t high = RoundBySign(greatest * renderScale);
+    const auto hold = [&](std::int32_t& length, const char* name, int minimum, int maximum) {
+        const std::int32_t low = RoundBySign(minimum * renderScale);
+        const std::int32_t high = RoundBySign(maximum * renderScale);
         if (length > high) {
             length = high;
             report(std::string(name) + " clipped to max\n");

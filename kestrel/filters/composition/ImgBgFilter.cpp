@@ -27,7 +27,7 @@ HRESULT CImgBgFilter::TransformWindow(const Window& window) {
 HRESULT CImgBgFilter::FillBackground() {
     if (const HRESULT result = FetchIntoCache(); result != S_OK) return result;
     return WalkRows(CachedWindow(m_Out.Width, m_Out.Height),
-                    [colour = Active().Colour(), alpha = kernels::BoardAlpha(Active().transparency)](
+                    [colour = Active().Color(), alpha = kernels::BoardAlpha(Active().transparency)](
                         std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
                         kernels::PaintInnerRow({pixels, mask}, colour, alpha);
                     });
@@ -35,7 +35,7 @@ HRESULT CImgBgFilter::FillBackground() {
 
 HRESULT CImgBgFilter::TransformColor(unsigned char* pixel) {
     const HRESULT result = CPdibFilter::TransformColor(pixel);
-    kernels::LayOnBoard(pixel, Active().Colour(), kernels::BoardAlpha(Active().transparency));
+    kernels::LayOnBoard(pixel, Active().Color(), kernels::BoardAlpha(Active().transparency));
     return result;
 }
 

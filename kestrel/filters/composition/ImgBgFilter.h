@@ -10,7 +10,7 @@ struct ImgBgParameters {
     std::uint8_t blue = 180;
     std::int32_t transparency = 0;  ///< of the background, percent
 
-    kernels::Bgr Colour() const { return {blue, green, red}; }
+    kernels::Bgr Color() const { return {blue, green, red}; }
 };
 
 inline constexpr ParameterTable<ImgBgParameters, 4> kImgBgText{
@@ -34,7 +34,7 @@ inline constexpr Description kImgBg{.progId = "TMFilter.ImgBg.1",
                                     .help = "HLP_IMGBG",
                                     .summary = "Fills the transparent parts of the picture with a colour."};
 
-/// Fills the transparent parts of the picture with a colour: a board of the picture's own size under it.
+/// A board of the picture's own size under it.
 class CImgBgFilter final : public TwinFilter<ImgBgParameters, kImgBgText, kImgBg> {
 public:
     CImgBgFilter() : TwinFilter({.transparency = 255}) {}

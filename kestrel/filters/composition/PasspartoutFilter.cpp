@@ -207,14 +207,14 @@ bool CPasspartoutFilter::PaintInner(const Area& inner) {
     const passes::Planes picture = passes::PlanesOf(*m_Cache, m_Out.Width, m_Out.Height);
     for (std::int64_t y = inner.top; y >= inner.bottom; --y) {
         if (Aborted()) return false;
-        kernels::PaintInnerRow(passes::Part(picture, y, inner.left, inner.right + 1), Active().Colour(), alpha);
+        kernels::PaintInnerRow(passes::Part(picture, y, inner.left, inner.right + 1), Active().Color(), alpha);
     }
     return true;
 }
 
 HRESULT CPasspartoutFilter::TransformColor(unsigned char* pixel) {
     const HRESULT result = CPdibFilter::TransformColor(pixel);
-    kernels::LayOnBoard(pixel, Active().Colour(), kernels::BoardAlpha(Active().transparency));
+    kernels::LayOnBoard(pixel, Active().Color(), kernels::BoardAlpha(Active().transparency));
     return result;
 }
 

@@ -49,13 +49,13 @@ CRauchglasFilter::CRauchglasFilter() : TwinFilter(StartingParameters()) {}
 
 std::string CRauchglasFilter::Written(const RauchglasParameters& record) const {
     std::string text = TwinFilter::Written(record);
-    const auto tell = [&](const auto& row, int size) {
+    const auto append = [&](const auto& row, int size) {
         std::string digits;
         AppendDecimal(digits, size, 4);
         table::AppendPiece(text, kRauchglasText.separator, table::KeyOf(row), digits);
     };
-    tell(kSrcWidthKey, std::max(m_InActive.Width, m_InActive.FullWidth));
-    tell(kSrcHeightKey, std::max(m_InActive.Height, m_InActive.FullHeight));
+    append(kSrcWidthKey, std::max(m_InActive.Width, m_InActive.FullWidth));
+    append(kSrcHeightKey, std::max(m_InActive.Height, m_InActive.FullHeight));
     return text;
 }
 

@@ -14,9 +14,9 @@ struct RauchglasParameters : BoardParameters {
 };
 
 inline constexpr Parameter<RauchglasParameters> kSrcWidthKey{
-    .key = "SrcWidth", .meaning = "width of the input", .role = Role::Told};
+    .key = "SrcWidth", .meaning = "width of the input", .role = Role::WriteOnly};
 inline constexpr Parameter<RauchglasParameters> kSrcHeightKey{
-    .key = "SrcHeight", .meaning = "height of the input", .role = Role::Told};
+    .key = "SrcHeight", .meaning = "height of the input", .role = Role::WriteOnly};
 
 inline constexpr ParameterTable<RauchglasParameters, 14> kRauchglasText{
     .keys = {Flag<RauchglasParameters>("BordersizeOn", &BoardParameters::bordersizeOn, "", "not used"),

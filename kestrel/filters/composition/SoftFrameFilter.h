@@ -50,14 +50,14 @@ inline constexpr Description kSoftFrame{.progId = "TMFilter.SoftFrame.1",
                                         .inPlace = true,
                                         .lengths = Lengths::Stay};
 
-/// Fades the picture out towards chosen edges. Works on the mask rows of the caller and touches only what is fading.
+/// Works on the mask rows of the caller and touches only what is fading.
 class CSoftFrameFilter final : public TwinFilter<SoftFrameParameters, kSoftFrameText, kSoftFrame> {
 public:
     CSoftFrameFilter();
 
 protected:
     HRESULT TransformWindow(const Window& window) override;
-    /// The version has no twin and counts as soon as a text has brought it.
+    /// The version takes effect without a commit.
     SoftFrameParameters Shown() const override;
 };
 

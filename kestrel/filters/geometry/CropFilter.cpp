@@ -3,23 +3,23 @@
 #include <algorithm>
 #include <cmath>
 
-#include "kestrel/filters/geometry/Sizes.h"
+#include "kestrel/filters/geometry/SizeFrom.h"
 
 namespace kestrel {
 namespace {
 
-constexpr int kNoLimit = 32767;       // answer of `MapSize` for a size without limit
-constexpr double kLeastSpan = 0.001;  // of the picture, where a size is divided by it
+constexpr int kNoLimit = 32767;         // answer of `MapSize` for a size without limit
+constexpr double kMinimumSpan = 0.001;  // of the picture, where a size is divided by it
 
 int Rounded(double value) { return SizeFrom(std::floor(value + 0.5)); }
 
-double SpanX(const CropRecord& r) { return std::max(r.m_dRight - r.m_dLeft, kLeastSpan); }
-double SpanY(const CropRecord& r) { return std::max(r.m_dTop - r.m_dBottom, kLeastSpan); }
+double SpanX(const CropRecord& r) { return std::max(r.right - r.left, kMinimumSpan); }
+double SpanY(const CropRecord& r) { return std::max(r.top - r.bottom, kMinimumSpan); }
 
-/// The active record of a filter that was never asked: no dialog has told its size.
+/// The active record of a fresh filter: no dialog has set its size.
 CropRecord NeverCommitted() {
     CropRecord record;
-    record.m_nDlgSizeX = record.m_nDlgSizeY = 0;
+    record.dialogWidth = record.dialogHeight = 0;
     return record;
 }
 
@@ -27,8 +27,8 @@ CropRecord NeverCommitted() {
 
 CCropFilter::CCropFilter() : TwinFilter(NeverCommitted()) {}
 
-int CCropFilter::CutWidth(int width) const { return Rounded(width * (Active().m_dLeft + 1 - Active().m_dRight)); }
-int CCropFilter::CutHeight(int height) const { return Rounded(height * (Active().m_dBottom + 1 - Active().m_dTop)); }
+int CCropFilter::CutWidth(int width) const { return Rounded(width * (Active().left + 1 - Active().right)); }
+int CCropFilter::CutHeight(int height) const { return Rounded(height * (Active().bottom + 1 - Active().top)); }
 
 HRESULT CCropFilter::CommitChanges() {
     FitRatio(Pending(), m_InActive.Width, m_InActive.Height);
@@ -42,8 +42,8 @@ HRESULT CCropFilter::CommitChanges() {
 }
 
 HRESULT CCropFilter::MapSize(int width, int height, int* outWidth, int* outHeight) {
-    *outWidth = Active().m_bShrinkAlpha ? kNoLimit : Rounded(width / SpanX(Active()));
-    *outHeight = Active().m_bShrinkAlpha ? kNoLimit : Rounded(height / SpanY(Active()));
+    *outWidth = Active().shrinkAlpha ? kNoLimit : Rounded(width / SpanX(Active()));
+    *outHeight = Active().shrinkAlpha ? kNoLimit : Rounded(height / SpanY(Active()));
     return S_OK;
 }
 
@@ -68,11 +68,11 @@ HRESULT CCropFilter::GetRequiredSize(int* width, int* height, double aspect) {
 HRESULT CCropFilter::TransformWindow(const Window& window) {
     const CropRecord& r = Active();
     // Margins that are crossed leave no picture; equal ones leave a pixel, which the clamps keep inside the input.
-    const bool crossed = r.m_dRight < r.m_dLeft || r.m_dTop < r.m_dBottom;
+    const bool crossed = r.right < r.left || r.top < r.bottom;
     if (crossed || m_InActive.Width < 1 || m_InActive.Height < 1) return Finished(E_INVALIDARG);
     Window moved = window;
-    const int offX = std::min(Rounded(m_InActive.Width * r.m_dLeft), m_InActive.Width - m_Out.Width);
-    const int offY = std::min(Rounded(m_InActive.Height * r.m_dBottom), m_InActive.Height - m_Out.Height);
+    const int offX = std::min(Rounded(m_InActive.Width * r.left), m_InActive.Width - m_Out.Width);
+    const int offY = std::min(Rounded(m_InActive.Height * r.bottom), m_InActive.Height - m_Out.Height);
     moved.srcX = SizeFrom(static_cast<double>(window.srcX) + offX);
     moved.srcY = SizeFrom(static_cast<double>(window.srcY) + offY);
     return Finished(m_Upstream && FetchUpstream(moved) != S_OK ? kNotDone : S_OK);

@@ -34,9 +34,9 @@ void FitRatio(double ratio, int inW, int inH, double* left, double* bottom, doub
 }
 
 void FitRatio(CropRecord& r, int inW, int inH) {
-    if (!r.m_bFixRatioOn || r.m_dFixRatio == CropRecord::kOwnRatio) return;
-    const double ratio = r.HasDialogSize() ? static_cast<double>(r.m_nDlgSizeX) / r.m_nDlgSizeY : r.m_dFixRatio;
-    FitRatio(ratio, inW, inH, &r.m_dLeft, &r.m_dBottom, &r.m_dRight, &r.m_dTop);
+    if (!r.fixRatioOn || r.fixRatio == CropRecord::kOwnRatio) return;
+    const double ratio = r.HasDialogSize() ? static_cast<double>(r.dialogWidth) / r.dialogHeight : r.fixRatio;
+    FitRatio(ratio, inW, inH, &r.left, &r.bottom, &r.right, &r.top);
 }
 
 }  // namespace kestrel

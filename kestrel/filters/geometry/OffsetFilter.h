@@ -5,15 +5,14 @@ namespace kestrel {
 
 /// How far the origin moves, in pixels.
 struct OffsetParameters {
-    std::int32_t m_nOffsetX = 0;
-    std::int32_t m_nOffsetY = 0;
+    std::int32_t x = 0;
+    std::int32_t y = 0;
 };
 
 inline constexpr ParameterTable<OffsetParameters, 2> kOffsetText{
-    .keys = {Number("OffsetX", &OffsetParameters::m_nOffsetX, {}, "IDS_OFFSET_X",
-                    "how far the picture moves to the right", Unit::Pixels),
-             Number("OffsetY", &OffsetParameters::m_nOffsetY, {}, "IDS_OFFSET_Y", "how far the picture moves up",
-                    Unit::Pixels)},
+    .keys = {Number("OffsetX", &OffsetParameters::x, {}, "IDS_OFFSET_X", "how far the picture moves to the right",
+                    Unit::Pixels),
+             Number("OffsetY", &OffsetParameters::y, {}, "IDS_OFFSET_Y", "how far the picture moves up", Unit::Pixels)},
     .minimumBuffer = 31};
 
 inline constexpr Description kOffset{

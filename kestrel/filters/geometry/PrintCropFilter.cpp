@@ -10,18 +10,18 @@ CPrintCropFilter::CPrintCropFilter() : WrapperFilter(PrintCropRecord{}, {"TMFilt
 
 void CPrintCropFilter::DriveLine() {
     CropRecord crop;
-    crop.m_dLeft = Pending().m_dMarginL;
-    crop.m_dRight = Pending().m_dMarginR;
-    crop.m_dBottom = Pending().m_dMarginB;
-    crop.m_dTop = Pending().m_dMarginT;
-    crop.m_bFixRatioOn = false;
-    crop.m_dFixRatio = 1.0;
-    crop.m_nDlgSizeX = crop.m_nDlgSizeY = 0;
+    crop.left = Pending().marginL;
+    crop.right = Pending().marginR;
+    crop.bottom = Pending().marginB;
+    crop.top = Pending().marginT;
+    crop.fixRatioOn = false;
+    crop.fixRatio = 1.0;
+    crop.dialogWidth = crop.dialogHeight = 0;
     m_Line.SetText(0, table::Written(kCropText, crop));
 }
 
 HRESULT CPrintCropFilter::PassAlong15(void* value) {
-    if (value) std::memcpy(value, &Active().m_dPPI, sizeof Active().m_dPPI);
+    if (value) std::memcpy(value, &Active().ppi, sizeof Active().ppi);
     return S_OK;
 }
 

@@ -3,45 +3,45 @@
 
 namespace kestrel {
 
-/// A crop and the measures of the print that it is made for. The measures are the host's; they are kept and told.
+/// A crop and the measures of the print that it is made for. The measures are the host's; the filter only keeps them.
 struct PrintCropRecord {
-    double m_dMarginL = 0.0;  ///< edges of the cut as fractions of the picture, 0..1
-    double m_dMarginR = 1.0;
-    double m_dMarginB = 0.0;
-    double m_dMarginT = 1.0;
-    double m_dWidth = 15.0;  ///< of the print, in the unit of `m_nMeasur`, 0.1..1000
-    double m_dHeight = 10.0;
-    std::int32_t m_nMeasur = 1;  ///< 0 or 1
-    double m_dPPI = 100.0;       ///< pixels per inch, 0.1..10000
-    bool m_bFixedPPI = false;
+    double marginL = 0.0;  ///< edges of the cut as fractions of the picture, 0..1
+    double marginR = 1.0;
+    double marginB = 0.0;
+    double marginT = 1.0;
+    double width = 15.0;  ///< of the print, in the unit of `measure`, 0.1..1000
+    double height = 10.0;
+    std::int32_t measure = 1;  ///< 0 or 1
+    double ppi = 100.0;        ///< pixels per inch, 0.1..10000
+    bool fixedPpi = false;
 };
 
 inline constexpr ParameterTable<PrintCropRecord, 9> kPrintCropText{
-    .keys = {Number("MarginL", &PrintCropRecord::m_dMarginL, {0, 1}, "IDS_PRINTCROP_LEFT", "left edge of the cut",
-                    Unit::Fraction)
-                 .HeldOr(0),
-             Number("MarginR", &PrintCropRecord::m_dMarginR, {0, 1}, "IDS_PRINTCROP_RIGHT", "right edge of the cut",
-                    Unit::Fraction)
-                 .HeldOr(1),
-             Number("MarginB", &PrintCropRecord::m_dMarginB, {0, 1}, "IDS_PRINTCROP_BOTTOM", "bottom edge of the cut",
-                    Unit::Fraction)
-                 .HeldOr(0),
-             Number("MarginT", &PrintCropRecord::m_dMarginT, {0, 1}, "IDS_PRINTCROP_TOP", "top edge of the cut",
-                    Unit::Fraction)
-                 .HeldOr(1),
-             Number("Width", &PrintCropRecord::m_dWidth, {0.1, 1000}, "IDS_PRINTCROP_WIDTH", "width of the print")
-                 .HeldOr(15),
-             Number("Height", &PrintCropRecord::m_dHeight, {0.1, 1000}, "IDS_PRINTCROP_HEIGHT", "height of the print")
-                 .HeldOr(10),
-             Number("Measur", &PrintCropRecord::m_nMeasur, {0, 1}, "IDS_PRINTCROP_MEASURE",
-                    "unit of width and height, the host's")
-                 .HeldOr(1),
-             Number("PPI", &PrintCropRecord::m_dPPI, {0.1, 10000}, "IDS_PRINTCROP_PPI",
-                    "resolution of the print, pixels", Unit::PerInch)
-                 .HeldOr(100),
-             Flag("FixedPPI", &PrintCropRecord::m_bFixedPPI, "IDS_PRINTCROP_FIXEDPPI", "the resolution is kept")
-                 .Equals()
-                 .Or(0)},
+    .keys =
+        {Number("MarginL", &PrintCropRecord::marginL, {0, 1}, "IDS_PRINTCROP_LEFT", "left edge of the cut",
+                Unit::Fraction)
+             .HeldOr(0),
+         Number("MarginR", &PrintCropRecord::marginR, {0, 1}, "IDS_PRINTCROP_RIGHT", "right edge of the cut",
+                Unit::Fraction)
+             .HeldOr(1),
+         Number("MarginB", &PrintCropRecord::marginB, {0, 1}, "IDS_PRINTCROP_BOTTOM", "bottom edge of the cut",
+                Unit::Fraction)
+             .HeldOr(0),
+         Number("MarginT", &PrintCropRecord::marginT, {0, 1}, "IDS_PRINTCROP_TOP", "top edge of the cut",
+                Unit::Fraction)
+             .HeldOr(1),
+         Number("Width", &PrintCropRecord::width, {0.1, 1000}, "IDS_PRINTCROP_WIDTH", "width of the print").HeldOr(15),
+         Number("Height", &PrintCropRecord::height, {0.1, 1000}, "IDS_PRINTCROP_HEIGHT", "height of the print")
+             .HeldOr(10),
+         Number("Measur", &PrintCropRecord::measure, {0, 1}, "IDS_PRINTCROP_MEASURE",
+                "unit of width and height, the host's")
+             .HeldOr(1),
+         Number("PPI", &PrintCropRecord::ppi, {0.1, 10000}, "IDS_PRINTCROP_PPI", "resolution of the print, pixels",
+                Unit::PerInch)
+             .HeldOr(100),
+         Flag("FixedPPI", &PrintCropRecord::fixedPpi, "IDS_PRINTCROP_FIXEDPPI", "the resolution is kept")
+             .Equals()
+             .Or(0)},
     .minimumBuffer = 250,
     .digits = 1,
     .resetSeparator = nullptr};
@@ -60,7 +60,7 @@ class CPrintCropFilter final : public WrapperFilter<PrintCropRecord, kPrintCropT
 public:
     CPrintCropFilter();
 
-    /// Gives the pixels per inch of the active record, a double; null is left alone.
+    /// Returns the pixels per inch of the active record, a double; null is left alone.
     HRESULT PassAlong15(void* value) override;
 
 protected:

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <utility>
 
-#include "kestrel/filters/geometry/Sizes.h"
+#include "kestrel/filters/geometry/SizeFrom.h"
 
 namespace kestrel {
 namespace {
@@ -22,21 +22,21 @@ void FlattenPixel(std::uint8_t* pixel, std::uint8_t* mask, const std::array<std:
 
 HRESULT CPrintPadFilter::CommitChanges() {
     committed_ = Pending();
-    const std::int32_t copies = Active().m_nCopy;
+    const std::int32_t copies = Active().copies;
     const HRESULT result = TwinFilter::CommitChanges();
     PrintPadRecord& r = Active();
-    r.m_nCopy = copies;  // stays with the pending record
+    r.copies = copies;  // stays with the pending record
 
     const int width = m_InActive.Width;
     const int height = m_InActive.Height;
-    if (r.m_bForceRatio && width != height) r.m_bLandscape = width > height;
-    double numerator = r.m_nAspectRatioX;
-    double denominator = r.m_nAspectRatioY;
-    const bool disagree = r.m_bLandscape ? numerator < denominator : numerator > denominator;
-    if (disagree != r.m_bToggle) std::swap(numerator, denominator);
+    if (r.forceRatio && width != height) r.landscape = width > height;
+    double numerator = r.aspectRatioX;
+    double denominator = r.aspectRatioY;
+    const bool disagree = r.landscape ? numerator < denominator : numerator > denominator;
+    if (disagree != r.toggle) std::swap(numerator, denominator);
     const double ratio = numerator / denominator;
 
-    if (r.m_bForceRatio && width > 0 && height > 0) {
+    if (r.forceRatio && width > 0 && height > 0) {
         if (static_cast<double>(width) / height < ratio)
             m_Out.Width = SizeFrom(height * ratio);
         else
@@ -55,7 +55,7 @@ HRESULT CPrintPadFilter::TransformWindow(const Window& window) {
 
 HRESULT CPrintPadFilter::Pad() {
     if (const HRESULT result = FetchPadded(); result != S_OK) return result;
-    const auto color = static_cast<std::uint32_t>(Active().m_nPadColor);
+    const auto color = static_cast<std::uint32_t>(Active().padColor);
     const std::array<std::uint8_t, 3> pad{static_cast<std::uint8_t>(color), static_cast<std::uint8_t>(color >> 8),
                                           static_cast<std::uint8_t>(color >> 16)};
     return WalkRows(CachedWindow(m_Out.Width, m_Out.Height),

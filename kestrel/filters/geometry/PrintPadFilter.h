@@ -8,40 +8,39 @@ namespace kestrel {
 inline constexpr std::int32_t kWhitePad = 0xffffff;
 
 struct PrintPadRecord {
-    std::int32_t m_nAspectRatioX = 1;  ///< proportions of the print, 1..1000000
-    std::int32_t m_nAspectRatioY = 1;
-    bool m_bForceRatio = false;            ///< pads to the proportions
-    bool m_bToggle = false;                ///< takes them the other way round
-    bool m_bLandscape = false;             ///< the print lies; follows the picture when the ratio is forced
-    std::int32_t m_nPadColor = kWhitePad;  ///< 0..0xffffff, blue in the low byte
-    std::int32_t m_nCopy = 1;              ///< number of prints, 1..1000, the host's; no pixel depends on it
+    std::int32_t aspectRatioX = 1;  ///< proportions of the print, 1..1000000
+    std::int32_t aspectRatioY = 1;
+    bool forceRatio = false;            ///< pads to the proportions
+    bool toggle = false;                ///< takes them the other way round
+    bool landscape = false;             ///< the print lies; follows the picture when the ratio is forced
+    std::int32_t padColor = kWhitePad;  ///< 0..0xffffff, blue in the low byte
+    std::int32_t copies = 1;            ///< number of prints, 1..1000, the host's; no pixel depends on it
 };
 
 inline constexpr ParameterTable<PrintPadRecord, 7> kPrintPadText{
-    .keys =
-        {Number("AspectRatioX", &PrintPadRecord::m_nAspectRatioX, {1, 1000000}, "IDS_PRINTPAD_RATIOX",
-                "width of the proportions")
-             .HeldOr(3),
-         Number("AspectRatioY", &PrintPadRecord::m_nAspectRatioY, {1, 1000000}, "IDS_PRINTPAD_RATIOY",
-                "height of the proportions")
-             .HeldOr(2),
-         Flag("ForceRatio", &PrintPadRecord::m_bForceRatio, "IDS_PRINTPAD_FORCERATIO", "pads to the proportions")
-             .Equals()
-             .Or(0),
-         Flag("Toggle", &PrintPadRecord::m_bToggle, "IDS_PRINTPAD_TOGGLE", "takes the proportions the other way round")
-             .Equals()
-             .Or(0),
-         Flag("Landscape", &PrintPadRecord::m_bLandscape, "IDS_PRINTPAD_LANDSCAPE", "the print lies").Equals().Or(0),
-         Number("PadColor", &PrintPadRecord::m_nPadColor, {0, kWhitePad}, "IDS_PRINTPAD_COLOR",
-                "colour of the pad, hexadecimal, blue last")
-             .Equals()
-             .Or(kWhitePad)
-             .Hexadecimal(6),
-         Number("Copy", &PrintPadRecord::m_nCopy, {1, 1000}, "IDS_PRINTPAD_COPIES", "number of prints")
-             .HeldOr(1)
-             .When([](const PrintPadRecord& r) { return r.m_nCopy != 1; })
-             .NotCompared()
-             .NotReset()},
+    .keys = {Number("AspectRatioX", &PrintPadRecord::aspectRatioX, {1, 1000000}, "IDS_PRINTPAD_RATIOX",
+                    "width of the proportions")
+                 .HeldOr(3),
+             Number("AspectRatioY", &PrintPadRecord::aspectRatioY, {1, 1000000}, "IDS_PRINTPAD_RATIOY",
+                    "height of the proportions")
+                 .HeldOr(2),
+             Flag("ForceRatio", &PrintPadRecord::forceRatio, "IDS_PRINTPAD_FORCERATIO", "pads to the proportions")
+                 .Equals()
+                 .Or(0),
+             Flag("Toggle", &PrintPadRecord::toggle, "IDS_PRINTPAD_TOGGLE", "takes the proportions the other way round")
+                 .Equals()
+                 .Or(0),
+             Flag("Landscape", &PrintPadRecord::landscape, "IDS_PRINTPAD_LANDSCAPE", "the print lies").Equals().Or(0),
+             Number("PadColor", &PrintPadRecord::padColor, {0, kWhitePad}, "IDS_PRINTPAD_COLOR",
+                    "colour of the pad, hexadecimal, blue last")
+                 .Equals()
+                 .Or(kWhitePad)
+                 .Hexadecimal(6),
+             Number("Copy", &PrintPadRecord::copies, {1, 1000}, "IDS_PRINTPAD_COPIES", "number of prints")
+                 .HeldOr(1)
+                 .When([](const PrintPadRecord& r) { return r.copies != 1; })
+                 .NotCompared()
+                 .NotReset()},
     .minimumBuffer = 100,
     .digits = 1,
     .resetSeparator = nullptr};

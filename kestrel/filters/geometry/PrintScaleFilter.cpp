@@ -7,7 +7,7 @@ namespace {
 
 enum Place : std::size_t { kRotatePlace, kScalePlace };
 
-/// Quarter turns behind an angle in degrees; a full circle and more are none.
+/// The quarter turns that an angle in degrees stands for; a full circle and more count as none.
 int TurnsOf(double angle) {
     int turns = 0;
     for (const double limit : {89.9, 179.9, 269.9, 359.9}) {
@@ -25,18 +25,18 @@ CPrintScaleFilter::CPrintScaleFilter() : WrapperFilter(PrintScaleRecord{}, {"TMF
 
 void CPrintScaleFilter::DriveLine() {
     const PrintScaleRecord& r = Pending();
-    m_Line.SetText(kRotatePlace, fmt::format("MirrorOn=0, Angle={:3.3f}", r.m_nPrintTurn * 90.0));
+    m_Line.SetText(kRotatePlace, fmt::format("MirrorOn=0, Angle={:3.3f}", r.printTurn * 90.0));
     m_Line.SetText(kScalePlace,
                    fmt::format("KeepProportions=1, AllowEnlarge=1, MaximumHorizontalSize={}, MaximumVerticalSize={}",
-                               r.m_nPrintWidth, r.m_nPrintHeight));
+                               r.printWidth, r.printHeight));
 }
 
 PrintScaleRecord CPrintScaleFilter::Shown() const {
     const std::string scale = m_Line.ActiveText(kScalePlace);
     PrintScaleRecord record;
-    record.m_nPrintWidth = ReadIntAfterEquals(scale, "MaximumHorizontalSize").value_or(record.m_nPrintWidth);
-    record.m_nPrintHeight = ReadIntAfterEquals(scale, "MaximumVerticalSize").value_or(record.m_nPrintHeight);
-    record.m_nPrintTurn = TurnsOf(ReadDoubleAfterEquals(m_Line.ActiveText(kRotatePlace), "Angle").value_or(0));
+    record.printWidth = ReadIntAfterEquals(scale, "MaximumHorizontalSize").value_or(record.printWidth);
+    record.printHeight = ReadIntAfterEquals(scale, "MaximumVerticalSize").value_or(record.printHeight);
+    record.printTurn = TurnsOf(ReadDoubleAfterEquals(m_Line.ActiveText(kRotatePlace), "Angle").value_or(0));
     return record;
 }
 

@@ -4,19 +4,19 @@
 namespace kestrel {
 
 struct PrintScaleRecord {
-    std::int32_t m_nPrintWidth = 100;  ///< pixels of the print, 1..1000000
-    std::int32_t m_nPrintHeight = 100;
-    std::int32_t m_nPrintTurn = 0;  ///< quarter turns counterclockwise, made before the size is fitted
+    std::int32_t printWidth = 100;  ///< pixels of the print, 1..1000000
+    std::int32_t printHeight = 100;
+    std::int32_t printTurn = 0;  ///< quarter turns counterclockwise, made before the size is fitted
 };
 
 inline constexpr ParameterTable<PrintScaleRecord, 3> kPrintScaleText{
-    .keys = {Number("PrintWidth", &PrintScaleRecord::m_nPrintWidth, {1, 1000000}, "IDS_PRINTSCALE_WIDTH",
+    .keys = {Number("PrintWidth", &PrintScaleRecord::printWidth, {1, 1000000}, "IDS_PRINTSCALE_WIDTH",
                     "width of the print", Unit::Pixels)
                  .HeldOr(100),
-             Number("PrintHeight", &PrintScaleRecord::m_nPrintHeight, {1, 1000000}, "IDS_PRINTSCALE_HEIGHT",
+             Number("PrintHeight", &PrintScaleRecord::printHeight, {1, 1000000}, "IDS_PRINTSCALE_HEIGHT",
                     "height of the print", Unit::Pixels)
                  .HeldOr(100),
-             Number("PrintTurn", &PrintScaleRecord::m_nPrintTurn, {}, "IDS_PRINTSCALE_TURN",
+             Number("PrintTurn", &PrintScaleRecord::printTurn, {}, "IDS_PRINTSCALE_TURN",
                     "counterclockwise quarter turns")
                  .Equals()
                  .Or(0)},

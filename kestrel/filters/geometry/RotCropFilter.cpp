@@ -18,9 +18,9 @@ CRotCropFilter::CRotCropFilter()
 void CRotCropFilter::DriveLine() {
     constexpr double kPi = 3.141592653589793;
     const RotCropRecord& r = Pending();
-    const double degrees = (r.m_bMirrored ? -1.0 : 1.0) * r.m_dAngle * 180 / kPi;
+    const double degrees = (r.mirrored ? -1.0 : 1.0) * r.angle * 180 / kPi;
     m_Line.SetText(kCropPlace, table::Written<CropRecord>(kCropText, r));
-    m_Line.SetText(kRotatePlace, fmt::format("Angle={:3.3f}, MirrorOn={}", degrees, r.m_bMirrored ? 1 : 0));
+    m_Line.SetText(kRotatePlace, fmt::format("Angle={:3.3f}, MirrorOn={}", degrees, r.mirrored ? 1 : 0));
 }
 
 HRESULT CRotCropFilter::CommitChanges() {

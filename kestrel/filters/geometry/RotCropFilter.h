@@ -6,12 +6,12 @@ namespace kestrel {
 
 /// A crop and the turn before it.
 struct RotCropRecord : CropRecord {
-    bool m_bMirrored = false;
-    double m_dAngle = 0;     ///< radians
-    double m_dRot1X = 0.25;  ///< the two ends of the alignment line, as fractions of the picture
-    double m_dRot1Y = 0.5;
-    double m_dRot2X = 0.75;
-    double m_dRot2Y = 0.5;
+    bool mirrored = false;
+    double angle = 0;     ///< radians
+    double rot1X = 0.25;  ///< the two ends of the alignment line, as fractions of the picture
+    double rot1Y = 0.5;
+    double rot2X = 0.75;
+    double rot2Y = 0.5;
 };
 
 inline constexpr auto kRotCropText = [] {
@@ -27,21 +27,20 @@ inline constexpr auto kRotCropText = [] {
             .Under("IDS_ROTCROP_LINE");
     };
     const Parameter<RotCropRecord> own[] = {
-        Flag("Mirrored", &RotCropRecord::m_bMirrored, "IDS_ROTCROP_MIRROR", "flips left and right before the turn")
+        Flag("Mirrored", &RotCropRecord::mirrored, "IDS_ROTCROP_MIRROR", "flips left and right before the turn")
             .Equals()
             .Or(0),
-        Number("Angle", &RotCropRecord::m_dAngle, {-1e9, 1e9}, "IDS_ROTCROP_ANGLE", "turn before the cut",
-               Unit::Radians)
+        Number("Angle", &RotCropRecord::angle, {-1e9, 1e9}, "IDS_ROTCROP_ANGLE", "turn before the cut", Unit::Radians)
             .HeldOr(0),
-        point("Rot1X", &RotCropRecord::m_dRot1X, 0.25, "IDS_ROTCROP_LINE_START",
+        point("Rot1X", &RotCropRecord::rot1X, 0.25, "IDS_ROTCROP_LINE_START",
               "first end of the alignment line from the left")
             .After(","),
-        point("Rot1Y", &RotCropRecord::m_dRot1Y, 0.5, "IDS_ROTCROP_LINE_START",
+        point("Rot1Y", &RotCropRecord::rot1Y, 0.5, "IDS_ROTCROP_LINE_START",
               "first end of the alignment line from the bottom")
             .After(","),
-        point("Rot2X", &RotCropRecord::m_dRot2X, 0.75, "IDS_ROTCROP_LINE_END",
+        point("Rot2X", &RotCropRecord::rot2X, 0.75, "IDS_ROTCROP_LINE_END",
               "second end of the alignment line from the left"),
-        point("Rot2Y", &RotCropRecord::m_dRot2Y, 0.5, "IDS_ROTCROP_LINE_END",
+        point("Rot2Y", &RotCropRecord::rot2Y, 0.5, "IDS_ROTCROP_LINE_END",
               "second end of the alignment line from the bottom")};
     std::copy(std::begin(own), std::end(own), table.keys.begin() + crop.size());
     return table;

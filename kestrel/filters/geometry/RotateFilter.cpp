@@ -6,8 +6,8 @@
 #include <cstring>
 #include <numbers>
 
-#include "kestrel/filters/geometry/Guards.h"
-#include "kestrel/filters/geometry/Sizes.h"
+#include "kestrel/filters/geometry/ExceptionGuards.h"
+#include "kestrel/filters/geometry/SizeFrom.h"
 #include "kestrel/foundation/Truncate.h"
 #include "kestrel/passes/Planes.h"
 #include "kestrel/passes/Shear.h"
@@ -53,10 +53,10 @@ HRESULT CRotateFilter::CommitChanges() {
 }
 
 void CRotateFilter::SetupRotation(int w, int h) {
-    const std::int32_t hundredths = Hundredths(Active().m_dAngle);
+    const std::int32_t hundredths = Hundredths(Active().angle);
     m_dRoundedAngle = hundredths / 100.0;
-    const double centerX = static_cast<double>(w / 2) + Active().m_nCenterX;
-    const double centerY = static_cast<double>(h / 2) + Active().m_nCenterY;
+    const double centerX = static_cast<double>(w / 2) + Active().centerX;
+    const double centerY = static_cast<double>(h / 2) + Active().centerY;
     const double radians = m_dRoundedAngle * std::numbers::pi / 180;
     const double c = std::cos(radians);
     const double s = std::sin(radians);
@@ -112,7 +112,7 @@ void CRotateFilter::SetOutput() {
     m_Out.FullHeight = m_nOutHeight - m_nMarginY;
     double x = m_InActive.OffsetX;
     double y = m_InActive.OffsetY;
-    if (!Active().m_bAlignLeftBottom) {
+    if (!Active().alignLeftBottom) {
         x += m_nOffsetX + std::abs(double{1} * m_nSpanX) - m_nCropX;
         y += m_nOffsetY + std::abs(double{1} * m_nSpanY) / 2 - m_nCropY;
     }
@@ -154,7 +154,7 @@ bool CRotateFilter::Turn() {
     const passes::Planes source = passes::PlanesOf(*m_Work, m_InActive.Width, m_InActive.Height);
     const passes::Planes result = passes::PlanesOf(*m_Cache, m_nOutWidth, m_nOutHeight);
     if (!FillNothing(*m_Cache, m_Abort)) return false;
-    const bool mirror = Active().m_bMirror;
+    const bool mirror = Active().mirror;
     if (IsRightAngle()) return passes::TurnQuarter(source, result, m_nQuarterTurns, mirror, 0, 0, m_Abort);
 
     CWorkImage intermediate(m_nInterWidth, m_nInterHeight);

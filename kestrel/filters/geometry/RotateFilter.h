@@ -4,30 +4,29 @@
 namespace kestrel {
 
 struct RotateParameters {
-    bool m_bMirror = false;       ///< flips left-right before the turn
-    double m_dAngle = 0.0;        ///< degrees, counterclockwise; hundredths count
-    std::int32_t m_nCenterX = 0;  ///< centre of the turn against that of the picture, pixels
-    std::int32_t m_nCenterY = 0;
-    bool m_bAlignLeftBottom = true;  ///< the origin stays; otherwise it turns with the picture
+    bool mirror = false;       ///< flips left-right before the turn
+    double angle = 0.0;        ///< degrees, counterclockwise; hundredths count
+    std::int32_t centerX = 0;  ///< centre of the turn against that of the picture, pixels
+    std::int32_t centerY = 0;
+    bool alignLeftBottom = true;  ///< the origin stays; otherwise it turns with the picture
 };
 
 inline constexpr ParameterTable<RotateParameters, 5> kRotateText{
-    .keys = {Flag("MirrorOn", &RotateParameters::m_bMirror, "IDS_DREH_MIRROR", "flips left and right before the turn")
+    .keys = {Flag("MirrorOn", &RotateParameters::mirror, "IDS_DREH_MIRROR", "flips left and right before the turn")
                  .Equals(),
-             Number("Angle", &RotateParameters::m_dAngle, {0, 360}, "IDS_DREH_ANGLE",
+             Number("Angle", &RotateParameters::angle, {0, 360}, "IDS_DREH_ANGLE",
                     "counterclockwise turn; a clockwise quarter turn is 270, as -90 is rounded to -89.99",
                     Unit::Degrees)
                  .Digits(3)
                  .ResetAt(-1),
-             Number("CenterX", &RotateParameters::m_nCenterX, {}, "", "centre of the turn to the right of the middle",
+             Number("CenterX", &RotateParameters::centerX, {}, "", "centre of the turn to the right of the middle",
                     Unit::Pixels)
                  .Equals()
                  .NotReset(),
-             Number("CenterY", &RotateParameters::m_nCenterY, {}, "", "centre of the turn above the middle",
-                    Unit::Pixels)
+             Number("CenterY", &RotateParameters::centerY, {}, "", "centre of the turn above the middle", Unit::Pixels)
                  .Equals()
                  .NotReset(),
-             Flag("AlignLeftBottom", &RotateParameters::m_bAlignLeftBottom, "",
+             Flag("AlignLeftBottom", &RotateParameters::alignLeftBottom, "",
                   "the origin stays; otherwise it turns with the picture")
                  .Equals()
                  .NotReset()},

@@ -2,16 +2,16 @@
 
 #include <algorithm>
 
-#include "kestrel/filters/geometry/Guards.h"
-#include "kestrel/filters/geometry/Sizes.h"
+#include "kestrel/filters/geometry/ExceptionGuards.h"
+#include "kestrel/filters/geometry/SizeFrom.h"
 
 namespace kestrel {
 namespace {
 
 ScaleFactors FactorsOf(const Scale100Parameters& p) {
-    ScaleFactors factors{p.m_nPercentX / 100.0, p.m_nPercentY / 100.0};
-    if (!p.m_bAllowEnlarge) factors = {std::min(factors.x, 1.0), std::min(factors.y, 1.0)};
-    if (p.m_bKeepProportions) factors.x = factors.y = std::min(factors.x, factors.y);
+    ScaleFactors factors{p.percentX / 100.0, p.percentY / 100.0};
+    if (!p.allowEnlarge) factors = {std::min(factors.x, 1.0), std::min(factors.y, 1.0)};
+    if (p.keepProportions) factors.x = factors.y = std::min(factors.x, factors.y);
     return factors;
 }
 
@@ -35,8 +35,7 @@ HRESULT CScale100Filter::CommitChanges() {
 void CScale100Filter::RecalcGeometry() {
     const ScaleFactors factors = FactorsOf(Active());
     SetScaledGeometry(resampler_, m_InActive, factors, Scaled(m_InActive.Width, factors.x),
-                      Scaled(m_InActive.Height, factors.y), Active().m_nPercentX > 0 && Active().m_nPercentY > 0,
-                      m_Out);
+                      Scaled(m_InActive.Height, factors.y), Active().percentX > 0 && Active().percentY > 0, m_Out);
 }
 
 HRESULT CScale100Filter::SetViewSize(int width, int height) {
@@ -51,9 +50,9 @@ HRESULT CScale100Filter::SetViewSize(int width, int height) {
 HRESULT CScale100Filter::GetRequiredSize(int* width, int* height, double aspect) {
     const HRESULT result = CPdibFilter::GetRequiredSize(width, height, aspect);
     const Scale100Parameters& p = Active();
-    if (*width >= 1 && *height >= 1 && p.m_nPercentX > 0 && p.m_nPercentY > 0) {
-        *width = Unscaled(*width, p.m_nPercentX);
-        *height = Unscaled(*height, p.m_nPercentY);
+    if (*width >= 1 && *height >= 1 && p.percentX > 0 && p.percentY > 0) {
+        *width = Unscaled(*width, p.percentX);
+        *height = Unscaled(*height, p.percentY);
     }
     return result;
 }

@@ -6,23 +6,23 @@ namespace kestrel {
 
 /// Two factors in percent.
 struct Scale100Parameters {
-    bool m_bKeepProportions = true;  ///< both axes take the smaller factor
-    bool m_bAllowEnlarge = true;     ///< factors above 100 % are permitted
-    std::int32_t m_nPercentX = 100;
-    std::int32_t m_nPercentY = 100;
+    bool keepProportions = true;  ///< both axes take the smaller factor
+    bool allowEnlarge = true;     ///< factors above 100 % are permitted
+    std::int32_t percentX = 100;
+    std::int32_t percentY = 100;
 };
 
 inline constexpr ParameterTable<Scale100Parameters, 5> kScale100Text{
-    .keys = {Flag("KeepProportions", &Scale100Parameters::m_bKeepProportions, "IDS_SCALE100_PROP",
+    .keys = {Flag("KeepProportions", &Scale100Parameters::keepProportions, "IDS_SCALE100_PROP",
                   "both axes take the smaller factor")
                  .ResetAt(1),
-             Flag("AllowEnlarge", &Scale100Parameters::m_bAllowEnlarge, "IDS_SCALE100_ENLARGE",
+             Flag("AllowEnlarge", &Scale100Parameters::allowEnlarge, "IDS_SCALE100_ENLARGE",
                   "factors above 100 percent are permitted")
                  .ResetAt(1),
-             Percent("HorizontalProz", &Scale100Parameters::m_nPercentX, "IDS_SCALE100_H", "factor of the width",
+             Percent("HorizontalProz", &Scale100Parameters::percentX, "IDS_SCALE100_H", "factor of the width",
                      {1, 10000})
                  .Under("IDS_SCALE100_MAXSIZE"),
-             Percent("VerticalProz", &Scale100Parameters::m_nPercentY, "IDS_SCALE100_V", "factor of the height",
+             Percent("VerticalProz", &Scale100Parameters::percentY, "IDS_SCALE100_V", "factor of the height",
                      {1, 10000})
                  .Under("IDS_SCALE100_MAXSIZE"),
              Tag<Scale100Parameters>("ExtraParam", "|SCALE100|").NotReset()},

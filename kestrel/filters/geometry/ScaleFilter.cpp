@@ -4,8 +4,8 @@
 #include <cmath>
 #include <utility>
 
-#include "kestrel/filters/geometry/Guards.h"
-#include "kestrel/filters/geometry/Sizes.h"
+#include "kestrel/filters/geometry/ExceptionGuards.h"
+#include "kestrel/filters/geometry/SizeFrom.h"
 
 namespace kestrel {
 namespace {
@@ -19,7 +19,7 @@ CScaleFilter::CScaleFilter() : TwinFilter(kNeverCommitted), committed_(kNeverCom
 // Texts
 
 void CScaleFilter::ReadText(std::string_view text) {
-    std::int32_t& proportions = Pending().m_nProportions;
+    std::int32_t& proportions = Pending().proportions;
     proportions = std::min(proportions, 1);  // a text without the key stops the box from turning
     TwinFilter::ReadText(text);
     if (proportions != 2) proportions = proportions >= 1 ? 1 : 0;
@@ -27,7 +27,7 @@ void CScaleFilter::ReadText(std::string_view text) {
 
 ScaleParameters CScaleFilter::Shown() const {
     ScaleParameters shown = Active();
-    shown.m_bScaleThrough = false;  // a matter of the pending record only
+    shown.scaleThrough = false;  // a matter of the pending record only
     return shown;
 }
 
@@ -45,12 +45,12 @@ HRESULT CScaleFilter::CommitChanges() {
 
 ScaleFactors CScaleFilter::FactorsFor(int width, int height, bool capX, bool capY) const {
     const ScaleParameters& p = Active();
-    ScaleFactors factors{static_cast<double>(p.m_nMaxWidth) / width, static_cast<double>(p.m_nMaxHeight) / height};
-    if (!p.m_bAllowEnlarge) {
+    ScaleFactors factors{static_cast<double>(p.maximumWidth) / width, static_cast<double>(p.maximumHeight) / height};
+    if (!p.allowEnlarge) {
         if (capX) factors.x = std::min(factors.x, 1.0);
         if (capY) factors.y = std::min(factors.y, 1.0);
     }
-    if (p.m_nProportions != 0) factors.x = factors.y = std::min(factors.x, factors.y);
+    if (p.proportions != 0) factors.x = factors.y = std::min(factors.x, factors.y);
     return factors;
 }
 
@@ -58,10 +58,10 @@ void CScaleFilter::RecalcGeometry() {
     ScaleParameters& p = Active();
     const int width = m_InActive.Width;
     const int height = m_InActive.Height;
-    const bool wideBox = p.m_nMaxWidth > p.m_nMaxHeight;
-    const bool tallBox = p.m_nMaxWidth < p.m_nMaxHeight;
-    if (p.m_nProportions == 2 && ((wideBox && width < height) || (tallBox && width > height)))
-        std::swap(p.m_nMaxWidth, p.m_nMaxHeight);
+    const bool wideBox = p.maximumWidth > p.maximumHeight;
+    const bool tallBox = p.maximumWidth < p.maximumHeight;
+    if (p.proportions == 2 && ((wideBox && width < height) || (tallBox && width > height)))
+        std::swap(p.maximumWidth, p.maximumHeight);
 
     ScaleFactors factors;
     int outWidth = 0;
@@ -69,11 +69,11 @@ void CScaleFilter::RecalcGeometry() {
     if (width > 0 && height > 0) {
         // What is not reduced from a larger original may not be enlarged.
         factors =
-            FactorsFor(width, height, p.m_nMaxWidth > m_InActive.ViewWidth, p.m_nMaxHeight > m_InActive.ViewHeight);
+            FactorsFor(width, height, p.maximumWidth > m_InActive.ViewWidth, p.maximumHeight > m_InActive.ViewHeight);
         outWidth = SizeFrom(std::floor(width * factors.x + 0.5));
         outHeight = SizeFrom(std::floor(height * factors.y + 0.5));
     }
-    SetScaledGeometry(resampler_, m_InActive, factors, outWidth, outHeight, p.m_nMaxWidth > 0 && p.m_nMaxHeight > 0,
+    SetScaledGeometry(resampler_, m_InActive, factors, outWidth, outHeight, p.maximumWidth > 0 && p.maximumHeight > 0,
                       m_Out);
 }
 
@@ -89,11 +89,11 @@ HRESULT CScaleFilter::SetViewSize(int width, int height) {
 
 HRESULT CScaleFilter::GetRequiredSize(int* width, int* height, double aspect) {
     const ScaleParameters& p = Active();
-    *width = p.m_nMaxWidth;
-    *height = p.m_nMaxHeight;
+    *width = p.maximumWidth;
+    *height = p.maximumHeight;
     if (*width < 1 || *height < 1) {
         *width = *height = -1;
-    } else if (p.m_nProportions != 0 && aspect > 0) {
+    } else if (p.proportions != 0 && aspect > 0) {
         if (*width >= *height * aspect)
             *width = std::max(1, SizeFrom(*height * aspect + 0.5));
         else
@@ -104,7 +104,7 @@ HRESULT CScaleFilter::GetRequiredSize(int* width, int* height, double aspect) {
 
 HRESULT CScaleFilter::SetRenderScale(double scale) {
     if (!IsRenderScale(scale)) return E_INVALIDARG;
-    return CPdibFilter::SetRenderScale(Pending().m_bScaleThrough ? scale : 1.0);
+    return CPdibFilter::SetRenderScale(Pending().scaleThrough ? scale : 1.0);
 }
 
 // Pixels: cached whole, or passed through when the size stays

@@ -6,12 +6,12 @@ namespace kestrel {
 
 /// The box that the picture is fitted into.
 struct ScaleParameters {
-    std::int32_t m_nProportions = 1;  ///< 0 free; 1 both axes take the smaller factor; 2 the box also turns to match
-    bool m_bAllowEnlarge = false;     ///< factors above 1 are permitted
-    std::int32_t m_nMaxWidth = 100;   ///< pixels, 1..10000 in the dialog
-    std::int32_t m_nMaxHeight = 100;
+    std::int32_t proportions = 1;     ///< 0 free; 1 both axes take the smaller factor; 2 the box also turns to match
+    bool allowEnlarge = false;        ///< factors above 1 are permitted
+    std::int32_t maximumWidth = 100;  ///< pixels, 1..10000 in the dialog
+    std::int32_t maximumHeight = 100;
     /// The render scale goes on downstream. Acts at once, a change needs no new pixels.
-    bool m_bScaleThrough = false;
+    bool scaleThrough = false;
 };
 
 inline constexpr Choice kProportions[] = {{0, "", "free"},
@@ -19,29 +19,28 @@ inline constexpr Choice kProportions[] = {{0, "", "free"},
                                           {2, "", "kept, and the box turns with the picture"}};
 
 inline constexpr ParameterTable<ScaleParameters, 6> kScaleText{
-    .keys = {Number("KeepProportions", &ScaleParameters::m_nProportions, {0, 2}, "IDS_SCALE_PROP", "proportions")
+    .keys = {Number("KeepProportions", &ScaleParameters::proportions, {0, 2}, "IDS_SCALE_PROP", "proportions")
                  .OneOf(kProportions)
                  .Equals()
                  .Digits(1)
                  .ResetAt(1),
-             Flag("AllowEnlarge", &ScaleParameters::m_bAllowEnlarge, "IDS_SCALE_ENLARGE",
-                  "factors above 1 are permitted")
+             Flag("AllowEnlarge", &ScaleParameters::allowEnlarge, "IDS_SCALE_ENLARGE", "factors above 1 are permitted")
                  .Equals()
                  .ResetAt(1),
-             Number("MaximumHorizontalSize", &ScaleParameters::m_nMaxWidth, {1, 10000}, "IDS_SCALE_H",
+             Number("MaximumHorizontalSize", &ScaleParameters::maximumWidth, {1, 10000}, "IDS_SCALE_H",
                     "width of the box", Unit::Pixels)
                  .Under("IDS_SCALE_MAXSIZE")
                  .Equals(),
-             Number("MaximumVerticalSize", &ScaleParameters::m_nMaxHeight, {1, 10000}, "IDS_SCALE_V",
+             Number("MaximumVerticalSize", &ScaleParameters::maximumHeight, {1, 10000}, "IDS_SCALE_V",
                     "height of the box", Unit::Pixels)
                  .Under("IDS_SCALE_MAXSIZE")
                  .Equals(),
              Tag<ScaleParameters>("ExtraParam", "|SCALE|").NotReset(),
-             Flag("ScaleThrough", &ScaleParameters::m_bScaleThrough, "", "the render scale goes on downstream")
+             Flag("ScaleThrough", &ScaleParameters::scaleThrough, "", "the render scale goes on downstream")
                  .Equals()
                  .Or(0)
                  .After(",")
-                 .When([](const ScaleParameters& p) { return p.m_bScaleThrough; })
+                 .When([](const ScaleParameters& p) { return p.scaleThrough; })
                  .NotCompared()
                  .NotReset()},
     .minimumBuffer = 101};

@@ -13,7 +13,7 @@ HRESULT CStaubFilter::Repair() {
     const int height = m_InActive.Height;
     if (const HRESULT result = FetchIntoWork(0, width, height); result != S_OK) return result;
     // The size is the pending one, the tolerance the active one; a commit makes them agree.
-    const kernels::DustRule rule{Pending().m_nMaxRgnSize, Active().m_nGrayTolerance};
+    const kernels::DustRule rule{Pending().maximumRegionSize, Active().grayTolerance};
     const bool done = passes::RepairDust(passes::PlanesOf(*m_Work, width, height),
                                          passes::PlanesOf(*m_Cache, width, height), rule, m_Abort);
     return done ? S_OK : kNotDone;

@@ -5,15 +5,15 @@ namespace kestrel {
 
 /// Replaces specks of dust, pixels with few others of their brightness around them, by the mean of their neighbours.
 struct StaubParameters {
-    std::int32_t m_nMaxRgnSize = 5;      ///< largest population of a speck in pixels, 2..15
-    std::int32_t m_nGrayTolerance = 45;  ///< half-width of the band of brightness in red + green + blue, 15..90
+    std::int32_t maximumRegionSize = 5;  ///< largest population of a speck in pixels, 2..15
+    std::int32_t grayTolerance = 45;     ///< half-width of the band of brightness in red + green + blue, 15..90
 };
 
 inline constexpr ParameterTable<StaubParameters, 2> kStaubText{
-    .keys = {Number("MaxRgnSize", &StaubParameters::m_nMaxRgnSize, {2, 15}, "IDS_DUST_MAXREGIONSIZE",
+    .keys = {Number("MaxRgnSize", &StaubParameters::maximumRegionSize, {2, 15}, "IDS_DUST_MAXREGIONSIZE",
                     "largest speck that is removed", Unit::Pixels)
                  .Equals(),
-             Number("GrayTolerance", &StaubParameters::m_nGrayTolerance, {15, 90}, "IDS_DUST_GRAYTOLERANCE",
+             Number("GrayTolerance", &StaubParameters::grayTolerance, {15, 90}, "IDS_DUST_GRAYTOLERANCE",
                     "difference in brightness that makes a speck")
                  .Equals()},
     .minimumBuffer = 51};

@@ -4,7 +4,6 @@
 
 namespace kestrel {
 
-/// Gives the whole picture one colour and keeps its lights and darks.
 struct AdoptColorParameters {
     std::int32_t intensity = 100;  ///< percent, 0..100
     std::uint8_t colorRed = 0;

@@ -3,7 +3,6 @@
 
 namespace kestrel {
 
-/// Turns the picture to black and white, in part or whole.
 struct BlackWhitenessParameters {
     std::int32_t blackWhiteness = 100;  ///< percent of the grey, 0..100
 };

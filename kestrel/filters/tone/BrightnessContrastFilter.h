@@ -5,7 +5,6 @@
 
 namespace kestrel {
 
-/// Changes brightness, contrast and saturation.
 struct BrightnessContrastParameters {
     std::int32_t brightness = 0;  ///< -100..100
     std::int32_t contrast = 0;    ///< -100..100

@@ -5,7 +5,6 @@
 
 namespace kestrel {
 
-/// Changes the saturation of six ranges of colours.
 struct ColorTuningParameters {
     std::array<std::int32_t, kColorRanges.size()> saturation{};  ///< -100..100
 };

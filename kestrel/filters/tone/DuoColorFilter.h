@@ -3,7 +3,6 @@
 
 namespace kestrel {
 
-/// Paints dark areas in one colour and bright areas in another.
 struct DuoColorParameters {
     std::int32_t intensity = 100;  ///< percent, 0..100
     std::uint8_t colorRed = 0;     ///< colour for dark areas

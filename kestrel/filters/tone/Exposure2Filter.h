@@ -5,7 +5,6 @@
 
 namespace kestrel {
 
-/// Removes or gives a colour cast; greys stay as they are.
 struct Exposure2Parameters {
     std::int32_t red = 0;  ///< -100..100
     std::int32_t green = 0;
@@ -26,7 +25,7 @@ inline constexpr Description kExposure2{.progId = "TMFilter.Exposure2.1",
                                         .name = "Color Correction",
                                         .icon = "icons_filter1",
                                         .help = "HLP_EXPOSURE2",
-                                        .summary = "Removes or gives a colour cast; greys stay as they are.",
+                                        .summary = "Removes or adds a colour cast; greys stay as they are.",
                                         .inPlace = true};
 
 class CExposure2Filter final : public TwinFilter<Exposure2Parameters, kExposure2Text, kExposure2> {

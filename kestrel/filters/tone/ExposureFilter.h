@@ -5,7 +5,6 @@
 
 namespace kestrel {
 
-/// Corrects exposure, saturation and brightness.
 struct ExposureParameters {
     std::int32_t red = 0;    ///< exposure, -100..100; the three key names are the stored form
     std::int32_t green = 0;  ///< saturation, -100..100
@@ -37,7 +36,7 @@ protected:
 
 private:
     std::array<std::uint8_t, 256> GammaFirst{};   ///< exposure, before the saturation
-    std::array<std::uint8_t, 256> GammaSecond{};  ///< brightness, behind it
+    std::array<std::uint8_t, 256> GammaSecond{};  ///< brightness, after it
 };
 
 }  // namespace kestrel

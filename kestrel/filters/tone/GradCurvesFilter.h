@@ -20,15 +20,14 @@ inline constexpr auto kGradCurvesText = [] {
     struct Curve {
         const char* letter;
         const char* name;
-        const char* caption;
         const char* in;   ///< label of the tones of the nodes
         const char* out;  ///< label of what they become
     };
     constexpr std::array<Curve, 4> curves = {
-        {{"L", "all channels", "IDS_GRADCURVES_VIEW_GRAY", "IDS_GRADCURVES_GRAY_IN", "IDS_GRADCURVES_GRAY_OUT"},
-         {"R", "red", "IDS_GRADCURVES_VIEW_RED", "IDS_GRADCURVES_RED_IN", "IDS_GRADCURVES_RED_OUT"},
-         {"G", "green", "IDS_GRADCURVES_VIEW_GREEN", "IDS_GRADCURVES_GREEN_IN", "IDS_GRADCURVES_GREEN_OUT"},
-         {"B", "blue", "IDS_GRADCURVES_VIEW_BLUE", "IDS_GRADCURVES_BLUE_IN", "IDS_GRADCURVES_BLUE_OUT"}}};
+        {{"L", "all channels", "IDS_GRADCURVES_GRAY_IN", "IDS_GRADCURVES_GRAY_OUT"},
+         {"R", "red", "IDS_GRADCURVES_RED_IN", "IDS_GRADCURVES_RED_OUT"},
+         {"G", "green", "IDS_GRADCURVES_GREEN_IN", "IDS_GRADCURVES_GREEN_OUT"},
+         {"B", "blue", "IDS_GRADCURVES_BLUE_IN", "IDS_GRADCURVES_BLUE_OUT"}}};
     ParameterTable<Record, 15> table{.keys = {}, .minimumBuffer = 1001, .resetSeparator = nullptr};
     for (std::size_t i = 0; i < curves.size(); ++i) {
         table.keys[i] = {.key = {"n", curves[i].letter},
@@ -36,7 +35,6 @@ inline constexpr auto kGradCurvesText = [] {
                          .range = {2, CGradCurve::kSlots},
                          .meaning = "number of nodes",
                          .group = curves[i].name,
-                         .caption = curves[i].caption,
                          .index = i,
                          .digits = 2};
         Parameter<Record> node{.key = {"x", curves[i].letter, "#"},
@@ -44,7 +42,6 @@ inline constexpr auto kGradCurvesText = [] {
                                .label = curves[i].in,
                                .meaning = "tone of a node",
                                .group = curves[i].name,
-                               .caption = curves[i].caption,
                                .index = i * CGradCurve::kSlots,
                                .count = CGradCurve::kSlots,
                                .held = true};

@@ -5,7 +5,6 @@
 
 namespace kestrel {
 
-/// Changes hue, saturation and brightness of all colours and of six ranges of colours.
 struct HsbParameters {
     /// For all colours and each range: hue in degrees, -180..180, saturation and brightness in percent, -100..100.
     std::array<std::array<std::int32_t, 3>, 1 + kColorRanges.size()> changes{};

@@ -3,7 +3,6 @@
 
 namespace kestrel {
 
-/// Turns the picture into its negative, in part or whole.
 struct InvertParameters {
     std::int32_t inversity = 0;  ///< percent of the negative, 0..100
 };

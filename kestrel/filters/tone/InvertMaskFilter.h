@@ -3,7 +3,6 @@
 
 namespace kestrel {
 
-/// Turns the mask into its opposite, in part or whole, and fills what was hidden with a colour.
 struct InvertMaskParameters {
     std::uint8_t red = 255;  ///< colour of what was hidden
     std::uint8_t green = 255;

@@ -4,7 +4,6 @@
 
 namespace kestrel {
 
-/// Corrects exposure and the contrast of highlights and shadows by the luminance, and the saturation.
 struct OptimizeParameters {
     std::int32_t slider1 = 0;  ///< exposure, -100..100
     std::int32_t slider2 = 0;  ///< contrast of highlights, -100..100

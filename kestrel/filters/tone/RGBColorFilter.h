@@ -3,7 +3,6 @@
 
 namespace kestrel {
 
-/// Adds to or takes from each colour channel.
 struct RGBColorParameters {
     std::int32_t red = 0;  ///< percent of the full range, -100..100
     std::int32_t green = 0;

@@ -40,7 +40,7 @@ kernels::Mixer CRgbMixerFilter::MakeMixer() const {
         return MakeChannel(weights, p.weights[row][3], p.gamma[row]);
     };
     if (p.on[0]) {
-        // A relative grey starts from the shares that the eye gives the channels.
+        // A relative grey starts from the weights of the channels in the luminance.
         const Weights offset = p.relative[0] ? Weights{30, 59, 11} : Weights{};
         const auto& own = p.weights[0];
         mixer.grey = channel(0, {offset[0] + own[0], offset[1] + own[1], offset[2] + own[2]});

@@ -6,7 +6,6 @@
 
 namespace kestrel {
 
-/// Makes each channel from a weighted sum of all three, with an optional grey channel.
 struct RgbMixerParameters {
     bool bypass = false;                                         ///< the filter does nothing
     std::array<bool, 4> on = {false, true, true, true};          ///< of four rows: grey, red, green, blue

@@ -1,9 +1,9 @@
 #pragma once
-#include "kestrel/filters/tone/KeepByteFilter.h"
+#include "kestrel/filters/tone/EffectStrength.h"
 
 namespace kestrel {
 
-inline constexpr auto kSepiaText = KeepByteTable("Sepia", "IDS_SEPIA_HEADER", "share of the brown picture");
+inline constexpr auto kSepiaText = EffectStrengthTable("Sepia", "IDS_SEPIA_HEADER", "share of the brown picture");
 
 inline constexpr Description kSepia{.progId = "TMFilter.Sepia.1",
                                     .clsid = MakeGuid("{75D1E4FD-A2C9-4405-A3F3-986E632A3CEF}"),
@@ -15,8 +15,7 @@ inline constexpr Description kSepia{.progId = "TMFilter.Sepia.1",
                                     .summary = "Tones the picture brown, as an old photograph is.",
                                     .inPlace = true};
 
-/// Tones the picture brown, as an old photograph is.
-class CSepiaFilter final : public TwinFilter<KeepByteParameters, kSepiaText, kSepia> {
+class CSepiaFilter final : public TwinFilter<EffectStrength, kSepiaText, kSepia> {
 public:
     HRESULT TransformColor(unsigned char* pixel) override;
 

@@ -1,9 +1,9 @@
 #pragma once
-#include "kestrel/filters/tone/KeepByteFilter.h"
+#include "kestrel/filters/tone/EffectStrength.h"
 
 namespace kestrel {
 
-inline constexpr auto kTransparencyText = KeepByteTable("Transparency", "IDS_TRANS_HEADER", "transparency");
+inline constexpr auto kTransparencyText = EffectStrengthTable("Transparency", "IDS_TRANS_HEADER", "transparency");
 
 inline constexpr Description kTransparency{.progId = "TMFilter.Transparency.1",
                                            .clsid = MakeGuid("{69A1B9ED-43C4-47E7-85B9-6EFF2AE942F4}"),
@@ -15,8 +15,7 @@ inline constexpr Description kTransparency{.progId = "TMFilter.Transparency.1",
                                            .summary = "Makes the whole picture transparent, in part or whole.",
                                            .inPlace = true};
 
-/// Makes the whole picture transparent, in part or whole.
-class CTransparencyFilter final : public TwinFilter<KeepByteParameters, kTransparencyText, kTransparency> {
+class CTransparencyFilter final : public TwinFilter<EffectStrength, kTransparencyText, kTransparency> {
 public:
     HRESULT TransformColor(unsigned char* pixel) override;
 

@@ -59,17 +59,17 @@ void CWhiteBlackGreyFilter::BuildSimpleTables() {
 }
 
 void CWhiteBlackGreyFilter::BuildRangeTables(Triple black, Triple white, const Triple& grey) {
-    constexpr int kLeastSpan = 10;
+    constexpr int kMinimumSpan = 10;
     const std::array<double, 3> gammas = GreyGammas(grey);
     for (std::size_t i = 0; i < 3; ++i) {
         int low = std::clamp(black[i], 0, 240);
         int high = std::clamp(white[i], 15, 255);
         if (high < low) std::swap(low, high);
-        if (high - low < kLeastSpan) {
+        if (high - low < kMinimumSpan) {
             if (high >= 129)
-                low = high - kLeastSpan;
+                low = high - kMinimumSpan;
             else
-                high = low + kLeastSpan;
+                high = low + kMinimumSpan;
         }
         const double span = high - low;
         for (int tone = 0; tone < 256; ++tone)

@@ -1,4 +1,4 @@
-#include "kestrel/filters/geometry/Guards.h"
+#include "kestrel/filters/geometry/ExceptionGuards.h"
 
 #include <gtest/gtest.h>
 
