@@ -191,6 +191,7 @@ Picture Filter(const Options& options, const Job& job, Rendering& rendering, Pic
     int width = 0, height = 0;
     rendering.GetOutputSize(&width, &height);
     TellGeometry(options, job, rendering);
+    options.chain.TellWithPicture(rendering, job.renderScale);
     if (width <= 0 || height <= 0)
         throw console::Failure{
             fmt::format("{}: the filters leave no picture ({} x {} pixels)", InputName(options), width, height)};

@@ -2,9 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <new>
 #include <optional>
+#include <string_view>
 
 #include "apps/kestrel/Console.h"
 #include "apps/kestrel/Files.h"
@@ -12,10 +15,12 @@
 #include "apps/kestrel/Values.h"
 #include "kestrel/host/Catalogue.h"
 #include "kestrel/parameters/ParameterCheck.h"
+#include "kestrel/parameters/ParameterText.h"
 
 namespace {
 
 constexpr const char* kTextFilter = "Text";
+constexpr const char* kMountFilter = "TMFilter.Passpartout.1";
 
 /// Longest chain text that is read, in bytes.
 constexpr std::size_t kLongestChain = 64 << 20;
@@ -157,4 +162,24 @@ void ChainOptions::ApplyTo(kestrel::Rendering& rendering) const {
         words[static_cast<std::size_t>(*number - 1)] = texts_[i + 1];
     }
     for (std::size_t i = 0; i < filters_.size(); ++i) AddFilter(rendering, filters_[i], words[i], strict_);
+}
+
+void ChainOptions::TellWithPicture(kestrel::Rendering& rendering, double renderScale) const {
+    const std::vector<kestrel::LinkGeometry> links = rendering.LinkGeometries();
+    const std::string texts = rendering.ChainText(true);
+    std::string_view rest = texts;
+    for (std::size_t i = 1; i < links.size() && !rest.empty(); ++i) {  // the first link is the picture
+        const std::string_view line = rest.substr(0, rest.find('\n'));
+        rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+        if (links[i].progId != kMountFilter) continue;
+        std::int32_t radius = 0;  // of the full-size picture
+        bool read = false;
+        kestrel::ReadIntParameter(line, "Radius", &radius, &read);
+        const kestrel::FilterGeometry& mount = links[i].geometry;
+        if (radius * renderScale <= std::min(mount.Width, mount.Height)) continue;
+        const std::string words = fmt::format("{}: a corner radius of {} reaches beyond the mount of {} x {} pixels",
+                                              links[i].progId, radius, mount.Width, mount.Height);
+        if (strict_) throw console::UsageError{words + " (--strict)"};
+        console::Note(words);
+    }
 }

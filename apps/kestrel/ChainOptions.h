@@ -17,6 +17,8 @@ public:
     bool ReadsStandardInput() const { return chainFile_ == "-"; }
     /// Puts the filters into a rendering: the chain text as it stands, then each `-f` by its cost.
     void ApplyTo(kestrel::Rendering& rendering) const;
+    /// Reports what the filters cannot do to the picture that the rendering holds by now.
+    void TellWithPicture(kestrel::Rendering& rendering, double renderScale) const;
 
 private:
     void ApplyFile(kestrel::Rendering& rendering) const;

@@ -452,6 +452,8 @@ TEST_F(KestrelTest, TellsWhatAFilterDidNotTakeUp) {
         {"RGBColor:RedG=30", "\"RedG=30\" is not taken up; did you mean Red?"},
         {"GradCurves:Linear=1", "add FilterOn=1"},
         {"GradCurves:Linear=1,FilterOn=0", nullptr},
+        {"Passpartout:BordersizeOn=1,Radius=007", nullptr},
+        {"Passpartout:BordersizeOn=1,Radius=008", "a corner radius of 8 reaches beyond"},
         {"Rotate:Angle=12.3456", nullptr},
         {"Rotate:Angle=+12", nullptr},
         {"Text:txt=a=b & c", nullptr},
