@@ -18,7 +18,7 @@ std::string LenientName(IQvStorage& storage, const std::string& name, const std:
     QvString found;
     unsigned long flags = 0;
     for (bool more = storage.FirstElement(found, flags, mask.c_str()); more; more = storage.NextElement(found, flags))
-        if (const std::string stored(found); flags == kElementStream && !IsInfo(stored)) return stored;
+        if (std::string stored(found); flags == kElementStream && !IsInfo(stored)) return stored;
     return "";
 }
 

@@ -12,7 +12,7 @@ std::string AnyExtension(IQvStorage& storage, const std::string& name) {
     unsigned long flags = 0;
     const std::string mask = name + ".*";
     for (bool more = storage.FirstElement(found, flags, mask.c_str()); more; more = storage.NextElement(found, flags)) {
-        const std::string stored(found);
+        std::string stored(found);
         const bool begins = PicNamesEqual(stored.substr(0, name.size() + 1), name + ".");
         if (begins && flags == kElementStream && !PicNamesEqual(stored, name + ".inf")) return stored;
     }

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "kestrel/codec/ImageLoader.h"
@@ -93,8 +94,8 @@ ImageLoader::ImageLoader(std::span<const std::uint8_t> bytes, bool reduced) : Im
 
 ImageLoader::~ImageLoader() {
     if (!state_->kept) return;
-    state_->result.image.release();  // the caller's
-    state_->result.mask.release();
+    std::ignore = state_->result.image.release();  // the caller's
+    std::ignore = state_->result.mask.release();
 }
 
 void ImageLoader::PreferedLoadingSize(int width, int height) {

@@ -260,7 +260,7 @@ Status TMRegistry::GetUserName(QvString& name) {
         Store user(UserStore(), Store::Access::kWrite);  // held meanwhile: one number, however many processes ask
         if (const auto number = known(user)) return *number;
         AllUsersEditor machine(root, AllUsersEditor::Writer::kEverybody);  // every user takes a number
-        const std::string number = next(machine);
+        std::string number = next(machine);
         if (const Status status = machine.Set("", "LastUser", number); status != kSuccess) throw StoreError{status};
         machine.Commit();
         user.Set(root, "User", number);

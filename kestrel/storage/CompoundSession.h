@@ -24,8 +24,8 @@ QvStat StatOf(const compound::ElementInfo& info);
 
 /// What the storages and streams of one open compound file share. Not installed.
 struct CompoundSession {
-    CompoundSession(compound::CompoundFile opened, bool mayWrite, bool isPatient, QvString folder = {})
-        : file(std::move(opened)), writable(mayWrite), patient(isPatient), path(std::move(folder)) {}
+    CompoundSession(compound::CompoundFile opened, bool mayWrite, bool isPatient, const QvString& folder = {})
+        : file(std::move(opened)), writable(mayWrite), patient(isPatient), path(folder) {}
 
     compound::CompoundFile file;
     bool writable;

@@ -66,9 +66,9 @@ Result<compound::Storage> OpenStorageAt(const CompoundPlace& place, unsigned lon
 
 }  // namespace
 
-QvCompoundStorage::QvCompoundStorage(QvString name, std::shared_ptr<CompoundSession> session,
+QvCompoundStorage::QvCompoundStorage(const QvString& name, std::shared_ptr<CompoundSession> session,
                                      std::shared_ptr<compound::Storage> own)
-    : name_(std::move(name)), session_(std::move(session)), own_(std::move(own)) {}
+    : name_(name), session_(std::move(session)), own_(std::move(own)) {}
 
 QvCompoundStorage::~QvCompoundStorage() = default;
 

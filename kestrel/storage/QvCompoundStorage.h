@@ -49,14 +49,15 @@ public:
 
 protected:
     /// Without a storage; `Attach` brings one.
-    explicit QvCompoundStorage(QvString name) : name_(std::move(name)) {}
+    explicit QvCompoundStorage(const QvString& name) : name_(name) {}
     /// The root of an open compound file.
     void Attach(std::shared_ptr<CompoundSession> session);
     /// Commits and lets go of the file; the object has no storage afterwards.
     bool Detach();
 
 private:
-    QvCompoundStorage(QvString name, std::shared_ptr<CompoundSession> session, std::shared_ptr<compound::Storage> own);
+    QvCompoundStorage(const QvString& name, std::shared_ptr<CompoundSession> session,
+                      std::shared_ptr<compound::Storage> own);
     bool Patient() const;
     bool Succeeded(compound::Error error, const char* name) const;
     compound::Result<CompoundPlace> Locate(const char* name) const;

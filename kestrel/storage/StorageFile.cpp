@@ -106,6 +106,7 @@ void StorageFile::Turn(Last next) {
 
 std::size_t StorageFile::Read(void* buffer, std::size_t count) {
     if (!mayRead_) throw StorageFileException(path_, FileCause::AccessDenied);
+    if (count == 0) return 0;  // without bytes the buffer may be null
     Turn(Last::Read);
     const std::size_t got = std::fread(buffer, 1, count, file_);
     if (got < count && std::ferror(file_)) Fail(errno);
@@ -116,7 +117,7 @@ void StorageFile::Write(const void* buffer, std::size_t count) {
     if (!mayWrite_) throw StorageFileException(path_, FileCause::AccessDenied);
     if (!replacement_) Replace(true);
     Turn(Last::Write);
-    if (std::fwrite(buffer, 1, count, file_) != count) {
+    if (count > 0 && std::fwrite(buffer, 1, count, file_) != count) {
         writeError_ = errno;
         Fail(writeError_);
     }

@@ -26,7 +26,7 @@ struct Bmp {
 Bytes Encode(const Bmp& file) {
     Bytes bytes;
     const auto put = [&](std::int64_t value, int size) {
-        for (int i = 0; i < size; ++i) bytes.push_back(static_cast<std::uint8_t>(value >> 8 * i));
+        for (int i = 0; i < size; ++i) bytes.push_back(static_cast<std::uint8_t>(i < 8 ? value >> 8 * i : 0));
     };
     const bool core = file.header == 12;
     put('B' | 'M' << 8, 2);

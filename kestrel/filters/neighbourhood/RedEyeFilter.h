@@ -20,36 +20,45 @@ struct ClickPointList {
 /// The count, then the keys of the entries, of which a text holds those in use, entry by entry.
 inline constexpr auto kRedEyeText = [] {
     using List = ClickPointList;
-    const auto byTheFilter = [](const List&) { return false; };
-    Parameter<List> fraction{.range = {0, 1}, .unit = Unit::Fraction, .count = List::kMaximum, .infinite = true};
-    fraction = fraction.HeldOr(0.5).When(byTheFilter).NotReset();
-    Parameter<List> slider{.range = {-50, 50}, .count = List::kMaximum};
-    slider = slider.HeldOr(0).Digits(1).When(byTheFilter).NotReset();
-    ParameterTable<List, 5> table{
+    const auto ofEachClick = [](const char* key, Field<List> field, Range range, const char* label,
+                                const char* meaning) {
+        return Parameter<List>{.key = key,
+                               .field = field,
+                               .range = range,
+                               .label = label,
+                               .meaning = meaning,
+                               .count = List::kMaximum,
+                               .writtenWhen = [](const List&) { return false; }}  // by the filter, entry by entry
+            .NotReset();
+    };
+    const auto fraction = [&](const char* key, Element<List, double> field, const char* label, const char* meaning) {
+        Parameter<List> row = ofEachClick(key, field, {0, 1}, label, meaning).HeldOr(0.5);
+        row.unit = Unit::Fraction;
+        row.infinite = true;
+        return row;
+    };
+    const auto slider = [&](const char* key, Element<List, std::int32_t> field, const char* label,
+                            const char* meaning) {
+        return ofEachClick(key, field, {-50, 50}, label, meaning).HeldOr(0).Digits(1);
+    };
+    return ParameterTable<List, 5>{
         .keys = {Number("N", &List::N, {0, List::kMaximum}, "IDS_REDEYE_POINTS", "number of clicks")
                      .Equals()
                      .Or(0)
                      .Digits(1),
-                 fraction, fraction, slider, slider},
+                 fraction(
+                     "X#", [](List& list, std::size_t i) -> double& { return list.points[i].X; }, "IDS_REDEYE_X",
+                     "place of a click from the left"),
+                 fraction(
+                     "Y#", [](List& list, std::size_t i) -> double& { return list.points[i].Y; }, "IDS_REDEYE_Y",
+                     "place of a click from the bottom"),
+                 slider(
+                     "E#", [](List& list, std::size_t i) -> std::int32_t& { return list.points[i].E; },
+                     "IDS_REDEYE_DARKEN", "darkening"),
+                 slider(
+                     "F#", [](List& list, std::size_t i) -> std::int32_t& { return list.points[i].F; },
+                     "IDS_REDEYE_SENSITIVITY", "sensitivity")},
         .minimumBuffer = 501};
-    auto& [count, x, y, e, f] = table.keys;
-    x.key = "X#";
-    x.label = "IDS_REDEYE_X";
-    x.meaning = "place of a click from the left";
-    x.field = [](List& list, std::size_t i) -> double& { return list.points[i].X; };
-    y.key = "Y#";
-    y.label = "IDS_REDEYE_Y";
-    y.meaning = "place of a click from the bottom";
-    y.field = [](List& list, std::size_t i) -> double& { return list.points[i].Y; };
-    e.key = "E#";
-    e.label = "IDS_REDEYE_DARKEN";
-    e.meaning = "darkening";
-    e.field = [](List& list, std::size_t i) -> std::int32_t& { return list.points[i].E; };
-    f.key = "F#";
-    f.label = "IDS_REDEYE_SENSITIVITY";
-    f.meaning = "sensitivity";
-    f.field = [](List& list, std::size_t i) -> std::int32_t& { return list.points[i].F; };
-    return table;
 }();
 
 inline constexpr Description kRedEye{.progId = "TMFilter.RedEye.1",

@@ -37,25 +37,30 @@ inline constexpr auto kGradCurvesText = [] {
                          .group = curves[i].name,
                          .index = i,
                          .digits = 2};
-        Parameter<Record> node{.key = {"x", curves[i].letter, "#"},
-                               .range = {0, CGradCurve::kLargest},
-                               .label = curves[i].in,
-                               .meaning = "tone of a node",
-                               .group = curves[i].name,
-                               .index = i * CGradCurve::kSlots,
-                               .count = CGradCurve::kSlots,
-                               .held = true};
-        node.field = [](Record& r, std::size_t at) -> std::int32_t& {
-            return r.curves[at / CGradCurve::kSlots].Slot(at % CGradCurve::kSlots).x;
+        const auto node = [&](const char* axis, Element<Record, std::int32_t> field, const char* label,
+                              const char* meaning) {
+            return Parameter<Record>{.key = {axis, curves[i].letter, "#"},
+                                     .field = field,
+                                     .range = {0, CGradCurve::kLargest},
+                                     .label = label,
+                                     .meaning = meaning,
+                                     .group = curves[i].name,
+                                     .index = i * CGradCurve::kSlots,
+                                     .count = CGradCurve::kSlots,
+                                     .held = true};
         };
-        table.keys[4 + i] = node;
-        node.key = {"y", curves[i].letter, "#"};
-        node.label = curves[i].out;
-        node.meaning = "what the tone becomes";
-        node.field = [](Record& r, std::size_t at) -> std::int32_t& {
-            return r.curves[at / CGradCurve::kSlots].Slot(at % CGradCurve::kSlots).y;
-        };
-        table.keys[8 + i] = node;
+        table.keys[4 + i] = node(
+            "x",
+            [](Record& r, std::size_t at) -> std::int32_t& {
+                return r.curves[at / CGradCurve::kSlots].Slot(at % CGradCurve::kSlots).x;
+            },
+            curves[i].in, "tone of a node");
+        table.keys[8 + i] = node(
+            "y",
+            [](Record& r, std::size_t at) -> std::int32_t& {
+                return r.curves[at / CGradCurve::kSlots].Slot(at % CGradCurve::kSlots).y;
+            },
+            curves[i].out, "what the tone becomes");
     }
     table.keys[12] = Flag("Linear", &Record::linear, "IDS_GRADCURVES_VIEW_SPLINE", "straight segments, no spline");
     table.keys[13] = Flag("YIQOn", &Record::yiqOn, "IDS_GRADCURVES_VIEW_YIQ", "the common curve maps the luminance");
