@@ -97,7 +97,8 @@ TEST(QvStringTest, CopiesShareUntilOneWrites) {
     EXPECT_EQ(two.Text(), block) << "a sole owner writes in place";
     three = "other";
     EXPECT_EQ(one.Count(), 1);
-    one = one;
+    const Opened& same = one;
+    one = same;
     EXPECT_STREQ(one, "share");
 }
 
@@ -400,7 +401,7 @@ TEST(QvStringTest, FormatTakesItsRoomFromTheEstimate) {
         text.Format(arguments...);
         return text.Data().allocLength;
     };
-    EXPECT_EQ(room("ab%%c"), 4);
+    EXPECT_EQ(room("ab%%c", 0), 4);
     EXPECT_EQ(room("x%d", 7), 33);
     EXPECT_EQ(room("%40d", 7), 40);
     EXPECT_EQ(room("%30.20u", 7u), 50);

@@ -88,7 +88,7 @@ TEST(Dust, RepairsSpecksButForTheEnds) {
     RepairSpecks(rows, specks, out);
     // blue (8 * 9 + 10) / 9, green (90 + 8) / 9, red 4 * 255 / 9; the pixel that is no speck and both ends stay
     EXPECT_EQ(out, (std::vector<std::uint8_t>{9, 0, 255, 9, 10, 113, 9, 8, 255, 0, 0, 0}));
-    for (const std::size_t width : {1, 2}) {
+    for (const std::size_t width : {1u, 2u}) {
         std::vector<std::uint8_t> few = middle;
         RepairSpecks(rows, specks, Row(few).first(width * 3));
         EXPECT_EQ(few, middle);

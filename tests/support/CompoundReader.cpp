@@ -19,7 +19,9 @@ void Owe(bool good, const std::string& what) {
 
 std::uint32_t U32(std::span<const std::uint8_t> bytes, std::size_t at) {
     Owe(at + 4 <= bytes.size(), "a number beyond the end");
-    return bytes[at] | bytes[at + 1] << 8 | bytes[at + 2] << 16 | std::uint32_t{bytes[at + 3]} << 24;
+    std::uint32_t number = 0;
+    for (std::size_t i = 4; i-- > 0;) number = number << 8 | bytes[at + i];
+    return number;
 }
 
 class Reader {
@@ -99,7 +101,7 @@ private:
     }
 
     std::u16string Name(std::uint32_t id) const {
-        const std::size_t units = (directory_[128 * id + 64] | directory_[128 * id + 65] << 8) / 2;
+        const std::size_t units = (directory_[128 * id + 64] + 256u * directory_[128 * id + 65]) / 2;
         Owe(units >= 2 && units <= 32, "the length of a name");
         std::u16string name;
         for (std::size_t i = 0; i < units; ++i)

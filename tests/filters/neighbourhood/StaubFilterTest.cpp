@@ -43,8 +43,9 @@ TEST(StaubFilter, EqualsACountOverThePicture) {
             const Picture picture = Picture::Random(width, height, static_cast<unsigned>(width + tolerance));
             const std::string text =
                 "MaxRgnSize=" + std::to_string(maxRegion) + ",GrayTolerance=" + std::to_string(tolerance);
-            const Picture want(width, height,
-                               [&](int x, int y) { return Repaired(picture, x, y, maxRegion, tolerance); });
+            const Picture want(width, height, [&, most = maxRegion, apart = tolerance](int x, int y) {
+                return Repaired(picture, x, y, most, apart);
+            });
             EXPECT_EQ(Apply(kStaub, text.c_str(), picture).Difference(want), "") << text;
         }
 }

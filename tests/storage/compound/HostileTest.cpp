@@ -37,7 +37,9 @@ public:
     const MemoryStore::Block& Block() const { return bytes_; }
     std::uint32_t Get(std::size_t at) const {
         const Bytes& b = *bytes_;
-        return b[at] | b[at + 1] << 8 | b[at + 2] << 16 | std::uint32_t{b[at + 3]} << 24;
+        std::uint32_t number = 0;
+        for (std::size_t i = 4; i-- > 0;) number = number << 8 | b[at + i];
+        return number;
     }
     void Put(std::size_t at, std::uint32_t value) {
         for (std::size_t i = 0; i < 4; ++i) (*bytes_)[at + i] = static_cast<std::uint8_t>(value >> (8 * i));
