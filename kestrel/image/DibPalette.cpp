@@ -42,7 +42,7 @@ void DibMapToPalette(DibPtr& dib, const Palette* given) {
     if (!dib || (dib->biBitCount != 4 && dib->biBitCount != 8)) return;
     if (dib->biCompression > kDibRunLength8 || palette.Colors().empty()) return;
     DibImageSize(dib.get());
-    if (!MakePlain(dib.get(), RunLength::RecordedSize)) return;
+    if (!MakePlain(dib.get())) return;
 
     std::uint8_t map[256] = {};
     const std::uint8_t* table = DibColorTable(dib.get());

@@ -101,30 +101,20 @@ void ExpandRuns(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) {
 
 }  // namespace
 
-bool PeekDibRecord(ByteReader& source, Dib& header) {
-    const std::uint64_t start = source.Position();
-    Layout layout;
-    const bool whole = ReadHeader(source, layout);
-    header = layout.header;
-    return source.Seek(start) && whole;
-}
-
-bool MakePlain(Dib* dib, RunLength extent) {
+bool MakePlain(Dib* dib) {
     if (dib->biCompression == kDibRunLength8) {
         const std::size_t size = dib->biSizeImage;
-        const auto rows = static_cast<std::size_t>(WalkedImageBytes(dib));
-        const std::size_t room = extent == RunLength::WholeRows ? std::max(size, rows) : size;
         std::uint8_t* image = reinterpret_cast<std::uint8_t*>(dib) + PixelOffset(dib);
-        const std::unique_ptr<std::uint8_t[]> scratch(new (std::nothrow) std::uint8_t[room]());
+        const std::unique_ptr<std::uint8_t[]> scratch(new (std::nothrow) std::uint8_t[size]());
         if (!scratch) return false;
-        ExpandRuns({image, size}, {scratch.get(), room});
-        std::memcpy(image, scratch.get(), room);
+        ExpandRuns({image, size}, {scratch.get(), size});
+        std::memcpy(image, scratch.get(), size);
     }
     dib->biCompression = kDibPlain;
     return true;
 }
 
-Dib* ReadDibRecord(ByteReader& source, RunLength extent) {
+Dib* ReadDibRecord(ByteReader& source) {
     Layout layout;
     if (!ReadHeader(source, layout)) return nullptr;
     const Dib& header = layout.header;
@@ -142,7 +132,7 @@ Dib* ReadDibRecord(ByteReader& source, RunLength extent) {
     if (!source.Seek(layout.pixelsAt)) return nullptr;
     // Bit fields lose their three masks here: the image lies where it is looked for once it counts as plain.
     if (source.Read(bytes + tableEnd, header.biSizeImage) != header.biSizeImage) return nullptr;
-    if (!MakePlain(dib.get(), extent)) return nullptr;
+    if (!MakePlain(dib.get())) return nullptr;
     return dib.release();
 }
 
@@ -151,7 +141,7 @@ Dib* DibOpenFile(const char* fileName) {
     std::FILE* file = std::fopen(fileName, "rb");
     if (!file) return DibModule::Main().Find(fileName);
     ByteReader source(file);
-    Dib* dib = ReadDibRecord(source, RunLength::RecordedSize);
+    Dib* dib = ReadDibRecord(source);
     std::fclose(file);
     return dib;
 }
@@ -160,7 +150,7 @@ Dib* DibReadDib(std::FILE* file, std::int64_t offset) {
     if (!file || offset < 0) return nullptr;
     ByteReader source(file);
     if (!source.Seek(static_cast<std::uint64_t>(offset))) return nullptr;
-    return ReadDibRecord(source, RunLength::RecordedSize);
+    return ReadDibRecord(source);
 }
 
 Dib* DibOpenFromModule(const char* name, DibModule* module) {
@@ -168,7 +158,7 @@ Dib* DibOpenFromModule(const char* name, DibModule* module) {
     if (!dib) return nullptr;
     DibImageSize(dib);
     DibColorCount(dib);
-    return MakePlain(dib, RunLength::RecordedSize) ? dib : nullptr;
+    return MakePlain(dib) ? dib : nullptr;
 }
 
 }  // namespace kestrel
