@@ -11,6 +11,16 @@ find_package(nlohmann_json REQUIRED)
 find_package(SQLite3 REQUIRED)
 pkg_check_modules(PANGOCAIRO REQUIRED IMPORTED_TARGET pangocairo)
 
+# The dialogs; nothing else knows Qt.
+set(KESTREL_WITH_DIALOGS OFF)
+if(KESTREL_BUILD_DIALOGS STREQUAL "AUTO")
+    find_package(Qt6 6.4 QUIET COMPONENTS Widgets)
+    set(KESTREL_WITH_DIALOGS ${Qt6_FOUND})
+elseif(KESTREL_BUILD_DIALOGS)
+    find_package(Qt6 6.4 REQUIRED COMPONENTS Widgets)
+    set(KESTREL_WITH_DIALOGS ON)
+endif()
+
 # Loaded at run time, by the first file that needs them.
 pkg_check_modules(LIBTIFF REQUIRED libtiff-4)
 pkg_check_modules(LIBRAW REQUIRED libraw_r)

@@ -1,14 +1,25 @@
 # What an installed Kestrel is: the shared library, its headers, the program, the manual page, and the two ways to be
-# found (a CMake package and a pkg-config file), both of which may be moved with the prefix.
+# found (a CMake package and a pkg-config file), both of which may be moved with the prefix. The dialogs come with them
+# when they are built.
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kestrel)
 
+add_custom_target(kestrel_installed DEPENDS kestrel_shared kestrel_app)
 install(TARGETS kestrel_shared EXPORT kestrelTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+if(KESTREL_WITH_DIALOGS)
+    add_dependencies(kestrel_installed kestrel_dialogs)
+    set_target_properties(kestrel_dialogs PROPERTIES INSTALL_RPATH "$ORIGIN")
+    install(TARGETS kestrel_dialogs EXPORT kestrelDialogsTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    install(EXPORT kestrelDialogsTargets NAMESPACE kestrel:: DESTINATION ${package_dir})
+endif()
 # Filters are reached by their ProgID, kernels and passes by the filters; none is an interface. A header of another
 # folder that is no interface says so in its comment.
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/kestrel/*.h)
 list(FILTER headers EXCLUDE REGEX "-inl\\.h$|^kestrel/(kernels|passes|filters)/")
+if(NOT KESTREL_WITH_DIALOGS)
+    list(FILTER headers EXCLUDE REGEX "^kestrel/dialogs/")
+endif()
 foreach(header ${headers})
     file(STRINGS ${header} internal REGEX "Not installed")
     if(NOT internal)
@@ -32,3 +43,7 @@ install(FILES ${PROJECT_BINARY_DIR}/kestrelConfig.cmake ${PROJECT_BINARY_DIR}/ke
 file(RELATIVE_PATH to_prefix "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/kestrel.pc.in ${PROJECT_BINARY_DIR}/kestrel.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kestrel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+if(KESTREL_WITH_DIALOGS)
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/kestrel-dialogs.pc.in ${PROJECT_BINARY_DIR}/kestrel-dialogs.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/kestrel-dialogs.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endif()

@@ -28,7 +28,7 @@ cairo           kestrel/host
 sqlite3.h       kestrel/settings
 CLI/            apps/kestrel
 nlohmann/       apps/kestrel
-Q               kestrel/dialogs apps/darkroom
+Q               kestrel/dialogs apps/kestrel-dialog apps/darkroom
 '
 
 find kestrel apps -type f \( -name '*.h' -o -name '*.cpp' \) -print0 | xargs -0 grep -Hn '^[[:space:]]*#[[:space:]]*include' |

@@ -26,6 +26,11 @@ run(${WORK}/build/consumer ${WORK}/in.png)
 message(STATUS "${output}")
 run(${WORK}/build/example ${WORK}/in.png ${WORK}/out.png)
 
+if(EXISTS ${WORK}/build/dialogs)
+    set(ENV{QT_QPA_PLATFORM} offscreen)
+    run(${WORK}/build/dialogs)
+endif()
+
 file(READ ${CMAKE_CURRENT_LIST_DIR}/example.cpp example)
 file(READ ${CMAKE_CURRENT_LIST_DIR}/../../README.md readme)
 string(FIND "${readme}" "${example}" found)
