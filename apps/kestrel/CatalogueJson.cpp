@@ -50,16 +50,26 @@ Json KeysAsJson(std::span<const kestrel::KeyInfo> alike, std::optional<kestrel::
         entry["default"] = key.value;
     else
         for (const auto& other : alike) entry["default"].push_back(other.value);
-    for (const auto& choice : key.choices)
-        entry["choices"].push_back({{"value", choice.value}, {"label", choice.label}, {"words", choice.words}});
+    const auto addText = [&](Json& to, const char* name, const std::string& label) {
+        const auto text = language ? kestrel::BuiltInText(label, *language) : std::nullopt;
+        if (text) to[name] = *text;
+    };
+    for (const auto& choice : key.choices) {
+        Json one{{"value", choice.value}, {"label", choice.label}, {"words", choice.words}};
+        addText(one, "labelText", choice.label);
+        entry["choices"].push_back(one);
+    }
     add("group", key.group, !key.group.empty());
     add("meaning", key.meaning, true);
     add("caption", key.caption, !key.caption.empty());
     add("label", key.label, !key.label.empty());
-    if (language) {
-        if (const auto text = kestrel::BuiltInText(key.caption, *language)) entry["captionText"] = *text;
-        if (const auto text = kestrel::BuiltInText(key.label, *language)) entry["labelText"] = *text;
-    }
+    add("farLabel", key.farLabel, !key.farLabel.empty());
+    add("otherLabel", key.otherLabel, !key.otherLabel.empty());
+    add("otherWhen", key.otherWhen, !key.otherWhen.empty());
+    addText(entry, "captionText", key.caption);
+    addText(entry, "labelText", key.label);
+    addText(entry, "farLabelText", key.farLabel);
+    addText(entry, "otherLabelText", key.otherLabel);
     return entry;
 }
 

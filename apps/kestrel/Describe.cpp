@@ -48,10 +48,17 @@ std::string Meaning(const kestrel::KeyInfo& key) {
     return meaning;
 }
 
-/// What a dialog writes beside the control of this key: "Rot: Sättigung".
+/// What a dialog writes beside the control of this key: "Rot: Sättigung", "Alle Farben: Cyan – Rot".
 std::string Label(const kestrel::KeyInfo& key, kestrel::Language language) {
-    std::string label = kestrel::BuiltInText(key.label, language).value_or("");
-    if (const auto caption = kestrel::BuiltInText(key.caption, language)) label = *caption + ": " + label;
+    const auto text = [language](const std::string& name) { return kestrel::BuiltInText(name, language).value_or(""); };
+    std::string label = kestrel::LineOf(text(key.label), key.channel);
+    if (!key.farLabel.empty()) label += " – " + text(key.farLabel);
+    if (!key.caption.empty()) label = text(key.caption) + ": " + label;
+    const char* separator = ": ";
+    for (const auto& choice : key.choices) {
+        label += fmt::format("{}{} {}", separator, choice.value, text(choice.label));
+        separator = ", ";
+    }
     std::replace(label.begin(), label.end(), '\n', ' ');
     return label;
 }

@@ -49,6 +49,12 @@ using Field =
     std::variant<std::monostate, std::int32_t Record::*, std::uint8_t Record::*, bool Record::*, double Record::*,
                  std::string Record::*, Element<Record, std::int32_t>, Element<Record, bool>, Element<Record, double>>;
 
+/// Another label that a parameter has while the flag of another key is set.
+struct Relabeling {
+    KeyName flag{};
+    const char* label = "";
+};
+
 inline constexpr int kAsWritten = -1;     ///< digits: those of the written form
 inline constexpr int kNowhere = INT_MAX;  ///< place: not in the default text
 
@@ -66,10 +72,12 @@ struct Parameter {
     KeyName key{};  ///< with a '#' in place of the number when `count` is above 1
     Field<Record> field{};
     Range range{};
-    const char* label = "";    ///< key of the translated label
-    const char* meaning = "";  ///< in English, a few words
-    const char* group = "";    ///< what the key is one of several alike for: "reds"
-    const char* caption = "";  ///< key of the translated caption that the label stands under in a dialog
+    const char* label = "";     ///< key of the translated label; empty: no dialog shows the parameter
+    const char* meaning = "";   ///< in English, a few words
+    const char* group = "";     ///< what the key is one of several alike for: "reds"
+    const char* caption = "";   ///< key of the translated caption that the label stands under in a dialog
+    const char* farLabel = "";  ///< key of the label at the upper end, when `label` is the lower end's
+    Relabeling relabeled{};
     Unit unit = Unit::None;
     Channel channel = Channel::None;
     bool color = false;                 ///< a whole color in one number
@@ -120,6 +128,16 @@ struct Parameter {
     /// A dialog shows it under a caption.
     constexpr Parameter Under(const char* captionKey) {
         caption = captionKey;
+        return *this;
+    }
+    /// A slider has a label at either end.
+    constexpr Parameter To(const char* labelKey) {
+        farLabel = labelKey;
+        return *this;
+    }
+    /// Part of a color that three keys hold together.
+    constexpr Parameter PartOf(Channel part) {
+        channel = part;
         return *this;
     }
     constexpr Parameter When(bool (*written)(const Record&)) {
@@ -196,9 +214,7 @@ constexpr Parameter<RecordOf<As, Owner>> Flag(KeyName key, bool Owner::*field, c
 template <class As = void, class Owner>
 constexpr Parameter<RecordOf<As, Owner>> ColorPart(Channel channel, KeyName key, std::uint8_t Owner::*field,
                                                    const char* label, const char* meaning) {
-    auto row = Number<As>(key, field, {0, 255}, label, meaning);
-    row.channel = channel;
-    return row;
+    return Number<As>(key, field, {0, 255}, label, meaning).PartOf(channel);
 }
 
 template <class Owner>

@@ -1,5 +1,6 @@
 #include "kestrel/parameters/ParameterInfo.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace kestrel {
@@ -18,6 +19,13 @@ const char* NameOf(Unit unit) {
 const char* NameOf(Channel channel) {
     constexpr const char* names[] = {"", "red", "green", "blue"};
     return names[static_cast<std::size_t>(channel)];
+}
+
+std::string LineOf(std::string_view label, Channel channel) {
+    if (channel == Channel::None || label.find('\n') == label.npos) return std::string(label);
+    for (int skip = static_cast<int>(channel) - static_cast<int>(Channel::Red); skip > 0; --skip)
+        label.remove_prefix(std::min(label.find('\n'), label.size() - 1) + 1);
+    return std::string(label.substr(0, label.find('\n')));
 }
 
 std::vector<std::span<const KeyInfo>> OfferedKeys(const ParameterInfo& info) {

@@ -2,6 +2,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kestrel/foundation/Export.h"
@@ -28,6 +29,9 @@ KESTREL_API const char* NameOf(Kind kind);
 KESTREL_API const char* NameOf(Unit unit);
 KESTREL_API const char* NameOf(Channel channel);
 
+/// The line of a label that belongs to a channel: "Green" of "Red\nGreen\nBlue". A label of one line stays whole.
+KESTREL_API std::string LineOf(std::string_view label, Channel channel);
+
 /// One of the values that a key with a few fixed values takes.
 struct Choice {
     int value;
@@ -46,16 +50,20 @@ struct KeyInfo {
     bool ranged = false;  ///< a dialog offers `minimum` to `maximum`; a text may hold any other number
     double minimum = 0;
     double maximum = 0;
-    std::optional<double> special;    ///< the one value outside the range that has a meaning
-    bool held = false;                ///< the reader brings numbers into the range
-    bool anySeparator = false;        ///< any one character may stand between key and value, not "=" only
-    bool hexadecimal = false;         ///< the number is written in hexadecimal
-    std::optional<int> active;        ///< the filter does nothing unless this key has this value
-    std::string value;                ///< of a fresh filter, as text
-    std::string label;                ///< key of the translated label
-    std::string meaning;              ///< in English, a few words
-    std::string group;                ///< what the key is one of several alike for: "reds"; empty for none
-    std::string caption;              ///< key of the translated caption that the label stands under; empty for none
+    std::optional<double> special;  ///< the one value outside the range that has a meaning
+    bool held = false;              ///< the reader brings numbers into the range
+    bool anySeparator = false;      ///< any one character may stand between key and value, not "=" only
+    bool hexadecimal = false;       ///< the number is written in hexadecimal
+    std::optional<int> active;      ///< the filter does nothing unless this key has this value
+    std::string value;              ///< of a fresh filter, as text
+    std::string label;       ///< key of the translated label; empty: no dialog shows the parameter. A label of three
+                             ///< lines that the parts of a color share has a line for each
+    std::string farLabel;    ///< key of the label at the upper end of a slider; `label` is then the lower end's
+    std::string otherLabel;  ///< key of the label while the flag `otherWhen` is set; empty for none
+    std::string otherWhen;   ///< a key of the same filter
+    std::string meaning;     ///< in English, a few words
+    std::string group;       ///< what the key is one of several alike for: "reds"; empty for none
+    std::string caption;     ///< key of the translated caption that the label stands under; empty for none
     std::span<const Choice> choices;  ///< static; empty unless `kind` is `Kind::Choice`
 };
 

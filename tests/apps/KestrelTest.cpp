@@ -582,7 +582,18 @@ TEST_F(KestrelTest, SpeaksFiveLanguages) {
     EXPECT_NE(told.find("-100 to 100  0        Luminosit\xC3\xA9\n"), std::string::npos) << told;
     EXPECT_NE(Run("describe Invert --json --lang es").out.find("\"labelText\": \"Invertir imagen\""),
               std::string::npos);
-    EXPECT_NE(Run("describe HSB --lang de").out.find("Rot: Farbton\n"), std::string::npos);
+    const struct {
+        const char* command;
+        const char* said;
+    } labels[] = {{"HSB --lang de", "Rot: Farbton\n"},
+                  {"Gamma --lang en", "All Colors: Shadows – Highlights\n"},
+                  {"Gamma --lang en", "Red: Hue\n"},
+                  {"Gamma --lang en", "Red: Cyan – Red\n"},
+                  {"WhiteBlackGrey --lang fr", ": Vert\n"},
+                  {"PrintCrop --lang es", "0 Pulgadas, 1 Centímetros\n"},
+                  {"RgbMixer --json --lang en", "\"otherLabelText\": \"Red Offset\""}};
+    for (const auto& [command, said] : labels)
+        EXPECT_NE(Run(std::string("describe ") + command).out.find(said), std::string::npos) << command << ": " << said;
     EXPECT_NE(Run("describe HSB --json --lang de").out.find("\"captionText\": \"Alle Farben\""), std::string::npos);
 }
 

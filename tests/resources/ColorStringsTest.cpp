@@ -90,19 +90,25 @@ TEST_F(ColorStrings, EveryKeyThatADialogShowsHasALabel) {
         "TMFilter.Rauchglas.1 BordersizeOn", "TMFilter.Rauchglas.1 TotalHori", "TMFilter.Rauchglas.1 TotalVerti",
         "TMFilter.GradCurves.1 nL",          "TMFilter.GradCurves.1 nR",       "TMFilter.GradCurves.1 nG",
         "TMFilter.GradCurves.1 nB",          "TMFilter.GradCurves.1 FilterOn", "TMFilter.WhiteBlackGrey.1 FilterOn"};
-    const std::set<std::string> ofSeveralKeys = {"IDS_TEXT_FONT", "IDS_WHITEBLACKGREY_RGB", "IDS_ROTCROP_LINE_START",
-                                                 "IDS_ROTCROP_LINE_END"};
+    const std::set<std::string> ofSeveralKeys = {"IDS_TEXT_FONT", "IDS_ROTCROP_LINE_START", "IDS_ROTCROP_LINE_END"};
     for (const ClassRow& row : ClassTable()) {
         if (!row.IsFilter()) continue;
         std::set<std::string> used;
-        for (const KeyInfo& key : row.parameters().keys) {
+        const ParameterInfo info = row.parameters();
+        for (const KeyInfo& key : info.keys) {
             if (key.role != Role::Setting) continue;
             const std::string name = std::string(row.description->progId) + " " + key.key;
             EXPECT_EQ(strings.Has(key.label), !hidden.count(name)) << name << ": " << key.label;
             EXPECT_TRUE(key.caption.empty() || strings.Has(key.caption)) << name << ": " << key.caption;
             EXPECT_FALSE(key.label.ends_with("_NAME")) << name << " is labeled as the filter is";
+            EXPECT_TRUE(key.farLabel.empty() || strings.Has(key.farLabel)) << name << ": " << key.farLabel;
+            EXPECT_TRUE(key.otherLabel.empty() || strings.Has(key.otherLabel)) << name << ": " << key.otherLabel;
+            EXPECT_EQ(std::count_if(info.keys.begin(), info.keys.end(),
+                                    [&](const KeyInfo& flag) { return flag.key == key.otherWhen; }),
+                      key.otherLabel.empty() ? 0 : 1)
+                << name << ": " << key.otherWhen;
             for (const Choice& choice : key.choices)
-                EXPECT_TRUE(!*choice.label || strings.Has(choice.label)) << name << ": " << choice.label;
+                EXPECT_TRUE(strings.Has(choice.label)) << name << ": " << choice.label;
             const bool shares = key.channel != Channel::None || !key.list.empty() || ofSeveralKeys.count(key.label);
             EXPECT_TRUE(key.label.empty() || shares || used.insert(key.caption + key.label).second)
                 << name << " is labeled as another key is: " << key.label;

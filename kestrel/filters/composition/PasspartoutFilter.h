@@ -4,10 +4,14 @@
 
 namespace kestrel {
 
+/// The keys of either way to give the size stand under the label of that way.
+inline constexpr Choice kBoardSizes[] = {{1, "IDS_PASS_BORDERSIZE", "borders"},
+                                         {0, "IDS_PASS_OBJECTSIZE", "total size"}};
+
 inline constexpr ParameterTable<BoardParameters, 12> kPasspartoutText{
     .keys =
-        {Flag("BordersizeOn", &BoardParameters::bordersizeOn, "IDS_PASS_BORDERSIZE",
-              "the borders count, not the total size"),
+        {Flag("BordersizeOn", &BoardParameters::bordersizeOn, "IDS_PASS_BORDERSIZE", "what gives the size of the board")
+             .OneOf(kBoardSizes),
          Number("Borderhori", &BoardParameters::borderHori, {-50, 1000}, "IDS_PASS_BORDERHORI", "left and right border",
                 Unit::Pixels)
              .Under("IDS_PASS_BORDERSIZE"),

@@ -21,13 +21,17 @@ struct SchattenParameters {
 inline constexpr auto kLightOnKey = OldKey<SchattenParameters>("LightOn", "0 takes the relief away");
 inline constexpr auto kShadowOnKey = OldKey<SchattenParameters>("ShadowOn", "the shadow is full, or none");
 
+inline constexpr Choice kShadowKinds[] = {{0, "IDS_SCHATTEN_SCHLAGSCHATTEN", "drop shadow"},
+                                          {1, "IDS_SCHATTEN_INNEN", "inner shadow"}};
+
 inline constexpr ParameterTable<SchattenParameters, 12> kSchattenText{
     .keys = {Number("LightDirection", &SchattenParameters::lightDirection, {0, 3600}, "IDS_SCHATTEN_RICHTUNG",
                     "where the light comes from", Unit::TenthsOfDegree)
                  .Digits(4)
                  .ResetAt(-1),
-             Flag("InnerOn", &SchattenParameters::innerOn, "IDS_SCHATTEN_INNEN", "the shadow falls into the picture")
-                 .Under("IDS_SCHATTEN_SCHATTEN"),
+             Flag("InnerOn", &SchattenParameters::innerOn, "IDS_SCHATTEN_INNEN", "where the shadow falls")
+                 .Under("IDS_SCHATTEN_SCHATTEN")
+                 .OneOf(kShadowKinds),
              Percent("LightIntensity", &SchattenParameters::lightIntensity, "IDS_SCHATTEN_INTENSITAET",
                      "strength of the relief")
                  .Under("IDS_SCHATTEN_BELEUCHTUNG")

@@ -14,6 +14,8 @@ struct SoftFrameParameters {
     std::int32_t version = 0;  ///< texts of version 0 count in pixels, whatever `calcPix` says
 };
 
+inline constexpr Choice kFadeUnits[] = {{0, "IDS_SOFTFRAME_PERCENT", "percent"}, {1, "IDS_SOFTFRAME_PIXEL", "pixels"}};
+
 inline constexpr ParameterTable<SoftFrameParameters, 8> kSoftFrameText{
     .keys = {Number("FrameWidth", &SoftFrameParameters::frameWidth, {0, 100}, "IDS_SOFTFRAME_WIDTH",
                     "width of the fade, pixels or percent of half the longer side")
@@ -31,7 +33,10 @@ inline constexpr ParameterTable<SoftFrameParameters, 8> kSoftFrameText{
              Flag("Links", &SoftFrameParameters::left, "IDS_SOFTFRAME_LEFT", "the left edge fades")
                  .Under("IDS_SOFTFRAME_CHOOSEEDGES")
                  .ResetAt(2),
-             Flag("CalcPix", &SoftFrameParameters::calcPix, "IDS_SOFTFRAME_PIXEL", "the width is in pixels").NotReset(),
+             Flag("CalcPix", &SoftFrameParameters::calcPix, "IDS_SOFTFRAME_UNIT", "unit of the width")
+                 .Under("IDS_SOFTFRAME_WIDTH")
+                 .OneOf(kFadeUnits)
+                 .NotReset(),
              Number("Ver", &SoftFrameParameters::version, {}, "", "version of the text; below 1 the width is in pixels")
                  .Digits(1)
                  .NotCompared()

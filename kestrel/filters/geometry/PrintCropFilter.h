@@ -16,6 +16,8 @@ struct PrintCropRecord {
     bool fixedPpi = false;
 };
 
+inline constexpr Choice kPrintUnits[] = {{0, "IDS_PRINTCROP_INCH", "inches"}, {1, "IDS_PRINTCROP_CM", "centimetres"}};
+
 inline constexpr ParameterTable<PrintCropRecord, 9> kPrintCropText{
     .keys =
         {Number("MarginL", &PrintCropRecord::marginL, {0, 1}, "IDS_PRINTCROP_LEFT", "left edge of the cut",
@@ -35,6 +37,7 @@ inline constexpr ParameterTable<PrintCropRecord, 9> kPrintCropText{
              .HeldOr(10),
          Number("Measur", &PrintCropRecord::measure, {0, 1}, "IDS_PRINTCROP_MEASURE",
                 "unit of width and height, the host's")
+             .OneOf(kPrintUnits)
              .HeldOr(1),
          Number("PPI", &PrintCropRecord::ppi, {0.1, 10000}, "IDS_PRINTCROP_PPI", "resolution of the print, pixels",
                 Unit::PerInch)

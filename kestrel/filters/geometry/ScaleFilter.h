@@ -14,9 +14,9 @@ struct ScaleParameters {
     bool scaleThrough = false;
 };
 
-inline constexpr Choice kProportions[] = {{0, "", "free"},
+inline constexpr Choice kProportions[] = {{0, "IDS_SCALE_PROP_FREE", "free"},
                                           {1, "IDS_SCALE_PROP", "Maintain proportions"},
-                                          {2, "", "kept, and the box turns with the picture"}};
+                                          {2, "IDS_SCALE_PROP_TURN", "kept, and the box turns with the picture"}};
 
 inline constexpr ParameterTable<ScaleParameters, 6> kScaleText{
     .keys = {Number("KeepProportions", &ScaleParameters::proportions, {0, 2}, "IDS_SCALE_PROP", "proportions")

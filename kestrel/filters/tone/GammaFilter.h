@@ -24,15 +24,16 @@ inline constexpr auto kGammaText = [] {
     struct Slider {
         const char* number;
         const char* label;
+        const char* farLabel;
         const char* meaning;
         const char* oldKey;  ///< for all colours, in older texts
     };
     constexpr std::array<Slider, Record::kSliders> sliders = {
-        {{"1", "IDS_CCEX_SLIDER1", "turn of the hue that is the centre", nullptr},
-         {"2", "IDS_CCEX_SLIDER2", "from cyan to red", "Red"},
-         {"3", "IDS_CCEX_SLIDER3", "from magenta to green", "Green"},
-         {"4", "IDS_CCEX_SLIDER4", "from yellow to blue", "Blue"},
-         {"5", "IDS_CCEX_SLIDER5", "brightness", nullptr}}};
+        {{"1", "IDS_CCEX_SLIDER1", "", "turn of the hue that is the centre", nullptr},
+         {"2", "IDS_CCEX_SLIDER2", "IDS_CCEX_SLIDER2_R", "from cyan to red", "Red"},
+         {"3", "IDS_CCEX_SLIDER3", "IDS_CCEX_SLIDER3_R", "from magenta to green", "Green"},
+         {"4", "IDS_CCEX_SLIDER4", "IDS_CCEX_SLIDER4_R", "from yellow to blue", "Blue"},
+         {"5", "IDS_CCEX_SLIDER5", "", "brightness", nullptr}}};
     constexpr std::array<const char*, Record::kRanges> captions = {
         "IDS_CCEX_ALLCOLORS", "IDS_CCEX_RED",  "IDS_CCEX_YELLOW", "IDS_CCEX_GREEN",
         "IDS_CCEX_CYAN",      "IDS_CCEX_BLUE", "IDS_CCEX_MAGENTA"};
@@ -57,6 +58,7 @@ inline constexpr auto kGammaText = [] {
                                 .meaning = isScope ? "scope, from shadows to highlights" : slider.meaning,
                                 .group = range == 0 ? kAllColors : kColorRanges[range - 1].name,
                                 .caption = captions[range],
+                                .farLabel = isScope ? "IDS_CCEX_SLIDER1_ALL_R" : slider.farLabel,
                                 .unit = isCentre ? Unit::Degrees : Unit::None,
                                 .index = i};
     }

@@ -34,12 +34,15 @@ inline constexpr auto kRgbMixerText = [] {
         const char* letter;
         double limit;
         const char* label;
+        const char* flag;        ///< while it is set for the row
+        const char* otherLabel;  ///< this is the label
         const char* meaning;
     };
-    constexpr std::array<Weight, 4> weights = {{{"R", 200, "IDS_RGBMIXER_SLIDER_RED", "share of red"},
-                                                {"G", 200, "IDS_RGBMIXER_SLIDER_GREEN", "share of green"},
-                                                {"B", 200, "IDS_RGBMIXER_SLIDER_BLUE", "share of blue"},
-                                                {"C", 100, "IDS_RGBMIXER_SLIDER_CONST", "brightness or gamma"}}};
+    constexpr std::array<Weight, 4> weights = {
+        {{"R", 200, "IDS_RGBMIXER_SLIDER_RED", "BRgb", "IDS_RGBMIXER_SLIDER_RED_REL", "share of red"},
+         {"G", 200, "IDS_RGBMIXER_SLIDER_GREEN", "BRgb", "IDS_RGBMIXER_SLIDER_GREEN_REL", "share of green"},
+         {"B", 200, "IDS_RGBMIXER_SLIDER_BLUE", "BRgb", "IDS_RGBMIXER_SLIDER_BLUE_REL", "share of blue"},
+         {"C", 100, "IDS_RGBMIXER_SLIDER_CONST", "BCon", "IDS_RGBMIXER_SLIDER_CONST_REL", "brightness or gamma"}}};
     constexpr int kWeightsPlace = 5;  // in the default text, after the flags of the four rows
     ParameterTable<Record, 29> table{.keys = {}, .minimumBuffer = 501};
     std::size_t n = 0;
@@ -80,6 +83,7 @@ inline constexpr auto kRgbMixerText = [] {
             .meaning = weight.meaning,
             .group = rows[i / 4].name,
             .caption = rows[i / 4].caption,
+            .relabeled = {.flag = {weight.flag, rows[i / 4].number}, .label = weight.otherLabel},
             .unit = i % 4 < 3 ? Unit::Percent : Unit::None,
             .index = i,
             .before = i % 4 == 0 ? "," : nullptr,

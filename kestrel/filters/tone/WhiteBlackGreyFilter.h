@@ -25,12 +25,15 @@ inline constexpr Choice kBalanceMethods[] = {{0, "IDS_WHITEBLACKGREY_MODELINEAR"
 inline constexpr ParameterTable<WhiteBlackGreyParameters, 6> kWhiteBlackGreyText{
     .keys = {Number("RedG", &WhiteBlackGreyParameters::redG, {0, 255}, "IDS_WHITEBLACKGREY_RGB",
                     "red of the colour that becomes grey")
+                 .PartOf(Channel::Red)
                  .Under("IDS_WHITEBLACKGREY_COLOR"),
              Number("GreenG", &WhiteBlackGreyParameters::greenG, {0, 255}, "IDS_WHITEBLACKGREY_RGB",
                     "green of the colour that becomes grey")
+                 .PartOf(Channel::Green)
                  .Under("IDS_WHITEBLACKGREY_COLOR"),
              Number("BlueG", &WhiteBlackGreyParameters::blueG, {0, 255}, "IDS_WHITEBLACKGREY_RGB",
                     "blue of the colour that becomes grey")
+                 .PartOf(Channel::Blue)
                  .Under("IDS_WHITEBLACKGREY_COLOR"),
              Number("Mode", &WhiteBlackGreyParameters::mode, {0, 3}, "IDS_WHITEBLACKGREY_MODES", "method")
                  .OneOf(kBalanceMethods)
