@@ -9,7 +9,7 @@ namespace kestrel {
 struct IFilterPixels : IUnknown {
     static constexpr GUID kIid = MakeGuid("{DC348B86-A07B-41AF-9424-161D51EA7710}");
 
-    /// Makes the window of this link's output picture that starts at (`srcX`, `srcY`) and puts it into the caller's
+    /// Makes the part of this link's output picture that starts at (`srcX`, `srcY`) and puts it into the caller's
     /// rows with its corner at (`dstX`, `dstY`). Rows are blue, green, red; a mask byte of 0 is visible, 255 nothing.
     /// Row 0 is the bottom row. 0 is done; anything else is not done, and the next request computes again.
     virtual HRESULT TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height,

@@ -252,50 +252,50 @@ HRESULT CPdibFilter::PassAlong18(void* value) {
 HRESULT CPdibFilter::TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height,
                                    std::uint8_t* const* rows, std::uint8_t* const* maskRows) {
     try {
-        return TransformWindow({dstX, dstY, srcX, srcY, std::max(width, 0), std::max(height, 0), rows, maskRows});
+        return MakePixels({dstX, dstY, srcX, srcY, std::max(width, 0), std::max(height, 0), rows, maskRows});
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;
     }
 }
 
-HRESULT CPdibFilter::TransformWindow(const Window& window) {
+FilterResult CPdibFilter::MakePixels(const PixelRequest& request) {
     if (!m_Upstream) {
         m_Dirty = false;
         return E_FAIL;
     }
-    const HRESULT result = FetchUpstream(window);
-    m_Dirty = m_UpstreamDirty = result != S_OK;
+    const FilterResult result = FetchUpstream(request);
+    m_Dirty = m_UpstreamDirty = result.Failed();
     return result;
 }
 
-HRESULT CPdibFilter::Finished(HRESULT result) {
-    if (result == S_OK)
+FilterResult CPdibFilter::Finished(FilterResult result) {
+    if (result.Ok())
         m_Dirty = m_UpstreamDirty = false;
     else
         m_Dirty = true;
     return result;
 }
 
-HRESULT CPdibFilter::FetchUpstream(const Window& window) {
-    const HRESULT result = m_Upstream
-                               ? m_Upstream->TransformArea(window.dstX, window.dstY, window.srcX, window.srcY,
-                                                           window.width, window.height, window.rows, window.maskRows)
-                               : E_FAIL;
+FilterResult CPdibFilter::FetchUpstream(const PixelRequest& request) {
+    const HRESULT result =
+        m_Upstream ? m_Upstream->TransformArea(request.dstX, request.dstY, request.srcX, request.srcY, request.width,
+                                               request.height, request.rows, request.maskRows)
+                   : E_FAIL;
     if (result != S_OK && !Aborted()) m_Dirty = true;
     return result;
 }
 
-HRESULT CPdibFilter::FetchWhole(CWorkImage& image, int x, int y) {
+FilterResult CPdibFilter::FetchWhole(CWorkImage& image, int x, int y) {
     return FetchUpstream({x, y, 0, 0, m_InActive.Width, m_InActive.Height, image.Rows(), image.MaskRows()});
 }
 
-HRESULT CPdibFilter::FetchIntoCache() {
+FilterResult CPdibFilter::FetchIntoCache() {
     EnsureWorkImages(0, 0, m_InActive.Width, m_InActive.Height);
     m_Cache->Clear();  // what no input covers is nothing
     return FetchWhole(*m_Cache);
 }
 
-HRESULT CPdibFilter::FetchIntoWork(int border, int cacheWidth, int cacheHeight) {
+FilterResult CPdibFilter::FetchIntoWork(int border, int cacheWidth, int cacheHeight) {
     if (std::max(m_InActive.Width, m_InActive.Height) > std::numeric_limits<int>::max() - 2 * border)
         throw std::bad_alloc();
     EnsureWorkImages(m_InActive.Width + 2 * border, m_InActive.Height + 2 * border, cacheWidth, cacheHeight);
@@ -375,11 +375,11 @@ void CPdibFilter::EnsureWorkImages(int workWidth, int workHeight, int cacheWidth
     if (ensure(m_Cache, cacheWidth, cacheHeight)) m_Cache->Clear();  // what no input covers is nothing
 }
 
-HRESULT CPdibFilter::ConvolveRegion3x3(const double kernel[3][3], int bias, const Window& window) {
-    return CachedWhole(window, [&] {
+FilterResult CPdibFilter::ConvolveRegion3x3(const double kernel[3][3], int bias, const PixelRequest& request) {
+    return CachedWhole(request, [&] {
         const int width = m_InActive.Width;
         const int height = m_InActive.Height;
-        if (const HRESULT result = FetchIntoWork(1, width, height); result != S_OK) return result;
+        if (const FilterResult result = FetchIntoWork(1, width, height); result.Failed()) return result;
         const auto pixels = static_cast<std::size_t>(width);
         const auto bordered = [&](int row) -> kernels::ConstMaskedRow {
             return {{m_Work->Rows()[row], (pixels + 2) * 3}, {m_Work->MaskRows()[row], pixels + 2}};
@@ -389,7 +389,7 @@ HRESULT CPdibFilter::ConvolveRegion3x3(const double kernel[3][3], int bias, cons
             kernels::ConvolveRow3x3(kernel, bias, {bordered(y), bordered(y + 1), bordered(y + 2)},
                                     {{m_Cache->Rows()[y], pixels * 3}, {m_Cache->MaskRows()[y], pixels}});
         }
-        return S_OK;
+        return kDone;
     });
 }
 

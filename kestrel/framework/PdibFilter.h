@@ -14,12 +14,13 @@
 #include "kestrel/foundation/Ref.h"
 #include "kestrel/framework/Description.h"
 #include "kestrel/framework/FilterGeometry.h"
+#include "kestrel/framework/FilterResult.h"
 #include "kestrel/framework/IFilterGeometry.h"
 #include "kestrel/framework/IFilterObject.h"
 #include "kestrel/framework/IFilterParameters.h"
 #include "kestrel/framework/IFilterPixels.h"
 #include "kestrel/framework/Module.h"
-#include "kestrel/framework/Window.h"
+#include "kestrel/framework/PixelRequest.h"
 #include "kestrel/image/WorkImage.h"
 
 namespace kestrel {
@@ -74,7 +75,7 @@ public:
     HRESULT PassAlong18(void* value) override;
 
     // IFilterPixels
-    /// Hands the request to `TransformWindow`; memory that does not suffice becomes `E_OUTOFMEMORY`.
+    /// Hands the request to `MakePixels`; memory that does not suffice becomes `E_OUTOFMEMORY`.
     HRESULT TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height, std::uint8_t* const* rows,
                           std::uint8_t* const* maskRows) final;
     HRESULT SetAbort(bool abort) override;
@@ -100,50 +101,51 @@ public:
 protected:
     virtual ~CPdibFilter();
 
-    /// Makes a window of this filter's output. The base passes the request upstream as it stands.
-    virtual HRESULT TransformWindow(const Window& window);
+    /// Makes the requested part of this filter's output. The base passes the request upstream as it stands.
+    virtual FilterResult MakePixels(const PixelRequest& request);
 
+    static constexpr FilterResult kDone = S_OK;
     /// Result of a request that was not finished because of an abort or a failure in the filter.
-    static constexpr HRESULT kNotDone = 1;
+    static constexpr FilterResult kNotDone = S_FALSE;
 
     /// In-place pattern: asks upstream first, then passes each row of the request, from the last to the first, to
     /// `rule(pixels)`, `rule(pixels, mask)` or `rule(y, pixels, mask)`: spans over the caller's rows, and the number of
     /// the row in the picture. Allocates nothing. An abort between rows leaves the flags as they are.
     template <class RowRule>
-    HRESULT InPlace(const Window& window, const RowRule& rule);
+    FilterResult InPlace(const PixelRequest& request, const RowRule& rule);
 
     /// In-place pattern for filters that measure the request or go over it more than once: asks upstream first, then
     /// runs `passes()`, which returns `S_OK` when done.
     template <class Passes>
-    HRESULT InPlacePasses(const Window& window, const Passes& passes);
+    FilterResult InPlacePasses(const PixelRequest& request, const Passes& passes);
 
     /// Cached-whole pattern: while the cached picture is out of date, `compute()` makes it, with the help of
     /// `FetchIntoCache` or `FetchIntoWork`, and returns `S_OK` when done; the work picture is released afterwards. Then
     /// the rows of the request that lie inside the output picture are copied, from the last to the first.
     template <class Compute>
-    HRESULT CachedWhole(const Window& window, const Compute& compute);
+    FilterResult CachedWhole(const PixelRequest& request, const Compute& compute);
     /// The same, with a rule for the copies: `prepare()` is called after `compute()` and returns `rule(pixels)`, which
     /// each delivered row goes through.
     template <class Compute, class Prepare>
-    HRESULT CachedWhole(const Window& window, const Compute& compute, const Prepare& prepare);
+    FilterResult CachedWhole(const PixelRequest& request, const Compute& compute, const Prepare& prepare);
 
     /// Moving pattern, and the end of all patterns: an output that is made has clean flags, any other is out of date.
-    HRESULT Finished(HRESULT result);
+    FilterResult Finished(FilterResult result);
 
     /// Sends a request to the upstream neighbour; `E_FAIL` without one. A failure marks this filter dirty.
-    HRESULT FetchUpstream(const Window& window);
+    FilterResult FetchUpstream(const PixelRequest& request);
     /// Fetches the whole input picture into `image` with its corner at (`x`, `y`).
-    HRESULT FetchWhole(CWorkImage& image, int x = 0, int y = 0);
+    FilterResult FetchWhole(CWorkImage& image, int x = 0, int y = 0);
     /// Fetches the input into a cache of its size, where it is worked in place.
-    HRESULT FetchIntoCache();
+    FilterResult FetchIntoCache();
     /// Fetches the input into the work picture, inside a border of hidden pixels, and sizes the cache.
-    HRESULT FetchIntoWork(int border, int cacheWidth, int cacheHeight);
+    FilterResult FetchIntoWork(int border, int cacheWidth, int cacheHeight);
 
-    /// Passes each row of a window to `rule`, as `InPlace` does; `kNotDone` when aborted.
+    /// Passes each row of a request to `rule`, as `InPlace` does; `kNotDone` when aborted.
     template <class RowRule>
-    HRESULT WalkRows(const Window& window, const RowRule& rule) const;
-    /// The part of the cached picture that is in use, as a window for `WalkRows`.
-    Window CachedWindow(int width, int height) const {
+    FilterResult WalkRows(const PixelRequest& request, const RowRule& rule) const;
+    /// The part of the cached picture that is in use, as a request for `WalkRows`.
+    PixelRequest CachedPixels(int width, int height) const {
         return {0, 0, 0, 0, width, height, m_Cache->Rows(), m_Cache->MaskRows()};
     }
 
@@ -157,7 +159,7 @@ protected:
 
     /// Cached-whole pattern: convolves the input with nine weights (by rows, the lower row first). A neighbour of mask
     /// 255 passes its weight to the centre.
-    HRESULT ConvolveRegion3x3(const double kernel[3][3], int bias, const Window& window);
+    FilterResult ConvolveRegion3x3(const double kernel[3][3], int bias, const PixelRequest& request);
 
     QvString m_ProgID;
     GUID m_Clsid{};
@@ -188,25 +190,25 @@ private:
 };
 
 template <class RowRule>
-HRESULT CPdibFilter::InPlace(const Window& window, const RowRule& rule) {
-    HRESULT result = FetchUpstream(window);
-    if (result == S_OK) result = WalkRows(window, rule);
-    return result == S_OK ? Finished(S_OK) : result;
+FilterResult CPdibFilter::InPlace(const PixelRequest& request, const RowRule& rule) {
+    FilterResult result = FetchUpstream(request);
+    if (result.Ok()) result = WalkRows(request, rule);
+    return result.Ok() ? Finished(S_OK) : result;
 }
 
 template <class Passes>
-HRESULT CPdibFilter::InPlacePasses(const Window& window, const Passes& passes) {
-    const HRESULT result = FetchUpstream(window);
-    return result == S_OK ? Finished(passes()) : result;
+FilterResult CPdibFilter::InPlacePasses(const PixelRequest& request, const Passes& passes) {
+    const FilterResult result = FetchUpstream(request);
+    return result.Ok() ? Finished(passes()) : result;
 }
 
 template <class Compute>
-HRESULT CPdibFilter::CachedWhole(const Window& window, const Compute& compute) {
-    return CachedWhole(window, compute, [] { return [](std::span<std::uint8_t>) {}; });
+FilterResult CPdibFilter::CachedWhole(const PixelRequest& request, const Compute& compute) {
+    return CachedWhole(request, compute, [] { return [](std::span<std::uint8_t>) {}; });
 }
 
 template <class Compute, class Prepare>
-HRESULT CPdibFilter::CachedWhole(const Window& window, const Compute& compute, const Prepare& prepare) {
+FilterResult CPdibFilter::CachedWhole(const PixelRequest& request, const Compute& compute, const Prepare& prepare) {
     const bool stale = IsStale() && m_Out.Width > 0 && m_Out.Height > 0;
     m_Dirty = true;  // until the request is done, however it ends
     if (stale) {
@@ -214,12 +216,12 @@ HRESULT CPdibFilter::CachedWhole(const Window& window, const Compute& compute, c
             std::unique_ptr<CWorkImage>& image;
             ~WorkPicture() { image.reset(); }
         } work{m_Work};
-        if (const HRESULT result = compute(); result != S_OK) return result;
+        if (const FilterResult result = compute(); result.Failed()) return result;
     }
-    if (!m_Cache || window.srcX < 0 || window.srcY < 0) return Finished(S_OK);
-    Window inside = window;  // a cache that was reused may be larger than the picture
-    inside.width = std::max(0, std::min({window.width, m_Cache->Width() - window.srcX, m_Out.Width - window.srcX}));
-    inside.height = std::min({window.height, m_Cache->Height() - window.srcY, m_Out.Height - window.srcY});
+    if (!m_Cache || request.srcX < 0 || request.srcY < 0) return Finished(S_OK);
+    PixelRequest inside = request;  // a cache that was reused may be larger than the picture
+    inside.width = std::max(0, std::min({request.width, m_Cache->Width() - request.srcX, m_Out.Width - request.srcX}));
+    inside.height = std::min({request.height, m_Cache->Height() - request.srcY, m_Out.Height - request.srcY});
     if (inside.width == 0) return Finished(S_OK);
     const auto rule = prepare();
     return Finished(WalkRows(inside, [&](int y, std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
@@ -230,15 +232,15 @@ HRESULT CPdibFilter::CachedWhole(const Window& window, const Compute& compute, c
 }
 
 template <class RowRule>
-HRESULT CPdibFilter::WalkRows(const Window& window, const RowRule& rule) const {
-    for (int h = window.height - 1; h >= 0; --h) {
+FilterResult CPdibFilter::WalkRows(const PixelRequest& request, const RowRule& rule) const {
+    for (int h = request.height - 1; h >= 0; --h) {
         if (Aborted()) return kNotDone;
         if constexpr (std::is_invocable_v<RowRule, std::span<std::uint8_t>, std::span<std::uint8_t>>)
-            rule(window.Pixels(h), window.Mask(h));
+            rule(request.Pixels(h), request.Mask(h));
         else if constexpr (std::is_invocable_v<RowRule, int, std::span<std::uint8_t>, std::span<std::uint8_t>>)
-            rule(window.srcY + h, window.Pixels(h), window.Mask(h));
+            rule(request.srcY + h, request.Pixels(h), request.Mask(h));
         else
-            rule(window.Pixels(h));
+            rule(request.Pixels(h));
     }
     return S_OK;
 }

@@ -195,7 +195,7 @@ IFilterObject* CPdibFilterChain::Seek(int index, int* count) {
     return m_Cursor = found;
 }
 
-HRESULT CPdibFilterChain::CheckNew(IFilterObject* filter) {
+FilterResult CPdibFilterChain::CheckNew(IFilterObject* filter) {
     m_Cursor = filter;
     IFilterObject* head = filter;
     while (Prev()) head = m_Cursor;
@@ -480,7 +480,7 @@ void CPdibFilterChain::MatchRecord(const char* name, const char* parameters, IPd
 
 /// The records after the last filter: a filter of the same name is set, otherwise one is appended. The names are kept
 /// in a map, or long texts would take a walk for each record.
-HRESULT CPdibFilterChain::AppendRecords(const ChainText& records, std::size_t from, IPdibFilterCreator* creator) {
+FilterResult CPdibFilterChain::AppendRecords(const ChainText& records, std::size_t from, IPdibFilterCreator* creator) {
     std::unordered_map<std::string, IFilterObject*> byName;
     IFilterObject* last = nullptr;
     int count = 0;

@@ -7,6 +7,7 @@
 #include "kestrel/foundation/Ref.h"
 #include "kestrel/framework/ChainText.h"
 #include "kestrel/framework/Description.h"
+#include "kestrel/framework/FilterResult.h"
 #include "kestrel/framework/IFilterGeometry.h"
 #include "kestrel/framework/IFilterObject.h"
 #include "kestrel/framework/IFilterPixels.h"
@@ -67,7 +68,7 @@ private:
     IFilterObject* Seek(int index, int* count = nullptr);
 
     /// `S_OK` for a filter that stands in no chain and has room in this one.
-    HRESULT CheckNew(IFilterObject* filter);
+    FilterResult CheckNew(IFilterObject* filter);
 
     // Changes of the line, without notice to the sink.
     void InsertFirst(IFilterObject* filter);
@@ -84,7 +85,7 @@ private:
 
     // Chain text.
     void MatchRecord(const char* name, const char* parameters, IPdibFilterCreator* creator);
-    HRESULT AppendRecords(const ChainText& records, std::size_t from, IPdibFilterCreator* creator);
+    FilterResult AppendRecords(const ChainText& records, std::size_t from, IPdibFilterCreator* creator);
 
     void SuspendSink();
     void ResumeSink();

@@ -6,7 +6,7 @@
 
 namespace kestrel {
 
-/// The head of a line: serves the rows of a picture. A window beyond the picture is served as far as it lies inside.
+/// The head of a line: serves the rows of a picture. A request beyond the picture is served as far as it lies inside.
 class KESTREL_API PictureSource final : public ModuleObject, public LineSource {
 public:
     /// The blocks stay the caller's and are to live as long as requests are made; null takes the picture away. A line

@@ -235,7 +235,7 @@ bool Rendering::WorksInPlace() const {
 }
 
 template <class Work>
-HRESULT Rendering::Bounded(const Work& work) {
+FilterResult Rendering::Bounded(const Work& work) {
     if (aborted_) return S_FALSE;
     try {
         return work();
@@ -244,7 +244,7 @@ HRESULT Rendering::Bounded(const Work& work) {
     }
 }
 
-HRESULT Rendering::RenderInto(Picture& result) {
+FilterResult Rendering::RenderInto(Picture& result) {
     const auto rows = RowTable(result.image.get());
     const auto maskRows = RowTable(result.mask.get());
     return sink_->Upstream()->TransformArea(0, 0, 0, 0, result.Width(), result.Height(), rows.data(), maskRows.data());
@@ -265,7 +265,7 @@ HRESULT Rendering::Render(Picture& result) {
 }
 
 HRESULT Rendering::RenderAndRelease(Picture& result) {
-    const HRESULT rendered = Bounded([&] {
+    const FilterResult rendered = Bounded([&] {
         Update();
         if (!picture_.image || !WorksInPlace()) return Render(result);
         // Each filter asks upstream once, with the request as it stands, before it touches a row: the source meets its

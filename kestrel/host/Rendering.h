@@ -9,6 +9,7 @@
 #include "kestrel/foundation/Export.h"
 #include "kestrel/foundation/Ref.h"
 #include "kestrel/framework/FilterGeometry.h"
+#include "kestrel/framework/FilterResult.h"
 #include "kestrel/framework/IPdibFilterCreator.h"
 #include "kestrel/framework/PdibFilterChain.h"
 #include "kestrel/host/Picture.h"
@@ -100,9 +101,9 @@ private:
     void Update();
     /// May the output go into the input's rows?
     bool WorksInPlace() const;
-    HRESULT RenderInto(Picture& result);
+    FilterResult RenderInto(Picture& result);
     template <class Work>
-    HRESULT Bounded(const Work& work);
+    FilterResult Bounded(const Work& work);
 
     Ref<IPdibFilterCreator> creator_;
     Ref<IPdibFilterChain> chain_;

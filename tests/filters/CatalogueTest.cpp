@@ -102,7 +102,7 @@ std::string Told(const Step& step, int width, int height) {
 TEST(Catalogue, AWindowIsTheCutOfTheWholePicture) {
     Random random(3);
     for (const Setting& setting : Settings(5)) {
-        if (DependsOnWindow(setting.step)) continue;
+        if (DependsOnRequest(setting.step)) continue;
         for (const auto& [width, height] : kSizes) {
             SCOPED_TRACE(Told(setting.step, width, height));
             const Picture picture = Picture::Random(width, height, random());
@@ -203,7 +203,7 @@ struct RandomLine {
     }
     /// Do the bytes depend on nothing but picture and texts? A filter that measures its window sees another one when
     /// the filters after it ask for more than the window, and a window of a line is then no cut of its whole.
-    bool IsPlain() const { return std::none_of(steps.begin(), steps.end(), test::DependsOnWindow); }
+    bool IsPlain() const { return std::none_of(steps.begin(), steps.end(), test::DependsOnRequest); }
 
     Line line;
     std::vector<Step> steps;
@@ -479,7 +479,7 @@ TEST(Catalogue, AColourIsWhatThePixelsAre) {
     Random random(18);
     int found = 0;
     for (const Setting& setting : Settings(19)) {
-        if (!setting.row->description->inPlace || DependsOnWindow(setting.step)) continue;
+        if (!setting.row->description->inPlace || DependsOnRequest(setting.step)) continue;
         std::vector<std::array<Pixel, 3>> colours;  // as given, as told, as rendered
         for (int i = 0; i < 20; ++i) {
             const Pixel pixel = Picture::Random(1, 1, random()).At(0, 0);

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "kestrel/framework/Window.h"
+#include "kestrel/framework/PixelRequest.h"
 
 namespace kestrel::test {
 

@@ -26,12 +26,12 @@ std::optional<Picture> Evaluate(const std::vector<Step>& chain, Picture picture)
     return picture;
 }
 
-bool DependsOnWindow(const Step& step) {
+bool DependsOnRequest(const Step& step) {
     constexpr std::string_view names[] = {
-        "TMFilter.Histo.1",           // counts the tones of the window
-        "TMFilter.WhiteBlackGrey.1",  // modes 2 and 3 measure the window
-        "TMFilter.Tonwert.1",         // clips by the size of the first window
-        "TMFilter.Rauchglas.1",       // places its pane by the size of the window
+        "TMFilter.Histo.1",           // counts the tones of the request
+        "TMFilter.WhiteBlackGrey.1",  // modes 2 and 3 measure the request
+        "TMFilter.Tonwert.1",         // clips by the size of the first request
+        "TMFilter.Rauchglas.1",       // places its pane by the size of the request
     };
     return std::find(std::begin(names), std::end(names), step.progId) != std::end(names);
 }

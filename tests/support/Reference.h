@@ -14,12 +14,12 @@ struct Step {
 };
 
 /// The slow engine: a chain as whole pictures one after the other. Every filter is made anew, stands alone between a
-/// source and a sink, and is asked for its whole output once. No cache, window or neighbour can have any influence.
+/// source and a sink, and is asked for its whole output once. No cache, request or neighbour can have any influence.
 /// No value when a filter refuses (margins that cross each other) or leaves no pixel.
 std::optional<Picture> Evaluate(const std::vector<Step>& chain, Picture picture);
 
-/// Filters whose bytes depend on the window that is asked for, by their rule, so that a window need not be the cut of
+/// Filters whose bytes depend on the part that is asked for, by their rule, so that a part need not be the cut of
 /// the whole picture.
-bool DependsOnWindow(const Step& step);
+bool DependsOnRequest(const Step& step);
 
 }  // namespace kestrel::test

@@ -20,13 +20,13 @@ HRESULT CImgBgFilter::CommitChanges() {
     return S_OK;
 }
 
-HRESULT CImgBgFilter::TransformWindow(const Window& window) {
-    return CachedWhole(window, [this] { return FillBackground(); });
+FilterResult CImgBgFilter::MakePixels(const PixelRequest& request) {
+    return CachedWhole(request, [this] { return FillBackground(); });
 }
 
-HRESULT CImgBgFilter::FillBackground() {
-    if (const HRESULT result = FetchIntoCache(); result != S_OK) return result;
-    return WalkRows(CachedWindow(m_Out.Width, m_Out.Height),
+FilterResult CImgBgFilter::FillBackground() {
+    if (const FilterResult result = FetchIntoCache(); result.Failed()) return result;
+    return WalkRows(CachedPixels(m_Out.Width, m_Out.Height),
                     [colour = Active().Color(), alpha = kernels::BoardAlpha(Active().transparency)](
                         std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
                         kernels::PaintInnerRow({pixels, mask}, colour, alpha);

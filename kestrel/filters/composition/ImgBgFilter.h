@@ -42,10 +42,10 @@ public:
     HRESULT TransformColor(unsigned char* pixel) override;
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
-    HRESULT FillBackground();
+    FilterResult FillBackground();
 };
 
 }  // namespace kestrel

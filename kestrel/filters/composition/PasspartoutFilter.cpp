@@ -100,12 +100,12 @@ BoardParameters CPasspartoutFilter::Shown() const {
 
 // Pixels
 
-HRESULT CPasspartoutFilter::TransformWindow(const Window& window) {
-    return CachedWhole(window, [this] { return Compose(); });
+FilterResult CPasspartoutFilter::MakePixels(const PixelRequest& request) {
+    return CachedWhole(request, [this] { return Compose(); });
 }
 
-HRESULT CPasspartoutFilter::Compose() {
-    if (const HRESULT result = FetchOnBoard(); result != S_OK) return result;
+FilterResult CPasspartoutFilter::Compose() {
+    if (const FilterResult result = FetchOnBoard(); result.Failed()) return result;
     const Area inner = InnerArea();
     if (!PaintBoard(inner) || !PaintInner(inner)) return kNotDone;
     passes::RoundCorners(passes::PlanesOf(*m_Cache, m_Out.Width, m_Out.Height), Active().radius);
@@ -113,7 +113,7 @@ HRESULT CPasspartoutFilter::Compose() {
 }
 
 /// Fetches what of the picture lies on the board.
-HRESULT CPasspartoutFilter::FetchOnBoard() {
+FilterResult CPasspartoutFilter::FetchOnBoard() {
     EnsureWorkImages(0, 0, m_Out.Width, m_Out.Height);
     m_Cache->Clear();
     const std::int64_t x = std::int64_t{m_nOffsetX} + Active().poscorhori;

@@ -68,7 +68,7 @@ public:
     HRESULT TransformColor(unsigned char* pixel) override;
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
     BoardParameters Shown() const override;
 
 private:
@@ -79,8 +79,8 @@ private:
 
     BoardParameters Scaled() const;
     void RecalcGeometry();
-    HRESULT Compose();
-    HRESULT FetchOnBoard();
+    FilterResult Compose();
+    FilterResult FetchOnBoard();
     Area InnerArea() const;
     bool PaintBoard(const Area& inner);
     bool PaintInner(const Area& inner);

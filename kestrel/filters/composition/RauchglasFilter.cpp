@@ -59,19 +59,19 @@ std::string CRauchglasFilter::Written(const RauchglasParameters& record) const {
     return text;
 }
 
-HRESULT CRauchglasFilter::TransformWindow(const Window& window) {
-    return InPlacePasses(window, [&] { return LayPane(window); });
+FilterResult CRauchglasFilter::MakePixels(const PixelRequest& request) {
+    return InPlacePasses(request, [&] { return LayPane(request); });
 }
 
-HRESULT CRauchglasFilter::LayPane(const Window& window) {
+FilterResult CRauchglasFilter::LayPane(const PixelRequest& request) {
     const RauchglasParameters& glass = Active();
-    const Span x = PaneSpan(window.width, glass.borderHori, glass.poscorhori);
-    const Span y = PaneSpan(window.height, glass.borderVerti, glass.poscorverti);
+    const Span x = PaneSpan(request.width, glass.borderHori, glass.poscorhori);
+    const Span y = PaneSpan(request.height, glass.borderVerti, glass.poscorverti);
     if (x.size == 0 || y.size == 0) return S_OK;
-    const Window pane{
-        window.dstX + x.from, window.dstY + y.from, window.srcX + x.from, window.srcY + y.from, x.size, y.size,
-        window.rows,          window.maskRows};
-    HRESULT result = S_OK;
+    const PixelRequest pane{
+        request.dstX + x.from, request.dstY + y.from, request.srcX + x.from, request.srcY + y.from, x.size, y.size,
+        request.rows,          request.maskRows};
+    FilterResult result = S_OK;
     if (glass.radius > 0 && (x.size > 2 || y.size > 2))
         result = BlurPane(pane);
     else if (IsStale())
@@ -79,7 +79,7 @@ HRESULT CRauchglasFilter::LayPane(const Window& window) {
     return result == S_OK && glass.transparency < 100 ? TintRect(pane) : result;
 }
 
-HRESULT CRauchglasFilter::BlurPane(const Window& pane) {
+FilterResult CRauchglasFilter::BlurPane(const PixelRequest& pane) {
     double kernel[3][3];
     kernels::MixWithIdentity(kernels::ConvolutionKernels[kernels::kBlurKernel],
                              std::min(Active().radius, 100) * m_RenderScale, kernel);
@@ -87,7 +87,7 @@ HRESULT CRauchglasFilter::BlurPane(const Window& pane) {
 }
 
 /// Mixes the pane's colour into what lies under it.
-HRESULT CRauchglasFilter::TintRect(const Window& pane) {
+FilterResult CRauchglasFilter::TintRect(const PixelRequest& pane) {
     const RauchglasParameters& glass = Active();
     const std::int64_t alpha = kernels::BoardAlpha(glass.transparency);
     if (alpha > 254) return S_OK;

@@ -64,22 +64,22 @@ inline constexpr Description kRauchglas{
     .summary = "Lays a pane over the picture: the part under it is blurred and tinted.",
     .lengths = Lengths::Follow};
 
-/// Lays a pane of smoked glass over the picture. The pane is laid out in the window that is asked for, so a host asks
+/// Lays a pane of smoked glass over the picture. The pane is laid out in the part that is asked for, so a host asks
 /// for the whole picture at once.
 class CRauchglasFilter final : public TwinFilter<RauchglasParameters, kRauchglasText, kRauchglas> {
 public:
     CRauchglasFilter();
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
     /// The record and the size of the input.
     std::string Written(const RauchglasParameters& record) const override;
 
 private:
     /// Blurs and tints the part of a request that the pane covers.
-    HRESULT LayPane(const Window& window);
-    HRESULT BlurPane(const Window& pane);
-    HRESULT TintRect(const Window& pane);
+    FilterResult LayPane(const PixelRequest& request);
+    FilterResult BlurPane(const PixelRequest& pane);
+    FilterResult TintRect(const PixelRequest& pane);
 };
 
 }  // namespace kestrel

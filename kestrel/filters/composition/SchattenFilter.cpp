@@ -117,23 +117,23 @@ void CSchattenFilter::RecalcLight() {
 
 // Pixels
 
-HRESULT CSchattenFilter::TransformWindow(const Window& window) {
-    if (Active().lightIntensity == 0 && Active().shadowDensity == 0) return CPdibFilter::TransformWindow(window);
-    return CachedWhole(window, [this] { return Compute(); });
+FilterResult CSchattenFilter::MakePixels(const PixelRequest& request) {
+    if (Active().lightIntensity == 0 && Active().shadowDensity == 0) return CPdibFilter::MakePixels(request);
+    return CachedWhole(request, [this] { return Compute(); });
 }
 
 /// Makes the result in the cache. The work picture holds the shadow's mask and later its colour.
-HRESULT CSchattenFilter::Compute() {
+FilterResult CSchattenFilter::Compute() {
     EnsureWorkImages(m_Out.Width, m_Out.Height, m_Out.Width, m_Out.Height);
     m_Cache->Clear();
-    if (const HRESULT result = FetchWhole(*m_Cache, m_nPadLeft, m_nPadBottom); result != S_OK) return result;
+    if (const FilterResult result = FetchWhole(*m_Cache, m_nPadLeft, m_nPadBottom); result.Failed()) return result;
     if (Active().lightIntensity != 0 && !Buttonize()) return kNotDone;
     if (Active().shadowDensity == 0) return S_OK;
     if (Active().innerOn) return InnerShadow();
     CopyMask(m_nPadLeft + m_nShadowDX, m_nPadBottom + m_nShadowDY);
     if (Active().size != 0 && !Spread()) return kNotDone;
     if (!BlurRounds(Input(m_nPadLeft + m_nShadowDX, m_nPadBottom + m_nShadowDY)) || !BlurRest()) return kNotDone;
-    return Fill(100) && DropShadow() ? S_OK : kNotDone;
+    return Fill(100) && DropShadow() ? kDone : kNotDone;
 }
 
 /// Raises the edges by the slope of a blurred copy of the mask.
@@ -172,7 +172,7 @@ bool CSchattenFilter::DropShadow() {
 
 /// Punches the shadow of everything that is not the picture into the picture, and, when it has a size, lays the result
 /// on a shadow that grows out evenly.
-HRESULT CSchattenFilter::InnerShadow() {
+FilterResult CSchattenFilter::InnerShadow() {
     const int shadowX = m_nPadLeft + m_nShadowDX;
     const int shadowY = m_nPadBottom + m_nShadowDY;
     CopyMask(shadowX, shadowY);
@@ -191,10 +191,10 @@ HRESULT CSchattenFilter::InnerShadow() {
     if (Active().size == 0) return S_OK;
 
     m_Work->Clear();  // the picture's own mask has changed, so it is fetched again
-    if (const HRESULT result = FetchWhole(*m_Work, m_nPadLeft, m_nPadBottom); result != S_OK) return result;
+    if (const FilterResult result = FetchWhole(*m_Work, m_nPadLeft, m_nPadBottom); result.Failed()) return result;
     if (!Spread() || !BlurRounds(input) || !BlurRest()) return kNotDone;
     const std::int64_t percent = std::int64_t{Active().shadowDensity} * 85 / 100;
-    return Fill(static_cast<int>(std::clamp<std::int64_t>(percent, 50, 100))) && DropShadow() ? S_OK : kNotDone;
+    return Fill(static_cast<int>(std::clamp<std::int64_t>(percent, 50, 100))) && DropShadow() ? kDone : kNotDone;
 }
 
 // Steps

@@ -91,7 +91,7 @@ public:
 
 protected:
     void ReadText(std::string_view text) override;
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
     SchattenParameters Scaled() const;
@@ -99,10 +99,10 @@ private:
     void RecalcGeometry();
     void RecalcLight();
 
-    HRESULT Compute();
+    FilterResult Compute();
     bool Buttonize();
     bool DropShadow();
-    HRESULT InnerShadow();
+    FilterResult InnerShadow();
 
     passes::MaskArea Input(int x, int y) const;
     void CopyMask(int x, int y);

@@ -67,10 +67,11 @@ SoftFrameParameters CSoftFrameFilter::Shown() const {
     return parameters;
 }
 
-HRESULT CSoftFrameFilter::TransformWindow(const Window& window) {
+FilterResult CSoftFrameFilter::MakePixels(const PixelRequest& request) {
     const EdgeFade fade(Shown(), m_InActive);
-    return InPlace(
-        window, [&](int y, std::span<std::uint8_t>, std::span<std::uint8_t> mask) { fade.Row(y, window.srcX, mask); });
+    return InPlace(request, [&](int y, std::span<std::uint8_t>, std::span<std::uint8_t> mask) {
+        fade.Row(y, request.srcX, mask);
+    });
 }
 
 }  // namespace kestrel

@@ -61,7 +61,7 @@ public:
     CSoftFrameFilter();
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
     /// The version takes effect without a commit.
     SoftFrameParameters Shown() const override;
 };

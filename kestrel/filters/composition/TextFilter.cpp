@@ -102,25 +102,25 @@ HRESULT CTextFilter::SendEvent(void* event) {
 
 // Pixels
 
-HRESULT CTextFilter::TransformWindow(const Window& window) {
-    return InPlacePasses(window, [&] {
+FilterResult CTextFilter::MakePixels(const PixelRequest& request) {
+    return InPlacePasses(request, [&] {
         if ((m_Dirty || !m_Overlay) && !DrawText()) m_Overlay.reset();
-        return m_Overlay ? LayOver(window, *m_Overlay) : S_OK;
+        return m_Overlay ? LayOver(request, *m_Overlay) : kDone;
     });
 }
 
-HRESULT CTextFilter::LayOver(const Window& window, const Overlay& text) const {
-    const std::int64_t left = std::max<std::int64_t>(window.srcX, text.x);
-    const std::int64_t right = std::min(std::int64_t{window.srcX} + window.width, text.x + text.width);
-    const std::int64_t bottom = std::max<std::int64_t>(window.srcY, text.y);
-    const std::int64_t top = std::min(std::int64_t{window.srcY} + window.height, text.y + text.height);
+FilterResult CTextFilter::LayOver(const PixelRequest& request, const Overlay& text) const {
+    const std::int64_t left = std::max<std::int64_t>(request.srcX, text.x);
+    const std::int64_t right = std::min(std::int64_t{request.srcX} + request.width, text.x + text.width);
+    const std::int64_t bottom = std::max<std::int64_t>(request.srcY, text.y);
+    const std::int64_t top = std::min(std::int64_t{request.srcY} + request.height, text.y + text.height);
     for (std::int64_t y = top - 1; y >= bottom && left < right; --y) {
         if (Aborted()) return kNotDone;
         const auto at = static_cast<std::size_t>((y - text.y) * text.width + left - text.x);
-        const auto h = static_cast<int>(y - window.srcY);
-        const auto c = static_cast<std::size_t>(left - window.srcX);
+        const auto h = static_cast<int>(y - request.srcY);
+        const auto c = static_cast<std::size_t>(left - request.srcX);
         const auto n = static_cast<std::size_t>(right - left);
-        kernels::OverRow({window.Pixels(h).subspan(c * 3, n * 3), window.Mask(h).subspan(c, n)},
+        kernels::OverRow({request.Pixels(h).subspan(c * 3, n * 3), request.Mask(h).subspan(c, n)},
                          {std::span(text.pixels).subspan(at * 3, n * 3), std::span(text.mask).subspan(at, n)});
     }
     return S_OK;

@@ -103,7 +103,7 @@ public:
 
 protected:
     void ReadText(std::string_view text) override;
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
     /// The part of the drawn text that lies on the picture.
@@ -120,7 +120,7 @@ private:
     bool TakeText(const std::string& text);
     bool DrawText();
     /// Lays the drawn text over a request.
-    HRESULT LayOver(const Window& window, const Overlay& text) const;
+    FilterResult LayOver(const PixelRequest& request, const Overlay& text) const;
     Overlay CutOut(const TextRenderRequest& request, const TextPoint& anchor) const;
 
     std::optional<Overlay> m_Overlay;        ///< none while no host has been asked

@@ -65,17 +65,17 @@ HRESULT CCropFilter::GetRequiredSize(int* width, int* height, double aspect) {
     return result < 0 || wantedWidth < 1 || wantedHeight < 1 ? S_OK : MapSize(wantedWidth, wantedHeight, width, height);
 }
 
-HRESULT CCropFilter::TransformWindow(const Window& window) {
+FilterResult CCropFilter::MakePixels(const PixelRequest& request) {
     const CropRecord& r = Active();
     // Margins that are crossed leave no picture; equal ones leave a pixel, which the clamps keep inside the input.
     const bool crossed = r.right < r.left || r.top < r.bottom;
     if (crossed || m_InActive.Width < 1 || m_InActive.Height < 1) return Finished(E_INVALIDARG);
-    Window moved = window;
+    PixelRequest moved = request;
     const int offX = std::min(Rounded(m_InActive.Width * r.left), m_InActive.Width - m_Out.Width);
     const int offY = std::min(Rounded(m_InActive.Height * r.bottom), m_InActive.Height - m_Out.Height);
-    moved.srcX = SizeFrom(static_cast<double>(window.srcX) + offX);
-    moved.srcY = SizeFrom(static_cast<double>(window.srcY) + offY);
-    return Finished(m_Upstream && FetchUpstream(moved) != S_OK ? kNotDone : S_OK);
+    moved.srcX = SizeFrom(static_cast<double>(request.srcX) + offX);
+    moved.srcY = SizeFrom(static_cast<double>(request.srcY) + offY);
+    return Finished(m_Upstream && FetchUpstream(moved) != S_OK ? kNotDone : kDone);
 }
 
 }  // namespace kestrel

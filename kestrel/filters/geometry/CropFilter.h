@@ -25,7 +25,7 @@ public:
     HRESULT GetRequiredSize(int* width, int* height, double aspect) override;
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
     /// What is cut off a width or a height.

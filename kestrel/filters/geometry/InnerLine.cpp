@@ -159,9 +159,9 @@ FilterGeometry InnerLine::Update(const FilterGeometry& in, bool changed) {
     return tail_->Geometry();
 }
 
-HRESULT InnerLine::Transform(const Window& window) const {
-    return last_->TransformArea(window.dstX, window.dstY, window.srcX, window.srcY, window.width, window.height,
-                                window.rows, window.maskRows);
+FilterResult InnerLine::Transform(const PixelRequest& request) const {
+    return last_->TransformArea(request.dstX, request.dstY, request.srcX, request.srcY, request.width, request.height,
+                                request.rows, request.maskRows);
 }
 
 HRESULT InnerLine::MapSize(int width, int height, int* outWidth, int* outHeight) const {

@@ -5,11 +5,12 @@
 
 #include "kestrel/foundation/Ref.h"
 #include "kestrel/framework/FilterGeometry.h"
+#include "kestrel/framework/FilterResult.h"
 #include "kestrel/framework/IFilterGeometry.h"
 #include "kestrel/framework/IFilterObject.h"
 #include "kestrel/framework/IFilterParameters.h"
 #include "kestrel/framework/IFilterPixels.h"
-#include "kestrel/framework/Window.h"
+#include "kestrel/framework/PixelRequest.h"
 
 namespace kestrel {
 
@@ -47,7 +48,7 @@ public:
 
     IFilterGeometry& First() const { return *first_; }
     IFilterPixels& Last() const { return *last_; }
-    HRESULT Transform(const Window& window) const;
+    FilterResult Transform(const PixelRequest& request) const;
     /// A size wanted of the last filter as a size wanted of the first one's input.
     HRESULT MapSize(int width, int height, int* outWidth, int* outHeight) const;
 

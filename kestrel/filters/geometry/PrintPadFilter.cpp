@@ -48,23 +48,23 @@ HRESULT CPrintPadFilter::CommitChanges() {
     return result;
 }
 
-HRESULT CPrintPadFilter::TransformWindow(const Window& window) {
+FilterResult CPrintPadFilter::MakePixels(const PixelRequest& request) {
     if (m_InActive.Width < 1 || m_InActive.Height < 1) return Finished(E_INVALIDARG);
-    return CachedWhole(window, [this] { return Pad(); });
+    return CachedWhole(request, [this] { return Pad(); });
 }
 
-HRESULT CPrintPadFilter::Pad() {
-    if (const HRESULT result = FetchPadded(); result != S_OK) return result;
+FilterResult CPrintPadFilter::Pad() {
+    if (const FilterResult result = FetchPadded(); result.Failed()) return result;
     const auto color = static_cast<std::uint32_t>(Active().padColor);
     const std::array<std::uint8_t, 3> pad{static_cast<std::uint8_t>(color), static_cast<std::uint8_t>(color >> 8),
                                           static_cast<std::uint8_t>(color >> 16)};
-    return WalkRows(CachedWindow(m_Out.Width, m_Out.Height),
+    return WalkRows(CachedPixels(m_Out.Width, m_Out.Height),
                     [&pad](std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
                         for (std::size_t x = 0; x < mask.size(); ++x) FlattenPixel(&pixels[3 * x], &mask[x], pad);
                     });
 }
 
-HRESULT CPrintPadFilter::FetchPadded() {
+FilterResult CPrintPadFilter::FetchPadded() {
     EnsureWorkImages(0, 0, m_Out.Width, m_Out.Height);
     m_Cache->Clear();
     const int padX = (m_Out.Width - m_InActive.Width) / 2;

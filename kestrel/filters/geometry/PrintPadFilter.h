@@ -63,13 +63,13 @@ public:
     HRESULT CommitChanges() override;
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
     /// Makes the padded, opaque picture in the cache.
-    HRESULT Pad();
+    FilterResult Pad();
     /// Fetches the input into the middle of the cleared cache.
-    HRESULT FetchPadded();
+    FilterResult FetchPadded();
 
     /// What the active record was made of; its orientation may have been decided since.
     std::optional<PrintPadRecord> committed_;

@@ -142,10 +142,10 @@ HRESULT CRotateFilter::GetRequiredSize(int* width, int* height, double aspect) {
 
 // Pixels: cached whole
 
-HRESULT CRotateFilter::TransformWindow(const Window& window) {
+FilterResult CRotateFilter::MakePixels(const PixelRequest& request) {
     if (m_InActive.Width < 1 || m_InActive.Height < 1) return Finished(E_INVALIDARG);
-    return CachedWhole(window, [this] {
-        const HRESULT result = FetchIntoWork(0, m_nOutWidth, m_nOutHeight);
+    return CachedWhole(request, [this] {
+        const FilterResult result = FetchIntoWork(0, m_nOutWidth, m_nOutHeight);
         return result != S_OK || Turn() ? result : kNotDone;
     });
 }

@@ -53,7 +53,7 @@ public:
     HRESULT GetRequiredSize(int* width, int* height, double aspect) override;
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
     /// Works out everything that the pass and the geometry need, from the input's size.

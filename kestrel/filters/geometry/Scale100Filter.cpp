@@ -59,16 +59,16 @@ HRESULT CScale100Filter::GetRequiredSize(int* width, int* height, double aspect)
 
 // Pixels: cached whole
 
-HRESULT CScale100Filter::TransformWindow(const Window& window) {
+FilterResult CScale100Filter::MakePixels(const PixelRequest& request) {
     if (!resampler_.IsPossible()) return Finished(E_INVALIDARG);
-    return CachedWhole(window, [this] { return Resample(); });
+    return CachedWhole(request, [this] { return Resample(); });
 }
 
-HRESULT CScale100Filter::Resample() {
+FilterResult CScale100Filter::Resample() {
     resampler_.Prepare();
-    if (const HRESULT result = FetchIntoWork(0, m_Out.Width, m_Out.Height); result != S_OK) return result;
+    if (const FilterResult result = FetchIntoWork(0, m_Out.Width, m_Out.Height); result.Failed()) return result;
     const bool done = resampler_.Calculate(*m_Work, *m_Cache, passes::OpaqueSums::ShiftProducts, m_Abort);
-    return done ? S_OK : kNotDone;
+    return done ? kDone : kNotDone;
 }
 
 }  // namespace kestrel

@@ -47,11 +47,11 @@ public:
     HRESULT GetRequiredSize(int* width, int* height, double aspect) override;
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
     void RecalcGeometry();
-    HRESULT Resample();
+    FilterResult Resample();
 
     passes::Resampler resampler_;
 };

@@ -109,20 +109,20 @@ HRESULT CScaleFilter::SetRenderScale(double scale) {
 
 // Pixels: cached whole, or passed through when the size stays
 
-HRESULT CScaleFilter::TransformWindow(const Window& window) {
+FilterResult CScaleFilter::MakePixels(const PixelRequest& request) {
     if (!resampler_.IsPossible()) return Finished(E_INVALIDARG);
     if (m_Out.Width != m_InActive.Width || m_Out.Height != m_InActive.Height)
-        return CachedWhole(window, [this] { return Resample(); });
+        return CachedWhole(request, [this] { return Resample(); });
     m_Cache.reset();
-    return CPdibFilter::TransformWindow(window) == S_OK ? S_OK : kNotDone;
+    return CPdibFilter::MakePixels(request) == S_OK ? kDone : kNotDone;
 }
 
-HRESULT CScaleFilter::Resample() {
+FilterResult CScaleFilter::Resample() {
     resampler_.Prepare();
-    if (const HRESULT result = FetchIntoWork(0, m_Out.Width, m_Out.Height); result != S_OK) return result;
+    if (const FilterResult result = FetchIntoWork(0, m_Out.Width, m_Out.Height); result.Failed()) return result;
     const bool done = GuardCalculate(
         __LINE__, [this] { return resampler_.Calculate(*m_Work, *m_Cache, passes::OpaqueSums::ShiftRows, m_Abort); });
-    return done ? S_OK : kNotDone;
+    return done ? kDone : kNotDone;
 }
 
 }  // namespace kestrel

@@ -67,7 +67,7 @@ public:
     HRESULT SetRenderScale(double scale) override;
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
     void ReadText(std::string_view text) override;
     ScaleParameters Shown() const override;
 
@@ -75,7 +75,7 @@ private:
     /// Factors from a size to the active box, both above 0; an axis that is capped is not enlarged.
     ScaleFactors FactorsFor(int width, int height, bool capX, bool capY) const;
     void RecalcGeometry();
-    HRESULT Resample();
+    FilterResult Resample();
 
     ScaleParameters committed_;  ///< what the active parameters were made of; the box may have been turned since
     passes::Resampler resampler_;

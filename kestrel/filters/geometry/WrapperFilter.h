@@ -59,9 +59,9 @@ protected:
         DriveLine();
     }
 
-    HRESULT TransformWindow(const Window& window) override {
+    FilterResult MakePixels(const PixelRequest& request) override {
         if (this->m_Dirty || this->m_UpstreamDirty) m_Line.Update(this->m_InActive, true);
-        return this->Finished(m_Line.Transform(window));
+        return this->Finished(m_Line.Transform(request));
     }
 
     InnerLine m_Line;

@@ -30,10 +30,10 @@ protected:
     /// Percent of the kernel.
     virtual double Strength() const { return this->Active().strength; }
 
-    HRESULT TransformWindow(const Window& window) override {
+    FilterResult MakePixels(const PixelRequest& request) override {
         double mixed[3][3];
         kernels::MixWithIdentity(kernels::ConvolutionKernels[kKernel], Strength(), mixed);
-        return this->ConvolveRegion3x3(mixed, 0, window);
+        return this->ConvolveRegion3x3(mixed, 0, request);
     }
 
     ConvolutionParameters Shown() const override {

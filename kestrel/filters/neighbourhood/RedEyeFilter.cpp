@@ -33,12 +33,12 @@ std::string CRedEyeFilter::Written(const ClickPointList& list) const {
     return text;
 }
 
-HRESULT CRedEyeFilter::TransformWindow(const Window& window) {
-    return CachedWhole(window, [this] { return Repair(); });
+FilterResult CRedEyeFilter::MakePixels(const PixelRequest& request) {
+    return CachedWhole(request, [this] { return Repair(); });
 }
 
-HRESULT CRedEyeFilter::Repair() {
-    if (const HRESULT result = FetchIntoCache(); result != S_OK) return result;
+FilterResult CRedEyeFilter::Repair() {
+    if (const FilterResult result = FetchIntoCache(); result.Failed()) return result;
     const ClickPointList& clicks = Pending();  // what is seen while a dialog is open; a commit makes both lists agree
     const auto report = [](int line, const std::string& text) { LogLine(-1, "RedEyeFilter", line, text); };
     passes::RedEyeRepair repair(passes::PlanesOf(*m_Cache, m_InActive.Width, m_InActive.Height), m_RenderScale, report);

@@ -77,13 +77,13 @@ public:
     bool HasChanged() override;
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
     void ReadText(std::string_view text) override;
     std::string Written(const ClickPointList& list) const override;
 
 private:
     /// Fetches the whole input picture into the cache and repairs it there.
-    HRESULT Repair();
+    FilterResult Repair();
 };
 
 }  // namespace kestrel

@@ -4,19 +4,19 @@
 
 namespace kestrel {
 
-HRESULT CStaubFilter::TransformWindow(const Window& window) {
-    return CachedWhole(window, [this] { return Repair(); });
+FilterResult CStaubFilter::MakePixels(const PixelRequest& request) {
+    return CachedWhole(request, [this] { return Repair(); });
 }
 
-HRESULT CStaubFilter::Repair() {
+FilterResult CStaubFilter::Repair() {
     const int width = m_InActive.Width;
     const int height = m_InActive.Height;
-    if (const HRESULT result = FetchIntoWork(0, width, height); result != S_OK) return result;
+    if (const FilterResult result = FetchIntoWork(0, width, height); result.Failed()) return result;
     // The size is the pending one, the tolerance the active one; a commit makes them agree.
     const kernels::DustRule rule{Pending().maximumRegionSize, Active().grayTolerance};
     const bool done = passes::RepairDust(passes::PlanesOf(*m_Work, width, height),
                                          passes::PlanesOf(*m_Cache, width, height), rule, m_Abort);
-    return done ? S_OK : kNotDone;
+    return done ? kDone : kNotDone;
 }
 
 }  // namespace kestrel

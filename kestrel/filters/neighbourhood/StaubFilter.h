@@ -30,11 +30,11 @@ inline constexpr Description kStaub{.progId = "TMFilter.Staub.1",
 
 class CStaubFilter final : public TwinFilter<StaubParameters, kStaubText, kStaub> {
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
     /// Makes the cache from the whole input picture.
-    HRESULT Repair();
+    FilterResult Repair();
 };
 
 }  // namespace kestrel

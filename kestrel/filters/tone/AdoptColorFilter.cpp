@@ -6,12 +6,12 @@
 
 namespace kestrel {
 
-HRESULT CAdoptColorFilter::Analyse() {
+FilterResult CAdoptColorFilter::Analyse() {
     color_ = kernels::RgbToHsl(Active().colorRed, Active().colorGreen, Active().colorBlue);
     MeanLightness = 0.0;
     MaxLightness = 0.0;
     MinLightness = 1.0;
-    if (const HRESULT result = FetchIntoCache(); result != S_OK) return result;
+    if (const FilterResult result = FetchIntoCache(); result.Failed()) return result;
 
     std::int64_t weights = 0;
     const auto measure = [&](std::span<const std::uint8_t> pixels, std::span<const std::uint8_t> mask) {
@@ -25,7 +25,7 @@ HRESULT CAdoptColorFilter::Analyse() {
             MinLightness = std::min(MinLightness, lightness);
         }
     };
-    if (WalkRows(CachedWindow(m_InActive.Width, m_InActive.Height), measure) != S_OK) return kNotDone;
+    if (WalkRows(CachedPixels(m_InActive.Width, m_InActive.Height), measure) != S_OK) return kNotDone;
     if (weights != 0) MeanLightness /= static_cast<double>(weights);
 
     // The mean lands on the colour's lightness; an extreme that would leave the range lands on its end.
@@ -41,10 +41,10 @@ HRESULT CAdoptColorFilter::Analyse() {
     return S_OK;
 }
 
-HRESULT CAdoptColorFilter::TransformWindow(const Window& window) {
+FilterResult CAdoptColorFilter::MakePixels(const PixelRequest& request) {
     const auto analyse = [this] { return Analyse(); };
-    if (Active().intensity == 0) return CachedWhole(window, analyse);
-    return CachedWhole(window, analyse, [this] {
+    if (Active().intensity == 0) return CachedWhole(request, analyse);
+    return CachedWhole(request, analyse, [this] {
         return [colouring = kernels::Colouring{color_, Scale, Offset, Active().intensity / 100.0}](
                    std::span<std::uint8_t> pixels) { kernels::ColourRow(pixels, colouring); };
     });

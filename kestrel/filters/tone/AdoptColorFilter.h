@@ -37,10 +37,10 @@ public:
     HRESULT TransformColor(unsigned char* pixel) override;
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
-    HRESULT Analyse();
+    FilterResult Analyse();
 
     kernels::Hsl color_{};  ///< the colour that was asked for
     double Scale = 1.0;     ///< lightness of a pixel becomes l * Scale + Offset

@@ -4,8 +4,8 @@
 
 namespace kestrel {
 
-HRESULT CBlackWhitenessFilter::TransformWindow(const Window& window) {
-    return InPlace(window, [percent = Active().blackWhiteness](std::span<std::uint8_t> pixels) {
+FilterResult CBlackWhitenessFilter::MakePixels(const PixelRequest& request) {
+    return InPlace(request, [percent = Active().blackWhiteness](std::span<std::uint8_t> pixels) {
         kernels::BlackWhiteRow(pixels, percent);
     });
 }

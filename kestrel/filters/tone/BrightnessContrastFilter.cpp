@@ -13,11 +13,11 @@ void CBrightnessContrastFilter::RebuildTables() {
         ToneTable[static_cast<std::size_t>(i)] = kernels::ClampToByte(TruncateToInt((i - centre) * factor + 127.5));
 }
 
-HRESULT CBrightnessContrastFilter::TransformWindow(const Window& window) {
+FilterResult CBrightnessContrastFilter::MakePixels(const PixelRequest& request) {
     const kernels::ByteTable& table = ToneTable;
     if (Active().saturation == 0)
-        return InPlace(window, [&table](std::span<std::uint8_t> pixels) { kernels::TableRow(pixels, table); });
-    return InPlace(window, [&table, factor = kernels::SatFactor(Active().saturation)](std::span<std::uint8_t> pixels) {
+        return InPlace(request, [&table](std::span<std::uint8_t> pixels) { kernels::TableRow(pixels, table); });
+    return InPlace(request, [&table, factor = kernels::SatFactor(Active().saturation)](std::span<std::uint8_t> pixels) {
         kernels::TableRow(pixels, table);
         kernels::SaturateRow(pixels, factor);
     });

@@ -36,7 +36,7 @@ public:
     HRESULT TransformColor(unsigned char* pixel) override;
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
     std::array<std::uint8_t, 256> ToneTable{};

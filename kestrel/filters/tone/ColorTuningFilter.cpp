@@ -13,8 +13,8 @@ void CColorTuningFilter::RebuildTables() {
     }
 }
 
-HRESULT CColorTuningFilter::TransformWindow(const Window& window) {
-    return InPlace(window, [this](std::span<std::uint8_t> pixels) { kernels::TuningRow(pixels, TuningFactor); });
+FilterResult CColorTuningFilter::MakePixels(const PixelRequest& request) {
+    return InPlace(request, [this](std::span<std::uint8_t> pixels) { kernels::TuningRow(pixels, TuningFactor); });
 }
 
 HRESULT CColorTuningFilter::TransformColor(unsigned char* pixel) {

@@ -14,8 +14,8 @@ kernels::TwoColours Derive(const DuoColorParameters& p) {
 
 }  // namespace
 
-HRESULT CDuoColorFilter::TransformWindow(const Window& window) {
-    return InPlace(window,
+FilterResult CDuoColorFilter::MakePixels(const PixelRequest& request) {
+    return InPlace(request,
                    [duo = Derive(Active())](std::span<std::uint8_t> pixels) { kernels::TwoColourRow(pixels, duo); });
 }
 

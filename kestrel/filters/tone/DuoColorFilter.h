@@ -46,7 +46,7 @@ public:
     HRESULT TransformColor(unsigned char* pixel) override;
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 };
 
 }  // namespace kestrel

@@ -27,8 +27,8 @@ void CExposure2Filter::RebuildTables() {
     FillCast(CastBlue, Active().blue);
 }
 
-HRESULT CExposure2Filter::TransformWindow(const Window& window) {
-    return InPlace(window, [this](std::span<std::uint8_t> pixels) {
+FilterResult CExposure2Filter::MakePixels(const PixelRequest& request) {
+    return InPlace(request, [this](std::span<std::uint8_t> pixels) {
         kernels::MapPixels(pixels, [this](kernels::Bgr p) {
             const int grey = (p.blue + p.green + p.red) / 3;
             return kernels::Bgr{Balance(p.blue, grey, CastBlue), Balance(p.green, grey, CastGreen),

@@ -33,7 +33,7 @@ public:
     void RebuildTables() override;
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
     /// What a tone loses at full distance from the grey.

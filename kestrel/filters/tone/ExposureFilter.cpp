@@ -9,15 +9,15 @@ void CExposureFilter::RebuildTables() {
     GammaSecond = PowerTable(ToneExponent(Pending().blue));
 }
 
-HRESULT CExposureFilter::TransformWindow(const Window& window) {
+FilterResult CExposureFilter::MakePixels(const PixelRequest& request) {
     const auto saturation = static_cast<std::int32_t>(std::int64_t{Active().green} * 80 / 100);
     if (saturation == 0) {
         std::array<std::uint8_t, 256> both;
         for (std::size_t i = 0; i < 256; ++i) both[i] = GammaSecond[GammaFirst[i]];
-        return InPlace(window, [&both](std::span<std::uint8_t> pixels) { kernels::TableRow(pixels, both); });
+        return InPlace(request, [&both](std::span<std::uint8_t> pixels) { kernels::TableRow(pixels, both); });
     }
     const double factor = kernels::SatFactor(saturation);
-    return InPlace(window, [this, factor](std::span<std::uint8_t> pixels) {
+    return InPlace(request, [this, factor](std::span<std::uint8_t> pixels) {
         kernels::TableRow(pixels, GammaFirst);
         kernels::SaturateRow(pixels, factor);
         kernels::TableRow(pixels, GammaSecond);

@@ -32,7 +32,7 @@ public:
     void RebuildTables() override;
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
     std::array<std::uint8_t, 256> GammaFirst{};   ///< exposure, before the saturation

@@ -99,12 +99,12 @@ void CGammaFilter::BuildRange(std::size_t k) {
     }
 }
 
-HRESULT CGammaFilter::TransformWindow(const Window& window) {
-    return InPlacePasses(window, [&] { return WorkRanges(window); });
+FilterResult CGammaFilter::MakePixels(const PixelRequest& request) {
+    return InPlacePasses(request, [&] { return WorkRanges(request); });
 }
 
-HRESULT CGammaFilter::WorkRanges(const Window& window) const {
-    HRESULT result = S_OK;
+FilterResult CGammaFilter::WorkRanges(const PixelRequest& request) const {
+    FilterResult result = S_OK;
     if (tables_[0]) {
         kernels::ChannelTables bytes;
         for (std::size_t i = 0; i < 256; ++i) {
@@ -112,12 +112,12 @@ HRESULT CGammaFilter::WorkRanges(const Window& window) const {
             bytes.green[i] = static_cast<std::uint8_t>(tables_[0]->green[i]);
             bytes.blue[i] = static_cast<std::uint8_t>(tables_[0]->blue[i]);
         }
-        result = WalkRows(window, [&](std::span<std::uint8_t> pixels) { kernels::ChannelTablesRow(pixels, bytes); });
+        result = WalkRows(request, [&](std::span<std::uint8_t> pixels) { kernels::ChannelTablesRow(pixels, bytes); });
     }
     for (std::size_t k = 1; k < kRanges && result == S_OK; ++k) {
         if (!tables_[k]) continue;
         const std::int32_t target = Target(Slider(Active(), k, 1), k);
-        result = WalkRows(window, [&](std::span<std::uint8_t> pixels) {
+        result = WalkRows(request, [&](std::span<std::uint8_t> pixels) {
             kernels::HueRangeRow(pixels, target, *tables_[k], Weights());
         });
     }

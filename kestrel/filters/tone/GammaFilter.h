@@ -82,14 +82,14 @@ public:
     void RebuildTables() override;
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
     static constexpr std::size_t kRanges = GammaParameters::kRanges;
 
     void BuildRange(std::size_t k);
     /// Goes over the request once for each range in use.
-    HRESULT WorkRanges(const Window& window) const;
+    FilterResult WorkRanges(const PixelRequest& request) const;
 
     std::array<bool, kRanges> ChangedRange{};
     /// Tables of the ranges in use: what a tone becomes for all colours, what is added to it in the others.

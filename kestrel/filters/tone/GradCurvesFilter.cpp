@@ -26,20 +26,20 @@ GradCurvesParameters Unlike() {
 
 CGradCurvesFilter::CGradCurvesFilter() : TwinFilter(Unlike()) {}
 
-HRESULT CGradCurvesFilter::TransformWindow(const Window& window) {
-    return InPlacePasses(window, [&] { return Active().filterOn ? WorkCurves(window) : S_OK; });
+FilterResult CGradCurvesFilter::MakePixels(const PixelRequest& request) {
+    return InPlacePasses(request, [&] { return Active().filterOn ? WorkCurves(request) : kDone; });
 }
 
-HRESULT CGradCurvesFilter::WorkCurves(const Window& window) const {
+FilterResult CGradCurvesFilter::WorkCurves(const PixelRequest& request) const {
     const auto make = [this](std::size_t curve) { return MakeTable(Active().curves[curve], Active().linear); };
     const kernels::ByteTable master = make(0);
     kernels::ChannelTables tables{.blue = make(3), .green = make(2), .red = make(1)};
     if (Active().yiqOn)
-        return WalkRows(window,
+        return WalkRows(request,
                         [&](std::span<std::uint8_t> pixels) { kernels::LuminanceCurveRow(pixels, master, tables); });
     tables = {kernels::Composed(master, tables.blue), kernels::Composed(master, tables.green),
               kernels::Composed(master, tables.red)};
-    return WalkRows(window, [&](std::span<std::uint8_t> pixels) { kernels::ChannelTablesRow(pixels, tables); });
+    return WalkRows(request, [&](std::span<std::uint8_t> pixels) { kernels::ChannelTablesRow(pixels, tables); });
 }
 
 }  // namespace kestrel

@@ -84,10 +84,10 @@ public:
     CGradCurvesFilter();
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
-    HRESULT WorkCurves(const Window& window) const;
+    FilterResult WorkCurves(const PixelRequest& request) const;
 };
 
 }  // namespace kestrel

@@ -28,8 +28,8 @@ void CHSBFilter::RebuildTables() {
     HsbShift.back() = {.hue = 0.0, .saturation = 0.0, .brightness = Active().changes[0][2] / 100.0};
 }
 
-HRESULT CHSBFilter::TransformWindow(const Window& window) {
-    return InPlace(window, [this](std::span<std::uint8_t> pixels) { kernels::HsbRow(pixels, HsbShift); });
+FilterResult CHSBFilter::MakePixels(const PixelRequest& request) {
+    return InPlace(request, [this](std::span<std::uint8_t> pixels) { kernels::HsbRow(pixels, HsbShift); });
 }
 
 HRESULT CHSBFilter::TransformColor(unsigned char* pixel) {

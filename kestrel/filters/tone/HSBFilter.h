@@ -59,7 +59,7 @@ public:
     void RebuildTables() override;
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
     kernels::HsbChanges HsbShift;

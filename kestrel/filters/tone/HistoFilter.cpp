@@ -24,13 +24,13 @@ kernels::LuminanceGains Gains(const kernels::Histogram& histogram, double power)
 
 }  // namespace
 
-HRESULT CHistoFilter::TransformWindow(const Window& window) {
-    return InPlacePasses(window, [&] {
+FilterResult CHistoFilter::MakePixels(const PixelRequest& request) {
+    return InPlacePasses(request, [&] {
         kernels::Histogram luminance{};
         const auto count = [&](std::span<const std::uint8_t> pixels) { kernels::CountLuminance(pixels, luminance); };
-        if (WalkRows(window, count) != S_OK) return kNotDone;
+        if (WalkRows(request, count) != S_OK) return kNotDone;
         const kernels::LuminanceGains gains = Gains(luminance, Active().intensity / 100.0);
-        return WalkRows(window, [&](std::span<std::uint8_t> pixels) { kernels::GainRow(pixels, gains); });
+        return WalkRows(request, [&](std::span<std::uint8_t> pixels) { kernels::GainRow(pixels, gains); });
     });
 }
 

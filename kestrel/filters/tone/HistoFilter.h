@@ -28,7 +28,7 @@ inline constexpr Description kHisto{
 
 class CHistoFilter final : public TwinFilter<HistoParameters, kHistoText, kHisto> {
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 };
 
 }  // namespace kestrel

@@ -4,8 +4,8 @@
 
 namespace kestrel {
 
-HRESULT CInvertFilter::TransformWindow(const Window& window) {
-    return InPlace(window, [inversity = Active().inversity](std::span<std::uint8_t> pixels) {
+FilterResult CInvertFilter::MakePixels(const PixelRequest& request) {
+    return InPlace(request, [inversity = Active().inversity](std::span<std::uint8_t> pixels) {
         kernels::InvertRow(pixels, inversity);
     });
 }

@@ -35,13 +35,13 @@ HRESULT CInvertMaskFilter::CommitChanges() {
     return S_OK;
 }
 
-HRESULT CInvertMaskFilter::TransformWindow(const Window& window) {
-    return CachedWhole(window, [this] { return InvertCache(); });
+FilterResult CInvertMaskFilter::MakePixels(const PixelRequest& request) {
+    return CachedWhole(request, [this] { return InvertCache(); });
 }
 
-HRESULT CInvertMaskFilter::InvertCache() {
-    if (const HRESULT result = FetchIntoCache(); result != S_OK) return result;
-    return WalkRows(CachedWindow(m_InActive.Width, m_InActive.Height),
+FilterResult CInvertMaskFilter::InvertCache() {
+    if (const FilterResult result = FetchIntoCache(); result.Failed()) return result;
+    return WalkRows(CachedPixels(m_InActive.Width, m_InActive.Height),
                     [this](std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
                         for (std::size_t x = 0; x < mask.size(); ++x) Rule(&pixels[3 * x], mask[x], Active());
                     });

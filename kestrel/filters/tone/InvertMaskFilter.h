@@ -41,10 +41,10 @@ public:
     HRESULT TransformColor(unsigned char* pixel) override;
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
-    HRESULT InvertCache();
+    FilterResult InvertCache();
 };
 
 }  // namespace kestrel

@@ -24,11 +24,11 @@ void COptimizeFilter::RebuildTables() {
                                   PowerTable(ToneExponent(Active().slider1, 125.0, 25.0)));
 }
 
-HRESULT COptimizeFilter::TransformWindow(const Window& window) {
+FilterResult COptimizeFilter::MakePixels(const PixelRequest& request) {
     if (Active().slider4 == 0)
-        return InPlace(window, [this](std::span<std::uint8_t> pixels) { kernels::OptimizeRow(pixels, ToneCurve); });
+        return InPlace(request, [this](std::span<std::uint8_t> pixels) { kernels::OptimizeRow(pixels, ToneCurve); });
     const double factor = kernels::SatFactor(Active().slider4 * 0.8);
-    return InPlace(window, [this, factor](std::span<std::uint8_t> pixels) {
+    return InPlace(request, [this, factor](std::span<std::uint8_t> pixels) {
         kernels::OptimizeRow(pixels, ToneCurve);
         kernels::SaturateRow(pixels, factor);
     });

@@ -35,7 +35,7 @@ public:
     void RebuildTables() override;
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
     kernels::ByteTable ToneCurve = kernels::kIdentityTable;

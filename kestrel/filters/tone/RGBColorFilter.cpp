@@ -12,8 +12,8 @@ kernels::ColourShift Shift(const RGBColorParameters& p) {
 
 }  // namespace
 
-HRESULT CRGBColorFilter::TransformWindow(const Window& window) {
-    return InPlace(window,
+FilterResult CRGBColorFilter::MakePixels(const PixelRequest& request) {
+    return InPlace(request,
                    [shift = Shift(Active())](std::span<std::uint8_t> pixels) { kernels::ShiftRow(pixels, shift); });
 }
 

@@ -25,10 +25,10 @@ kernels::MixerChannel MakeChannel(const Weights& weights, std::int32_t constant,
 
 }  // namespace
 
-HRESULT CRgbMixerFilter::TransformWindow(const Window& window) {
-    return InPlacePasses(window, [&] {
-        if (Active().bypass) return S_OK;
-        return WalkRows(window,
+FilterResult CRgbMixerFilter::MakePixels(const PixelRequest& request) {
+    return InPlacePasses(request, [&] {
+        if (Active().bypass) return kDone;
+        return WalkRows(request,
                         [mixer = MakeMixer()](std::span<std::uint8_t> pixels) { kernels::MixerRow(pixels, mixer); });
     });
 }

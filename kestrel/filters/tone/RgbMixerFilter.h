@@ -105,7 +105,7 @@ inline constexpr Description kRgbMixer{
 
 class CRgbMixerFilter final : public TwinFilter<RgbMixerParameters, kRgbMixerText, kRgbMixer> {
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
     kernels::Mixer MakeMixer() const;

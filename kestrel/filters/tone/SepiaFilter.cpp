@@ -4,8 +4,9 @@
 
 namespace kestrel {
 
-HRESULT CSepiaFilter::TransformWindow(const Window& window) {
-    return InPlace(window, [keep = Active().keep](std::span<std::uint8_t> pixels) { kernels::SepiaRow(pixels, keep); });
+FilterResult CSepiaFilter::MakePixels(const PixelRequest& request) {
+    return InPlace(request,
+                   [keep = Active().keep](std::span<std::uint8_t> pixels) { kernels::SepiaRow(pixels, keep); });
 }
 
 HRESULT CSepiaFilter::TransformColor(unsigned char* pixel) {

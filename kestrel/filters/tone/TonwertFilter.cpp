@@ -10,7 +10,7 @@
 
 namespace kestrel {
 
-HRESULT CTonwertFilter::Measure(const Window& window) {
+FilterResult CTonwertFilter::Measure(const PixelRequest& request) {
     if (FetchIntoCache() != S_OK) return kNotDone;
     HistLuma = {};
     const auto channels = std::make_unique<kernels::ChannelHistograms>();  // too large for a stack of many links
@@ -18,12 +18,12 @@ HRESULT CTonwertFilter::Measure(const Window& window) {
         kernels::CountLuminance(pixels, HistLuma);
         kernels::CountChannels(pixels, *channels);
     };
-    if (WalkRows(CachedWindow(m_InActive.Width, m_InActive.Height), count) != S_OK) return kNotDone;
+    if (WalkRows(CachedPixels(m_InActive.Width, m_InActive.Height), count) != S_OK) return kNotDone;
     HistRed = channels->red;
     HistGreen = channels->green;
     HistBlue = channels->blue;
     // The whole picture is counted, but the share that is given up is that of the request.
-    const std::uint64_t clip = kernels::ClipCount(window.width, window.height);
+    const std::uint64_t clip = kernels::ClipCount(request.width, request.height);
     const auto limits = [clip](const kernels::Histogram& histogram) {
         const kernels::ToneLimits found = kernels::Clip(histogram, clip, clip);
         return Limits{static_cast<std::uint8_t>(found.low), static_cast<std::uint8_t>(found.high)};
@@ -59,21 +59,21 @@ std::int64_t CTonwertFilter::EstimateMidtone(double pixels, BlackWhite points) c
     return 0;
 }
 
-HRESULT CTonwertFilter::TransformWindow(const Window& window) {
+FilterResult CTonwertFilter::MakePixels(const PixelRequest& request) {
     return CachedWhole(
-        window, [&] { return Measure(window); },
+        request, [&] { return Measure(request); },
         [&] {
-            return [tables = Tables(window)](std::span<std::uint8_t> pixels) {
+            return [tables = Tables(request)](std::span<std::uint8_t> pixels) {
                 kernels::ChannelTablesRow(pixels, tables);
             };
         });
 }
 
-kernels::ChannelTables CTonwertFilter::Tables(const Window& window) const {
+kernels::ChannelTables CTonwertFilter::Tables(const PixelRequest& request) const {
     const BlackWhite lumaPoints = Points(luma_);
     std::int64_t midtone = Active().med;
     if (Active().autoTone) {
-        const double pixels = static_cast<double>(window.width) * window.height;
+        const double pixels = static_cast<double>(request.width) * request.height;
         midtone = EstimateMidtone(pixels, lumaPoints) + Active().addmed;
     }
     const auto m = static_cast<std::int32_t>(std::clamp<std::int64_t>(midtone, -100, 100));

@@ -56,7 +56,7 @@ inline constexpr Description kTonwert{
 
 class CTonwertFilter final : public TwinFilter<TonwertParameters, kTonwertText, kTonwert> {
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
     /// The darkest and the brightest tone that the clip left, as bytes: a clip past the other end wraps.
@@ -71,9 +71,9 @@ private:
     };
 
     /// Fetches the whole picture into the cache and counts it.
-    HRESULT Measure(const Window& window);
-    /// What each byte becomes in a request for this window.
-    kernels::ChannelTables Tables(const Window& window) const;
+    FilterResult Measure(const PixelRequest& request);
+    /// What each byte becomes in this request.
+    kernels::ChannelTables Tables(const PixelRequest& request) const;
     BlackWhite Points(Limits limits) const;
     /// The automatic midtone, -100..100, for a request of `pixels` pixels.
     std::int64_t EstimateMidtone(double pixels, BlackWhite points) const;

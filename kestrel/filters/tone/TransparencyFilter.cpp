@@ -4,8 +4,8 @@
 
 namespace kestrel {
 
-HRESULT CTransparencyFilter::TransformWindow(const Window& window) {
-    return InPlace(window, [keep = Active().keep](std::span<std::uint8_t>, std::span<std::uint8_t> mask) {
+FilterResult CTransparencyFilter::MakePixels(const PixelRequest& request) {
+    return InPlace(request, [keep = Active().keep](std::span<std::uint8_t>, std::span<std::uint8_t> mask) {
         kernels::TransparencyRow(mask, keep);
     });
 }

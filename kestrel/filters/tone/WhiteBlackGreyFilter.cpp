@@ -80,16 +80,16 @@ void CWhiteBlackGreyFilter::BuildRangeTables(Triple black, Triple white, const T
     }
 }
 
-void CWhiteBlackGreyFilter::BuildMeasuredTables(const Window& window) {
-    const std::uint64_t clip = kernels::ClipCount(window.width, window.height);
+void CWhiteBlackGreyFilter::BuildMeasuredTables(const PixelRequest& request) {
+    const std::uint64_t clip = kernels::ClipCount(request.width, request.height);
     std::array<kernels::ToneLimits, 3> limits;
     if (Active().mode == kCommonContrast) {
         kernels::Histogram luminance{};
-        for (int h = 0; h < window.height; ++h) kernels::CountLuminance(window.Pixels(h), luminance);
+        for (int h = 0; h < request.height; ++h) kernels::CountLuminance(request.Pixels(h), luminance);
         limits.fill(kernels::Clip(luminance, clip, clip));
     } else {
         kernels::ChannelHistograms channels;
-        for (int h = 0; h < window.height; ++h) kernels::CountChannels(window.Pixels(h), channels);
+        for (int h = 0; h < request.height; ++h) kernels::CountChannels(request.Pixels(h), channels);
         limits = {kernels::Clip(channels.red, clip, clip), kernels::Clip(channels.green, clip, clip),
                   kernels::Clip(channels.blue, clip, clip)};
     }
@@ -105,18 +105,18 @@ void CWhiteBlackGreyFilter::BuildMeasuredTables(const Window& window) {
     BuildRangeTables(black, white, grey);
 }
 
-HRESULT CWhiteBlackGreyFilter::TransformWindow(const Window& window) {
-    return InPlacePasses(window, [&] {
-        if (!Active().filterOn || Active().opacity <= 0) return S_OK;
-        return WalkRows(window, [tables = Tables(window)](std::span<std::uint8_t> pixels) {
+FilterResult CWhiteBlackGreyFilter::MakePixels(const PixelRequest& request) {
+    return InPlacePasses(request, [&] {
+        if (!Active().filterOn || Active().opacity <= 0) return kDone;
+        return WalkRows(request, [tables = Tables(request)](std::span<std::uint8_t> pixels) {
             kernels::ChannelTablesRow(pixels, tables);
         });
     });
 }
 
-kernels::ChannelTables CWhiteBlackGreyFilter::Tables(const Window& window) {
+kernels::ChannelTables CWhiteBlackGreyFilter::Tables(const PixelRequest& request) {
     if (Active().mode == kCommonContrast || Active().mode == kChannelContrast)
-        BuildMeasuredTables(window);
+        BuildMeasuredTables(request);
     else
         BuildSimpleTables();
     kernels::ChannelTables tables{.blue = LevelBlue, .green = LevelGreen, .red = LevelRed};

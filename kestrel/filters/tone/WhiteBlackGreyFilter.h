@@ -63,20 +63,20 @@ public:
     CWhiteBlackGreyFilter() : TwinFilter({0, 0, 0, 1, 0, false}) {}
 
 protected:
-    HRESULT TransformWindow(const Window& window) override;
+    FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
     /// A value for each channel: red, green, blue.
     using Triple = std::array<std::int32_t, 3>;
 
     /// What each byte of a request becomes.
-    kernels::ChannelTables Tables(const Window& window);
+    kernels::ChannelTables Tables(const PixelRequest& request);
     /// Tables for modes that do not look at the picture; the identity for an unknown mode.
     void BuildSimpleTables();
     /// Tables for modes 2 and 3 from black points, white points and the grey point.
     void BuildRangeTables(Triple black, Triple white, const Triple& grey);
     /// Measures the region and builds the tables of mode 2 or 3.
-    void BuildMeasuredTables(const Window& window);
+    void BuildMeasuredTables(const PixelRequest& request);
 
     kernels::ByteTable LevelRed{};
     kernels::ByteTable LevelGreen{};

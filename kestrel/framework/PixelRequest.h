@@ -6,7 +6,7 @@
 namespace kestrel {
 
 /// One request for pixels: a part of a link's output picture and the caller's rows that it goes into.
-struct Window {
+struct PixelRequest {
     int dstX;  ///< where the corner lands in the caller's rows, pixels
     int dstY;
     int srcX;  ///< corner in the output picture of the link that is asked
