@@ -82,4 +82,13 @@ bool LinearTable(std::span<const CurveNode> nodes, ByteTable& table) {
     return true;
 }
 
+ByteTable CurveTable(std::span<const CurveNode> nodes, bool linear) {
+    ByteTable table = kIdentityTable;
+    if (linear)
+        LinearTable(nodes, table);
+    else
+        SplineTable(nodes, table);
+    return table;
+}
+
 }  // namespace kestrel::kernels

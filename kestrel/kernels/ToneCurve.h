@@ -25,4 +25,7 @@ bool SplineTable(std::span<const CurveNode> nodes, ByteTable& table);
 /// The y of the nodes must lie in 0..255.
 bool LinearTable(std::span<const CurveNode> nodes, ByteTable& table);
 
+/// One of the two; a curve that no table can be made of changes nothing.
+ByteTable CurveTable(std::span<const CurveNode> nodes, bool linear);
+
 }  // namespace kestrel::kernels

@@ -5,20 +5,10 @@
 namespace kestrel {
 namespace {
 
-/// A curve that no table can be made of, with one node or two at the same x, changes nothing.
-kernels::ByteTable MakeTable(const CGradCurve& curve, bool linear) {
-    kernels::ByteTable table = kernels::kIdentityTable;
-    if (linear)
-        kernels::LinearTable(curve.Nodes(), table);
-    else
-        kernels::SplineTable(curve.Nodes(), table);
-    return table;
-}
-
 /// Unlike a fresh record in every count and flag, so that the first update is a change.
 GradCurvesParameters Unlike() {
     GradCurvesParameters parameters{.linear = true, .yiqOn = true, .filterOn = true};
-    for (CGradCurve& curve : parameters.curves) curve.SetCount(3);
+    for (CurveSlots& curve : parameters.curves) curve.SetCount(3);
     return parameters;
 }
 
@@ -31,7 +21,9 @@ FilterResult CGradCurvesFilter::MakePixels(const PixelRequest& request) {
 }
 
 FilterResult CGradCurvesFilter::WorkCurves(const PixelRequest& request) const {
-    const auto make = [this](std::size_t curve) { return MakeTable(Active().curves[curve], Active().linear); };
+    const auto make = [this](std::size_t curve) {
+        return kernels::CurveTable(Active().curves[curve].Nodes(), Active().linear);
+    };
     const kernels::ByteTable master = make(0);
     kernels::ChannelTables tables{.blue = make(3), .green = make(2), .red = make(1)};
     if (Active().yiqOn)

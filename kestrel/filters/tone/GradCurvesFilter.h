@@ -1,14 +1,14 @@
 #pragma once
 #include <array>
 
-#include "kestrel/filters/tone/GradCurve.h"
+#include "kestrel/filters/tone/CurveSlots.h"
 #include "kestrel/framework/TwinFilter.h"
 
 namespace kestrel {
 
 /// Maps tones through a master curve and a curve for each channel.
 struct GradCurvesParameters {
-    std::array<CGradCurve, 4> curves{};  ///< all channels, red, green, blue
+    std::array<CurveSlots, 4> curves{};  ///< all channels, red, green, blue
     bool linear = false;                 ///< straight segments in place of the spline
     bool yiqOn = false;                  ///< the master curve works on the luminance only
     bool filterOn = false;               ///< the filter acts at all
@@ -32,7 +32,7 @@ inline constexpr auto kGradCurvesText = [] {
     for (std::size_t i = 0; i < curves.size(); ++i) {
         table.keys[i] = {.key = {"n", curves[i].letter},
                          .field = [](Record& r, std::size_t at) -> std::int32_t& { return r.curves[at].Count(); },
-                         .range = {2, CGradCurve::kSlots},
+                         .range = {2, CurveSlots::kSlots},
                          .meaning = "number of nodes",
                          .group = curves[i].name,
                          .index = i,
@@ -41,24 +41,24 @@ inline constexpr auto kGradCurvesText = [] {
                               const char* meaning) {
             return Parameter<Record>{.key = {axis, curves[i].letter, "#"},
                                      .field = field,
-                                     .range = {0, CGradCurve::kLargest},
+                                     .range = {0, CurveSlots::kLargest},
                                      .label = label,
                                      .meaning = meaning,
                                      .group = curves[i].name,
-                                     .index = i * CGradCurve::kSlots,
-                                     .count = CGradCurve::kSlots,
+                                     .index = i * CurveSlots::kSlots,
+                                     .count = CurveSlots::kSlots,
                                      .held = true};
         };
         table.keys[4 + i] = node(
             "x",
             [](Record& r, std::size_t at) -> std::int32_t& {
-                return r.curves[at / CGradCurve::kSlots].Slot(at % CGradCurve::kSlots).x;
+                return r.curves[at / CurveSlots::kSlots].Slot(at % CurveSlots::kSlots).x;
             },
             curves[i].in, "tone of a node");
         table.keys[8 + i] = node(
             "y",
             [](Record& r, std::size_t at) -> std::int32_t& {
-                return r.curves[at / CGradCurve::kSlots].Slot(at % CGradCurve::kSlots).y;
+                return r.curves[at / CurveSlots::kSlots].Slot(at % CurveSlots::kSlots).y;
             },
             curves[i].out, "what the tone becomes");
     }

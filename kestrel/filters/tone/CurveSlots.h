@@ -8,9 +8,9 @@
 
 namespace kestrel {
 
-/// A tone curve by its nodes, in order of rising x. A parameter text has twelve slots for each curve, so that a count
-/// above it, which only a text written by hand can hold, means the twelve.
-class CGradCurve {
+/// A tone curve as a parameter text holds it: a count and twelve slots for nodes, in order of rising x. A count above
+/// twelve, which only a text written by hand can hold, means the twelve.
+class CurveSlots {
 public:
     static constexpr int kSlots = 12;
     static constexpr int kLargest = 255;  ///< limit of both coordinates
@@ -19,18 +19,6 @@ public:
     void SetCount(std::int32_t count) { count_ = count; }
     std::int32_t GetCount() const { return count_; }
 
-    /// A slot 0..11, held within the limits. Any other index does nothing.
-    void SetNode(int i, std::int32_t x, std::int32_t y) {
-        if (i < 0 || i >= kSlots) return;
-        nodes_[static_cast<std::size_t>(i)] = {std::clamp(x, 0, kLargest), std::clamp(y, 0, kLargest)};
-    }
-    /// Gives a node and 0; -1 and no point for an index that is no node.
-    int GetNode(int i, kernels::CurveNode* point) const {
-        if (i < 0 || i >= static_cast<int>(Nodes().size())) return -1;
-        *point = nodes_[static_cast<std::size_t>(i)];
-        return 0;
-    }
-
     /// The nodes that count: none for a count below 1.
     std::span<const kernels::CurveNode> Nodes() const {
         return std::span(nodes_).first(static_cast<std::size_t>(std::clamp(count_, 0, kSlots)));
@@ -38,10 +26,8 @@ public:
     /// For the readers of texts, which hold coordinates within the limits.
     std::int32_t& Count() { return count_; }
     kernels::CurveNode& Slot(std::size_t i) { return nodes_[i]; }
-    /// All slots, nodes or not.
-    std::span<const kernels::CurveNode, kSlots> Slots() const { return nodes_; }
 
-    bool operator==(const CGradCurve&) const = default;
+    bool operator==(const CurveSlots&) const = default;
 
 private:
     std::int32_t count_ = 2;
