@@ -31,6 +31,8 @@ endforeach()
 file(RELATIVE_PATH to_lib "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
 set_target_properties(kestrel_app PROPERTIES INSTALL_RPATH "$ORIGIN/${to_lib}")
 install(TARGETS kestrel_app RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/resources/Gradation_Factory
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/kestrel/Filter)
 install(FILES ${PROJECT_SOURCE_DIR}/docs/kestrel.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 
 install(EXPORT kestrelTargets NAMESPACE kestrel:: DESTINATION ${package_dir})

@@ -1,5 +1,6 @@
 #include "kestrel/settings/Folders.h"
 
+#include <dlfcn.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -23,6 +24,15 @@ path HomeFolder() {
     return user && user->pw_dir ? path(user->pw_dir) : path("/");
 }
 
+/// The file that this code was loaded from: the library, or a program that holds it.
+path LibraryFile() {
+    Dl_info info{};
+    std::error_code error;
+    if (dladdr(reinterpret_cast<const void*>(&HomeFolder), &info) == 0 || !info.dli_fname) return ProgramFile();
+    const path file = std::filesystem::canonical(info.dli_fname, error);
+    return error ? ProgramFile() : file;  // a program may have been started by a name that leads nowhere by now
+}
+
 path UserFolder(const char* own, const char* xdg, const char* inHome) {
     if (path folder = FromEnvironment(own); !folder.empty()) return folder;
     path base = FromEnvironment(xdg);
@@ -34,6 +44,16 @@ path UserFolder(const char* own, const char* xdg, const char* inHome) {
 
 path ConfigFolder() { return UserFolder("KESTREL_CONFIG_DIR", "XDG_CONFIG_HOME", ".config"); }
 path StateFolder() { return UserFolder("KESTREL_STATE_DIR", "XDG_STATE_HOME", ".local/state"); }
+
+path DataFolder() { return UserFolder("KESTREL_DATA_DIR", "XDG_DATA_HOME", ".local/share"); }
+
+path ShareFolder() {
+    if (path folder = FromEnvironment("KESTREL_SHARE_DIR"); !folder.empty()) return folder;
+    std::error_code error;
+    for (path folder = LibraryFile().parent_path(); folder != folder.root_path(); folder = folder.parent_path())
+        if (path share = folder / "share/kestrel"; std::filesystem::is_directory(share, error)) return share;
+    return {};
+}
 
 path SystemFolder() {
     const path folder = FromEnvironment("KESTREL_SYSTEM_DIR");

@@ -18,6 +18,11 @@ KESTREL_API std::filesystem::path ConfigFolder();
 KESTREL_API std::filesystem::path SystemFolder();
 /// What programs leave behind, logs above all: KESTREL_STATE_DIR, else "kestrel" in XDG_STATE_HOME or ~/.local/state.
 KESTREL_API std::filesystem::path StateFolder();
+/// What the user makes and keeps, such as presets: KESTREL_DATA_DIR, else "kestrel" in XDG_DATA_HOME or ~/.local/share.
+KESTREL_API std::filesystem::path DataFolder();
+/// What was installed with the library for reading: KESTREL_SHARE_DIR, else "share/kestrel" in the nearest of the
+/// folders above the library, so that a moved installation finds its own. Empty when there is none.
+KESTREL_API std::filesystem::path ShareFolder();
 /// The running program's file; empty when the system does not tell.
 KESTREL_API std::filesystem::path ProgramFile();
 /// The folder of the running program: KESTREL_PROGRAM_DIR, else where `ProgramFile` lies.

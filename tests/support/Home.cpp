@@ -10,6 +10,7 @@ namespace {
     setenv("KESTREL_CONFIG_DIR", (home / "config").c_str(), 1);
     setenv("KESTREL_SYSTEM_DIR", (home / "system").c_str(), 1);
     setenv("KESTREL_STATE_DIR", (home / "state").c_str(), 1);
+    setenv("KESTREL_DATA_DIR", (home / "data").c_str(), 1);
     return true;
 }();
 

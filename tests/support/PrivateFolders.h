@@ -20,6 +20,8 @@ public:
         Point("KESTREL_CONFIG_DIR", "config");
         Point("KESTREL_SYSTEM_DIR", "system");
         Point("KESTREL_STATE_DIR", "state");
+        Point("KESTREL_DATA_DIR", "data");
+        Point("KESTREL_SHARE_DIR", "share");
         Point("KESTREL_PROGRAM_DIR", "program");
         std::filesystem::create_directory(root_ / "program");
     }
