@@ -1,11 +1,11 @@
-# What an installed Kestrel is: the shared library, its headers, the program, the manual page, and the two ways to be
-# found (a CMake package and a pkg-config file), both of which may be moved with the prefix. The dialogs come with them
-# when they are built.
+# What an installed Kestrel is: the shared library, its headers, the program with manual pages and completion, and the
+# two ways to be found (a CMake package and a pkg-config file), both of which may be moved with the prefix. The dialogs
+# come with them when they are built.
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kestrel)
 
-add_custom_target(kestrel_installed DEPENDS kestrel_shared kestrel_app)
+add_custom_target(kestrel_installed DEPENDS kestrel_shared kestrel_app kestrel_manuals)
 install(TARGETS kestrel_shared EXPORT kestrelTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 if(KESTREL_WITH_DIALOGS)
     add_dependencies(kestrel_installed kestrel_dialogs)
@@ -34,6 +34,12 @@ install(TARGETS kestrel_app RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/resources/Gradation_Factory
     DESTINATION ${CMAKE_INSTALL_DATADIR}/kestrel/Filter)
 install(FILES ${PROJECT_SOURCE_DIR}/docs/kestrel.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(DIRECTORY ${PROJECT_BINARY_DIR}/apps/kestrel/man1 DESTINATION ${CMAKE_INSTALL_MANDIR})
+set(completion ${PROJECT_SOURCE_DIR}/apps/kestrel/completion)
+install(FILES ${completion}/kestrel.bash RENAME kestrel
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+install(FILES ${completion}/_kestrel DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+install(FILES ${completion}/kestrel.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 
 install(EXPORT kestrelTargets NAMESPACE kestrel:: DESTINATION ${package_dir})
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/kestrelConfig.cmake.in

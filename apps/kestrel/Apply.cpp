@@ -316,8 +316,7 @@ void AddApply(const Command& program) {
     command.Argument("INPUT", options->input, "The picture to read; - is standard input");
     command.Argument("OUTPUT", options->output, "The picture to write, also INPUT itself; - is standard output");
     options->chain.AddTo(command);
-    command.Option("--format", options->format, "png|jpeg|bmp|...",
-                   "Format of OUTPUT, in place of the one that its name tells");
+    command.Option("--format", options->format, "FORMAT", "Format of OUTPUT, in place of the one that its name tells");
     command.Option("--quality", options->quality, "N", "Quality of a JPEG file, 1 to 100 [92]");
     command.Option("--background", options->background, "#RRGGBB",
                    "Color behind transparent pixels where OUTPUT's format\nholds no transparency [#FFFFFF]");

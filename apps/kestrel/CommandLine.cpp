@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <new>
 
 #include "apps/kestrel/Console.h"
@@ -40,6 +41,29 @@ void CheckCommandNames(CLI::App& program, int argc, char** argv) {
     }
 }
 
+OutlinedOption OutlineOf(const CLI::Option& option) {
+    OutlinedOption outlined;
+    for (const auto& name : option.get_snames()) outlined.names.push_back("-" + name);
+    for (const auto& name : option.get_lnames()) outlined.names.push_back("--" + name);
+    if (outlined.names.empty()) outlined.names.push_back(option.get_name());
+    outlined.type = option.get_type_name();
+    outlined.text = option.get_description();
+    std::replace(outlined.text.begin(), outlined.text.end(), '\n', ' ');
+    outlined.values = option.get_type_size();
+    outlined.required = option.get_required();
+    outlined.repeatable = option.get_expected_max() > 1;
+    return outlined;
+}
+
+OutlinedCommand OutlineOf(const CLI::App& command) {
+    OutlinedCommand outlined{command.get_name(), command.get_description(), command.get_footer(), {}, {}, {}};
+    for (const CLI::Option* option : command.get_options({}))
+        (option->get_positional() ? outlined.words : outlined.options).push_back(OutlineOf(*option));
+    for (const CLI::App* below : command.get_subcommands({}))
+        if (!below->get_group().empty()) outlined.commands.push_back(OutlineOf(*below));
+    return outlined;
+}
+
 int Parse(CLI::App& program, int argc, char** argv) {
     int code = console::kDone;
     try {
@@ -66,12 +90,22 @@ Command Command::Subcommand(const char* name, const char* text) const {
     return Command(*app_->add_subcommand(name, text));
 }
 
+Command Command::HiddenSubcommand(const char* name, const char* text) const {
+    const Command hidden = Subcommand(name, text);
+    hidden.app_->group("");
+    return hidden;
+}
+
 void Command::Argument(const char* name, std::string& value, const char* text) const {
     app_->add_option(name, value, text)->required()->type_name("");
 }
 
 void Command::OptionalArgument(const char* name, std::string& value, const char* text) const {
     app_->add_option(name, value, text)->type_name("");
+}
+
+void Command::Words(const char* name, std::vector<std::string>& values, const char* text) const {
+    app_->add_option(name, values, text)->type_name("");
 }
 
 void Command::Option(const char* names, std::string& value, const char* type, const char* text) const {
@@ -97,6 +131,8 @@ void Command::Run(Log log, std::function<int()> run) const {
     });
 }
 
+OutlinedCommand Command::Outline() const { return OutlineOf(*app_); }
+
 int RunCommandLine(int argc, char** argv, const std::vector<void (*)(const Command& program)>& commands) {
     commandAsGiven = "kestrel";
     for (int i = 1; i < argc; ++i) commandAsGiven.append(" ").append(argv[i]);
@@ -109,7 +145,7 @@ int RunCommandLine(int argc, char** argv, const std::vector<void (*)(const Comma
                                                   "\nExact image filters and chains. Apache License 2.0; no warranty.");
         program.get_formatter()->column_width(32);
         program.footer(
-            "\"kestrel COMMAND --help\" tells a command's options, \"man kestrel\" all of them.\n\n"
+            "\"kestrel COMMAND --help\" tells a command's options, \"man kestrel-COMMAND\" too.\n\n"
             "Exit codes: 0 done; 1 the work failed, or some of it; 2 the command was wrong;\n"
             "3 the output was written, but the input was damaged; 130 and 143 interrupted.");
         for (const auto add : commands) add(Command(program));

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "apps/kestrel/CommandOutline.h"
+
 namespace CLI {
 class App;
 }
@@ -14,9 +16,13 @@ public:
     explicit Command(CLI::App& app) : app_(&app) {}
 
     Command Subcommand(const char* name, const char* text) const;
+    /// A command for other programs, which `--help` does not list.
+    Command HiddenSubcommand(const char* name, const char* text) const;
     /// A word at its place in the command; required.
     void Argument(const char* name, std::string& value, const char* text) const;
     void OptionalArgument(const char* name, std::string& value, const char* text) const;
+    /// All words that are left.
+    void Words(const char* name, std::vector<std::string>& values, const char* text) const;
     /// An option with one value that is not empty, as an unset variable of a script would make it.
     void Option(const char* names, std::string& value, const char* type, const char* text) const;
     /// An option that may be given again; each use takes `words` values, which are appended.
@@ -30,6 +36,9 @@ public:
     enum class Log { kNo, kYes };
     /// What the command does; its result is the program's exit code.
     void Run(Log log, std::function<int()> run) const;
+
+    /// This command and those below it, without the hidden ones; complete once all of them have added themselves.
+    OutlinedCommand Outline() const;
 
 private:
     CLI::App* app_;

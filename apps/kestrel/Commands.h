@@ -12,3 +12,7 @@ void AddStrings(const Command& program);
 void AddSettings(const Command& program);
 void AddStore(const Command& program);
 void AddLog(const Command& program);
+
+// For the shells' completion and for the build of the manual pages; `--help` does not list them.
+void AddComplete(const Command& program);
+void AddManual(const Command& program);

@@ -108,7 +108,7 @@ int Run(const Options& options) {
 void AddDescribe(const Command& program) {
     const auto options = std::make_shared<Options>();
     const Command command = program.Subcommand("describe", "Tell a filter's keys, ranges and defaults");
-    command.Argument("NAME", options->name, "Sepia, Sepia.1 or TMFilter.Sepia.1");
+    command.Argument("FILTER", options->name, "Sepia, Sepia.1 or TMFilter.Sepia.1");
     command.Flag("--json", options->json, "As JSON");
     options->language.AddTo(command);
     command.Footer("Ranges are those that a dialog offers; a parameter text may hold any number.");

@@ -45,6 +45,6 @@ void AddFilters(const Command& program) {
     const Command command = program.Subcommand("filters", "List the filters");
     command.Flag("--json", options->json, "As JSON, with identifiers and costs");
     options->language.AddTo(command);
-    command.Footer("\"kestrel describe NAME\" tells a filter's parameters.");
+    command.Footer("\"kestrel describe FILTER\" tells a filter's parameters.");
     command.Run(Command::Log::kNo, [options] { return Run(*options); });
 }

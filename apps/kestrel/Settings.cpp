@@ -107,7 +107,8 @@ void AddSettings(const Command& program) {
     set.Flag("--bytes", options->bytes, "Store the text's bytes as they are, not as Windows-1252 (for paths)");
     list.OptionalArgument("KEY", options->key, "The key; all keys without one");
     for (const Command& one : {get, set, list})
-        one.Option("--branch", options->branch, "BRANCH", "user (the default), all (all users) or classes");
+        one.Option("--branch", options->branch, "user|all|classes",
+                   "Whose settings: this user's (the default), all users' or those of classes");
 
     const auto run = [options](auto work) {
         return [options, work] {

@@ -209,8 +209,7 @@ void AddStore(const Command& program) {
         return one;
     };
     const auto as = [&](const Command& one) {
-        one.Option("--as", options->as, "KIND",
-                   "What a store that is missing becomes: compound (the default), tree, folder");
+        one.Option("--as", options->as, "compound|tree|folder", "What a store that is missing becomes [compound]");
     };
     using Log = Command::Log;
     const Command list = add("list", "List a storage: sizes in bytes, and names");

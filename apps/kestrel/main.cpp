@@ -24,9 +24,9 @@ int main(int argc, char** argv) {
     signal(SIGPIPE, SIG_IGN);  // a reader that goes away, and a file that grows beyond the process' limit,
     signal(SIGXFSZ, SIG_IGN);  // become errors of writing, which are reported
     interrupt::Listen();
-    const int code = RunCommandLine(
-        argc, argv,
-        {AddApply, AddFilters, AddFormats, AddDescribe, AddColor, AddStrings, AddStore, AddSettings, AddLog});
+    const int code = RunCommandLine(argc, argv,
+                                    {AddApply, AddFilters, AddFormats, AddDescribe, AddColor, AddStrings, AddStore,
+                                     AddSettings, AddLog, AddComplete, AddManual});
     console::ClearProgress();
     return code;
 }
