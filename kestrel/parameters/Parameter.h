@@ -1,237 +1,77 @@
 #pragma once
-#include <climits>
 #include <cstddef>
-#include <cstdint>
-#include <initializer_list>
-#include <limits>
-#include <optional>
-#include <span>
 #include <string>
 #include <string_view>
-#include <type_traits>
-#include <variant>
 
-#include "kestrel/parameters/ParameterInfo.h"
+#include "kestrel/foundation/Export.h"
+#include "kestrel/foundation/QvString.h"
 
 namespace kestrel {
 
-/// Values that a dialog offers. Texts may hold any other number.
-struct Range {
-    double minimum = std::numeric_limits<std::int32_t>::min();
-    double maximum = std::numeric_limits<std::int32_t>::max();
-    bool operator==(const Range&) const = default;
+/// A set of named values, held as one text of `tag=value;` entries, each ended by CR LF. The text is all there is: a
+/// read walks it, a write edits it, and it travels as it stands. This is not the parameter text of a filter.
+///
+/// Values are decimal numbers, `true` and `false`, or texts between double quotes, in which control characters, quotes,
+/// backslashes and all bytes from 128 on are escaped. Tags are compared byte by byte; a null tag counts as an empty
+/// one, which matches an entry that begins with `=`. Any text may be read: a malformed one only ends the walk early. An
+/// exhausted heap throws `std::bad_alloc`. Threads may share a bag that nobody writes.
+class KESTREL_API Parameter {
+public:
+    Parameter() = default;
+    /// Each takes the text as it stands; a null text counts as an empty one.
+    Parameter(const char* text) : text_(text) {}
+    Parameter(const QvString& text) : text_(text) {}
+    Parameter(const std::string& text) : text_(text.data(), static_cast<int>(text.size())) {}
+    Parameter(const Parameter&) = default;
+    Parameter& operator=(const Parameter&) = default;
+    virtual ~Parameter() = default;
+
+    /// The text, valid until the next write.
+    operator const char*() const { return text_; }
+    operator QvString() const { return text_; }
+
+    /// True when the tag is present; otherwise the value is left alone. A value of another type reads as that type's
+    /// reader takes its first bytes: a text is the number 0.
+    bool Get(const char* tag, int& value) const;
+    bool Get(const char* tag, bool& value) const;
+    bool Get(const char* tag, double& value) const;
+    bool Get(const char* tag, void*& value) const;
+    /// False also for a value that is not between quotes.
+    bool Get(const char* tag, QvString& value) const;
+
+    /// The same, with 0, false, null or an empty text for a missing tag.
+    int GetInt(const char* tag) const;
+    bool GetBool(const char* tag) const;
+    double GetDouble(const char* tag) const;
+    void* GetPtr(const char* tag) const;
+    QvString GetString(const char* tag) const;
+
+    /// Replaces the value where the entry stands, or appends an entry. A last entry without a `;` stays without one.
+    void Set(const char* tag, int value);
+    void Set(const char* tag, bool value);
+    void Set(const char* tag, double value);  ///< six decimals
+    void Set(const char* tag, void* value);   ///< as a signed number
+    void Set(const char* tag, const char* value);
+    void Set(const char* tag, const QvString& value);  ///< zero bytes included
+
+    /// Cuts the entry out up to the start of the next one; true when there was one. The search for the next entry knows
+    /// nothing of quotes: when a quoted value holds a `=`, only the tag, its `=` and the first byte of the value go.
+    bool RemoveTag(const char* tag);
+
+    /// Do both hold the same tags with the same values, in any order? Numbers are compared as texts. Three odd cases
+    /// are relied upon: an empty text in this bag needs no counterpart in the other; blanks before an unquoted entry
+    /// make a bag unlike itself; and the walk over the other bag's tags asks this bag's text where a quoted value
+    /// stands, at the index that it has reached in the other.
+    bool operator==(const Parameter& other) const;
+    bool operator!=(const Parameter& other) const { return !(*this == other); }
+
+private:
+    std::string_view View() const { return {text_, static_cast<std::size_t>(text_.GetLength())}; }
+    void Assign(const std::string& text) { text_ = QvString(text.data(), static_cast<int>(text.size())); }
+    /// Replaces or appends a value that is written already.
+    void SetWritten(const char* tag, const std::string& value);
+
+    QvString text_;
 };
-
-/// How a key is looked for.
-enum class Reading {
-    Shared,  ///< the key and any one character after it
-    Equals,  ///< the key with its "="
-    Digit,   ///< the key with its "=", and one decimal digit
-};
-
-/// A key, made of up to three pieces at compile time.
-struct KeyName {
-    char text[24] = {};
-
-    constexpr KeyName(const char* first = "", const char* second = "", const char* third = "") {
-        char* to = text;
-        for (const char* piece : {first, second, third})
-            while (*piece) *to++ = *piece++;
-    }
-    constexpr operator std::string_view() const { return text; }
-};
-
-/// Where a record keeps a value: a member, or what a function finds by the row's index, for arrays. A tag has none.
-template <class Record, class Value>
-using Element = Value& (*)(Record&, std::size_t);
-template <class Record>
-using Field =
-    std::variant<std::monostate, std::int32_t Record::*, std::uint8_t Record::*, bool Record::*, double Record::*,
-                 std::string Record::*, Element<Record, std::int32_t>, Element<Record, bool>, Element<Record, double>>;
-
-/// Another label that a parameter has while the flag of another key is set.
-struct Relabeling {
-    KeyName flag{};
-    const char* label = "";
-};
-
-inline constexpr int kAsWritten = -1;     ///< digits: those of the written form
-inline constexpr int kNowhere = INT_MAX;  ///< place: not in the default text
-
-/// How the default text shows a key.
-struct Reset {
-    int place = 0;  ///< keys of lower places come first, of equal ones in the order of the table
-    int digits = kAsWritten;
-    std::optional<int> value{};  ///< when it is not that of a fresh record
-};
-
-/// One key of a parameter text: the row from which readers, writers, checks, help and dialogs are made. The functions
-/// below make rows; what is unusual about one is said by its methods.
-template <class Record>
-struct Parameter {
-    KeyName key{};  ///< with a '#' in place of the number when `count` is above 1
-    Field<Record> field{};
-    Range range{};
-    const char* label = "";     ///< key of the translated label; empty: no dialog shows the parameter
-    const char* meaning = "";   ///< in English, a few words
-    const char* group = "";     ///< what the key is one of several alike for: "reds"
-    const char* caption = "";   ///< key of the translated caption that the label stands under in a dialog
-    const char* farLabel = "";  ///< key of the label at the upper end, when `label` is the lower end's
-    Relabeling relabeled{};
-    Unit unit = Unit::None;
-    Channel channel = Channel::None;
-    bool color = false;                 ///< a whole color in one number
-    std::span<const Choice> choices{};  ///< static
-    std::optional<int> active{};        ///< the filter does nothing unless the key has this value
-    std::size_t index = 0;              ///< of the element
-    std::size_t count = 1;              ///< of like keys, numbered from 1, whose elements follow each other
-    Role role = Role::Setting;
-    Reading reading = Reading::Shared;
-    std::optional<double> fallback{};  ///< for a key that is missing or not a number; without, the field stays
-    bool held = false;                 ///< a number is brought into the range when it is read
-    bool infinite = false;             ///< an infinite number counts, and is held; otherwise it is none
-    std::optional<double> special{};   ///< the one value outside the range that is read as it stands
-    bool kept = false;                 ///< a byte that holds what stays of the picture, in 1/255; texts hold percent
-    int digits = kAsWritten;           ///< minimum of an integer, all decimals of a number; otherwise the table's
-    bool hexadecimal = false;          ///< written in hexadecimal; a number above the range is unreadable
-    const char* before = nullptr;      ///< separator before the key, when it is not the table's
-    const char* fixed = "";            ///< what a tag holds
-    bool (*writtenWhen)(const Record&) = nullptr;
-    bool compared = true;  ///< a change of it makes the filter compute anew
-    double tolerance = 0;  ///< values that differ by no more are the same
-    Reset reset{};
-
-    /// Searched with its "=".
-    constexpr Parameter Equals() {
-        reading = Reading::Equals;
-        return *this;
-    }
-    /// `value` for a key that is missing or not a number.
-    constexpr Parameter Or(double value) {
-        fallback = value;
-        return *this;
-    }
-    /// Searched with its "=", brought into its range, `value` when it is missing or holds no number.
-    constexpr Parameter HeldOr(double value) {
-        held = true;
-        return Equals().Or(value);
-    }
-    constexpr Parameter Digits(int number) {
-        digits = number;
-        return *this;
-    }
-    /// Another separator than the table's stands before it.
-    constexpr Parameter After(const char* separator) {
-        before = separator;
-        return *this;
-    }
-    /// A dialog shows it under a caption.
-    constexpr Parameter Under(const char* captionKey) {
-        caption = captionKey;
-        return *this;
-    }
-    /// A slider has a label at either end.
-    constexpr Parameter To(const char* labelKey) {
-        farLabel = labelKey;
-        return *this;
-    }
-    /// Part of a color that three keys hold together.
-    constexpr Parameter PartOf(Channel part) {
-        channel = part;
-        return *this;
-    }
-    constexpr Parameter When(bool (*written)(const Record&)) {
-        writtenWhen = written;
-        return *this;
-    }
-    constexpr Parameter OneOf(std::span<const Choice> values) {
-        choices = values;
-        return *this;
-    }
-    constexpr Parameter ActiveAt(int value) {
-        active = value;
-        return *this;
-    }
-    /// Searched with its "=", one decimal digit.
-    constexpr Parameter OneDigit() {
-        reading = Reading::Digit;
-        return *this;
-    }
-    /// The one value outside the range that is read as it stands.
-    constexpr Parameter Special(double value) {
-        special = value;
-        return *this;
-    }
-    /// Values that differ by no more are the same.
-    constexpr Parameter Within(double difference) {
-        tolerance = difference;
-        return *this;
-    }
-    /// The number is a whole color.
-    constexpr Parameter Color() {
-        color = true;
-        return *this;
-    }
-    constexpr Parameter Hexadecimal(int number) {
-        hexadecimal = true;
-        return Digits(number).Color();
-    }
-    /// A change of it needs no new pixels.
-    constexpr Parameter NotCompared() {
-        compared = false;
-        return *this;
-    }
-    constexpr Parameter ResetAt(int place, int shown = kAsWritten) {
-        reset = {.place = place, .digits = shown};
-        return *this;
-    }
-    constexpr Parameter NotReset() { return ResetAt(kNowhere); }
-};
-
-/// The record of a row: the one that its field belongs to, or a class derived from it.
-template <class As, class Owner>
-using RecordOf = std::conditional_t<std::is_void_v<As>, Owner, As>;
-
-/// A number, by the type of its field.
-template <class As = void, class Owner, class Value>
-constexpr Parameter<RecordOf<As, Owner>> Number(KeyName key, Value Owner::*field, Range range, const char* label,
-                                                const char* meaning, Unit unit = Unit::None) {
-    return {.key = key, .field = field, .range = range, .label = label, .meaning = meaning, .unit = unit};
-}
-
-template <class As = void, class Owner, class Value>
-constexpr Parameter<RecordOf<As, Owner>> Percent(KeyName key, Value Owner::*field, const char* label,
-                                                 const char* meaning, Range range = {0, 100}) {
-    return Number<As>(key, field, range, label, meaning, Unit::Percent);
-}
-
-template <class As = void, class Owner>
-constexpr Parameter<RecordOf<As, Owner>> Flag(KeyName key, bool Owner::*field, const char* label, const char* meaning) {
-    return Number<As>(key, field, {0, 1}, label, meaning);
-}
-
-/// One of three keys that hold a color together.
-template <class As = void, class Owner>
-constexpr Parameter<RecordOf<As, Owner>> ColorPart(Channel channel, KeyName key, std::uint8_t Owner::*field,
-                                                   const char* label, const char* meaning) {
-    return Number<As>(key, field, {0, 255}, label, meaning).PartOf(channel);
-}
-
-template <class Owner>
-constexpr Parameter<Owner> Words(KeyName key, std::string Owner::*field, const char* label, const char* meaning) {
-    return {.key = key, .field = field, .label = label, .meaning = meaning};
-}
-
-/// A key of older texts that has no field of its own.
-template <class Record>
-constexpr Parameter<Record> OldKey(KeyName key, const char* meaning) {
-    return {.key = key, .meaning = meaning, .role = Role::Old};
-}
-
-/// A fixed piece of the written form.
-template <class Record>
-constexpr Parameter<Record> Tag(KeyName key, const char* fixed) {
-    return {.key = key, .role = Role::Tag, .fixed = fixed};
-}
 
 }  // namespace kestrel

@@ -7,14 +7,14 @@
 #include <variant>
 #include <vector>
 
-#include "kestrel/parameters/Parameter.h"
+#include "kestrel/parameters/ParameterRow.h"
 
 namespace kestrel {
 
 /// A filter's text as data: each key once. The rows stand in the order of the written form.
 template <class Record, std::size_t N>
 struct ParameterTable {
-    std::array<Parameter<Record>, N> keys;
+    std::array<ParameterRow<Record>, N> keys;
     int minimumBuffer;                 ///< the writers write nothing into a smaller buffer
     const char* separator = ", ";      ///< of the written form
     int digits = 3;                    ///< of its integers
@@ -38,7 +38,7 @@ struct Place {
     double Number() const;
 };
 
-/// How a value stands in a text, and how it is read from one: what `Parameter` says of it.
+/// How a value stands in a text, and how it is read from one: what `ParameterRow` says of it.
 struct Form {
     Reading reading;
     Range range;
@@ -73,7 +73,7 @@ KESTREL_API std::string Joined(std::vector<Piece> pieces);
 
 /// Not inline: seeing one record's size, GCC 12 warns of the alternatives that its fields never take.
 template <class Record>
-[[gnu::noinline]] Place Locate(const Parameter<Record>& row, Record& record, std::size_t i) {
+[[gnu::noinline]] Place Locate(const ParameterRow<Record>& row, Record& record, std::size_t i) {
     const auto member = [&]<class Value>(Value Record::*) {
         const auto* const field = std::get_if<Value Record::*>(&row.field);
         return field ? &(record.**field) : nullptr;
@@ -90,24 +90,24 @@ template <class Record>
 }
 /// The same for a record that is only read.
 template <class Record>
-Place Locate(const Parameter<Record>& row, const Record& record, std::size_t i) {
+Place Locate(const ParameterRow<Record>& row, const Record& record, std::size_t i) {
     return Locate(row, const_cast<Record&>(record), i);
 }
 
 template <class Record>
-Form FormOf(const Parameter<Record>& row) {
+Form FormOf(const ParameterRow<Record>& row) {
     return {row.reading, row.range, row.fallback, row.held, row.infinite, row.special, row.kept, row.hexadecimal};
 }
 
 /// The key of one of a row's numbers.
 template <class Record>
-std::string KeyOf(const Parameter<Record>& row, std::size_t i = 0) {
+std::string KeyOf(const ParameterRow<Record>& row, std::size_t i = 0) {
     return KeyOf(row.key, row.count, i);
 }
 
 /// Reads one of a row's keys.
 template <class Record>
-void Read(std::string_view text, const Parameter<Record>& row, Record& record, std::size_t i = 0) {
+void Read(std::string_view text, const ParameterRow<Record>& row, Record& record, std::size_t i = 0) {
     ReadValue(text, KeyOf(row, i), FormOf(row), Locate(row, record, i));
 }
 
@@ -120,7 +120,7 @@ void ReadAll(std::string_view text, const ParameterTable<Record, N>& table, Reco
 
 /// One of a row's values as text, integers with at least `digits` digits unless the row says it.
 template <class Record>
-std::string ValueText(const Parameter<Record>& row, const Record& record, std::size_t i, int digits) {
+std::string ValueText(const ParameterRow<Record>& row, const Record& record, std::size_t i, int digits) {
     const Place place = Locate(row, record, i);
     const bool isInteger = place.integer || place.byte;
     return TextOf(place, FormOf(row), row.digits == kAsWritten && isInteger ? digits : row.digits, row.fixed);
@@ -184,7 +184,7 @@ Record Unlike(const ParameterTable<Record, N>& table) {
 }
 
 template <class Record>
-Kind KindOf(const Parameter<Record>& row, const Place& place) {
+Kind KindOf(const ParameterRow<Record>& row, const Place& place) {
     if (row.color) return Kind::Color;
     if (!row.choices.empty()) return Kind::Choice;
     return row.unit == Unit::Percent ? Kind::Percent : KindOf(place);

@@ -13,9 +13,9 @@ struct RauchglasParameters : BoardParameters {
     }
 };
 
-inline constexpr Parameter<RauchglasParameters> kSrcWidthKey{
+inline constexpr ParameterRow<RauchglasParameters> kSrcWidthKey{
     .key = "SrcWidth", .meaning = "width of the input", .role = Role::WriteOnly};
-inline constexpr Parameter<RauchglasParameters> kSrcHeightKey{
+inline constexpr ParameterRow<RauchglasParameters> kSrcHeightKey{
     .key = "SrcHeight", .meaning = "height of the input", .role = Role::WriteOnly};
 
 inline constexpr ParameterTable<RauchglasParameters, 14> kRauchglasText{

@@ -29,7 +29,7 @@ struct CropRecord {
 
 /// The keys of a crop, for its own record or one that extends it.
 template <class Record>
-constexpr std::array<Parameter<Record>, 11> CropKeys() {
+constexpr std::array<ParameterRow<Record>, 11> CropKeys() {
     constexpr double kSameFraction = 0.0001;
     const auto edge = [](KeyName key, double CropRecord::*field, double fallback, const char* label,
                          const char* meaning) {

@@ -26,7 +26,7 @@ inline constexpr auto kRotCropText = [] {
             .Digits(5)
             .Under("IDS_ROTCROP_LINE");
     };
-    const Parameter<RotCropRecord> own[] = {
+    const ParameterRow<RotCropRecord> own[] = {
         Flag("Mirrored", &RotCropRecord::mirrored, "IDS_ROTCROP_MIRROR", "flips left and right before the turn")
             .Equals()
             .Or(0),

@@ -10,10 +10,10 @@ struct ConvolutionParameters {
     std::uint8_t version = 1;   ///< of the text; held once, read from the pending record, no change by itself
 };
 
-constexpr Parameter<ConvolutionParameters> StrengthKey(const char* key, const char* label) {
+constexpr ParameterRow<ConvolutionParameters> StrengthKey(const char* key, const char* label) {
     return Percent(key, &ConvolutionParameters::strength, label, "strength").Equals().Or(0);
 }
-inline constexpr Parameter<ConvolutionParameters> kVersionKey =
+inline constexpr ParameterRow<ConvolutionParameters> kVersionKey =
     Number("Version", &ConvolutionParameters::version, {1, 255}, "", "version of the text; written from 2 on")
         .Equals()
         .Or(1)

@@ -22,17 +22,17 @@ inline constexpr auto kRedEyeText = [] {
     using List = ClickPointList;
     const auto ofEachClick = [](const char* key, Field<List> field, Range range, const char* label,
                                 const char* meaning) {
-        return Parameter<List>{.key = key,
-                               .field = field,
-                               .range = range,
-                               .label = label,
-                               .meaning = meaning,
-                               .count = List::kMaximum,
-                               .writtenWhen = [](const List&) { return false; }}  // by the filter, entry by entry
+        return ParameterRow<List>{.key = key,
+                                  .field = field,
+                                  .range = range,
+                                  .label = label,
+                                  .meaning = meaning,
+                                  .count = List::kMaximum,
+                                  .writtenWhen = [](const List&) { return false; }}  // by the filter, entry by entry
             .NotReset();
     };
     const auto fraction = [&](const char* key, Element<List, double> field, const char* label, const char* meaning) {
-        Parameter<List> row = ofEachClick(key, field, {0, 1}, label, meaning).HeldOr(0.5);
+        ParameterRow<List> row = ofEachClick(key, field, {0, 1}, label, meaning).HeldOr(0.5);
         row.unit = Unit::Fraction;
         row.infinite = true;
         return row;

@@ -39,15 +39,15 @@ inline constexpr auto kGradCurvesText = [] {
                          .digits = 2};
         const auto node = [&](const char* axis, Element<Record, std::int32_t> field, const char* label,
                               const char* meaning) {
-            return Parameter<Record>{.key = {axis, curves[i].letter, "#"},
-                                     .field = field,
-                                     .range = {0, CurveSlots::kLargest},
-                                     .label = label,
-                                     .meaning = meaning,
-                                     .group = curves[i].name,
-                                     .index = i * CurveSlots::kSlots,
-                                     .count = CurveSlots::kSlots,
-                                     .held = true};
+            return ParameterRow<Record>{.key = {axis, curves[i].letter, "#"},
+                                        .field = field,
+                                        .range = {0, CurveSlots::kLargest},
+                                        .label = label,
+                                        .meaning = meaning,
+                                        .group = curves[i].name,
+                                        .index = i * CurveSlots::kSlots,
+                                        .count = CurveSlots::kSlots,
+                                        .held = true};
         };
         table.keys[4 + i] = node(
             "x",
