@@ -4,6 +4,7 @@
 
 #include "kestrel/image/DibModule.h"
 #include "kestrel/image/DibRecord.h"
+#include "kestrel/image/PixelMemory.h"
 
 namespace kestrel {
 namespace {
@@ -40,8 +41,7 @@ Dib* Create(int depth, int width, int height, std::uint64_t room) {
 // Making and freeing -------------------------------------------------------------------------------------------------
 
 Dib* AllocateRecord(std::uint64_t bytes) {
-    if (bytes > PTRDIFF_MAX) return nullptr;
-    return static_cast<Dib*>(std::calloc(1, std::max<std::size_t>(bytes, sizeof(Dib))));
+    return static_cast<Dib*>(AllocateZeroPixels(std::max<std::uint64_t>(bytes, sizeof(Dib))));
 }
 
 void FillRecord(Dib* dib, int depth, int width, int height, std::uint32_t imageSize) {

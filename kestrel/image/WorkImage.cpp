@@ -6,6 +6,7 @@
 #include <new>
 
 #include "kestrel/image/DibRecord.h"
+#include "kestrel/image/PixelMemory.h"
 
 namespace kestrel {
 namespace {
@@ -75,7 +76,7 @@ bool ListRows(Dib* dib, std::uint64_t recordSize, std::vector<std::uint8_t*>& ro
 }
 
 CWorkImage::BlockPtr OnTheHeap(std::size_t size) {
-    return {static_cast<std::uint8_t*>(std::malloc(size)), [](std::uint8_t* block) { std::free(block); }};
+    return {static_cast<std::uint8_t*>(AllocatePixels(size)), [](std::uint8_t* block) { std::free(block); }};
 }
 
 }  // namespace
@@ -158,9 +159,14 @@ int CWorkImage::X() const { return static_cast<std::int32_t>(Load32(block_.get()
 int CWorkImage::Y() const { return static_cast<std::int32_t>(Load32(block_.get() + kPlaceAt + 4)); }
 int CWorkImage::Depth() const { return image_ ? DibBitsPerPixel(image_) : 0; }
 
-void CWorkImage::Clear() {
-    if (!rows_.empty()) std::memset(rows_.front(), 0, DibRowSize(image_) * rows_.size());
-    if (!maskRows_.empty()) std::memset(maskRows_.front(), 0xFF, DibRowSize(mask_) * maskRows_.size());
+void CWorkImage::Clear() { ClearRows(0, height_); }
+
+void CWorkImage::ClearRows(int first, int count) {
+    if (count <= 0) return;
+    const auto from = static_cast<std::size_t>(first);
+    const auto rows = static_cast<std::size_t>(count);
+    if (!rows_.empty()) std::memset(rows_[from], 0, DibRowSize(image_) * rows);
+    if (!maskRows_.empty()) std::memset(maskRows_[from], 0xFF, DibRowSize(mask_) * rows);
 }
 
 }  // namespace kestrel

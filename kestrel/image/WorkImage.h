@@ -63,6 +63,8 @@ public:
 
     /// Colour 0 and mask 255 everywhere: nothing there.
     void Clear();
+    /// The same for rows `first` to `first` + `count` - 1, which lie inside the picture.
+    void ClearRows(int first, int count);
 
     /// The whole block as it travels.
     std::span<std::uint8_t> Block() { return {block_.get(), size_}; }
