@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <system_error>
+#include <thread>
 
 #include "apps/kestrel/ChainOptions.h"
 #include "apps/kestrel/Commands.h"
@@ -38,6 +39,7 @@ struct Options {
     std::string region;
     std::string format;
     std::string quality = "92";
+    std::string threads;
     std::string background = "#FFFFFF";
     std::string limitPixels = "400000000";
     std::string limitExpansion = "2000";
@@ -50,6 +52,7 @@ struct Options {
 /// The options as they are meant.
 struct Job {
     double renderScale = 1;
+    int threads = 1;
     std::optional<Size> view;
     std::optional<Region> region;
     kestrel::SaveOptions save;
@@ -84,6 +87,11 @@ Job Check(const Options& options) {
     const auto quality = ParseInteger(options.quality);
     job.save.jpegQuality = static_cast<int>(
         Checked(quality, quality >= 1 && quality <= 100, "--quality", options.quality, "a whole number from 1 to 100"));
+    const std::string threads =
+        options.threads.empty() ? fmt::to_string(std::max(std::thread::hardware_concurrency(), 1u)) : options.threads;
+    const auto count = ParseInteger(threads);
+    job.threads = static_cast<int>(
+        Checked(count, count >= 1 && count <= 1024, "--threads", threads, "a whole number from 1 to 1024"));
     const auto limit = [](const char* option, const std::string& text) {
         const auto value = ParseInteger(text);
         return static_cast<std::uint64_t>(Checked(value, value >= 1, option, text, "a whole number above 0"));
@@ -186,7 +194,7 @@ Picture Filter(const Options& options, const Job& job, Rendering& rendering, Pic
     if (rendering.SetRenderScale(job.renderScale) != kestrel::S_OK)
         throw console::Failure{"--render-scale: the number is too large"};
     if (job.view) rendering.SetViewSize(job.view->width, job.view->height);
-    if (rendering.SetPicture(std::move(picture)) != kestrel::S_OK)
+    if (rendering.SetThreads(job.threads) != kestrel::S_OK || rendering.SetPicture(std::move(picture)) != kestrel::S_OK)
         throw console::Failure{InputName(options) + ": the picture cannot be filtered"};
     int width = 0, height = 0;
     rendering.GetOutputSize(&width, &height);
@@ -318,6 +326,8 @@ void AddApply(const Command& program) {
     options->chain.AddTo(command);
     command.Option("--format", options->format, "FORMAT", "Format of OUTPUT, in place of the one that its name tells");
     command.Option("--quality", options->quality, "N", "Quality of a JPEG file, 1 to 100 [92]");
+    command.Option("--threads", options->threads, "N",
+                   "Threads for chains whose filters work row by row; the\nresult is the same for any N [the cores]");
     command.Option("--background", options->background, "#RRGGBB",
                    "Color behind transparent pixels where OUTPUT's format\nholds no transparency [#FFFFFF]");
     command.Option("--region", options->region, "X,Y,W,H",

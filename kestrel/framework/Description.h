@@ -33,6 +33,8 @@ struct Description {
     /// Every request asks upstream exactly once, with the arguments as they stand, before it touches the caller's rows,
     /// and the output has the input's size. Hosts may then hand such a line the rows of the picture itself.
     bool inPlace = false;
+    /// Bytes depend on the request as a whole, on its size or its histogram: a part of it cannot be asked for alone.
+    bool measuresRequest = false;
     Lengths lengths = Lengths::None;
 };
 

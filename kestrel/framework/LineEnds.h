@@ -4,6 +4,7 @@
 #include "kestrel/foundation/Counted.h"
 #include "kestrel/foundation/Export.h"
 #include "kestrel/foundation/Ref.h"
+#include "kestrel/framework/Bands.h"
 #include "kestrel/framework/FilterGeometry.h"
 #include "kestrel/framework/IFilterGeometry.h"
 #include "kestrel/framework/IFilterPixels.h"
@@ -11,13 +12,15 @@
 namespace kestrel {
 
 /// The head of a line, complete but for its pixels: a host's source derives from it and makes `TransformArea`.
-class KESTREL_API LineSource : public Counted<IFilterPixels> {
+class KESTREL_API LineSource : public Counted<IFilterPixels>, public BandLink {
 public:
     HRESULT SetAbort(bool abort) override;
     /// Pushes the geometry downstream; each consumer sees each `MarkNew` once.
     HRESULT Update(bool* changed, int* version, bool track) override;
     HRESULT GetGeometry(int* width, int* height, int* offsetX, int* offsetY, int* fullWidth, int* fullHeight) override;
     HRESULT ConnectDownstream(IUnknown* next) override;
+    /// A host's source gets requests whole unless it says that it takes them in bands.
+    bool ServesBands() const override { return false; }
     /// Colours and events end here.
     HRESULT TransformColor(unsigned char* pixel) override;
     HRESULT SendEvent(void* event) override;

@@ -285,22 +285,34 @@ FilterResult CPdibFilter::FetchUpstream(const PixelRequest& request) {
     return result;
 }
 
-FilterResult CPdibFilter::FetchWhole(CWorkImage& image, int x, int y) {
-    return FetchUpstream({x, y, 0, 0, m_InActive.Width, m_InActive.Height, image.Rows(), image.MaskRows()});
+FilterResult CPdibFilter::FetchWhole(CWorkImage& image, int x, int y, bool clear) {
+    const int height = m_InActive.Height;
+    const int band = kestrel::ServesBands(m_Upstream.get()) ? BandRows(m_InActive.Width) : std::max(height, 1);
+    int row = 0;
+    do {  // a picture without rows is asked for too
+        const int rows = std::min(band, height - row);
+        if (clear) image.ClearRows(y + row, rows);
+        const FilterResult result =
+            FetchUpstream({x, y + row, 0, row, m_InActive.Width, rows, image.Rows(), image.MaskRows()});
+        if (result.Failed()) return result;
+        row += rows;
+    } while (row < height);
+    return S_OK;
 }
 
 FilterResult CPdibFilter::FetchIntoCache() {
-    EnsureWorkImages(0, 0, m_InActive.Width, m_InActive.Height);
-    m_Cache->Clear();  // what no input covers is nothing
-    return FetchWhole(*m_Cache);
+    EnsureImage(m_Cache, m_InActive.Width, m_InActive.Height);
+    return FetchWhole(*m_Cache, 0, 0, true);
 }
 
 FilterResult CPdibFilter::FetchIntoWork(int border, int cacheWidth, int cacheHeight) {
     if (std::max(m_InActive.Width, m_InActive.Height) > std::numeric_limits<int>::max() - 2 * border)
         throw std::bad_alloc();
-    EnsureWorkImages(m_InActive.Width + 2 * border, m_InActive.Height + 2 * border, cacheWidth, cacheHeight);
-    m_Work->Clear();
-    return FetchWhole(*m_Work, border, border);
+    EnsureImage(m_Work, m_InActive.Width + 2 * border, m_InActive.Height + 2 * border);
+    EnsureImage(m_Cache, cacheWidth, cacheHeight);
+    m_Work->ClearRows(0, border);
+    m_Work->ClearRows(border + m_InActive.Height, border);
+    return FetchWhole(*m_Work, border, border, true);
 }
 
 HRESULT CPdibFilter::SetAbort(bool abort) {
@@ -358,21 +370,21 @@ void CPdibFilter::HslToRgb(double hue, double lightness, double saturation, std:
 
 // Whole pictures
 
+bool CPdibFilter::EnsureImage(std::unique_ptr<CWorkImage>& image, int width, int height) {
+    if (width == 0 && height == 0) return false;
+    if (image) {
+        const std::int64_t asked = std::int64_t{width} * height;
+        const std::int64_t area = std::int64_t{image->Width()} * image->Height();
+        if (image->Width() < width || image->Height() < height || area / 4 > asked) image.reset();
+    }
+    if (image) return false;
+    image = std::make_unique<CWorkImage>(width, height);
+    return true;
+}
+
 void CPdibFilter::EnsureWorkImages(int workWidth, int workHeight, int cacheWidth, int cacheHeight) {
-    // True when a new picture was made.
-    const auto ensure = [](std::unique_ptr<CWorkImage>& image, int width, int height) {
-        if (width == 0 && height == 0) return false;
-        if (image) {
-            const std::int64_t asked = std::int64_t{width} * height;
-            const std::int64_t area = std::int64_t{image->Width()} * image->Height();
-            if (image->Width() < width || image->Height() < height || area / 4 > asked) image.reset();
-        }
-        if (image) return false;
-        image = std::make_unique<CWorkImage>(width, height);
-        return true;
-    };
-    ensure(m_Work, workWidth, workHeight);
-    if (ensure(m_Cache, cacheWidth, cacheHeight)) m_Cache->Clear();  // what no input covers is nothing
+    EnsureImage(m_Work, workWidth, workHeight);
+    if (EnsureImage(m_Cache, cacheWidth, cacheHeight)) m_Cache->Clear();  // what no input covers is nothing
 }
 
 FilterResult CPdibFilter::ConvolveRegion3x3(const double kernel[3][3], int bias, const PixelRequest& request) {

@@ -12,6 +12,7 @@
 #include "kestrel/foundation/Export.h"
 #include "kestrel/foundation/QvString.h"
 #include "kestrel/foundation/Ref.h"
+#include "kestrel/framework/Bands.h"
 #include "kestrel/framework/Description.h"
 #include "kestrel/framework/FilterGeometry.h"
 #include "kestrel/framework/FilterResult.h"
@@ -31,7 +32,8 @@ namespace kestrel {
 /// One thread at a time may use a line; only `SetAbort` may come from another one. Neighbours hold counted references
 /// to each other, so a line lives until its links are cut.
 class KESTREL_API CPdibFilter : public ModuleObject,
-                                public Counted<IFilterObject, IFilterGeometry, IFilterPixels, IFilterParameters> {
+                                public Counted<IFilterObject, IFilterGeometry, IFilterPixels, IFilterParameters>,
+                                public BandLink {
 public:
     explicit CPdibFilter(const Description& description);
 
@@ -39,6 +41,10 @@ public:
     static bool IsRenderScale(double scale) { return std::isfinite(scale) && scale > 0; }
     /// The output geometry as the last update left it. Unlike `GetGeometry` it asks nobody, so that no cache is lost.
     const FilterGeometry& OutputGeometry() const { return m_Out; }
+
+    bool ServesBands() const override {
+        return !description_.measuresRequest && kestrel::ServesBands(m_Upstream.get());
+    }
 
     // IFilterObject
     HRESULT GetProgID(char* buffer, int size) override;
@@ -134,8 +140,9 @@ protected:
 
     /// Sends a request to the upstream neighbour; `E_FAIL` without one. A failure marks this filter dirty.
     FilterResult FetchUpstream(const PixelRequest& request);
-    /// Fetches the whole input picture into `image` with its corner at (`x`, `y`).
-    FilterResult FetchWhole(CWorkImage& image, int x = 0, int y = 0);
+    /// Fetches the whole input picture into `image` with its corner at (`x`, `y`), in bands where the line serves
+    /// them. With `clear` each row gets 0 and a mask of 255 first: what no input covers is nothing.
+    FilterResult FetchWhole(CWorkImage& image, int x = 0, int y = 0, bool clear = false);
     /// Fetches the input into a cache of its size, where it is worked in place.
     FilterResult FetchIntoCache();
     /// Fetches the input into the work picture, inside a border of hidden pixels, and sizes the cache.
@@ -182,6 +189,8 @@ protected:
     std::map<QvString, QvString> m_Extra;
 
 private:
+    /// Keeps or remakes one picture, as `EnsureWorkImages` says; true when a new one was made, of undefined bytes.
+    static bool EnsureImage(std::unique_ptr<CWorkImage>& image, int width, int height);
     /// The interface of a neighbour, or of whatever an overriding class answers in its place.
     Ref<IFilterGeometry> PassDownstream();
     Ref<IFilterPixels> PassUpstream();
@@ -235,6 +244,7 @@ template <class RowRule>
 FilterResult CPdibFilter::WalkRows(const PixelRequest& request, const RowRule& rule) const {
     for (int h = request.height - 1; h >= 0; --h) {
         if (Aborted()) return kNotDone;
+        if (h > 0) request.Prefetch(h - 1);
         if constexpr (std::is_invocable_v<RowRule, std::span<std::uint8_t>, std::span<std::uint8_t>>)
             rule(request.Pixels(h), request.Mask(h));
         else if constexpr (std::is_invocable_v<RowRule, int, std::span<std::uint8_t>, std::span<std::uint8_t>>)

@@ -16,6 +16,7 @@ public:
     const Dib* Image() const { return image_; }
     const Dib* Mask() const { return mask_; }
 
+    bool ServesBands() const override { return true; }
     /// A row that is its own destination is left as it is, so that a line may work on the picture's own rows.
     HRESULT TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height, std::uint8_t* const* rows,
                           std::uint8_t* const* maskRows) override;

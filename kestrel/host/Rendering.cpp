@@ -5,12 +5,16 @@
 #include <algorithm>
 #include <limits>
 #include <new>
+#include <system_error>
+#include <thread>
 #include <vector>
 
+#include "kestrel/framework/Bands.h"
 #include "kestrel/framework/IFilterObject.h"
 #include "kestrel/framework/IFilterParameters.h"
 #include "kestrel/framework/PdibFilter.h"
 #include "kestrel/framework/ZeroFilter.h"
+#include "kestrel/host/BandWork.h"
 #include "kestrel/server/ClassTable.h"
 #include "kestrel/server/PdibFilterCreator.h"
 
@@ -156,6 +160,12 @@ HRESULT Rendering::SetRenderScale(double scale) {
     return S_OK;
 }
 
+HRESULT Rendering::SetThreads(int threads) {
+    if (threads < 1) return E_INVALIDARG;
+    threads_ = threads;
+    return S_OK;
+}
+
 void Rendering::SetViewSize(int width, int height) {
     viewWidth_ = width;
     viewHeight_ = height;
@@ -225,11 +235,15 @@ std::int64_t Rendering::LargestPixelCount() {
 bool Rendering::WorksInPlace() const {
     const FilterGeometry& out = sink_->Geometry();
     if (out.Width != picture_.Width() || out.Height != picture_.Height()) return false;
+    return EveryFilter([](const Description& description) { return description.inPlace; });
+}
+
+bool Rendering::EveryFilter(bool (*test)(const Description&)) const {
     for (int i = 0, count = FilterCount(); i < count; ++i) {
         Ref<IFilterObject> filter;
         chain_->GetFilter(i, IFilterObject::kIid, filter.Out());
         const ClassRow* const row = FindClass(ProgIdOf(*filter));
-        if (!row || !row->description->inPlace) return false;
+        if (!row || !test(*row->description)) return false;
     }
     return true;
 }
@@ -247,7 +261,52 @@ FilterResult Rendering::Bounded(const Work& work) {
 FilterResult Rendering::RenderInto(Picture& result) {
     const auto rows = RowTable(result.image.get());
     const auto maskRows = RowTable(result.mask.get());
-    return sink_->Upstream()->TransformArea(0, 0, 0, 0, result.Width(), result.Height(), rows.data(), maskRows.data());
+    const auto ask = [&](const Rendering& line, int first, int count) -> FilterResult {
+        if (aborted_) return S_FALSE;
+        return line.sink_->Upstream()->TransformArea(0, first, 0, first, result.Width(), count, rows.data(),
+                                                     maskRows.data());
+    };
+    if (!ServesBands(sink_->Upstream())) return ask(*this, 0, result.Height());
+
+    BandWork work(result.Height(), BandRows(result.Width()));
+    const int helperCount = HelperCount(work.Count());
+    const std::string pending = helperCount > 0 ? ChainText(false) : "";
+    const std::string active = helperCount > 0 ? ChainText(true) : "";
+    const auto help = [&] {
+        try {
+            Rendering line;
+            if (line.Follow(*this, pending, active)) work.Take([&](int first, int n) { return ask(line, first, n); });
+        } catch (const std::bad_alloc&) {  // the others do its bands
+        }
+    };
+    std::vector<std::jthread> helpers;  // they have ended when this goes
+    try {
+        while (static_cast<int>(helpers.size()) < helperCount) helpers.emplace_back(help);
+    } catch (const std::system_error&) {  // so many threads the system lets us have
+    }
+    work.Take([&](int first, int n) { return ask(*this, first, n); });
+    helpers.clear();
+    return work.Result();
+}
+
+int Rendering::HelperCount(int bands) const {
+    constexpr int kBandsPerThread = 4;  // fewer are made before a thread has its line
+    constexpr int kLongChain = 250;     // a thread's stack may be as small as half a megabyte
+    if (threads_ == 1 || FilterCount() == 0 || FilterCount() > kLongChain) return 0;
+    const bool rowByRow =
+        EveryFilter([](const Description& description) { return description.inPlace && !description.measuresRequest; });
+    return rowByRow ? std::clamp(bands / kBandsPerThread - 1, 0, threads_ - 1) : 0;
+}
+
+bool Rendering::Follow(const Rendering& other, const std::string& pending, const std::string& active) {
+    if (SetChainText(pending)) return false;
+    renderScale_ = other.renderScale_;
+    viewWidth_ = other.viewWidth_;
+    viewHeight_ = other.viewHeight_;
+    sink_->SetWantedSize(viewWidth_, viewHeight_);
+    source_->SetPicture(other.source_->Image(), other.source_->Mask());
+    Update();
+    return ChainText(true) == active;
 }
 
 HRESULT Rendering::Render(Picture& result) {

@@ -33,9 +33,9 @@ struct LinkGeometry {
 /// A picture, a chain and what comes out: the one way in which hosts run a chain.
 ///
 /// Chain texts hold one filter a line: ProgID, a TAB, the parameter text, a line feed. The whole output picture is
-/// asked for at once, so that every filter sees all of it. One thread at a time, `SetAbort` apart; several renderings
-/// in several threads do not disturb each other. Operations other than those with a result throw `std::bad_alloc` when
-/// memory does not suffice.
+/// made in one go: as one request where a filter measures its request, in bands of rows otherwise. One thread at a
+/// time, `SetAbort` apart; several renderings in several threads do not disturb each other. Operations other than those
+/// with a result throw `std::bad_alloc` when memory does not suffice.
 class KESTREL_API Rendering {
 public:
     /// A chain of more filters is refused. Requests and updates run through all of them on the caller's stack, with
@@ -68,6 +68,10 @@ public:
     /// is what the host's end answers when the line asks for a size.
     void SetViewSize(int width, int height);
 
+    /// Threads that make a picture, the caller's among them; 1 in a new rendering. More than one serve chains whose
+    /// filters all work row by row. The bytes are the same for any number. `E_INVALIDARG` below 1.
+    [[nodiscard]] HRESULT SetThreads(int threads);
+
     /// Puts the host's own services (text drawing, descriptors) in the place of the text renderer; null: none.
     void SetServices(IHostServices* services) { sink_->SetServices(services); }
 
@@ -99,9 +103,15 @@ private:
     /// Does each line of a sound text name the filter of its number?
     bool NamesTheFirstFilters(std::string_view text) const;
     void Update();
+    /// Are all filters ones of the class table, with descriptions that pass a test?
+    bool EveryFilter(bool (*test)(const Description&)) const;
     /// May the output go into the input's rows?
     bool WorksInPlace() const;
     FilterResult RenderInto(Picture& result);
+    /// How many threads beside the caller's are worth their start for a picture of so many bands.
+    int HelperCount(int bands) const;
+    /// Becomes like another rendering, whose picture it shares. False when its chain cannot be had by text.
+    bool Follow(const Rendering& other, const std::string& pending, const std::string& active);
     template <class Work>
     FilterResult Bounded(const Work& work);
 
@@ -113,6 +123,7 @@ private:
     double renderScale_ = 1.0;
     int viewWidth_ = -1;
     int viewHeight_ = -1;
+    int threads_ = 1;
     int version_ = -1;  ///< of the line, as this consumer has seen it
     std::atomic<bool> aborted_{false};
 };

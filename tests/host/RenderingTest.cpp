@@ -5,11 +5,13 @@
 #include <thread>
 
 #include "kestrel/framework/IFilterObject.h"
+#include "kestrel/host/BandWork.h"
 #include "kestrel/host/Catalogue.h"
 #include "kestrel/server/ClassTable.h"
 #include "tests/support/Line.h"
 #include "tests/support/Probe.h"
 #include "tests/support/Reference.h"
+#include "tools/TellingSettings.h"
 
 namespace kestrel {
 namespace {
@@ -426,6 +428,79 @@ TEST(Rendering, ExpandsDescriptorsForAHostThatWasThereBeforeTheChain) {
     const std::string chain = rendering.ChainText(true);
     EXPECT_EQ(chain.find("%%"), std::string::npos) << chain;
     EXPECT_NE(chain.find("txt=2026 Ann"), chain.rfind("txt=2026 Ann")) << chain;
+}
+
+/// Every filter that works row by row, one after the other.
+std::vector<Step> RowByRow() {
+    std::vector<Step> chain;
+    for (const ClassRow& row : ClassTable()) {
+        const Description& about = *row.description;
+        if (!row.IsFilter() || !about.inPlace || about.measuresRequest) continue;
+        chain.push_back({about.progId, std::string(FindTellingSetting(about.progId)->text)});
+    }
+    return chain;
+}
+
+TEST_F(RenderingTest, BandsAndThreadsChangeNoByte) {
+    constexpr int kWidth = 66000;  // a band is one row
+    constexpr int kRows = 9;
+    const std::vector<Step> rowByRow = RowByRow();
+    EXPECT_GE(rowByRow.size(), 15u);
+    const std::vector<std::vector<Step>> chains = {
+        rowByRow,
+        {{"TMFilter.Crop.1", "LeftMargin=0,RightMargin=1,BottomMargin=0.3,TopMargin=0.9"},
+         {"TMFilter.Sepia.1", "Sepia=060"},
+         {"TMFilter.Blur.1", "Blurness=070,Version=2"},
+         {"TMFilter.Invert.1", "Inversity=070"},
+         {"TMFilter.AdoptColor.1", "ColorRed=060,ColorGreen=110,ColorBlue=190,Intensity=080"}},
+        {{"TMFilter.Histo.1", "Intensity=090"}, {"TMFilter.Sepia.1", "Sepia=060"}},
+        {{"TMFilter.Sepia.1", "Sepia=060"}, {"TMFilter.WhiteBlackGrey.1", "Mode=2,RedG=90,GreenG=128,BlueG=150"}},
+    };
+    const Shown shown = Shown::Random(kWidth, kRows, 8);
+    for (const auto& chain : chains) {
+        const Shown want = *test::Evaluate(chain, shown);
+        for (const int threads : {1, 3})
+            for (const bool release : {true, false}) {
+                SCOPED_TRACE(TextOf(chain));
+                Rendering rendering;
+                ASSERT_EQ(rendering.SetThreads(threads), S_OK);
+                ASSERT_FALSE(rendering.SetChainText(TextOf(chain)));
+                ASSERT_EQ(rendering.SetPicture(ToPicture(shown)), S_OK);
+                Picture result;
+                ASSERT_EQ(release ? rendering.RenderAndRelease(result) : rendering.Render(result), S_OK);
+                EXPECT_EQ(FromPicture(result).Difference(want), "") << threads << " threads";
+            }
+    }
+    EXPECT_EQ(Rendering().SetThreads(0), E_INVALIDARG);
+}
+
+TEST(BandWork, ThreadsShareTheRowsAndAFailureEndsThemAll) {
+    std::vector<std::atomic<int>> made(1001);
+    BandWork whole(1001, 4);
+    EXPECT_EQ(whole.Count(), 251);
+    {
+        const auto take = [&] {
+            whole.Take([&](int first, int rows) {
+                for (int row = first; row < first + rows; ++row) ++made[static_cast<std::size_t>(row)];
+                return S_OK;
+            });
+        };
+        const std::jthread first(take), second(take);
+        take();
+    }
+    EXPECT_EQ(whole.Result(), S_OK);
+    for (const auto& times : made) ASSERT_EQ(times, 1);
+
+    BandWork failing(100, 4);
+    int calls = 0;
+    const auto make = [&](int first, int) {
+        ++calls;
+        return first < 8 ? S_OK : E_OUTOFMEMORY;
+    };
+    failing.Take(make);
+    failing.Take(make);  // another thread comes too late
+    EXPECT_EQ(calls, 3);
+    EXPECT_EQ(failing.Result(), E_OUTOFMEMORY);
 }
 
 TEST(Rendering, TwoThreadsRenderWithoutDisturbingEachOther) {

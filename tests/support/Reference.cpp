@@ -1,9 +1,8 @@
 #include "tests/support/Reference.h"
 
-#include <algorithm>
-#include <iterator>
 #include <string_view>
 
+#include "kestrel/server/ClassTable.h"
 #include "tests/support/Line.h"
 
 namespace kestrel::test {
@@ -27,13 +26,8 @@ std::optional<Picture> Evaluate(const std::vector<Step>& chain, Picture picture)
 }
 
 bool DependsOnRequest(const Step& step) {
-    constexpr std::string_view names[] = {
-        "TMFilter.Histo.1",           // counts the tones of the request
-        "TMFilter.WhiteBlackGrey.1",  // modes 2 and 3 measure the request
-        "TMFilter.Tonwert.1",         // clips by the size of the first request
-        "TMFilter.Rauchglas.1",       // places its pane by the size of the request
-    };
-    return std::find(std::begin(names), std::end(names), step.progId) != std::end(names);
+    const ClassRow* const row = FindClass(std::string_view(step.progId));
+    return row && row->description->measuresRequest;
 }
 
 }  // namespace kestrel::test

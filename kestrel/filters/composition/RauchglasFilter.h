@@ -62,6 +62,7 @@ inline constexpr Description kRauchglas{
     .icon = "icons_smokedglass",
     .help = "HLP_SMOKEDGLASS",
     .summary = "Lays a pane over the picture: the part under it is blurred and tinted.",
+    .measuresRequest = true,
     .lengths = Lengths::Follow};
 
 /// Lays a pane of smoked glass over the picture. The pane is laid out in the part that is asked for, so a host asks

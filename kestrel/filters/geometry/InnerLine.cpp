@@ -30,6 +30,7 @@ public:
         IFilterPixels* const upstream = Upstream();
         return upstream ? upstream->TransformArea(dstX, dstY, srcX, srcY, width, height, rows, maskRows) : E_FAIL;
     }
+    bool ServesBands() const override { return kestrel::ServesBands(Upstream()); }
     HRESULT SetAbort(bool abort) override {
         IFilterPixels* const upstream = Upstream();
         return upstream ? upstream->SetAbort(abort) : S_OK;

@@ -24,7 +24,8 @@ inline constexpr Description kHisto{
     .summary =
         "Equalises the brightness histogram of the region that is asked for; 0 is not neutral, it spreads the "
         "tones in use evenly.",
-    .inPlace = true};
+    .inPlace = true,
+    .measuresRequest = true};
 
 class CHistoFilter final : public TwinFilter<HistoParameters, kHistoText, kHisto> {
 protected:

@@ -52,7 +52,8 @@ inline constexpr Description kTonwert{
     .help = "HLP_TONWERT",
     .summary =
         "Sets black point, white point and midtones from the whole picture's histograms or by hand; how much is "
-        "clipped, and the automatic midtone, follow the size of the region that is asked for."};
+        "clipped, and the automatic midtone, follow the size of the region that is asked for.",
+    .measuresRequest = true};
 
 class CTonwertFilter final : public TwinFilter<TonwertParameters, kTonwertText, kTonwert> {
 protected:

@@ -56,7 +56,8 @@ inline constexpr Description kWhiteBlackGrey{
     .summary =
         "Removes a colour cast by a picked grey point; modes 2 and 3 also stretch the contrast, measured in the "
         "region that is asked for.",
-    .inPlace = true};
+    .inPlace = true,
+    .measuresRequest = true};
 
 class CWhiteBlackGreyFilter final : public TwinFilter<WhiteBlackGreyParameters, kWhiteBlackGreyText, kWhiteBlackGrey> {
 public:

@@ -1,0 +1,34 @@
+#pragma once
+#include <algorithm>
+
+#include "kestrel/foundation/Export.h"
+#include "kestrel/framework/IFilterPixels.h"
+
+namespace kestrel {
+
+/// A link that can tell whether a request may be cut into bands of rows. Filters and sources are; a link of another
+/// kind gets each request whole.
+class KESTREL_API BandLink {
+public:
+    /// May a request be made as one for each band of its rows, with the bytes of the whole request? True only when that
+    /// holds for all links upstream.
+    virtual bool ServesBands() const = 0;
+
+protected:
+    ~BandLink() = default;
+};
+
+/// The same of any link; null serves nothing.
+inline bool ServesBands(const IFilterPixels* link) {
+    const auto* const known = dynamic_cast<const BandLink*>(link);
+    return known && known->ServesBands();
+}
+
+/// Rows in a band of a request of `width` pixels. With its mask a band takes 256 KB, so that it stays in the
+/// second-level cache while a chain of filters goes over it, one after the other.
+inline int BandRows(int width) {
+    constexpr int kBandBytes = 256 * 1024;
+    return std::clamp(kBandBytes / 4 / std::max(width, 1), 1, 1024);
+}
+
+}  // namespace kestrel
