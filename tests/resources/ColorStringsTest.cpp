@@ -147,9 +147,16 @@ TEST_F(ColorStrings, NothingIsLeftInEnglish) {
 }
 
 TEST_F(ColorStrings, LabelsFitADialogAndPlaceholdersStay) {
-    const std::set<std::string> messages = {"IDS_GRADCURVES_PRESET_SAVE_TEXT",   "IDS_GRADCURVES_DELETE_PRESET",
-                                            "IDS_GRADCURVES_SET_OVERWRITE_USER", "IDS_GRADCURVES_SET_OVERWRITE_FACTORY",
-                                            "IDS_GRADCURVES_DISALLOWEDCHARS",    "IDS_GRADCURVES_FILEERROR"};
+    const std::set<std::string> messages = {"IDS_GRADCURVES_PRESET_SAVE_TEXT",
+                                            "IDS_GRADCURVES_DELETE_PRESET",
+                                            "IDS_GRADCURVES_SET_OVERWRITE_USER",
+                                            "IDS_GRADCURVES_SET_OVERWRITE_FACTORY",
+                                            "IDS_GRADCURVES_DISALLOWEDCHARS",
+                                            "IDS_GRADCURVES_FILEERROR",
+                                            "IDS_PREVIEW_HINT",
+                                            "IDS_PREVIEW_PICK",
+                                            "IDS_PREVIEW_FAILED",
+                                            "IDS_PREVIEW_MEMORY"};
     constexpr std::size_t kLongestLabel = 40;
     constexpr std::size_t kLongestText = 1023;  // the buffer that a dialog has for a text
     for (const std::string& key : strings.Keys())
