@@ -3,10 +3,12 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <algorithm>
+#include <utility>
 
 namespace kestrel {
 
-DialogHeader::DialogHeader(QWidget* parent) : QWidget(parent), title_(new QLabel(this)), row_(new QHBoxLayout(this)) {
+DialogHeader::DialogHeader(SystemButton::Localize localize, QWidget* parent)
+    : QWidget(parent), localize_(std::move(localize)), title_(new QLabel(this)), row_(new QHBoxLayout(this)) {
     QFont bold = title_->font();
     bold.setBold(true);
     title_->setFont(bold);
@@ -31,7 +33,7 @@ SystemButton* DialogHeader::Find(SysBtnID id) const {
 
 SystemButton* DialogHeader::Add(SysBtnID id) {
     if (SystemButton* const there = Find(id)) return there;
-    auto* const button = new SystemButton(id, this);
+    auto* const button = new SystemButton(id, localize_, this);
     const auto place = std::find_if(buttons_.begin(), buttons_.end(), [id](auto* other) { return other->Id() > id; });
     row_->insertWidget(1 + static_cast<int>(place - buttons_.begin()), button);
     QWidget* const before = place == buttons_.begin() ? nullptr : *(place - 1);

@@ -14,7 +14,7 @@ namespace kestrel {
 class DialogHeader final : public QWidget {
     Q_OBJECT
 public:
-    explicit DialogHeader(QWidget* parent);
+    DialogHeader(SystemButton::Localize localize, QWidget* parent);
 
     void SetTitle(const QString& title);
     /// Draws the title as that of the window that has the keyboard, or of another one.
@@ -30,6 +30,7 @@ Q_SIGNALS:
     void DragBegun(SysBtnID id);
 
 private:
+    const SystemButton::Localize localize_;
     QLabel* title_;
     QHBoxLayout* row_;
     std::vector<SystemButton*> buttons_;  ///< in the order of their ids

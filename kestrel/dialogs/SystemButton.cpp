@@ -4,16 +4,17 @@
 #include <QEvent>
 #include <QMouseEvent>
 #include <algorithm>
+#include <utility>
 
 #include "kestrel/dialogs/DialogIcon.h"
-#include "kestrel/dialogs/DialogText.h"
 
 namespace kestrel {
 namespace {
 constexpr int kDrawnSide = 22;  ///< of the shipped icons, where they are sharpest
 }
 
-SystemButton::SystemButton(SysBtnID id, QWidget* parent) : QToolButton(parent), id_(id) {
+SystemButton::SystemButton(SysBtnID id, Localize localize, QWidget* parent)
+    : QToolButton(parent), id_(id), localize_(std::move(localize)) {
     setAutoRaise(true);
     setCheckable(id == SysBtnID::Copy || id == SysBtnID::Lock);
     FitIcon();
@@ -61,7 +62,7 @@ void SystemButton::Show() {
 
 void SystemButton::Retranslate() {
     const bool ownText = text_.isEmpty() || (id_ == SysBtnID::Dock && docked_);
-    const QString text = ownText ? DialogText(CurrentLook().textKey) : DialogText(text_.toUtf8().constData());
+    const QString text = localize_(ownText ? CurrentLook().textKey : text_.toUtf8().constData());
     setToolTip(text);
     setAccessibleName(text);
 }

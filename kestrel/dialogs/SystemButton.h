@@ -2,6 +2,7 @@
 #include <QPoint>
 #include <QString>
 #include <QToolButton>
+#include <functional>
 
 #include "kestrel/foundation/Export.h"
 
@@ -14,7 +15,9 @@ enum class SysBtnID { Copy, Lock, Help, Dock, Minimize, Maximize, Windorize, Clo
 class KESTREL_API SystemButton final : public QToolButton {
     Q_OBJECT
 public:
-    explicit SystemButton(SysBtnID id, QWidget* parent = nullptr);
+    /// The text of a key; any other text as it is.
+    using Localize = std::function<QString(const char* key)>;
+    SystemButton(SysBtnID id, Localize localize, QWidget* parent = nullptr);
 
     SysBtnID Id() const { return id_; }
     bool IsPressed() const { return isChecked(); }
@@ -48,6 +51,7 @@ private:
     void FitIcon();
 
     const SysBtnID id_;
+    const Localize localize_;
     QString text_;
     QPoint pressedAt_;
     bool docked_ = false;

@@ -25,7 +25,7 @@ CTMDialog::CTMDialog(int id, QWidget* parent)
       id_(id),
       loopLevel_(QThread::currentThread()->loopLevel()),
       copyResetText_(QStringLiteral("IDS_COMMON_COPY_RESET")),
-      header_(new DialogHeader(this)),
+      header_(new DialogHeader([this](const char* key) { return GetLocalized(key); }, this)),
       content_(new QWidget(this)),
       buttons_(new QDialogButtonBox(this)),
       toolTips_(new DialogToolTips(this, [this](const QString& text) { return Localized(text); })),
@@ -68,7 +68,7 @@ int CTMDialog::DoModal() {
     const int result = exec();
     if (!alive) return Rejected;
     modal_ = false;
-    if (!closed_) done(Rejected);  // the program ends
+    if (!closed_) CancelDialog();  // the program ends
     return result;
 }
 
@@ -112,7 +112,7 @@ void CTMDialog::SetHelp(const char* key) {
 
 void CTMDialog::SetTitle(const QString& title) {
     title_ = title;
-    setWindowTitle(Localized(title_));
+    setWindowTitle(Localized(title_).simplified());
     header_->SetTitle(windowTitle());
 }
 

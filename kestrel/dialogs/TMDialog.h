@@ -94,6 +94,7 @@ public:
     /// Escape come here.
     virtual void CancelDialog();
     void done(int result) override;
+    void accept() override { CloseDialog(); }
     void reject() override { CancelDialog(); }
 
     // Docking --------------------------------------------------------------------------------------------------------

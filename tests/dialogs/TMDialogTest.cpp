@@ -88,24 +88,22 @@ TEST(TMDialog, NoDialogIsDeletedBelowItsOwnHandler) {
     struct Probe : CTMDialog {
         using CTMDialog::CTMDialog;
         void OnCopyClicked() override {
+            bool& told = *stillThere;
             CloseDialog();
             DeleteClosedDialogs();
-            RunEvents();  // as a nested loop of its own would
-            stillThere = closed;
+            RunEvents();  // as an event loop of its own would
+            told = IsClosed();
         }
-        void PostNcDestroy() override {
-            CTMDialog::PostNcDestroy();
-            closed = true;
-        }
-        bool closed = false, stillThere = false;
+        bool* stillThere = nullptr;
     };
     const QPointer<Probe> probe(new Probe(kId));
     bool stillThere = false;
+    probe->stillThere = &stillThere;
     probe->AllowSelfDelete();
     SystemButton* const copy = probe->AddCopyBtn();
     probe->CreateModeless();
-    QObject::connect(probe, &QObject::destroyed, [&, dialog = probe.data()] { stillThere = dialog->stillThere; });
     QTest::mouseClick(copy, Qt::LeftButton);
+    EXPECT_TRUE(stillThere);
     RunEvents();
     EXPECT_FALSE(probe);
 
