@@ -35,6 +35,7 @@ QPoint Between(const CGradCurve::Node& node) { return {node.x, node.y}; }
 
 CurvePlot::CurvePlot(Gradation& gradation, QWidget* parent) : QWidget(parent), gradation_(gradation) {
     setFocusPolicy(Qt::StrongFocus);
+    setLayoutDirection(Qt::LeftToRight);  // tones rise to the right everywhere
     setContextMenuPolicy(Qt::PreventContextMenu);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
 }

@@ -126,8 +126,14 @@ void CDlgGradation::Build() {
     QGroupBox* const flips = MakeGroup("IDS_GRADCURVES_MIRROR");
     AddButtons(*flips->layout(), {CurveCommand::FlipY, CurveCommand::FlipX});
     QGroupBox* const moves = MakeGroup("IDS_GRADCURVES_MOVE");
-    AddButtons(*moves->layout(),
-               {CurveCommand::MoveLeft, CurveCommand::MoveRight, CurveCommand::MoveUp, CurveCommand::MoveDown});
+    auto* const arrows = new QWidget(moves);
+    arrows->setLayoutDirection(Qt::LeftToRight);  // left is left in every language
+    auto* const arrowRow = new QHBoxLayout(arrows);
+    arrowRow->setContentsMargins({});
+    arrowRow->setSpacing(1);
+    AddButtons(*arrowRow,
+               {CurveCommand::MoveLeft, CurveCommand::MoveUp, CurveCommand::MoveDown, CurveCommand::MoveRight});
+    moves->layout()->addWidget(arrows);
     shapes->addWidget(flips);
     shapes->addWidget(moves);
     layout->addLayout(shapes);
