@@ -1,4 +1,5 @@
-// With StoreJson.cpp the only file that includes the JSON library, whose headers take seconds to compile.
+// With PictureJson.cpp and StoreJson.cpp the only files that include the JSON library, whose headers take seconds to
+// compile.
 #include "apps/kestrel/CatalogueJson.h"
 
 #include <algorithm>

@@ -25,6 +25,9 @@ constexpr const char* kMountFilter = "TMFilter.Passpartout.1";
 /// Longest chain text that is read, in bytes.
 constexpr std::size_t kLongestChain = 64 << 20;
 
+/// What is said about texts that a filter does not take up whole: nothing, a line each, or a refusal.
+enum class Tell { Nothing, Unread, Strictly };
+
 /// Reports what a filter would ignore in its text. A strict reading refuses that, and reports what is only unusual.
 /// `place` says where the text stands.
 void TellUnread(const std::string& place, const kestrel::ClassRow& filter, std::string_view text, bool strict) {
@@ -51,7 +54,7 @@ void TellInexactTurn(const std::string& option, const std::string& word, const s
 
 /// One `-f NAME[:TEXT]`, with its words from `--text-of`.
 void AddFilter(kestrel::Rendering& rendering, const std::string& argument, const std::optional<std::string>& words,
-               bool strict) {
+               Tell tell) {
     const std::size_t colon = argument.find(':');
     const std::string name = argument.substr(0, colon);
     const std::string option = "-f " + name;
@@ -67,20 +70,16 @@ void AddFilter(kestrel::Rendering& rendering, const std::string& argument, const
         text = TextArgument(option, text.value_or(""), words);
     else if (words)
         throw console::UsageError{fmt::format("--text-of: \"{}\" is not a Text filter", argument)};
-    if (text) TellUnread(option, *filter, *text, strict);
-    if (text) TellInexactTurn(option, word, *text);
+    if (text && tell != Tell::Nothing) {
+        TellUnread(option, *filter, *text, tell == Tell::Strictly);
+        TellInexactTurn(option, word, *text);
+    }
     if (rendering.FilterCount() >= kestrel::Rendering::kMaximumFilters)
         throw console::Failure{
             fmt::format("{}: a chain holds at most {} filters", option, kestrel::Rendering::kMaximumFilters)};
     if (rendering.AddFilter(filter->description->progId, text ? text->c_str() : nullptr) != kestrel::S_OK)
         throw std::bad_alloc();
 }
-
-/// A chain text as people keep it in a file: without what does not belong to the chain.
-struct ChainFile {
-    std::string text;
-    std::vector<int> lines;  ///< for each line of the text its number in the file, from 1
-};
 
 /// Takes out blank lines, comments, the mark that some editors put at the start of UTF-8 and the carriage returns at
 /// line ends; a saved parameter text holds none.
@@ -115,6 +114,21 @@ void TellUnreadLines(const std::string& shown, const ChainFile& chain, bool stri
 
 bool IsUtf16(std::string_view text) { return text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF"); }
 
+std::string ShownChain(const std::string& path) { return path == "-" ? "standard input" : path; }
+
+ChainFile ReadChainFile(const std::string& path) {
+    const std::string file = ReadWhole(path, kLongestChain);
+    if (IsUtf16(file)) throw console::Failure{ShownChain(path) + ": is UTF-16 text; save it as UTF-8"};
+    return Stripped(file);
+}
+
+void ApplyChain(kestrel::Rendering& rendering, const std::string& shown, const ChainFile& chain, Tell tell) {
+    if (const auto fault = rendering.SetChainText(chain.text))
+        throw console::Failure{fmt::format("{}: line {}: {}", shown,
+                                           chain.lines.at(static_cast<std::size_t>(fault->line - 1)), fault->reason)};
+    if (tell != Tell::Nothing) TellUnreadLines(shown, chain, tell == Tell::Strictly);
+}
+
 }  // namespace
 
 std::string UnknownFilter(const std::string& name) {
@@ -140,19 +154,23 @@ void ChainOptions::AddTo(const Command& command) {
                    "stands, each -f is added to it by cost");
 }
 
-void ChainOptions::ApplyFile(kestrel::Rendering& rendering) const {
-    const std::string shown = ReadsStandardInput() ? "standard input" : chainFile_;
-    const std::string file = ReadWhole(chainFile_, kLongestChain);
-    if (IsUtf16(file)) throw console::Failure{shown + ": is UTF-16 text; save it as UTF-8"};
-    const ChainFile chain = Stripped(file);
-    if (const auto fault = rendering.SetChainText(chain.text))
-        throw console::Failure{fmt::format("{}: line {}: {}", shown,
-                                           chain.lines.at(static_cast<std::size_t>(fault->line - 1)), fault->reason)};
-    TellUnreadLines(shown, chain, strict_);
+std::string ReadChain(const std::string& path, bool strict) {
+    const ChainFile chain = ReadChainFile(path);
+    kestrel::Rendering rendering;
+    ApplyChain(rendering, ShownChain(path), chain, strict ? Tell::Strictly : Tell::Unread);
+    return chain.text;
 }
 
-void ChainOptions::ApplyTo(kestrel::Rendering& rendering) const {
-    if (!chainFile_.empty()) ApplyFile(rendering);
+void ChainOptions::Read() {
+    if (HasFile()) chain_ = ReadChainFile(chainFile_);
+}
+
+void ChainOptions::ApplyTo(kestrel::Rendering& rendering, const StoredChain* stored, bool tells) const {
+    const Tell tell = strict_ ? Tell::Strictly : tells ? Tell::Unread : Tell::Nothing;
+    if (stored)
+        ApplyChain(rendering, stored->picture + ": its chain", Stripped(stored->text), tell);
+    else if (HasFile())
+        ApplyChain(rendering, ShownChain(chainFile_), chain_, tell);
     std::vector<std::optional<std::string>> words(filters_.size());
     for (std::size_t i = 0; i + 1 < texts_.size(); i += 2) {
         const auto number = ParseInteger(texts_[i]);
@@ -161,7 +179,7 @@ void ChainOptions::ApplyTo(kestrel::Rendering& rendering) const {
                 fmt::format("--text-of: \"{}\" is not the number of an -f; there are {}", texts_[i], filters_.size())};
         words[static_cast<std::size_t>(*number - 1)] = texts_[i + 1];
     }
-    for (std::size_t i = 0; i < filters_.size(); ++i) AddFilter(rendering, filters_[i], words[i], strict_);
+    for (std::size_t i = 0; i < filters_.size(); ++i) AddFilter(rendering, filters_[i], words[i], tell);
 }
 
 void ChainOptions::TellWithPicture(kestrel::Rendering& rendering, double renderScale) const {

@@ -14,10 +14,11 @@ struct Options {
     ChainOptions chain;
 };
 
-int Run(const Options& options) {
+int Run(Options& options) {
     auto color = ParseColor(options.color);
     if (!color)
         throw console::UsageError{fmt::format("color: \"{}\" is not a color #RRGGBB or #RRGGBBAA", options.color)};
+    options.chain.Read();
     kestrel::Rendering rendering;
     options.chain.ApplyTo(rendering);
     std::uint8_t pixel[4] = {color->blue, color->green, color->red, static_cast<std::uint8_t>(255 - color->alpha)};

@@ -108,6 +108,10 @@ void Command::Words(const char* name, std::vector<std::string>& values, const ch
     app_->add_option(name, values, text)->type_name("");
 }
 
+void Command::Arguments(const char* name, std::vector<std::string>& values, const char* text) const {
+    app_->add_option(name, values, text)->required()->type_name("");
+}
+
 void Command::Option(const char* names, std::string& value, const char* type, const char* text) const {
     app_->add_option(names, value, text)->type_name(type)->check(NotEmpty());
 }

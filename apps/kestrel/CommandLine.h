@@ -23,6 +23,8 @@ public:
     void OptionalArgument(const char* name, std::string& value, const char* text) const;
     /// All words that are left.
     void Words(const char* name, std::vector<std::string>& values, const char* text) const;
+    /// One word or more.
+    void Arguments(const char* name, std::vector<std::string>& values, const char* text) const;
     /// An option with one value that is not empty, as an unset variable of a script would make it.
     void Option(const char* names, std::string& value, const char* type, const char* text) const;
     /// An option that may be given again; each use takes `words` values, which are appended.

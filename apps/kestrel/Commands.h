@@ -10,6 +10,7 @@ void AddDescribe(const Command& program);
 void AddColor(const Command& program);
 void AddStrings(const Command& program);
 void AddSettings(const Command& program);
+void AddBox(const Command& program);
 void AddStore(const Command& program);
 void AddLog(const Command& program);
 

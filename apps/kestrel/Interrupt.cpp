@@ -15,16 +15,15 @@ namespace interrupt {
 namespace {
 
 std::mutex guard;
-std::function<void()> stopWork;  // empty: nothing runs that would have to end in order
+std::list<std::function<void()>> stopWork;  // empty: nothing runs that would have to end in order
 std::atomic<int> caught{0};
 
 void Wait(sigset_t signals) {
     for (int signal = 0; sigwait(&signals, &signal) == 0;) {
         const std::lock_guard lock(guard);
         caught = signal;
-        if (stopWork) {
-            stopWork();
-        } else {
+        for (const auto& stop : stopWork) stop();
+        if (stopWork.empty()) {
             console::ClearProgress();
             _exit(ExitCode());
         }
@@ -48,13 +47,13 @@ void Listen() {
 
 Stoppable::Stoppable(std::function<void()> stop) {
     const std::lock_guard lock(guard);
-    stopWork = std::move(stop);
-    if (caught) stopWork();
+    entry_ = stopWork.insert(stopWork.end(), std::move(stop));
+    if (caught) (*entry_)();
 }
 
 Stoppable::~Stoppable() {
     const std::lock_guard lock(guard);
-    stopWork = nullptr;
+    stopWork.erase(entry_);
 }
 
 bool Happened() { return caught != 0; }

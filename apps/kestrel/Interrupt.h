@@ -1,5 +1,6 @@
 #pragma once
 #include <functional>
+#include <list>
 
 /// Ctrl-C and a polite kill. By default the program ends at once: it has nothing to keep and no
 /// half-written file. While a request runs it is aborted; while a file is written, the file is abandoned, so that
@@ -9,13 +10,17 @@ namespace interrupt {
 /// Begins to listen; called once, before anything else.
 void Listen();
 
-/// For the length of a scope an interruption calls `stop`, from another thread, and nothing else.
+/// For the length of a scope an interruption calls `stop`, from another thread, and does not end the program. Any
+/// thread may have scopes of its own.
 class Stoppable {
 public:
     explicit Stoppable(std::function<void()> stop);
     ~Stoppable();
     Stoppable(const Stoppable&) = delete;
     Stoppable& operator=(const Stoppable&) = delete;
+
+private:
+    std::list<std::function<void()>>::iterator entry_;
 };
 
 /// For the length of a scope an interruption is only remembered; the work looks at `Happened` by itself.

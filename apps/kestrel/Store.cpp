@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <vector>
 
@@ -16,10 +15,8 @@
 #include "apps/kestrel/Stores.h"
 #include "kestrel/foundation/FileReplacement.h"
 #include "kestrel/storage/IQvStorage.h"
-#include "kestrel/storage/QvError.h"
 #include "kestrel/storage/StorageCopy.h"
 #include "kestrel/storage/StorageError.h"
-#include "kestrel/storage/StorageFileException.h"
 #include "kestrel/storage/StoragePath.h"
 
 namespace {
@@ -52,7 +49,7 @@ int Tell(const Options& options, bool deep) {
     if (options.json) console::Print(ElementsAsJson(elements));
     for (const StoreElement& element : elements) {
         if (!element.problem.empty()) {
-            console::Error(fmt::format("store: {}: {}: {}", options.store, Shown(element.path), element.problem));
+            console::Error(fmt::format("{}: {}: {}", options.store, Shown(element.path), element.problem));
             code = console::kFailed;
         }
         if (options.json) continue;
@@ -170,26 +167,13 @@ int Copy(const Options& options) {
     const StorageCopy copy = CopyElements(*from, *to);
     const bool closed = CloseStorage(to);
     for (const std::string& failure : copy.failures)
-        console::Error(fmt::format("store: {}: {}", options.store, Shown(failure)));
+        console::Error(fmt::format("{}: {}", options.store, Shown(failure)));
     if (!closed) FailStore(options.file, LastStorageError());
     if (options.json)
         console::Print(ReportAsJson({{{"from", options.store}, {"to", options.file}},
                                      {{"storages", copy.storages}, {"streams", copy.streams}, {"bytes", copy.bytes}},
                                      copy.failures}));
     return copy.failures.empty() ? console::kDone : console::kFailed;
-}
-
-/// Storages of folders throw where a file fails; here that is one more line.
-std::function<int()> Guarded(std::function<int()> work) {
-    return [work = std::move(work)] {
-        try {
-            return work();
-        } catch (const StorageFileException& error) {
-            throw console::Failure{"store: " + error.OneLine()};
-        } catch (const CQvError& error) {
-            throw console::Failure{std::string("store: ") + error.what()};
-        }
-    };
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// With CatalogueJson.cpp the only file that includes the JSON library, whose headers take seconds to compile.
+// With CatalogueJson.cpp and PictureJson.cpp the only files that include the JSON library, whose headers take seconds
+// to compile.
 #include "apps/kestrel/StoreJson.h"
 
 #include <nlohmann/json.hpp>

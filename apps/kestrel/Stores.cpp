@@ -6,6 +6,8 @@
 #include <iterator>
 
 #include "apps/kestrel/Console.h"
+#include "apps/kestrel/Interrupt.h"
+#include "kestrel/storage/QvError.h"
 #include "kestrel/storage/QvSimpStorage.h"
 #include "kestrel/storage/QvStorage.h"
 #include "kestrel/storage/StorageError.h"
@@ -44,12 +46,13 @@ std::string Shown(const std::string& name) {
 }
 
 void FailStore(const std::string& what, const std::string& why) {
-    throw console::Failure{fmt::format("store: {}: {}", what, why)};
+    throw console::Failure{fmt::format("{}: {}", what, why)};
 }
 
 void FailWithStorage(const std::string& store, const std::string& name) {
     std::string why = LastStorageError();
-    if (why.rfind(name + ": ", 0) == 0) why.erase(0, name.size() + 2);
+    const std::string& named = name.empty() ? store : name;
+    if (why.rfind(named + ": ", 0) == 0) why.erase(0, named.size() + 2);
     FailStore(name.empty() ? store : store + ": " + Shown(name), why);
 }
 
@@ -68,7 +71,7 @@ QvStoragePtr OpenStore(const std::string& path, unsigned long mode, const std::s
     QvStoragePtr store = layout == Layout::Compound
                              ? QvStorage::CreateNewQvStorage(path.c_str(), mode, false, false)
                              : QvSimpStorage::CreateNewQvStorage(path.c_str(), mode, true, layout == Layout::Folder);
-    if (!store) FailWithStorage(path, path);
+    if (!store) FailWithStorage(path, "");
     return store;
 }
 
@@ -109,4 +112,19 @@ std::vector<StoreElement> StoreElements(IQvStorage& store, const std::string& st
     }
     all.erase(all.begin());  // the start itself
     return all;
+}
+
+std::function<int()> Guarded(std::function<int()> work) {
+    return [work = std::move(work)] {
+        try {
+            return work();
+        } catch (const console::Failure&) {
+            if (interrupt::Happened()) return interrupt::ExitCode();
+            throw;
+        } catch (const StorageFileException& error) {
+            throw console::Failure{error.OneLine()};
+        } catch (const CQvError& error) {
+            throw console::Failure{error.what()};
+        }
+    };
 }

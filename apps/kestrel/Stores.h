@@ -1,11 +1,12 @@
 #pragma once
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "apps/kestrel/StoreJson.h"
 #include "kestrel/storage/IQvStorage.h"
 
-// What the commands of `kestrel store` share.
+// What the commands about stores share.
 
 /// Bytes that are read at a time.
 inline constexpr std::size_t kStoreChunk = 1 << 20;
@@ -32,3 +33,6 @@ bool IsStorage(kestrel::IQvStorage& store, const std::string& path, const std::s
 /// The elements of the storage `start`, which is empty for the whole store; with `deep` those below them as well, each
 /// after the storage that holds it.
 std::vector<StoreElement> StoreElements(kestrel::IQvStorage& store, const std::string& start, bool deep);
+
+/// A command whose storages of folders throw where a file fails; here that is one more line.
+std::function<int()> Guarded(std::function<int()> work);

@@ -2,17 +2,21 @@
 
 #include <algorithm>
 
+#include "kestrel/codec/ImageLoader.h"
 #include "kestrel/diagnostics/LogSink.h"
 
 namespace kestrel {
 
 qvPicBox::qvPicBox(IQvStorage& root, unsigned long mode, const char* pictures, bool keepNative, bool external)
-    : root_(root), keepNative_(keepNative || root.KeepNative()), external_(external || root.External()) {
+    : root_(root),
+      picturesName_(pictures ? pictures : "Pictures"),
+      keepNative_(keepNative || root.KeepNative()),
+      external_(external || root.External()) {
     if (external_) {
         basePath_ = std::string(root.Path());
         return;
     }
-    pictures_ = root.OpenStorage(pictures ? pictures : "Pictures", mode);
+    pictures_ = root.OpenStorage(picturesName_.c_str(), mode);
     if (!pictures_) {
         failed_ = true;
         return;
@@ -38,6 +42,8 @@ void qvPicBox::SetRawWhiteBalance(const std::uint8_t (&flags)[3], const double (
     std::copy(std::begin(flags), std::end(flags), whiteBalance_);
     std::copy(std::begin(factors), std::end(factors), rawFactors_);
 }
+
+void qvPicBox::SetLimits(const LoadOptions& limits) { limits_ = std::make_unique<LoadOptions>(limits); }
 
 void qvPicBox::PutExifData(const void* bytes, std::size_t size) {
     const auto* const from = static_cast<const std::uint8_t*>(bytes);

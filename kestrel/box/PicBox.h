@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "kestrel/box/PicBoxFormat.h"
+#include "kestrel/codec/CodecError.h"
+#include "kestrel/codec/ImageFormat.h"
 #include "kestrel/codec/ImageMetadata.h"
 #include "kestrel/foundation/Export.h"
 #include "kestrel/image/Dib.h"
@@ -15,6 +17,26 @@
 namespace kestrel {
 
 class ImageLoader;
+struct LoadOptions;
+
+/// A picture of a box, as a list has it.
+struct PicEntry {
+    std::string storage;    ///< path of the storage that holds its stream; empty for the root
+    std::string stream;     ///< the name of the stream
+    std::string name;       ///< what the operations of the box find it by: a name...
+    std::string extension;  ///< ...and an extension, empty for streams that are no files of their own format
+};
+
+/// What is known of a stored picture without decoding it.
+struct PicDescription {
+    PicHeader header;
+    ImageFormat format = ImageFormat::Unknown;  ///< of the encoded image
+    std::int64_t width = 0, height = 0;         ///< pixels, upright; 0 when the content tells none
+    std::uint64_t bytes = 0;                    ///< of the whole stream
+    std::int32_t x = 0, y = 0;                  ///< position, in streams of the box's own form
+    bool hasMask = false;                       ///< a mask beside the image, or transparency in its file
+    std::string problem;                        ///< why there is no size; empty otherwise
+};
 
 /// Keeps pictures by name in a storage: a compound file, a folder tree, memory, or a plain folder of picture files (an
 /// external box). Whatever form a picture has there, it comes out as packed records.
@@ -42,6 +64,8 @@ public:
     // `ImageLoader`.
     void SetRawWhiteBalance(const std::uint8_t (&flags)[3], const double (&factors)[4]);
     void SetRawBrightness(double factor) { rawFactor_ = factor; }
+    /// Bounds for pictures that are decoded; the other fields do not count.
+    void SetLimits(const LoadOptions& limits);
 
     // Settings for writing.
     void SetJpegQuality(int quality) { jpegQuality_ = quality; }
@@ -68,6 +92,8 @@ public:
     const ImageMetadata& LastMetadata() const { return lastMetadata_; }
     bool LastWasDamaged() const { return lastDamaged_; }
     const std::vector<std::string>& LastWarnings() const { return lastWarnings_; }
+    /// Why the last picture could not be decoded; no fault when it was, or when decoding was not the trouble.
+    const CodecError& LastError() const { return lastError_; }
 
     // Asking ---------------------------------------------------------------------------------------------------------
 
@@ -76,6 +102,15 @@ public:
     /// picture (".inf") and storages come as well.
     bool FirstElement(QvString& name, unsigned long& flags);
     bool NextElement(QvString& name, unsigned long& flags);
+    /// Every picture, wherever a lookup looks: the storages of all generations, and in the root and in plain folders
+    /// the files with the extension of a picture. Records beside pictures and leftovers of killed writers are left out.
+    std::vector<PicEntry> Pictures();
+    /// Reads the beginning of exactly this stream. A stream whose header shows that it is no file of its own format
+    /// gets the whole name of the stream as its name. False when the stream cannot be opened or read.
+    bool Describe(PicEntry& entry, PicDescription& description);
+    /// Opens exactly this stream, at the first of the `size` bytes of its encoded image. Null when it cannot be opened
+    /// or holds less. Throws what its storage throws.
+    QvStreamPtr OpenImage(const PicEntry& entry, const PicHeader& header, std::uint64_t& size);
 
     /// The name that was stored with the caller's record; empty when there is none.
     std::string GetImageInfo(const char* name, PicInfoRecord& record);
@@ -108,6 +143,10 @@ public:
                    const char* type, bool keep);
     /// Deletes a picture and what belongs to it. False when there is none, too.
     bool Delete(const char* name, const char* extension = "");
+    /// Deletes exactly this stream; what lies beside it goes with the last stream of its name.
+    bool Delete(const PicEntry& entry);
+    /// Deletes the caller's record and the chain that are kept with a picture, as when another one takes its name.
+    void DeleteBeside(const std::string& name);
     /// Stores the caller's record beside a picture.
     bool SetImageInfo(const char* name, const PicInfoRecord& record);
 
@@ -177,6 +216,15 @@ private:
         bool native = false;   ///< the copy shall be a file of its own format
         bool convert = false;  ///< the image has to be encoded anew
     };
+    /// A storage that holds pictures, and its path.
+    struct Shelf {
+        std::string path;
+        IQvStorage* storage;
+    };
+    std::vector<Shelf> Shelves() const;
+    IQvStorage* FindShelf(const PicEntry& entry) const;
+    PicHeader ReadHeaderOf(IQvStorage* storage, const PicEntry& entry, QvStream& stream) const;
+    void DescribeStream(QvStream& stream, PicDescription& description) const;
     Place FindPlace(const std::string& name, const std::string& extension);
     Place FindNativePlace(const std::string& name, const std::string& extension);
     IQvStorage* Stage() const;
@@ -204,7 +252,7 @@ private:
     bool Encode(Dib* image, const Dib* mask, int type, const ImageMetadata& metadata,
                 std::vector<std::uint8_t>& bytes) const;
     bool DeletePlace(const Place& place);
-    void DeleteBeside(const std::string& name);
+    bool DeleteEntry(const PicEntry& entry);
 
     static void CopyLog(int line, const std::string& text);
     bool CopyFromFolder(const CopyJob& job);
@@ -219,6 +267,7 @@ private:
     IQvStorage& root_;
     // The storages of pictures. Names inside the main one: PicMask, OnlyPic, OnlyMask; in the root: Pic_Mask, PicMask.
     QvStoragePtr pictures_, picMask_, onlyPic_, onlyMask_, oldPicMask_, rootPicMask_;
+    std::string picturesName_;
     bool keepNative_;
     bool external_;
     std::string basePath_;  // of an external box
@@ -234,11 +283,13 @@ private:
     double rawFactors_[4] = {-1, -1, -1, -1};
     double rawFactor_ = 0.6;
     int rawVersion_ = 1;
+    std::unique_ptr<LoadOptions> limits_;  // null: those of every loader
 
     int lastImageType_ = 0;
     ImageMetadata lastMetadata_;
     bool lastDamaged_ = false;
     std::vector<std::string> lastWarnings_;
+    CodecError lastError_;
 };
 
 }  // namespace kestrel

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <vector>
 
+#include "kestrel/codec/ImageFormat.h"
 #include "kestrel/storage/QvDeflatingWriter.h"
 #include "kestrel/storage/QvInflatingReader.h"
 
@@ -188,6 +189,18 @@ bool WritePicLongPart(QvOutputStream& stream, std::uint8_t version, bool embedde
     return WriteValue(stream, std::uint32_t{embedded}) && (!embedded || WriteValue(stream, size));
 }
 
+bool ReadPicTailStart(QvStream& stream, bool wantSize, PicTailStart& start) {
+    QvInflatingReader reader(stream);
+    std::uint32_t size = 0;
+    Dib header{};
+    if (!ReadValue(reader, start.x) || !ReadValue(reader, start.y)) return false;
+    if (!wantSize) return true;
+    if (!ReadValue(reader, size) || !ReadValue(reader, header)) return false;
+    start.width = header.biWidth;
+    start.height = header.biHeight;
+    return header.biSize == sizeof(Dib) && start.width > 0 && start.height > 0;
+}
+
 PicTail ReadPicTail(QvStream& stream, PicKind kind, bool embedded) {
     PicTail tail;
     const std::int64_t left = stream.Size() - stream.Tell();
@@ -237,6 +250,12 @@ bool WritePicInfo(QvOutputStream& stream, std::string_view name, PicInfoRecord r
     return stream.Write(kInfMagic, sizeof kInfMagic) == sizeof kInfMagic && WriteValue(stream, length) &&
            stream.Write(stored.c_str(), length) == length &&
            WriteValue(stream, static_cast<std::uint32_t>(record.size())) && WriteValue(stream, record);
+}
+
+std::string_view PicExtension(std::string_view name) {
+    const std::string_view extension = ExtensionOf(name);
+    const bool known = IsImageExtension(extension) || FormatOfName(extension) != ImageFormat::Unknown;
+    return known && extension.size() < name.size() ? extension.substr(1) : std::string_view();
 }
 
 std::string CleanPicName(std::string_view name) {

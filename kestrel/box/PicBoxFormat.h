@@ -74,6 +74,17 @@ using PicInfoRecord = std::array<std::uint8_t, 36>;
 KESTREL_API std::string ReadPicInfo(QvStream& stream, PicInfoRecord& record);
 [[nodiscard]] KESTREL_API bool WritePicInfo(QvOutputStream& stream, std::string_view name, PicInfoRecord record);
 
+/// The extension of a picture file that a name ends with, without its dot; empty without one.
+KESTREL_API std::string_view PicExtension(std::string_view name);
+
+/// The beginning of a tail.
+struct PicTailStart {
+    std::int32_t x = 0, y = 0;
+    std::int64_t width = 0, height = 0;  ///< pixels of the first record
+};
+/// Reads from the stream's position on; the size only when a record is expected. False when the data breaks off before.
+KESTREL_API bool ReadPicTailStart(QvStream& stream, bool wantSize, PicTailStart& start);
+
 /// A name from outside as one of a stream or file: what is no printable ASCII or means something in paths becomes `_`.
 KESTREL_API std::string CleanPicName(std::string_view name);
 /// The same with an extension, which takes the place of that of an image.

@@ -1,4 +1,6 @@
 // Where deleting, and asking whether a picture exists, look for it; and what lies beside it.
+#include <algorithm>
+
 #include "kestrel/box/PicBox.h"
 #include "kestrel/storage/QvError.h"
 #include "kestrel/storage/WholeStream.h"
@@ -66,6 +68,26 @@ bool qvPicBox::Delete(const char* name, const char* extension) {
     }
 }
 
+bool qvPicBox::Delete(const PicEntry& entry) {
+    try {
+        return DeleteEntry(entry);
+    } catch (const CQvError& error) {
+        return Fail(__LINE__, std::string("CStream-Exception in qvPicBox::Delete: ") + error.what());
+    }
+}
+
+bool qvPicBox::DeleteEntry(const PicEntry& entry) {
+    IQvStorage* const storage = FindShelf(entry);
+    if (!storage) return false;
+    if (external_) return root_.DeleteElement(entry.stream.c_str());
+    const std::vector<PicEntry> all = Pictures();
+    const auto alike = std::count_if(all.begin(), all.end(),
+                                     [&](const PicEntry& other) { return PicNamesEqual(other.name, entry.name); });
+    if (!DeletePlace({storage, entry.stream})) return false;
+    if (alike <= 1) DeleteBeside(entry.name);
+    return true;
+}
+
 bool qvPicBox::DeletePlace(const Place& place) {
     // Compound files would delete a storage with all that it holds.
     if (place.storage->Kind() == 0 && !place.storage->OpenStream(place.name.c_str(), kStorageRead)) return false;
@@ -78,6 +100,7 @@ bool qvPicBox::DeletePlace(const Place& place) {
 
 /// What belongs to a picture goes with it, if it is there.
 void qvPicBox::DeleteBeside(const std::string& name) {
+    if (!pictures_) return;
     for (const std::string& stored : StoredPicNames(name))
         if (pictures_->Exists((stored + ".inf").c_str())) pictures_->DeleteElement((stored + ".inf").c_str());
     if (!GetChain(name.c_str()).empty()) SetChain(name.c_str(), "");

@@ -127,6 +127,7 @@ void qvPicBox::ForgetLast() {
     lastMetadata_ = {};
     lastDamaged_ = false;
     lastWarnings_.clear();
+    lastError_ = {};
 }
 
 bool qvPicBox::Read(const std::string& name, const std::string& extension, const Request& request, Loaded& loaded) {
@@ -158,6 +159,7 @@ bool qvPicBox::ReadOwnForm(Stored& stored, const Request& request, Loaded& loade
 
 void qvPicBox::SetOptions(ImageLoader& loader, const Request& request) const {
     loader.SetRawVersion(rawVersion_);
+    if (limits_) loader.SetLimits(*limits_);
     if (request.width >= 0 && request.height >= 0) loader.PreferedLoadingSize(request.width, request.height);
     if (rawFactors_[0] < 0) return;
     for (int time = 0; time < 2; ++time) {  // beginning anew loses what was set
@@ -170,7 +172,8 @@ void qvPicBox::SetOptions(ImageLoader& loader, const Request& request) const {
 /// The decoded records, which become the box's.
 bool qvPicBox::Take(ImageLoader& loader, const Request& request, Loaded& loaded) {
     if (loader.HadError() || !loader.ImageDIB()) {
-        lastWarnings_ = {loader.Error().text};
+        lastError_ = loader.Error();
+        lastWarnings_ = {lastError_.text};
         return false;
     }
     lastImageType_ = loader.GetType();

@@ -264,6 +264,7 @@ bool MakePlanes(std::int64_t width, std::int64_t height, bool alpha, std::uint64
         result.fullWidth = width;
         result.fullHeight = height;
     }
+    result.hasAlpha = alpha;
     if (options.sizeOnly) return false;
     result.image.reset(DibCreate(24, static_cast<int>(width), static_cast<int>(height)));
     if (alpha) result.mask.reset(DibCreate(8, static_cast<int>(width), static_cast<int>(height)));

@@ -54,6 +54,7 @@ struct LoadResult {
     DibPtr mask;   ///< 8 bits of transparency; null when the file has no alpha
     ImageFormat format = ImageFormat::Unknown;
     std::int64_t fullWidth = 0, fullHeight = 0;  ///< of the file's picture, upright, whatever size was decoded
+    bool hasAlpha = false;                       ///< the file holds transparency, also when only the size was read
     ImageMetadata metadata;                      ///< to hand on to `SaveOptions`
     Condition condition = Condition::Nothing;
     std::vector<std::string> warnings;  ///< one line each, without the path; a whole picture may have some
@@ -114,6 +115,8 @@ public:
 
     // Options; once the file is decoded they change nothing.
     void PreferedLoadingSize(int width, int height);
+    /// The four bounds of `limits`; its other fields do not count.
+    void SetLimits(const LoadOptions& limits);
     /// There is one way of development, 1; other numbers are kept and mean the same.
     void SetRawVersion(int version);
     /// Three flags: the camera's white balance, an automatic one where there is none, automatic brightness. Four

@@ -103,6 +103,13 @@ void ImageLoader::PreferedLoadingSize(int width, int height) {
     state_->options.preferredHeight = height;
 }
 
+void ImageLoader::SetLimits(const LoadOptions& limits) {
+    state_->options.pixelLimit = limits.pixelLimit;
+    state_->options.expansionLimit = limits.expansionLimit;
+    state_->options.scanLimit = limits.scanLimit;
+    state_->options.inputLimit = limits.inputLimit;
+}
+
 void ImageLoader::SetRawVersion(int) {}
 
 void ImageLoader::RAW_SetWhitebalance(const std::uint8_t* flags, const double* multipliers) {

@@ -159,6 +159,7 @@ void LoadMagick(ByteReader& source, const LoadOptions& options, LoadResult& resu
     if (!fits(seen.get())) return;
     result.fullWidth = static_cast<std::int64_t>(seen->columns);
     result.fullHeight = static_cast<std::int64_t>(seen->rows);
+    result.hasAlpha = seen->matte;
     if (options.sizeOnly) return;
     Exception reading(*library);
     const ImagePtr image(library->BlobToImage(info.get(), bytes.data(), bytes.size(), reading.Info()));

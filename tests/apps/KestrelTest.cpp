@@ -633,10 +633,12 @@ std::set<std::string> LongOptions(std::string text) {
 TEST_F(KestrelTest, HelpAndManualTellTheSame) {
     const std::string manual = Contents(KESTREL_MANUAL);
     std::string help;
-    for (const char* command : {"",          "apply",        "filters",      "describe",      "color",
-                                "settings",  "settings get", "settings set", "settings list", "log",
-                                "strings",   "store",        "store list",   "store tree",    "store get",
-                                "store put", "store remove", "store copy",   "store check",   "store repair"})
+    for (const char* command : {"",           "apply",        "filters",      "describe",      "color",
+                                "settings",   "settings get", "settings set", "settings list", "log",
+                                "strings",    "store",        "store list",   "store tree",    "store get",
+                                "store put",  "store remove", "store copy",   "store check",   "store repair",
+                                "box",        "box list",     "box info",     "box add",       "box get",
+                                "box remove", "box copy",     "box analyze",  "box chain"})
         help += Run(std::string(command) + " --help").out;
     EXPECT_EQ(LongOptions(help), LongOptions(manual));
     for (const char* code : {"0", "1", "2", "3", "130", "143"}) {

@@ -1,0 +1,45 @@
+#pragma once
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/kestrel/ChainOptions.h"
+#include "apps/kestrel/Existing.h"
+#include "apps/kestrel/Values.h"
+#include "kestrel/codec/ImageLoader.h"
+
+/// The options of `kestrel apply` as they were written.
+struct ApplyOptions {
+    std::vector<std::string> files;  ///< INPUT and OUTPUT; with a pattern for the output, inputs only
+    ChainOptions chain;
+    bool storedChain = false;
+    std::string renderScale = "1";
+    std::string printChain;
+    std::string view;
+    std::string region;
+    std::string format;
+    std::string quality = "92";
+    std::string threads;
+    std::string background = "#FFFFFF";
+    std::string limitPixels = "400000000";
+    std::string limitExpansion = "2000";
+    std::string limitScans = "100";
+    std::string limitInput = "1073741824";
+    bool quiet = false;
+    bool verbose = false;
+};
+
+/// The options as they are meant, for every picture of the run.
+struct ApplyJob {
+    double renderScale = 1;
+    int threads = 1;
+    std::optional<Size> view;
+    std::optional<Region> region;
+    kestrel::SaveOptions save;  ///< without a format where the name of the output tells it
+    Rgba background;
+    kestrel::LoadOptions limits;
+};
+
+/// Throws `console::UsageError` for options that cannot be.
+ApplyJob CheckApply(const ApplyOptions& options);
