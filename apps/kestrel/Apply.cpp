@@ -4,6 +4,7 @@
 
 #include "apps/kestrel/ApplyOptions.h"
 #include "apps/kestrel/ApplyRun.h"
+#include "apps/kestrel/Batch.h"
 #include "apps/kestrel/Commands.h"
 #include "apps/kestrel/Console.h"
 #include "apps/kestrel/PictureFiles.h"
@@ -35,6 +36,7 @@ int Run(ApplyOptions& options) {
     console::SetTalk(options.quiet     ? console::Talk::Quiet
                      : options.verbose ? console::Talk::Verbose
                                        : console::Talk::Normal);
+    if (!options.output.empty()) return RunBatch(options, job);
     const ApplyTask task = OnlyTask(options, job);
     options.chain.Read();
     return RunApply(options, job, task);
@@ -47,7 +49,8 @@ void AddApply(const Command& program) {
     const Command command = program.Subcommand("apply", "Run a picture through a chain of filters");
     command.Arguments("INPUT OUTPUT", options->files,
                       "The picture to read and the one to write, also INPUT itself;\n"
-                      "- is a pipe, shop.box:harbour a picture in a picture box");
+                      "- is a pipe, shop.box:harbour a picture in a picture box.\n"
+                      "With --output, inputs only: files, folders, 'shop.box:*'");
     options->chain.AddTo(command);
     command.Flag("--stored-chain", options->storedChain,
                  "Take the chain that the box keeps with INPUT, in the place\nof --chain");
@@ -77,6 +80,20 @@ void AddApply(const Command& program) {
                    "64 million pixels are always allowed [2000]");
     command.Option("--limit-scans", options->limitScans, "N", "Refuse progressive JPEG files of more scans [100]");
     command.Option("--limit-input", options->limitInput, "N", "Refuse more bytes from a pipe or a device [1073741824]");
+    command.Option("-o,--output", options->output, "PATTERN",
+                   "Many inputs: the names of the outputs, with {dir}, {stem}\n"
+                   "and {ext} of the input, and {n}, its number in the list;\n"
+                   "or a folder. Missing folders are made");
+    AddExistingOption(command, options->existing);
+    command.Flag("-r,--recursive", options->recursive, "Take the pictures in folders, and in those below");
+    command.Option("-j,--jobs", options->jobs, "N", "Work on N pictures at a time [one for each core]");
+    command.Option(
+        "--memory", options->memory, "SIZE",
+        "What pictures at work may need, such as 500M or 4G; others\nwait for their turn [half of what is free]");
+    command.Option("--shard", options->shard, "I/N", "Take every Nth picture of the list only, from the Ith on");
+    command.Flag("--resume", options->resume, "Leave out what an earlier run of the same command finished");
+    command.Flag("--dry-run", options->dryRun, "Only tell what would be written");
+    command.Flag("--json", options->json, "Tell what became of many pictures as JSON");
     command.Flag("-q,--quiet", options->quiet, "Tell errors and damaged input only");
     command.Flag("-v,--verbose", options->verbose, "Tell what is done, and the size after each filter");
     command.Footer(
@@ -85,9 +102,14 @@ void AddApply(const Command& program) {
         "  kestrel apply in.png out.png -f Invert:Inversity=100 -f Blur:Blurness=030\n"
         "  kestrel apply in.png out.png -f 'Text:fsz=60,pos=9,txt=Hello, world'\n"
         "  kestrel apply in.png out.png --chain look.txt --print-chain pending\n"
+        "  kestrel apply *.jpg --output small/{stem}.png --chain look.txt\n"
+        "  kestrel apply photos --recursive -o 'out/{dir}/{stem}.jpg' -f Sepia:Sepia=080\n"
+        "  kestrel apply shop.box:harbour out.jpg --stored-chain\n"
         "  curl ... | kestrel apply - - --format jpeg -f Sepia:Sepia=080 > out.jpg\n\n"
         "OUTPUT appears whole or not at all. INPUT that could be read in part only is\n"
         "filtered and written as far as it goes, with a warning and exit code 3; INPUT\n"
-        "itself is never replaced by that.");
+        "itself is never replaced by that.\n\n"
+        "Of many pictures, one that fails does not stop the rest; exit code 1 says that\n"
+        "some did. They are taken in the order of their names.");
     command.Run(Command::Log::kYes, Guarded([options] { return Run(*options); }));
 }

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "apps/kestrel/Console.h"
+#include "apps/kestrel/MemoryGate.h"
 #include "apps/kestrel/PictureFiles.h"
 
 namespace {
@@ -40,6 +41,56 @@ kestrel::LoadOptions CheckLimits(const ApplyOptions& options) {
     return limits;
 }
 
+/// Bytes, with K, M or G behind the number for 1024 of them and so on.
+std::uint64_t ParseMemory(const std::string& text) {
+    constexpr std::string_view kUnits = "KMG";
+    const std::size_t unit = text.empty() ? kUnits.npos : kUnits.find(text.back());
+    const auto value = ParseInteger(unit == kUnits.npos ? text : text.substr(0, text.size() - 1));
+    const int shift = unit == kUnits.npos ? 0 : 10 * (static_cast<int>(unit) + 1);
+    return static_cast<std::uint64_t>(
+               Checked(value, value >= 1 && value <= INT64_MAX >> shift, "--memory", text, "a size such as 500M or 4G"))
+           << shift;
+}
+
+/// "I/N", I from 1 to N.
+void CheckShard(const std::string& text, ApplyJob& job) {
+    const std::size_t slash = text.find('/');
+    const auto part = ParseInteger(text.substr(0, slash));
+    const auto parts = slash == text.npos ? std::nullopt : ParseInteger(text.substr(slash + 1));
+    job.shard = static_cast<std::size_t>(
+        Checked(part, part >= 1 && parts && *part <= *parts, "--shard", text, "I/N with I from 1 to N") - 1);
+    job.shards = static_cast<std::size_t>(*parts);
+}
+
+void CheckMany(const ApplyOptions& options, ApplyJob& job) {
+    ParseExisting(options.existing);
+    job.jobs = std::max(1u, std::thread::hardware_concurrency());
+    if (!options.jobs.empty()) {
+        const auto jobs = ParseInteger(options.jobs);
+        job.jobs = static_cast<std::size_t>(
+            Checked(jobs, jobs >= 1 && jobs <= 1024, "--jobs", options.jobs, "a whole number from 1 to 1024"));
+    }
+    job.memory = options.memory.empty() ? AvailableMemory() / 2 : ParseMemory(options.memory);
+    if (!options.shard.empty()) CheckShard(options.shard, job);
+}
+
+/// Options that mean nothing for one picture.
+void CheckOne(const ApplyOptions& options) {
+    const struct {
+        const char* name;
+        bool given;
+    } rows[] = {{"--existing", options.existing != ApplyOptions().existing},
+                {"--jobs", !options.jobs.empty()},
+                {"--memory", !options.memory.empty()},
+                {"--shard", !options.shard.empty()},
+                {"--recursive", options.recursive},
+                {"--dry-run", options.dryRun},
+                {"--resume", options.resume},
+                {"--json", options.json}};
+    for (const auto& row : rows)
+        if (row.given) throw console::UsageError{fmt::format("{} needs --output, for many pictures", row.name)};
+}
+
 }  // namespace
 
 ApplyJob CheckApply(const ApplyOptions& options) {
@@ -60,6 +111,10 @@ ApplyJob CheckApply(const ApplyOptions& options) {
     if (options.quiet && options.verbose) throw console::UsageError{"--quiet and --verbose exclude each other"};
     if (options.storedChain && options.chain.HasFile())
         throw console::UsageError{"--stored-chain and --chain exclude each other"};
+    if (options.output.empty())
+        CheckOne(options);
+    else
+        CheckMany(options, job);
     if (!options.format.empty()) job.save.format = ParseFormat(options.format);
     return job;
 }

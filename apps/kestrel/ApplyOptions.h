@@ -26,6 +26,15 @@ struct ApplyOptions {
     std::string limitExpansion = "2000";
     std::string limitScans = "100";
     std::string limitInput = "1073741824";
+    std::string output;  ///< pattern of the outputs of many inputs; empty for one INPUT and OUTPUT
+    std::string existing = "refuse";
+    std::string jobs;
+    std::string memory;
+    std::string shard;
+    bool recursive = false;
+    bool dryRun = false;
+    bool resume = false;
+    bool json = false;
     bool quiet = false;
     bool verbose = false;
 };
@@ -39,6 +48,9 @@ struct ApplyJob {
     kestrel::SaveOptions save;  ///< without a format where the name of the output tells it
     Rgba background;
     kestrel::LoadOptions limits;
+    std::size_t jobs = 1;               ///< pictures at a time
+    std::uint64_t memory = 0;           ///< bytes that all of them may need
+    std::size_t shard = 0, shards = 1;  ///< this part of the list, from 0, and how many there are
 };
 
 /// Throws `console::UsageError` for options that cannot be.

@@ -161,6 +161,13 @@ std::string ReadChain(const std::string& path, bool strict) {
     return chain.text;
 }
 
+std::string ChainOptions::Identity() const {
+    std::string identity = chain_.text;
+    for (const auto* words : {&filters_, &texts_})
+        for (const std::string& word : *words) identity.append(1, '\0').append(word);
+    return identity;
+}
+
 void ChainOptions::Read() {
     if (HasFile()) chain_ = ReadChainFile(chainFile_);
 }

@@ -31,6 +31,8 @@ public:
     void AddTo(const Command& command);
     bool ReadsStandardInput() const { return chainFile_ == "-"; }
     bool HasFile() const { return !chainFile_.empty(); }
+    /// The same for the same filters and texts, once `--chain` is read.
+    std::string Identity() const;
     /// Reads `--chain`; from then on several threads may call `ApplyTo`.
     void Read();
     /// Puts the filters into a rendering: the chain text as it stands, then each `-f` by its cost. `stored` is a text

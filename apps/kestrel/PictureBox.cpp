@@ -283,6 +283,12 @@ std::optional<std::string> PictureBox::FreeName(const std::string& name, const s
     }
 }
 
+bool PictureBox::IsTaken(const std::string& name) {
+    const std::string_view told = PicExtension(name);
+    if (told.empty()) return FindIfThere(name) || !Rivals(name, StoredExtension("PNG")).empty();
+    return !Rivals(Stem(name), StoredExtension(std::string(told))).empty();
+}
+
 std::string PictureBox::StoredExtension(const std::string& extension) const {
     return box_->External() || box_->KeepNative() ? extension : "";
 }

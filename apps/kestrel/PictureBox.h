@@ -75,6 +75,8 @@ public:
     /// The name under which a picture may be stored, given what its name and extension would be; none for one that is
     /// skipped. An empty extension stands for a stream of the box's own form.
     std::optional<std::string> FreeName(const std::string& name, const std::string& extension, Existing existing);
+    /// Whether a picture that is written as `name`, with or without an extension, takes the place of another one.
+    bool IsTaken(const std::string& name);
     /// Stores a picture file as it is, atomically; what has its name gives way. Returns the name of the stream.
     std::string AddFile(const std::string& name, const std::string& extension, std::FILE* file);
     /// Removes a picture and what is kept beside it, unless it has gone already.

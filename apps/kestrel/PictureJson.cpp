@@ -72,7 +72,7 @@ std::string AnalysisAsJson(const std::string& name, int type, const std::string&
 
 std::string OutcomesAsJson(const std::vector<PictureOutcome>& outcomes) {
     Json list = Json::array();
-    std::map<std::string, std::size_t> counts;
+    std::map<std::string, std::size_t> counts{{"failed", 0}};
     for (const PictureOutcome& outcome : outcomes) {
         Json entry{{"input", outcome.input}, {"state", outcome.state}};
         if (!outcome.output.empty()) entry["output"] = outcome.output;
