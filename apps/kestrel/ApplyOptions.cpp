@@ -70,6 +70,8 @@ void CheckMany(const ApplyOptions& options, ApplyJob& job) {
         job.jobs = static_cast<std::size_t>(
             Checked(jobs, jobs >= 1 && jobs <= 1024, "--jobs", options.jobs, "a whole number from 1 to 1024"));
     }
+    // The cores are busy with other pictures.
+    if (options.threads.empty()) job.threads = std::max(1, job.threads / static_cast<int>(job.jobs));
     job.memory = options.memory.empty() ? AvailableMemory() / 2 : ParseMemory(options.memory);
     if (!options.shard.empty()) CheckShard(options.shard, job);
 }
