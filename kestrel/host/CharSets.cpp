@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <iconv.h>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -111,6 +112,33 @@ const char* CodePageOf(std::uint8_t charSet) {
     for (const CharSet& set : kCharSets)
         if (set.number == charSet) return set.codePage;
     return nullptr;
+}
+
+std::string Utf8FromCharSet(std::string_view text, std::uint8_t charSet) {
+    const char* page = CodePageOf(charSet);
+    const iconv_t converter = page ? iconv_open("UTF-8", page) : reinterpret_cast<iconv_t>(-1);
+    if (converter == reinterpret_cast<iconv_t>(-1)) return Utf8From1252(text);
+    constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
+    constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+    std::string input(text);
+    std::string output(4 * input.size() + 16, '\0');  // no byte becomes more than four
+    char* from = input.data();
+    std::size_t left = input.size();
+    char* to = output.data();
+    std::size_t room = output.size();
+    for (bool done = false; !done;) {
+        done = iconv(converter, &from, &left, &to, &room) != kFailed || left == 0;
+        // A letter waits for the marks that may follow it (Hebrew, Vietnamese) until the input has ended.
+        iconv(converter, nullptr, nullptr, &to, &room);
+        if (done || room < kReplacement.size()) break;
+        to = std::copy(kReplacement.begin(), kReplacement.end(), to);
+        room -= kReplacement.size();
+        ++from;
+        --left;
+    }
+    iconv_close(converter);
+    output.resize(output.size() - room);
+    return output;
 }
 
 TextValue MakeTextValue(std::string_view utf8, std::optional<std::uint8_t> charSet, bool escapes) {

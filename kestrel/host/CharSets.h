@@ -13,6 +13,9 @@ namespace kestrel {
 /// The code page of a character set, as iconv calls it; null where Windows-1252 serves.
 const char* CodePageOf(std::uint8_t charSet);
 
+/// UTF-8 of a text in the code page of a character set. What the page does not know becomes a replacement character.
+KESTREL_API std::string Utf8FromCharSet(std::string_view text, std::uint8_t charSet);
+
 /// What a person wrote, as the Text filter's key `txt` holds it.
 struct TextValue {
     std::string value;         ///< escaped: commas and the like are safe in it

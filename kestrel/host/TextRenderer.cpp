@@ -1,6 +1,5 @@
 #include "kestrel/host/TextRenderer.h"
 
-#include <iconv.h>
 #include <pango/pangocairo.h>
 
 #include <algorithm>
@@ -31,34 +30,6 @@ template <class T>
 using Owned = std::unique_ptr<T, Unref>;
 
 // Words ---------------------------------------------------------------------------------------------------------------
-
-/// UTF-8 of a text in the code page of the character set. What the page does not know becomes a replacement character.
-std::string ToUtf8(std::string_view text, std::uint8_t charSet) {
-    const char* page = CodePageOf(charSet);
-    const iconv_t converter = page ? iconv_open("UTF-8", page) : reinterpret_cast<iconv_t>(-1);
-    if (converter == reinterpret_cast<iconv_t>(-1)) return Utf8From1252(text);
-    constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
-    constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
-    std::string input(text);
-    std::string output(4 * input.size() + 16, '\0');  // no byte becomes more than four
-    char* from = input.data();
-    std::size_t left = input.size();
-    char* to = output.data();
-    std::size_t room = output.size();
-    for (bool done = false; !done;) {
-        done = iconv(converter, &from, &left, &to, &room) != kFailed || left == 0;
-        // A letter waits for the marks that may follow it (Hebrew, Vietnamese) until the input has ended.
-        iconv(converter, nullptr, nullptr, &to, &room);
-        if (done || room < kReplacement.size()) break;
-        to = std::copy(kReplacement.begin(), kReplacement.end(), to);
-        room -= kReplacement.size();
-        ++from;
-        --left;
-    }
-    iconv_close(converter);
-    output.resize(output.size() - room);
-    return output;
-}
 
 /// Line feeds and tabs stay of the control characters; a carriage return belongs to the line feed after it.
 std::string WithoutControls(std::string_view text) {
@@ -397,7 +368,7 @@ HRESULT TextRenderer::RenderText(TextRenderRequest& request) try {
     request.image = request.mask = nullptr;
     request.hotSpotX = request.hotSpotY = 0;
     request.release = &ReleaseText;
-    const std::string words = WithoutControls(ToUtf8(request.text, request.font->GetCharSet()));
+    const std::string words = WithoutControls(Utf8FromCharSet(request.text, request.font->GetCharSet()));
     if (words.find_first_not_of("\n\t ") == std::string::npos || PixelSize(*request.font) == 0) return S_OK;
 
     const TextBlock block(*request.font, words, Flush(request.pos, request.dir));

@@ -50,12 +50,14 @@ struct KeyInfo {
     bool ranged = false;  ///< a dialog offers `minimum` to `maximum`; a text may hold any other number
     double minimum = 0;
     double maximum = 0;
-    std::optional<double> special;  ///< the one value outside the range that has a meaning
-    bool held = false;              ///< the reader brings numbers into the range
-    bool anySeparator = false;      ///< any one character may stand between key and value, not "=" only
-    bool hexadecimal = false;       ///< the number is written in hexadecimal
-    std::optional<int> active;      ///< the filter does nothing unless this key has this value
-    std::string value;              ///< of a fresh filter, as text
+    std::optional<double> special;   ///< the one value outside the range that has a meaning
+    bool held = false;               ///< the reader brings numbers into the range
+    bool anySeparator = false;       ///< any one character may stand between key and value, not "=" only
+    bool hexadecimal = false;        ///< the number is written in hexadecimal
+    std::optional<int> active;       ///< the filter does nothing unless this key has this value
+    std::string value;               ///< of a fresh filter, as text
+    std::optional<double> fallback;  ///< what a text without the key means; otherwise the value stays
+    int dialogDigits = -1;   ///< in the text of a dialog: minimum of an integer, decimals of a number; -1: usual
     std::string label;       ///< key of the translated label; empty: no dialog shows the parameter. A label of three
                              ///< lines that the parts of a color share has a line for each
     std::string farLabel;    ///< key of the label at the upper end of a slider; `label` is then the lower end's

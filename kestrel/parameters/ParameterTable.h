@@ -140,6 +140,14 @@ std::string Written(const ParameterTable<Record, N>& table, const Record& record
     return text;
 }
 
+/// The digits of a key in the default text.
+template <class Record, std::size_t N>
+int ResetDigits(const ParameterTable<Record, N>& table, const ParameterRow<Record>& row, bool isInteger) {
+    if (row.reset.digits != kAsWritten) return row.reset.digits;
+    if (isInteger && table.resetDigits != kAsWritten) return table.resetDigits;
+    return isInteger && row.digits == kAsWritten ? table.digits : row.digits;
+}
+
 /// The default text, which a dialog resets to.
 template <class Record, std::size_t N>
 std::string DefaultText(const ParameterTable<Record, N>& table) {
@@ -152,14 +160,9 @@ std::string DefaultText(const ParameterTable<Record, N>& table) {
             Place place = Locate(row, fresh, i);
             std::int32_t value = row.reset.value.value_or(0);
             if (row.reset.value) place = {.integer = &value};
-            int digits = row.digits;
-            if (place.integer || place.byte) {
-                if (digits == kAsWritten) digits = table.digits;
-                if (table.resetDigits != kAsWritten) digits = table.resetDigits;
-            }
-            if (row.reset.digits != kAsWritten) digits = row.reset.digits;
-            pieces.push_back({row.reset.place, table.resetSeparator ? table.resetSeparator : written, KeyOf(row, i),
-                              TextOf(place, FormOf(row), digits, row.fixed)});
+            pieces.push_back(
+                {row.reset.place, table.resetSeparator ? table.resetSeparator : written, KeyOf(row, i),
+                 TextOf(place, FormOf(row), ResetDigits(table, row, place.integer || place.byte), row.fixed)});
         }
     }
     return Joined(std::move(pieces));
@@ -218,6 +221,8 @@ ParameterInfo Info(const ParameterTable<Record, N>& table) {
                  .hexadecimal = row.hexadecimal,
                  .active = row.active,
                  .value = TextOf(place, FormOf(row), row.hexadecimal ? row.digits : kAsWritten, row.fixed),
+                 .fallback = row.fallback,
+                 .dialogDigits = ResetDigits(table, row, place.integer || place.byte),
                  .label = row.label,
                  .farLabel = row.farLabel,
                  .otherLabel = row.relabeled.label,

@@ -2,12 +2,14 @@
 #include <string>
 #include <string_view>
 
+#include "kestrel/foundation/Export.h"
+
 namespace kestrel {
 
 /// Texts inside a parameter text: control bytes, comma, ampersand, equals sign and backslash are written as a backslash
 /// and two lower-case hexadecimal digits.
-std::string EscapeText(std::string_view text);
+KESTREL_API std::string EscapeText(std::string_view text);
 /// The reverse. A backslash before anything but two such digits stands for itself.
-std::string UnescapeText(std::string_view text);
+KESTREL_API std::string UnescapeText(std::string_view text);
 
 }  // namespace kestrel

@@ -26,7 +26,8 @@ inline constexpr ParameterTable<Scale100Parameters, 5> kScale100Text{
                      {1, 10000})
                  .Under("IDS_SCALE100_MAXSIZE"),
              Tag<Scale100Parameters>("ExtraParam", "|SCALE100|").NotReset()},
-    .minimumBuffer = 101};
+    .minimumBuffer = 101,
+    .resetDigits = 1};
 
 inline constexpr Description kScale100{.progId = "TMFilter.Scale100.1",
                                        .clsid = MakeGuid("{1AB93CA6-0442-4E11-9863-7F428C20F0DE}"),

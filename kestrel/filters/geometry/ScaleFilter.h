@@ -43,7 +43,8 @@ inline constexpr ParameterTable<ScaleParameters, 6> kScaleText{
                  .When([](const ScaleParameters& p) { return p.scaleThrough; })
                  .NotCompared()
                  .NotReset()},
-    .minimumBuffer = 101};
+    .minimumBuffer = 101,
+    .resetDigits = 1};
 
 inline constexpr Description kScale{.progId = "TMFilter.Scale.1",
                                     .clsid = MakeGuid("{CD684F34-CA4F-420A-AC43-EF6A70BB9976}"),
