@@ -99,6 +99,8 @@ TEST_F(ColorStrings, EveryKeyThatADialogShowsHasALabel) {
             if (key.role != Role::Setting) continue;
             const std::string name = std::string(row.description->progId) + " " + key.key;
             EXPECT_EQ(strings.Has(key.label), !hidden.count(name)) << name << ": " << key.label;
+            const bool curve = std::string_view(row.description->progId) == "TMFilter.GradCurves.1";  // is drawn
+            EXPECT_TRUE(key.label.empty() || curve || strings.Has(key.label + "_TIP")) << name;
             EXPECT_TRUE(key.caption.empty() || strings.Has(key.caption)) << name << ": " << key.caption;
             EXPECT_FALSE(key.label.ends_with("_NAME")) << name << " is labeled as the filter is";
             EXPECT_TRUE(key.farLabel.empty() || strings.Has(key.farLabel)) << name << ": " << key.farLabel;
@@ -158,15 +160,18 @@ TEST_F(ColorStrings, LabelsFitADialogAndPlaceholdersStay) {
                                             "IDS_PREVIEW_FAILED",
                                             "IDS_PREVIEW_MEMORY"};
     constexpr std::size_t kLongestLabel = 40;
+    constexpr std::size_t kLongestTip = 80;
     constexpr std::size_t kLongestText = 1023;  // the buffer that a dialog has for a text
     for (const std::string& key : strings.Keys())
         for (std::size_t i = 0; i < kLanguageCount; ++i) {
             const auto language = static_cast<Language>(i);
             const std::string_view text = *strings.TextIn(key, language);
             const bool help = key.rfind("HLP_", 0) == 0;
-            const bool label = !help && !messages.count(key);
+            const bool tip = key.ends_with("_TIP");
+            const bool label = !help && !tip && !messages.count(key);
             const bool given = key == "IDS_GRADCURVES_VIEW_YIQ" && language == Language::English;
             EXPECT_LE(text.size(), label && !given ? kLongestLabel : kLongestText) << key << ": " << Utf8From1252(text);
+            EXPECT_LE(text.size(), tip ? kLongestTip : kLongestText) << key << ": " << Utf8From1252(text);
             EXPECT_TRUE(!help || text.back() == '.') << key;
             EXPECT_EQ(text.find("%s") == std::string_view::npos,
                       strings.TextIn(key, Language::English)->find("%s") == std::string_view::npos)
