@@ -7,6 +7,7 @@ void AddApply(const Command& program);
 void AddFilters(const Command& program);
 void AddFormats(const Command& program);
 void AddDescribe(const Command& program);
+void AddDialog(const Command& program);
 void AddColor(const Command& program);
 void AddStrings(const Command& program);
 void AddSettings(const Command& program);

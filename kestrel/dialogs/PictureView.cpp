@@ -16,6 +16,8 @@ namespace {
 
 constexpr int kHandleSize = 8;      // logical pixels, as all sizes here
 constexpr int kHandleReach = 10;    // from the pointer
+constexpr int kHandleMargin = 15;   // around the picture, so that the handles at its edge can be seen
+constexpr int kTurningMargin = 40;  // the same with the handle that turns
 constexpr int kCheckSize = 8;       // of a field under transparent parts
 constexpr int kLongStep = 10;       // pixels of the picture that Shift and an arrow key move
 constexpr double kWheelStep = 0.5;  // logical pixels for one eighth of a degree
@@ -108,7 +110,9 @@ double PictureView::Scale() const {
     const double full = 1 / devicePixelRatioF();
     const QSize size = Shown().full.isEmpty() ? inputSize_ : Shown().full;
     if (zoom_ == Zoom::FullScale || size.isEmpty()) return full;
-    return std::min({full, 1.0 * width() / size.width(), 1.0 * height() / size.height()});
+    const int margin = !moved_ ? 0 : frame_.rotates ? kTurningMargin : kHandleMargin;
+    return std::min({full, 1.0 * std::max(width() - 2 * margin, 1) / size.width(),
+                     1.0 * std::max(height() - 2 * margin, 1) / size.height()});
 }
 
 QPointF PictureView::TopLeft() const {

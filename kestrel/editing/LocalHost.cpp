@@ -23,7 +23,7 @@ private:
 };
 
 LocalHost::LocalHost(Language language, Receiver receiver) : language_(language), receiver_(std::move(receiver)) {
-    for (const char* name : {host_page::kDispatcher, host_page::kGallery, host_page::kToolBar, host_page::kRoomChanges})
+    for (const char* name : {host_page::kDispatcher, host_page::kGallery, host_page::kRoomChanges})
         pages_.emplace(name, std::make_unique<Page>(name, receiver_));
 }
 
@@ -44,8 +44,8 @@ HRESULT LocalHost::Localize(const char* key, std::string* text) {
 }
 
 HRESULT LocalHost::OpenContextHelp(const char* helpKey) {
-    std::int32_t result = 0;
-    return PageObject(host_page::kToolBar)->SendMessage(HostMessage::ContextHelp, helpKey, &result);
+    if (receiver_) receiver_(host_page::kToolBar, HostMessage::ContextHelp, helpKey);
+    return receiver_ ? S_OK : E_NOTIMPL;
 }
 
 }  // namespace kestrel

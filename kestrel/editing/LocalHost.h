@@ -11,7 +11,8 @@
 namespace kestrel {
 
 /// The host of a program that has no pages of its own: its texts are those that ship with the library, and what dialogs
-/// tell arrives in one function. It knows every page of `host_page` but the history of filters.
+/// tell arrives in one function. It has no history of filters, and no page for help topics, which dialogs then show
+/// themselves.
 class KESTREL_API LocalHost final : public IDialogHost {
 public:
     /// A message with its text, and the name of the page that it was sent to. The text is valid during the call.
@@ -25,7 +26,7 @@ public:
     HRESULT FindPage(const char* name) override;
     IHostPage* PageObject(const char* name) override;
     HRESULT Localize(const char* key, std::string* text) override;
-    /// Arrives as `HostMessage::ContextHelp` for the page `ToolBarNotifications`.
+    /// Arrives as a message for the page `ToolBarNotifications`, where there is a receiver.
     HRESULT OpenContextHelp(const char* helpKey) override;
 
 private:

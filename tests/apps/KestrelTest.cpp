@@ -288,6 +288,11 @@ TEST_F(KestrelTest, WrongCommandsEndWithTwoAndOneLine) {
              "describe Nothing",
              "describe Chain",
              "describe Invert --lang xx",
+             "dialog",
+             "dialog Nothing",
+             "dialog Invert --lang xx",
+             "dialog Invert --text ''",
+             "dialog Invert in.png in.png",
              "filters --lang xx",
              "strings IDS_NOTHING",
              "strings --lang xx",
@@ -553,6 +558,30 @@ TEST_F(KestrelTest, ListsFormats) {
     EXPECT_TRUE(Load("out.psd"));
 }
 
+TEST_F(KestrelTest, DialogHandsOverToItsHelper) {
+    for (const char* name : {"bin", "libexec/kestrel"}) fs::create_directories(folder / name);
+    fs::copy_file(KESTREL_APP, folder / "bin/kestrel");
+    const auto dialog = [&](const std::string& words) {
+        return Run("--version >version; bin/kestrel dialog " + words);
+    };
+    Outcome run = dialog("Invert");
+    EXPECT_EQ(run.code, 1);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err,
+              "kestrel: dialog: the program kestrel-dialog is not installed; it is built where Qt 6 is found\n");
+    // Where it is installed first, then beside the program, which is looked at before.
+    for (const auto& [place, code] : {std::pair{"libexec/kestrel/kestrel-dialog", 1}, {"bin/kestrel-dialog", 0}}) {
+        WriteText(place, "#!/bin/sh\nprintf '<%s>' \"$@\"\nexit " + std::to_string(code) + "\n");
+        fs::permissions(folder / place, fs::perms::owner_all);
+        run = dialog("Invert in.png --text 'A b=1' --lang German");
+        EXPECT_EQ(run.code, code) << place;
+        EXPECT_EQ(run.out, "<--text><A b=1><--lang><de><--><Invert><in.png>");
+        EXPECT_EQ(dialog("Invert -").out, "<--><Invert><->");
+    }
+    WriteText("bin/kestrel-dialog", "no program");
+    EXPECT_EQ(dialog("Invert").code, 1);
+}
+
 TEST_F(KestrelTest, ListsAndDescribesFilters) {
     const Outcome list = Run("filters");
     EXPECT_EQ(list.code, 0);
@@ -633,12 +662,12 @@ std::set<std::string> LongOptions(std::string text) {
 TEST_F(KestrelTest, HelpAndManualTellTheSame) {
     const std::string manual = Contents(KESTREL_MANUAL);
     std::string help;
-    for (const char* command : {"",           "apply",        "filters",      "describe",      "color",
-                                "settings",   "settings get", "settings set", "settings list", "log",
-                                "strings",    "store",        "store list",   "store tree",    "store get",
-                                "store put",  "store remove", "store copy",   "store check",   "store repair",
-                                "box",        "box list",     "box info",     "box add",       "box get",
-                                "box remove", "box copy",     "box analyze",  "box chain"})
+    for (const char* command :
+         {"",           "apply",        "filters",      "describe",      "dialog",      "color",
+          "settings",   "settings get", "settings set", "settings list", "log",         "strings",
+          "store",      "store list",   "store tree",   "store get",     "store put",   "store remove",
+          "store copy", "store check",  "store repair", "box",           "box list",    "box info",
+          "box add",    "box get",      "box remove",   "box copy",      "box analyze", "box chain"})
         help += Run(std::string(command) + " --help").out;
     EXPECT_EQ(LongOptions(help), LongOptions(manual));
     for (const char* code : {"0", "1", "2", "3", "130", "143"}) {
