@@ -12,6 +12,11 @@ if(KESTREL_WITH_DIALOGS)
     set_target_properties(kestrel_dialogs PROPERTIES INSTALL_RPATH "$ORIGIN")
     install(TARGETS kestrel_dialogs EXPORT kestrelDialogsTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
     install(EXPORT kestrelDialogsTargets NAMESPACE kestrel:: DESTINATION ${package_dir})
+    # Only `kestrel dialog` runs it.
+    add_dependencies(kestrel_installed kestrel_dialog_app)
+    file(RELATIVE_PATH libexec_to_lib "${CMAKE_INSTALL_FULL_LIBEXECDIR}/kestrel" "${CMAKE_INSTALL_FULL_LIBDIR}")
+    set_target_properties(kestrel_dialog_app PROPERTIES INSTALL_RPATH "$ORIGIN/${libexec_to_lib}")
+    install(TARGETS kestrel_dialog_app RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/kestrel)
 endif()
 # Filters are reached by their ProgID, kernels and passes by the filters; none is an interface. A header of another
 # folder that is no interface says so in its comment.

@@ -582,6 +582,35 @@ TEST_F(KestrelTest, DialogHandsOverToItsHelper) {
     EXPECT_EQ(dialog("Invert").code, 1);
 }
 
+#ifdef KESTREL_DIALOG_APP
+TEST_F(KestrelTest, TheDialogsHelperTellsInOneLineWhatItCannotDo) {
+    const struct {
+        std::string words;
+        int code;
+        std::string told;
+    } cases[] = {{"", 2, "a filter and at most one picture"},
+                 {"Invert a b", 2, "a filter and at most one picture"},
+                 {"Nothing", 2, "there is no filter \"Nothing\""},
+                 {"Invert --text", 2, "--text: its value is missing"},
+                 {"Invert --lang xx", 2, "--lang: there are no texts in \"xx\""},
+                 {"Invert --what", 2, "unknown option --what"},
+                 {"Invert --text 'A=1\tB=2'", 2, "no TAB"},
+                 {"-- Invert --none", 1, "--none: No such file or directory"},
+                 {"Invert in.png", 1, "no window can be opened"}};
+    for (const auto& c : cases) {
+        const Outcome run = Run("--version >version; QT_QPA_PLATFORM=none " KESTREL_DIALOG_APP " " + c.words);
+        EXPECT_EQ(run.code, c.code) << c.words;
+        EXPECT_EQ(run.out, "") << c.words;
+        EXPECT_EQ(run.err.rfind("kestrel-dialog: ", 0), 0U) << run.err;
+        EXPECT_NE(run.err.find(c.told), std::string::npos) << run.err;
+        EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << run.err;
+    }
+    const Outcome help = Run("--version >version; " KESTREL_DIALOG_APP " --help");
+    EXPECT_EQ(help.code, 0);
+    EXPECT_EQ(help.out.rfind("kestrel-dialog FILTER", 0), 0U);
+}
+#endif
+
 TEST_F(KestrelTest, ListsAndDescribesFilters) {
     const Outcome list = Run("filters");
     EXPECT_EQ(list.code, 0);
