@@ -6,6 +6,9 @@
 #include <utility>
 
 namespace kestrel {
+namespace {
+constexpr int kFirstButton = 2;  ///< in the row, after title and stretch
+}
 
 DialogHeader::DialogHeader(SystemButton::Localize localize, QWidget* parent)
     : QWidget(parent), localize_(std::move(localize)), title_(new QLabel(this)), row_(new QHBoxLayout(this)) {
@@ -13,10 +16,10 @@ DialogHeader::DialogHeader(SystemButton::Localize localize, QWidget* parent)
     bold.setBold(true);
     title_->setFont(bold);
     title_->setTextFormat(Qt::PlainText);
-    title_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     row_->setContentsMargins(0, 0, 0, 0);
     row_->setSpacing(0);
     row_->addWidget(title_);
+    row_->addStretch(1);
 }
 
 void DialogHeader::SetTitle(const QString& title) { title_->setText(title); }
@@ -35,7 +38,7 @@ SystemButton* DialogHeader::Add(SysBtnID id) {
     if (SystemButton* const there = Find(id)) return there;
     auto* const button = new SystemButton(id, localize_, this);
     const auto place = std::find_if(buttons_.begin(), buttons_.end(), [id](auto* other) { return other->Id() > id; });
-    row_->insertWidget(1 + static_cast<int>(place - buttons_.begin()), button);
+    row_->insertWidget(kFirstButton + static_cast<int>(place - buttons_.begin()), button);
     QWidget* const before = place == buttons_.begin() ? nullptr : *(place - 1);
     if (before) QWidget::setTabOrder(before, button);
     buttons_.insert(place, button);

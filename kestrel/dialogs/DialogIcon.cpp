@@ -1,6 +1,7 @@
 #include "kestrel/dialogs/DialogIcon.h"
 
 #include <QPixmap>
+#include <QPixmapCache>
 #include <string>
 
 #include "kestrel/box/PicBox.h"
@@ -23,13 +24,14 @@ QImage ToImage(const Dib& image, const Dib* mask) {
     return result;
 }
 
-void AddPicture(QIcon& icon, qvPicBox& box, const std::string& name, double density) {
+QPixmap ReadPicture(const char* name) {
+    QvResourceStorage storage(BuiltInData());
+    if (storage.HasFailed()) return {};
+    qvPicBox box(storage, kStorageRead);
     DibPtr image, mask;
     std::int32_t x = 0, y = 0;
-    if (!box.Exists(name.c_str()) || !box.GetPic(name.c_str(), "", image, &mask, x, y) || !image) return;
-    QPixmap pixmap = QPixmap::fromImage(ToImage(*image, mask.get()));
-    pixmap.setDevicePixelRatio(density);
-    icon.addPixmap(pixmap);
+    if (!box.Exists(name) || !box.GetPic(name, "", image, &mask, x, y) || !image) return {};
+    return QPixmap::fromImage(ToImage(*image, mask.get()));
 }
 
 }  // namespace
@@ -37,11 +39,16 @@ void AddPicture(QIcon& icon, qvPicBox& box, const std::string& name, double dens
 QIcon DialogIcon(const char* base) {
     QIcon icon;
     if (!*base) return icon;
-    QvResourceStorage storage(BuiltInData());
-    if (storage.HasFailed()) return icon;
-    qvPicBox box(storage, kStorageRead);
-    AddPicture(icon, box, base, 1);
-    AddPicture(icon, box, std::string(base) + "@2x", 2);
+    for (const char* const size : {"", "@2x"}) {
+        const std::string name = std::string(base) + size;
+        const QString key = QStringLiteral("kestrel/") + QString::fromStdString(name);
+        QPixmap picture;
+        if (!QPixmapCache::find(key, &picture)) {
+            picture = ReadPicture(name.c_str());
+            QPixmapCache::insert(key, picture);
+        }
+        if (!picture.isNull()) icon.addPixmap(picture);
+    }
     return icon;
 }
 

@@ -6,23 +6,26 @@
 
 namespace kestrel {
 
-DokkerControl::DokkerControl(QWidget* parent) : QScrollArea(parent) {
-    auto* const bar = new QWidget;
-    auto* const column = new QVBoxLayout(bar);
+DokkerControl::DokkerControl(QWidget* parent) : QScrollArea(parent), bar_(new QWidget) {
+    auto* const whole = new QWidget;
+    auto* const outer = new QVBoxLayout(whole);
+    outer->setContentsMargins(0, 0, 0, 0);
+    outer->addWidget(bar_);
+    outer->addStretch(1);  // takes the height that the dialogs leave
+    auto* const column = new QVBoxLayout(bar_);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    column->setAlignment(Qt::AlignTop);
-    setWidget(bar);
+    setWidget(whole);
     setWidgetResizable(true);
     setFrameShape(QFrame::NoFrame);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    bar->installEventFilter(this);
+    whole->installEventFilter(this);
     FitWidth();
 }
 
 QSize DokkerControl::sizeHint() const {
-    const QSize bar = widget()->sizeHint();
-    return {bar.width() + verticalScrollBar()->sizeHint().width(), bar.height()};
+    const QSize dialogs = widget()->sizeHint();
+    return {dialogs.width() + verticalScrollBar()->sizeHint().width(), dialogs.height()};
 }
 
 void DokkerControl::FitWidth() {

@@ -3,8 +3,6 @@
 
 #include "kestrel/foundation/Export.h"
 
-class QVBoxLayout;
-
 namespace kestrel {
 
 /// A bar of a host's window into which dialogs are docked, one below the other; it scrolls when they do not fit.
@@ -15,7 +13,7 @@ public:
     explicit DokkerControl(QWidget* parent = nullptr);
 
     /// What docked dialogs become children of.
-    QWidget* Bar() const { return widget(); }
+    QWidget* Bar() const { return bar_; }
     /// Wide enough for the dialogs, without a scroll bar across.
     QSize sizeHint() const override;
 
@@ -24,6 +22,8 @@ protected:
 
 private:
     void FitWidth();
+
+    QWidget* const bar_;
 };
 
 }  // namespace kestrel
