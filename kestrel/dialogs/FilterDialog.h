@@ -107,8 +107,4 @@ private:
     bool changed_ = false;   ///< the filters have got a text from the user
 };
 
-/// The dialog of a filter with its own panel; null when there is no filter of this ProgID or it has no panel.
-KESTREL_API std::unique_ptr<CFilterDialog> MakeFilterDialog(const std::string& progId, IDialogHost* host = nullptr,
-                                                            QWidget* parent = nullptr);
-
 }  // namespace kestrel
