@@ -16,6 +16,7 @@
 #include "kestrel/dialogs/PanelArea.h"
 #include "kestrel/editing/DataTransfer.h"
 #include "kestrel/framework/ObjectFactory.h"
+#include "kestrel/host/Strings.h"
 
 namespace kestrel {
 namespace {
@@ -43,7 +44,8 @@ CFilterDialog::CFilterDialog(const Description& filter, std::unique_ptr<FilterPa
     });
 
     setWindowIcon(DialogIcon(about_.icon));
-    SetTitle(QString::fromUtf8(about_.nameKey));
+    const std::string title = FilterHeaderKey(about_);
+    SetTitle(QString::fromStdString(BuiltInStrings().Has(title) ? title : about_.name));
     CFilterDialog::SetFilterID(about_.progId);
     setAcceptDrops(true);
     if (!page) {

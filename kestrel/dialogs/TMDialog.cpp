@@ -55,7 +55,7 @@ CTMDialog::~CTMDialog() { DialogDestroyed(this); }
 
 // Opening and closing
 
-void CTMDialog::Open() {
+void CTMDialog::MarkOpen() {
     created_ = true;
     closed_ = false;
     DialogCreated(this);
@@ -75,7 +75,7 @@ int CTMDialog::DoModal() {
 bool CTMDialog::CreateModeless(bool show, bool activate, const char* title) {
     if (HasWindow()) return false;
     if (title) SetTitle(QString::fromUtf8(title));
-    Open();
+    MarkOpen();
     if (!show) return true;
     setAttribute(Qt::WA_ShowWithoutActivating, !activate);
     QDialog::show();
@@ -112,7 +112,7 @@ void CTMDialog::SetHelp(const char* key) {
 
 void CTMDialog::SetTitle(const QString& title) {
     title_ = title;
-    setWindowTitle(Localized(title_).simplified());
+    setWindowTitle(Localized(title_));
     header_->SetTitle(windowTitle());
 }
 
@@ -354,7 +354,7 @@ void CTMDialog::changeEvent(QEvent* event) {
 }
 
 void CTMDialog::showEvent(QShowEvent* event) {
-    if (!HasWindow()) Open();
+    if (!HasWindow()) MarkOpen();
     QDialog::showEvent(event);
     if (!event->spontaneous() && !docked_) FocusFirstControl();
 }
@@ -370,8 +370,8 @@ void CTMDialog::FocusFirstControl() {
 
 void CTMDialog::keyPressEvent(QKeyEvent* event) {
     if (event->matches(QKeySequence::HelpContents) && !helpKey_.isEmpty()) return OpenContextHelp();
-    // Enter and Escape of a docked dialog belong to the window that it is docked into.
-    docked_ ? QWidget::keyPressEvent(event) : QDialog::keyPressEvent(event);
+    if (docked_) return event->ignore();  // Enter and Escape are for the window that it is docked into
+    QDialog::keyPressEvent(event);
 }
 
 bool CTMDialog::eventFilter(QObject* object, QEvent* event) {

@@ -218,7 +218,7 @@ private:
     bool HasWindow() const { return created_ && !closed_; }
     bool MayBeDeletedNow() const;
     static void RequestDeletion();
-    void Open();
+    void MarkOpen();
     void OnSystemButton(SysBtnID id);
     QMenu* MakeMenu();
     void FillCopyMenu(QMenu& menu);

@@ -38,7 +38,7 @@ void CTMDialog::DockView(QWidget* window, DokkerControl* dokker, bool show) {
     else
         SaveFreePlace();
     docked_ = false;  // while it moves
-    Open();
+    MarkOpen();
     setParent(host, Qt::Widget);
     setAttribute(Qt::WA_Moved);  // or else a dialog centers itself when it is shown
     ArrangeDockView();

@@ -32,12 +32,16 @@ std::optional<std::string> BuiltInText(std::string_view key, Language language) 
     return Utf8From1252(*text);
 }
 
-std::string FilterName(const Description& filter, Language language) {
+std::string FilterHeaderKey(const Description& filter) {
     // Some names break their line for a button; the head of the dialog is the same on one line.
     constexpr std::string_view kName = "_NAME", kHeader = "_HEADER";
     std::string key = filter.nameKey;
     if (const auto at = key.rfind(kName); at != key.npos) key.replace(at, kName.size(), kHeader);
-    std::string name = BuiltInText(key, language).value_or(filter.name);
+    return key;
+}
+
+std::string FilterName(const Description& filter, Language language) {
+    std::string name = BuiltInText(FilterHeaderKey(filter), language).value_or(filter.name);
     std::replace(name.begin(), name.end(), '\n', ' ');
     return name;
 }

@@ -13,6 +13,7 @@
 #include "kestrel/framework/IFilterDialog.h"
 #include "kestrel/framework/Module.h"
 #include "kestrel/host/Catalogue.h"
+#include "kestrel/host/Strings.h"
 #include "kestrel/server/PdibFilterCreator.h"
 #include "tests/support/RecordingHost.h"
 
@@ -98,6 +99,18 @@ TEST(FilterDialogs, AHostTakesTheWindowAndConnectsFilters) {
     EXPECT_EQ(elsewhere, E_FAIL) << "windows are made on one thread";
 }
 
+TEST(FilterDialogs, TitlesAreTheNamesOfTheFilters) {
+    for (const ClassRow* const filter : ListFilters()) {
+        const auto dialog = MakeFilterDialog(filter->description->progId);
+        for (const Language language : {Language::German, Language::English}) {
+            SetDialogLanguage(language);
+            dialog->CreateModeless(false);
+            EXPECT_EQ(dialog->windowTitle().toStdString(), FilterName(*filter->description, language));
+            dialog->CloseDialog();
+        }
+    }
+}
+
 /// Opens, edits, docks and closes in turn, so that a use after the end or a leak shows under the sanitizers.
 TEST(FilterDialogs, EachOpensAndClosesAHundredTimes) {
     DokkerControl bar;
@@ -109,7 +122,6 @@ TEST(FilterDialogs, EachOpensAndClosesAHundredTimes) {
             const QPointer<CFilterDialog> dialog = MakeFilterDialog(filter->description->progId).release();
             ASSERT_TRUE(dialog);
             dialog->AllowSelfDelete();
-            const std::string text = dialog->ParameterText();
             if (time % 10 == 3)
                 dialog->DockView(nullptr, &bar, true);
             else
