@@ -10,6 +10,7 @@
 #include <QSpinBox>
 #include <QTimer>
 #include <QToolButton>
+#include <algorithm>
 #include <utility>
 
 #include "kestrel/dialogs/DialogText.h"
@@ -25,53 +26,27 @@ namespace {
 constexpr int kTypingPause = 500;  // milliseconds after which typed values count
 constexpr int kInset = 6;          // of buttons within their group, pixels
 
-const char* LabelKey(CurveCommand command) {
-    switch (command) {
-        case CurveCommand::TogglePercent:
-            return "IDS_GRADCURVES_VIEW_PERCENT";
-        case CurveCommand::ToggleSpline:
-            return "IDS_GRADCURVES_VIEW_SPLINE";
-        case CurveCommand::ToggleGrid:
-            return "IDS_GRADCURVES_VIEW_GRID";
-        case CurveCommand::ToggleAllChannels:
-            return "IDS_GRADCURVES_VIEW_RGB";
-        case CurveCommand::ToggleLuminance:
-            return "IDS_GRADCURVES_VIEW_YIQ";
-        case CurveCommand::ShowGray:
-            return "IDS_GRADCURVES_VIEW_GRAY";
-        case CurveCommand::ShowRed:
-            return "IDS_GRADCURVES_VIEW_RED";
-        case CurveCommand::ShowGreen:
-            return "IDS_GRADCURVES_VIEW_GREEN";
-        case CurveCommand::ShowBlue:
-            return "IDS_GRADCURVES_VIEW_BLUE";
-        case CurveCommand::Insert:
-            return "IDS_GRADCURVES_POINT_ADD";
-        case CurveCommand::RemoveAuto:
-            return "IDS_GRADCURVES_POINT_REMOVE";
-        case CurveCommand::RemoveSelected:
-            return "IDS_GRADCURVES_POINT_REMOVESELECTED";
-        case CurveCommand::FlipY:
-            return "IDS_GRADCURVES_MIRROR_H";
-        case CurveCommand::FlipX:
-            return "IDS_GRADCURVES_MIRROR_V";
-        case CurveCommand::MoveLeft:
-            return "IDS_GRADCURVES_MOVE_LEFT";
-        case CurveCommand::MoveRight:
-            return "IDS_GRADCURVES_MOVE_RIGHT";
-        case CurveCommand::MoveUp:
-            return "IDS_GRADCURVES_MOVE_UP";
-        case CurveCommand::MoveDown:
-            return "IDS_GRADCURVES_MOVE_DOWN";
-        case CurveCommand::Save:
-            return "IDS_GRADCURVES_PRESET_SAVE";
-        case CurveCommand::Delete:
-            return "IDS_GRADCURVES_PRESET_DELETE";
-    }
-    return "";
-}
+/// Labels of the buttons, in the order of `CurveCommand`.
+constexpr const char* kLabelKeys[] = {
+    "IDS_GRADCURVES_VIEW_PERCENT", "IDS_GRADCURVES_VIEW_SPLINE",  "IDS_GRADCURVES_VIEW_GRID",
+    "IDS_GRADCURVES_VIEW_RGB",     "IDS_GRADCURVES_VIEW_YIQ",     "IDS_GRADCURVES_VIEW_GRAY",
+    "IDS_GRADCURVES_VIEW_RED",     "IDS_GRADCURVES_VIEW_GREEN",   "IDS_GRADCURVES_VIEW_BLUE",
+    "IDS_GRADCURVES_POINT_ADD",    "IDS_GRADCURVES_POINT_REMOVE", "IDS_GRADCURVES_POINT_REMOVESELECTED",
+    "IDS_GRADCURVES_MIRROR_H",     "IDS_GRADCURVES_MIRROR_V",     "IDS_GRADCURVES_MOVE_LEFT",
+    "IDS_GRADCURVES_MOVE_RIGHT",   "IDS_GRADCURVES_MOVE_UP",      "IDS_GRADCURVES_MOVE_DOWN",
+    "IDS_GRADCURVES_PRESET_SAVE",  "IDS_GRADCURVES_PRESET_DELETE"};
+
+const char* LabelKey(CurveCommand command) { return kLabelKeys[static_cast<std::size_t>(command)]; }
 
 bool IsToggle(CurveCommand command) { return command <= CurveCommand::ShowBlue; }
+
+constexpr std::array<CurveCommand, Gradation::kChannels> kShowChannel = {
+    CurveCommand::ShowGray, CurveCommand::ShowRed, CurveCommand::ShowGreen, CurveCommand::ShowBlue};
+
+/// The channel that one of the four commands shows.
+int ChannelOf(CurveCommand show) {
+    return static_cast<int>(std::ranges::find(kShowChannel, show) - kShowChannel.begin());
+}
 
 /// Labels of the number fields: what goes in, what comes out.
 constexpr std::array<std::array<const char*, 2>, Gradation::kChannels> kNumberKeys = {
@@ -107,7 +82,10 @@ CDlgGradation::CDlgGradation(QWidget* parent) : FilterPanel(parent), presets_(st
     Retranslate();
 }
 
-CDlgGradation::~CDlgGradation() = default;
+/// A number field that dies with the focus says that its editing is finished.
+CDlgGradation::~CDlgGradation() {
+    for (QSpinBox* const number : numbers_) number->disconnect(this);
+}
 
 void CDlgGradation::Build() {
     plot_ = new CurvePlot(gradation_, this);
@@ -229,7 +207,16 @@ void CDlgGradation::Run(CurveCommand command) {
 }
 
 bool CDlgGradation::Apply(CurveCommand command) {
-    CGradCurve& curve = gradation_.Active();
+    if (command == CurveCommand::Save)
+        SaveCurrentPreset();
+    else if (command == CurveCommand::Delete)
+        DeleteSelectedPreset();
+    else
+        return IsToggle(command) ? Toggle(command) : EditCurve(command);
+    return false;
+}
+
+bool CDlgGradation::Toggle(CurveCommand command) {
     switch (command) {
         case CurveCommand::TogglePercent:
             gradation_.percent = !gradation_.percent;
@@ -246,18 +233,15 @@ bool CDlgGradation::Apply(CurveCommand command) {
         case CurveCommand::ToggleLuminance:
             gradation_.yiq = !gradation_.yiq;
             return true;
-        case CurveCommand::ShowGray:
-            gradation_.channel = Gradation::Gray;
+        default:
+            gradation_.channel = ChannelOf(command);
             return false;
-        case CurveCommand::ShowRed:
-            gradation_.channel = Gradation::Red;
-            return false;
-        case CurveCommand::ShowGreen:
-            gradation_.channel = Gradation::Green;
-            return false;
-        case CurveCommand::ShowBlue:
-            gradation_.channel = Gradation::Blue;
-            return false;
+    }
+}
+
+bool CDlgGradation::EditCurve(CurveCommand command) {
+    CGradCurve& curve = gradation_.Active();
+    switch (command) {
         case CurveCommand::Insert:
             return curve.InsertAuto();
         case CurveCommand::RemoveAuto:
@@ -278,14 +262,9 @@ bool CDlgGradation::Apply(CurveCommand command) {
             return MoveBy(0, 1);
         case CurveCommand::MoveDown:
             return MoveBy(0, -1);
-        case CurveCommand::Save:
-            SaveCurrentPreset();
-            return false;
-        case CurveCommand::Delete:
-            DeleteSelectedPreset();
+        default:
             return false;
     }
-    return false;
 }
 
 bool CDlgGradation::MoveBy(int dx, int dy) {
@@ -308,16 +287,8 @@ bool CDlgGradation::IsOn(CurveCommand command) const {
             return !gradation_.onlyActive;
         case CurveCommand::ToggleLuminance:
             return gradation_.yiq;
-        case CurveCommand::ShowGray:
-            return gradation_.channel == Gradation::Gray;
-        case CurveCommand::ShowRed:
-            return gradation_.channel == Gradation::Red;
-        case CurveCommand::ShowGreen:
-            return gradation_.channel == Gradation::Green;
-        case CurveCommand::ShowBlue:
-            return gradation_.channel == Gradation::Blue;
         default:
-            return false;
+            return IsToggle(command) && ChannelOf(command) == gradation_.channel;
     }
 }
 
@@ -446,9 +417,8 @@ void CDlgGradation::ShowState() {
         button->setEnabled(IsAble(command));
         button->setChecked(IsOn(command));
     }
-    plot_->setAccessibleName(
-        buttons_[static_cast<CurveCommand>(static_cast<int>(CurveCommand::ShowGray) + gradation_.channel)]
-            ->accessibleName());
+    const CurveCommand shown = kShowChannel[static_cast<std::size_t>(gradation_.channel)];
+    plot_->setAccessibleName(buttons_[shown]->accessibleName());
     plot_->update();
 }
 

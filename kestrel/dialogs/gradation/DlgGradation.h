@@ -67,6 +67,8 @@ private:
     void Run(CurveCommand command);
     /// True when the filter should follow.
     bool Apply(CurveCommand command);
+    bool Toggle(CurveCommand command);
+    bool EditCurve(CurveCommand command);
     bool MoveBy(int dx, int dy);
     bool IsOn(CurveCommand command) const;
     bool IsAble(CurveCommand command) const;
