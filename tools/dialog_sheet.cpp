@@ -1,19 +1,17 @@
-// Draws the panel of every filter into one picture, to be looked at.
+// Draws the dialog of every filter into one picture, to be looked at.
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QLabel>
 #include <QPainter>
 #include <QStyleFactory>
-#include <QVBoxLayout>
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <vector>
 
 #include "kestrel/dialogs/DialogText.h"
+#include "kestrel/dialogs/FilterDialog.h"
 #include "kestrel/dialogs/FilterPanels.h"
 #include "kestrel/host/Catalogue.h"
-#include "kestrel/host/Strings.h"
 #include "tools/TellingSettings.h"
 
 namespace kestrel {
@@ -51,26 +49,19 @@ QPalette DarkPalette() {
     return palette;
 }
 
-/// A panel under the name of its filter.
+/// The dialog of a filter at a telling setting.
 QPixmap Drawn(const ClassRow& filter, SheetPicture& picture) {
-    QWidget window;
-    auto* const column = new QVBoxLayout(&window);
-    auto* const title = new QLabel(QString::fromStdString(FilterName(*filter.description, DialogLanguage())), &window);
-    title->setTextFormat(Qt::PlainText);
-    title->setAutoFillBackground(true);
-    title->setBackgroundRole(QPalette::Highlight);
-    title->setForegroundRole(QPalette::HighlightedText);
-    title->setMargin(4);
-    FilterPanel* const panel = MakeFilterPanel(filter.description->progId, &window).release();
+    CFilterDialog dialog(*filter.description, MakeFilterPanel(filter.description->progId, nullptr));
+    FilterPanel* const panel = dialog.Panel();
     panel->SetPicture(&picture);
     const auto telling =
         std::find_if(std::begin(kTellingSettings), std::end(kTellingSettings),
                      [word = WordOf(*filter.description)](const TellingSetting& each) { return each.filter == word; });
     if (telling != std::end(kTellingSettings)) panel->SetParameterText(std::string(telling->text));
-    column->addWidget(title);
-    column->addWidget(panel);
-    window.adjustSize();
-    return window.grab();
+    dialog.resize(dialog.sizeHint());  // `adjustSize` stops at two thirds of the screen
+    QPixmap drawn = dialog.grab();
+    panel->SetPicture(nullptr);
+    return drawn;
 }
 
 /// Panels in columns of about one height, the tallest first.
@@ -101,7 +92,7 @@ int Run(const QStringList& arguments) {
     parser.addPositionalArgument(QStringLiteral("OUTPUT"), QStringLiteral("picture to write"));
     const QCommandLineOption language(QStringLiteral("lang"), {}, QStringLiteral("LANGUAGE"), QStringLiteral("en"));
     const QCommandLineOption dark(QStringLiteral("dark"));
-    const QCommandLineOption columns(QStringLiteral("columns"), {}, QStringLiteral("NUMBER"), QStringLiteral("5"));
+    const QCommandLineOption columns(QStringLiteral("columns"), {}, QStringLiteral("NUMBER"), QStringLiteral("6"));
     const QCommandLineOption only(QStringLiteral("only"), {}, QStringLiteral("FILTER"));
     parser.addOptions({language, dark, columns, only});
     parser.process(arguments);

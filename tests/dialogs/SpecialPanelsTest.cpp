@@ -297,6 +297,19 @@ TEST_F(SpecialPanels, FontAndPlaceOfAText) {
     EXPECT_TRUE(Holds("fname=Arial,")) << panel->ParameterText();
 }
 
+TEST_F(SpecialPanels, WhatIsIdleIsGray) {
+    Open("TMFilter.Tonwert.1");
+    panel->SetParameterText("AutoContrast=1,Lo=5,Addlo=5");
+    EXPECT_FALSE(Find<QWidget>("Lo")->isEnabled());
+    EXPECT_FALSE(Find<QWidget>("Lo.reset")->isEnabled());
+    EXPECT_TRUE(Find<QWidget>("Addlo.reset")->isEnabled());
+    QTest::keyClick(Find<QAbstractButton>("AutoContrast"), Qt::Key_Space);
+    EXPECT_TRUE(Find<QWidget>("Lo")->isEnabled());
+    EXPECT_TRUE(Find<QWidget>("Lo.slider")->isEnabled());
+    EXPECT_TRUE(Find<QWidget>("Lo.reset")->isEnabled());
+    EXPECT_FALSE(Find<QWidget>("Addlo.reset")->isEnabled());
+}
+
 TEST_F(SpecialPanels, ALabelsDoubleClickBringsTheDefault) {
     Open("TMFilter.Invert.1");
     panel->SetParameterText("Inversity=50");

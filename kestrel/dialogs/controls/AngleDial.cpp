@@ -86,15 +86,17 @@ void AngleDial::paintEvent(QPaintEvent*) {
     const QRectF circle = QRectF(rect()).adjusted(kMargin, kMargin, -kMargin, -kMargin);
     const QPointF middle = circle.center();
     const auto group = isEnabled() ? QPalette::Active : QPalette::Disabled;
-    painter.setPen(QPen(palette().color(group, hasFocus() ? QPalette::Highlight : QPalette::Mid), 1.5));
+    const QColor ink = palette().color(group, QPalette::Text);
+    QColor faint = ink;
+    faint.setAlphaF(0.4F);  // stands out from light and dark grounds alike
+    painter.setPen(QPen(hasFocus() ? palette().color(QPalette::Highlight) : faint, 1.5));
     painter.setBrush(palette().color(group, QPalette::Base));
     painter.drawEllipse(circle);
-    painter.setPen(palette().color(group, QPalette::Mid));
+    painter.setPen(faint);
     for (int mark = 0; mark < 8; ++mark) {
         const QLineF radius = QLineF::fromPolar(circle.width() / 2, mark * 45).translated(middle);
         painter.drawLine(QLineF(radius.pointAt(0.86), radius.pointAt(0.96)));
     }
-    const QColor ink = palette().color(group, QPalette::Text);
     const QLineF hand = QLineF::fromPolar(circle.width() / 2, zeroAt_ + angle_).translated(middle);
     painter.setPen(QPen(ink, 2, Qt::SolidLine, Qt::RoundCap));
     painter.drawLine(QLineF(middle, hand.pointAt(0.72)));

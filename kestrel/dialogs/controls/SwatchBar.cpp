@@ -24,6 +24,7 @@ SwatchBar::SwatchBar(const std::vector<QColor>& colors, QWidget* parent)
     font.setBold(true);
     name_->setFont(font);
     name_->setTextFormat(Qt::PlainText);
+    name_->setWordWrap(true);  // a name may grow while the dialog is open
     row->addSpacing(8);
     row->addWidget(name_, 1);
     buttons_.front()->setChecked(true);

@@ -97,14 +97,15 @@ void ValueRow::SetValue(double value, bool isDefault) {
         field_->setValue(shown);
     }
     ShowOnSlider(shown);
-    reset_->setEnabled(!isDefault && field_->isEnabled());
+    isDefault_ = isDefault;
+    reset_->setEnabled(!isDefault_ && field_->isEnabled());
 }
 
 void ValueRow::SetEnabled(bool enabled) {
     for (QWidget* const widget : {static_cast<QWidget*>(label_), static_cast<QWidget*>(slider_),
                                   static_cast<QWidget*>(field_), static_cast<QWidget*>(farLabel_)})
         if (widget) widget->setEnabled(enabled);
-    if (!enabled) reset_->setEnabled(false);
+    reset_->setEnabled(!isDefault_ && enabled);
 }
 
 void ValueRow::SetVisible(bool visible) {

@@ -54,6 +54,7 @@ private:
     void ShowOnSlider(double shown);
 
     ValueScale scale_;
+    bool isDefault_ = true;
     ResetLabel* label_;
     QSlider* slider_ = nullptr;
     QLabel* farLabel_;

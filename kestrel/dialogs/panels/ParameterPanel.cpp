@@ -113,7 +113,7 @@ void ParameterPanel::Tell() {
 
 int ParameterPanel::NextRow() { return grid_->rowCount(); }
 
-void ParameterPanel::EnableWhen(const Keys& keys, std::function<bool()> condition) {
+void ParameterPanel::EnableWhen(const Keys& keys, const std::function<bool()>& condition) {
     for (const std::string& key : keys) conditions_.emplace(key, condition);
 }
 
@@ -184,7 +184,7 @@ void ParameterPanel::AddCaption(const std::string& textKey) {
     label->setFont(font);
     const int row = NextRow();
     if (row > 1) grid_->setRowMinimumHeight(row, fontMetrics().height() * 2);
-    grid_->addWidget(label, row, 0, 1, kColumns, Qt::AlignBottom);
+    grid_->addWidget(label, row, 0, 1, kColumns, Qt::AlignBottom | Qt::AlignLeading);
     Translate([label, textKey] { label->setText(DialogText(textKey.c_str()).replace(u'\n', u' ')); });
 }
 

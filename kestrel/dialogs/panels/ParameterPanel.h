@@ -66,7 +66,7 @@ protected:
     void AddWhole(QWidget* control);
 
     /// Grays the rows of these keys unless the condition holds; it is asked after every change.
-    void EnableWhen(const Keys& keys, std::function<bool()> condition);
+    void EnableWhen(const Keys& keys, const std::function<bool()>& condition);
     /// Called after every change of a value or of the picture, now and later.
     void Follow(std::function<void()> show) { followers_.push_back(std::move(show)); }
     /// Called when texts have to be asked for again.

@@ -93,14 +93,18 @@ void StraightenPanel::AddAngle() {
     });
 }
 
+/// Both coordinates of an end share a label.
+void StraightenPanel::AddCoordinate(const std::string& key, const char* axis) {
+    ValueRow* const row = AddNumber(key);
+    Translate([this, row, key, axis] {
+        const KeyInfo& info = Values().Key(key);
+        row->SetTexts(LabelOf(info) + QLatin1String(", ") + QLatin1String(axis), {}, MeaningOf(info));
+    });
+}
+
 void StraightenPanel::AddLineEnd(const std::string& x, const std::string& y, bool last) {
-    for (const auto& [key, axis] : {std::pair(x, "X"), std::pair(y, "Y")}) {
-        ValueRow* const row = AddNumber(key);
-        Translate([this, row, key, axis] {
-            const KeyInfo& info = Values().Key(key);
-            row->SetTexts(LabelOf(info) + QLatin1String(", ") + QLatin1String(axis), {}, MeaningOf(info));
-        });
-    }
+    AddCoordinate(x, "X");
+    AddCoordinate(y, "Y");
     const char* const textKey = last ? "IDS_ROTCROP_PICK_END" : "IDS_ROTCROP_PICK_START";
     auto* const pick = new GlyphButton(Glyph::Pipette, this);
     pick->setObjectName(QString::fromStdString(x) + QLatin1String(".pick"));

@@ -16,6 +16,7 @@ protected:
 
 private:
     void AddAngle();
+    void AddCoordinate(const std::string& key, const char* axis);
     void AddLineEnd(const std::string& x, const std::string& y, bool last);
     void Align();
     double Degrees() const;

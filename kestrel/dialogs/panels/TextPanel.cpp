@@ -101,8 +101,8 @@ void TextPanel::TakeBox() {
     TextValue value = MakeTextValue(utf8, charSet, false);
     if (!value.error.empty()) value = MakeTextValue(utf8, std::nullopt, false);
     if (!value.error.empty()) return ShowBox();
-    const bool changed =
-        Values().SetNumber("fchs", value.charSet) | Values().SetWords("txt", UnescapeText(value.value));
+    const bool setChanges = Values().SetNumber("fchs", value.charSet);
+    const bool changed = Values().SetWords("txt", UnescapeText(value.value)) || setChanges;
     if (changed) Tell();
 }
 
