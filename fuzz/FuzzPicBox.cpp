@@ -44,6 +44,16 @@ void Read(qvPicBox& box, std::size_t stored) {
     Require(box.GetImageInfo("x", record).size() <= stored);
 }
 
+/// What a list tells of each picture without decoding it.
+void List(qvPicBox& box, std::size_t stored) {
+    for (PicEntry& entry : box.Pictures()) {
+        PicDescription about;
+        Require(box.Describe(entry, about) && about.bytes <= stored && about.width >= 0 && about.height >= 0);
+        std::uint64_t size = 0;
+        Require(!box.OpenImage(entry, about.header, size) || size <= stored);
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -54,6 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Store(root, data[0], data + 1, size - 1);
     qvPicBox box(root, kChange, nullptr, (data[0] & 8) != 0), copies(other, kChange);
     Read(box, size);
+    List(box, size);
     const bool keep = (data[0] & 16) != 0, newFormat = (data[0] & 32) != 0;
     if (box.CopyImage("x", copies, "x", newFormat, "PNG", keep)) Require(copies.Exists("x", "PNG"));
     return 0;

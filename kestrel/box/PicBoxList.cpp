@@ -107,8 +107,13 @@ IQvStorage* qvPicBox::FindShelf(const PicEntry& entry) const {
 }
 
 PicHeader qvPicBox::ReadHeaderOf(IQvStorage* storage, const PicEntry& entry, QvStream& stream) const {
-    if (storage == &root_) return NativePicHeader(stream, PicExtension(entry.stream));
-    if (storage == pictures_.get()) return ReadPicHeader(stream, entry.stream, keepNative_);
+    const std::string_view extension = PicExtension(entry.stream);
+    if (storage == &root_) return NativePicHeader(stream, extension);
+    if (storage == pictures_.get()) {
+        PicHeader header = ReadPicHeader(stream, entry.stream, keepNative_);
+        const bool isFile = header.native && header.length == 0 && !extension.empty();
+        return isFile ? NativePicHeader(stream, extension) : header;
+    }
     return ReadOlderPicHeader(stream, storage == onlyPic_.get()    ? OlderPlace::OnlyPic
                                       : storage == picMask_.get()  ? OlderPlace::PicMask
                                       : storage == onlyMask_.get() ? OlderPlace::OnlyMask

@@ -13,39 +13,26 @@
 #include <thread>
 
 #include "kestrel/codec/ImageLoader.h"
-#include "tests/support/PrivateFolders.h"
+#include "tests/support/ProgramTest.h"
 
 namespace kestrel {
 namespace {
 
 namespace fs = std::filesystem;
+using test::Outcome;
+using test::ProgramTest;
 
-struct Outcome {
-    int code;
-    std::string out;
-    std::string err;
-};
-
-struct BatchTest : testing::Test {
+struct BatchTest : ProgramTest {
     BatchTest() {
         fs::create_directories(folders / "work/in/deep");
         for (const char* name : {"in/a.png", "in/b.png", "in/deep/c.png"}) Make(name, name[3] == 'd' ? 9 : name[3]);
         fs::copy_file(Path("in/a.png"), Path("in/d.bmp.txt"));
     }
-    std::string Path(const std::string& name) const { return (folders / "work" / name).string(); }
-    std::string Content(const std::string& name) const { return test::ReadBytes(Path(name)); }
     void Make(const std::string& name, int seed) const {
         const DibPtr image(DibCreate(24, 60, 40));
         for (int y = 0; y < 40; ++y)
             for (int i = 0; i < 180; ++i) DibRow(image.get(), y)[i] = static_cast<std::uint8_t>(i * seed + y * 31);
         ASSERT_FALSE(ImageLoader::Save(Path(name), image.get(), nullptr));
-    }
-    Outcome Run(const std::string& arguments) const {
-        const std::string work = (folders / "work").string();
-        const int status =
-            std::system(("cd " + work + " && (" KESTREL_APP " " + arguments + ") >../out 2>../err").c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, test::ReadBytes(folders / "out"),
-                test::ReadBytes(folders / "err")};
     }
     /// Every file below a folder with its bytes.
     std::map<std::string, std::string> Files(const std::string& folder) const {
@@ -61,8 +48,6 @@ struct BatchTest : testing::Test {
         for (const auto& [name, bytes] : Files(folder)) names += name + " ";
         return names;
     }
-
-    test::PrivateFolders folders;
 };
 
 TEST_F(BatchTest, PatternsNameTheOutputs) {

@@ -13,24 +13,19 @@
 #include <vector>
 
 #include "kestrel/codec/ImageLoader.h"
-#include "tests/support/PrivateFolders.h"
+#include "tests/support/ProgramTest.h"
 
 namespace kestrel {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct Outcome {
-    int code;
-    std::string out;
-    std::string err;
-};
+using test::Outcome;
+using test::ProgramTest;
 
 constexpr const char* kKinds[] = {"compound", "tree", "folder"};
 
-struct BoxTest : testing::Test {
+struct BoxTest : ProgramTest {
     BoxTest() {
-        fs::create_directory(folders / "work");
         const DibPtr image(DibCreate(24, 9, 5)), mask(DibCreate(8, 9, 5));
         for (int y = 0; y < 5; ++y)
             for (int i = 0; i < 27; ++i) DibRow(image.get(), y)[i] = static_cast<std::uint8_t>(i * 9 + y * 31);
@@ -39,17 +34,6 @@ struct BoxTest : testing::Test {
         EXPECT_FALSE(ImageLoader::Save(Path("photo.jpg"), image.get(), nullptr));
         EXPECT_FALSE(ImageLoader::Save(Path("alpha.png"), image.get(), mask.get()));
         Write("look.txt", "# warm\nTMFilter.Invert.1\tInversity=100\n");
-    }
-    std::string Path(const std::string& name) const { return (folders / "work" / name).string(); }
-    void Write(const std::string& name, const std::string& bytes) const { test::WriteBytes(Path(name), bytes); }
-    std::string Content(const std::string& name) const { return test::ReadBytes(Path(name)); }
-
-    Outcome Run(const std::string& arguments) const {
-        const std::string work = (folders / "work").string();
-        const int status =
-            std::system(("cd " + work + " && (" KESTREL_APP " " + arguments + ") >../out 2>../err").c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, test::ReadBytes(folders / "out"),
-                test::ReadBytes(folders / "err")};
     }
     /// Runs what has to succeed silently.
     void Do(const std::string& arguments) const {
@@ -77,8 +61,6 @@ struct BoxTest : testing::Test {
         }
         return true;
     }
-
-    test::PrivateFolders folders;
 };
 
 TEST_F(BoxTest, EveryFormGoesInAndComesOut) {

@@ -47,6 +47,7 @@ TEST_F(CompletionTest, CandidatesForTheLastWord) {
         {"apply a b --format j", "jpeg"},
         {"describe Sepia --lang ''", "en"},
         {"settings list --branch c", "classes"},
+        {"box add shop.box --existing ren", "rename"},
     };
     for (const auto& [words, first] : rows) {
         const std::string out = Print(std::string("$K complete -- ") + words);
@@ -66,7 +67,7 @@ TEST_F(CompletionTest, BashReplacesWhatStandsAfterAColonOrEqualsSign) {
 TEST_F(CompletionTest, EveryCommandHasAManualPageThatTellsItsOptions) {
     const std::string folder = (folders / "").string();
     Print("$K manual " + folder);
-    for (const char* command : {"apply", "store", "settings", "strings"})
+    for (const char* command : {"apply", "box", "store", "settings", "strings"})
         EXPECT_EQ(Print(std::string("$K ") + command +
                         " --help | grep -oE -- '--[a-z][a-z-]+,?' | sort -u | while read -r o; do " +
                         "o=${o%,}; [ $o = --help ] || grep -qF -- \"$(printf %s $o | sed 's/-/\\\\-/g')\" " + folder +

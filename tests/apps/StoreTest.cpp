@@ -7,22 +7,17 @@
 #include <cstring>
 #include <filesystem>
 
-#include "tests/support/PrivateFolders.h"
+#include "tests/support/ProgramTest.h"
 
 namespace kestrel {
 namespace {
 
 namespace fs = std::filesystem;
+using test::Outcome;
+using test::ProgramTest;
 
-struct Outcome {
-    int code;
-    std::string out;
-    std::string err;
-};
-
-struct StoreTest : testing::Test {
+struct StoreTest : ProgramTest {
     StoreTest() {
-        fs::create_directory(folders / "work");
         test::WriteBytes(folders / "work/in", Big());
         for (const char* as : {"compound", "tree", "folder"}) {
             EXPECT_EQ(Run(std::string("store put ") + as + ".box Pictures/a.jpg in --as " + as).err, "");
@@ -31,16 +26,6 @@ struct StoreTest : testing::Test {
     }
     /// More than one buffer.
     static std::string Big() { return std::string(2500000, 'x') + "end"; }
-    Outcome Run(const std::string& arguments) const {
-        const std::string work = (folders / "work").string();
-        const int status =
-            std::system(("cd " + work + " && (" KESTREL_APP " " + arguments + ") >../out 2>../err").c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, test::ReadBytes(folders / "out"),
-                test::ReadBytes(folders / "err")};
-    }
-    std::string Content(const char* name) const { return test::ReadBytes(folders / "work" / name); }
-
-    test::PrivateFolders folders;
 };
 
 constexpr const char* kTree =
