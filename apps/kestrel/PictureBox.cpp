@@ -145,7 +145,7 @@ void PictureBox::RemoveIfMadeForNothing() {
 void PictureBox::Finish() {
     if (isNew_ && box_->Pictures().empty()) return RemoveIfMadeForNothing();
     box_.reset();
-    if (!CloseStorage(root_)) FailStore(path_, LastStorageError());
+    if (!CloseStorage(root_)) ::FailWithStorage(path_, "");
 }
 
 std::string PictureBox::Shown(const std::string& name) const { return path_ + ":" + ::Shown(name); }
@@ -212,10 +212,22 @@ std::optional<StoredPicture> PictureBox::FindIfThere(const std::string& name) {
     std::vector<const PicEntry*> files;
     for (const PicEntry& entry : Entries())
         if (named(Stem(entry.stream))) files.push_back(&entry);
-    if (files.empty()) return {};
+    if (files.empty()) return FindWithoutExtension(name);
     if (files.size() > 1)
         Fail(name, fmt::format("may be {} or {}; name one", ::Shown(files[0]->stream), ::Shown(files[1]->stream)));
     return Describe(*files[0]);
+}
+
+/// Where a box keeps no extensions, "harbour.jpg" finds the JPEG picture "harbour".
+std::optional<StoredPicture> PictureBox::FindWithoutExtension(const std::string& name) {
+    const ImageFormat format = FormatOfName(PicExtension(name));
+    if (format == ImageFormat::Unknown) return {};
+    const std::string clean = CleanPicName(Stem(name));
+    for (const PicEntry& entry : Entries()) {
+        if (!PicNamesEqual(entry.stream, clean)) continue;
+        if (StoredPicture picture = Describe(entry); picture.about.format == format) return picture;
+    }
+    return {};
 }
 
 StoredPicture PictureBox::Describe(PicEntry entry) {
@@ -294,7 +306,7 @@ std::string PictureBox::StoredExtension(const std::string& extension) const {
 }
 
 std::string PictureBox::AddFile(const std::string& name, const std::string& extension, std::FILE* file) {
-    const std::string target = Target(name, StoredExtension(extension));
+    std::string target = Target(name, StoredExtension(extension));
     if (fseeko(file, 0, SEEK_END) != 0 || ftello(file) == 0) Fail(target, "the file is empty");
     if (!box_->External()) {
         if (StoredExtension(extension).empty() && ftello(file) > std::int64_t{UINT32_MAX})

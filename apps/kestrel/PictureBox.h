@@ -62,7 +62,7 @@ public:
     /// Those whose names a mask such as "har*" fits; a mask without `*` and `?` is a name (`Find`).
     std::vector<kestrel::PicEntry> Matching(const std::string& mask);
     /// The picture that a name means: that of a stream of this name, else NAME.JPG, else the only NAME with another
-    /// extension of pictures.
+    /// extension of pictures. NAME.png also finds the PNG picture of a stream NAME.
     StoredPicture Find(const std::string& name);
     std::optional<StoredPicture> FindIfThere(const std::string& name);
     StoredPicture Describe(kestrel::PicEntry entry);
@@ -95,6 +95,7 @@ public:
 
 private:
     void RemoveIfMadeForNothing();
+    std::optional<StoredPicture> FindWithoutExtension(const std::string& name);
     std::vector<kestrel::PicEntry> Rivals(const std::string& name, const std::string& extension);
 
     std::string path_;

@@ -69,8 +69,11 @@ TEST_F(BoxTest, EveryFormGoesInAndComesOut) {
         const bool folder = kind == "folder", files = kind != "compound";
         Do("box add " + box + " in.png photo.jpg alpha.png --as " + kind);
         EXPECT_EQ(Names(box), files ? "alpha.PNG in.PNG photo.JPG " : "alpha in photo ");
-        Do("box get " + box + " photo out.jpg");
-        EXPECT_EQ(Content("out.jpg"), Content("photo.jpg")) << "as it is stored";
+        for (const char* name : {"photo", "photo.jpg"}) {
+            Do("box get " + box + " " + name + " out.jpg");
+            EXPECT_EQ(Content("out.jpg"), Content("photo.jpg")) << "as it is stored";
+        }
+        EXPECT_EQ(Run("box get " + box + " photo.png out.png").code, 1) << "a JPEG picture has that name";
         EXPECT_EQ(Run("box get " + box + " alpha").out, Content("alpha.png"));
         Do("box get " + box + " alpha out.tif");
         EXPECT_TRUE(SamePicture("out.tif", "alpha.png")) << kind;
