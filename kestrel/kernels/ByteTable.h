@@ -30,6 +30,9 @@ struct ChannelTables {
     ByteTable red = kIdentityTable;
 };
 
+/// Every byte through one table, in place.
+void TableRow(Row row, const ByteTable& table);
+
 /// Sends each channel of a row of blue, green, red through its own table, in place.
 void ChannelTablesRow(Row row, const ChannelTables& tables);
 

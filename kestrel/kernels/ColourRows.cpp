@@ -34,45 +34,50 @@ void TransparencyRow(Row mask, std::uint8_t keep) {
     MapBytes(mask, wide, [keep](std::uint8_t m) { return TransparencyByte(m, keep); });
 }
 
+/// blue × b + green × g + red × r in 16-bit lanes, of which the low 16 bits are kept.
+template <class D, class V>
+HWY_INLINE V WeighLanes16(D d, V blue, V green, V red, std::uint16_t b, std::uint16_t g, std::uint16_t r) {
+    return hn::Add(hn::Add(hn::Mul(blue, hn::Set(d, b)), hn::Mul(green, hn::Set(d, g))), hn::Mul(red, hn::Set(d, r)));
+}
+
 void BlackWhiteRow(Row row, std::int32_t percent) {
-    const auto wide = [percent](auto d, auto& blue, auto& green, auto& red) HWY_ATTR {
-        const hn::RebindToUnsigned<decltype(d)> du;
-        const auto sum = hn::Add(hn::Add(hn::Mul(blue, hn::Set(d, 71)), hn::Mul(green, hn::Set(d, 707))),
-                                 hn::Mul(red, hn::Set(d, 222)));
-        // sum / 1000 as sum / 8 / 125, and mix / 100: proved below
-        const auto eighth = hn::BitCast(du, hn::ShiftRight<3>(sum));
-        const auto grey = hn::BitCast(d, hn::ShiftRight<22>(hn::Mul(eighth, hn::Set(du, std::uint32_t{33555}))));
-        const auto over = hn::Mul(grey, hn::Set(d, percent));
-        const auto under = hn::Set(d, 100 - percent);
-        const auto mix = [&](auto byte) HWY_ATTR {
-            return hn::ShiftRight<19>(hn::Mul(hn::Add(over, hn::Mul(byte, under)), hn::Set(d, 5243)));
-        };
-        blue = mix(blue);
-        green = mix(green);
-        red = mix(red);
+    const auto opacity = static_cast<std::uint16_t>(percent);
+    const auto wide = [opacity](auto d, auto& blue, auto& green, auto& red) HWY_ATTR {
+        // The weights in 1/256 miss the grey by one at most, and the rest tells by how much: proved below.
+        const hn::RebindToSigned<decltype(d)> di;
+        const auto near = hn::ShiftRight<8>(WeighLanes16(d, blue, green, red, 18, 181, 57));
+        const auto sum = WeighLanes16(d, blue, green, red, 71, 707, 222);
+        const auto rest = hn::BitCast(di, hn::Sub(sum, hn::Mul(near, hn::Set(d, std::uint16_t{1000}))));
+        const auto less = hn::VecFromMask(di, hn::Lt(rest, hn::Zero(di)));  // -1 where one less is right
+        const auto more = hn::VecFromMask(di, hn::Gt(rest, hn::Set(di, std::int16_t{999})));
+        const auto grey = hn::BitCast(d, hn::Sub(hn::Add(hn::BitCast(di, near), less), more));
+        blue = MixPercent16(d, grey, blue, opacity);
+        green = MixPercent16(d, grey, green, opacity);
+        red = MixPercent16(d, grey, red, opacity);
     };
-    MapPlanes(row, wide, [percent](Bgr p) { return BlackWhitePixel(p, percent); });
+    MapPlanes16(row, wide, [percent](Bgr p) { return BlackWhitePixel(p, percent); });
 }
 
 void SepiaRow(Row row, std::uint8_t keep) {
     const auto wide = [keep](auto d, auto& blue, auto& green, auto& red) HWY_ATTR {
-        const hn::RebindToUnsigned<decltype(d)> du;
-        const auto grey = LuminanceLanes(d, blue, green, red);
-        const auto stays = hn::Set(d, std::int32_t{keep});
-        const auto tone = hn::Set(d, 255 - keep);
+        const auto stays = hn::Set(d, std::uint16_t{keep});
+        const auto share = static_cast<std::uint16_t>(255 - keep);
+        const auto tone = hn::Mul(hn::ShiftRight<8>(WeighLanes16(d, blue, green, red, 28, 151, 77)), hn::Set(d, share));
         const auto mix = [&](auto byte, int tint) HWY_ATTR {
-            const auto sum = hn::Add(hn::Mul(byte, stays), hn::Mul(hn::Add(grey, hn::Set(d, tint)), tone));
-            // Below 0 is 0; from 65280 on the quotient is above 255. Between, sum / 255 is proved below.
-            const auto held = hn::Min(hn::Max(sum, hn::Zero(d)), hn::Set(d, 65535));
-            const auto quotient =
-                hn::ShiftRight<23>(hn::Mul(hn::BitCast(du, held), hn::Set(du, std::uint32_t{0x8081})));
-            return hn::Min(hn::BitCast(d, quotient), hn::Set(d, 255));
+            // A byte and a grey together are 65025 at most. The tint saturates: below 0 is 0, and from 65280 on the
+            // quotient is above 255. Between, sum / 255 is proved below.
+            const auto sum = hn::Add(hn::Mul(byte, stays), tone);
+            const auto more = hn::Set(d, static_cast<std::uint16_t>(tint > 0 ? tint * share : 0));
+            const auto less = hn::Set(d, static_cast<std::uint16_t>(tint < 0 ? -tint * share : 0));
+            const auto tinted = hn::SaturatedSub(hn::SaturatedAdd(sum, more), less);
+            const auto quotient = hn::ShiftRight<7>(hn::MulHigh(tinted, hn::Set(d, std::uint16_t{0x8081})));
+            return hn::Min(quotient, hn::Set(d, std::uint16_t{255}));
         };
         blue = mix(blue, kSepiaBlueTint);
         green = mix(green, kSepiaGreenTint);
         red = mix(red, kSepiaRedTint);
     };
-    MapPlanes(row, wide, [keep](Bgr p) { return SepiaPixel(p, keep); });
+    MapPlanes16(row, wide, [keep](Bgr p) { return SepiaPixel(p, keep); });
 }
 
 void ShiftRow(Row row, ColourShift shift) {
@@ -117,7 +122,8 @@ consteval bool Divides(std::uint64_t factor, int shift, std::uint64_t divisor, s
 }
 static_assert(Divides(5243, 19, 100, 25500));
 static_assert(Divides(0x8081, 23, 255, 65535));
-static_assert(Divides(33555, 22, 125, 255000 / 8));
+// 18 b + 181 g + 57 r over 256 is less than 1 from 71 b + 707 g + 222 r over 1000 before either is cut.
+static_assert(255 * ((0.071 - 18.0 / 256) + (181.0 / 256 - 0.707) + (57.0 / 256 - 0.222)) < 1);
 
 constexpr bool IsPercent(std::int32_t value) { return value >= 0 && value <= 100; }
 
@@ -143,10 +149,6 @@ void TransparencyRow(Row mask, std::uint8_t keep) { HWY_DYNAMIC_DISPATCH(Transpa
 
 HWY_EXPORT(ShiftRow);
 void ShiftRow(Row row, ColourShift shift) { HWY_DYNAMIC_DISPATCH(ShiftRow)(row, shift); }
-
-void TableRow(Row row, const ByteTable& table) {
-    for (std::uint8_t& byte : row) byte = table[byte];
-}
 
 }  // namespace kestrel::kernels
 #endif

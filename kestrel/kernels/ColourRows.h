@@ -81,7 +81,4 @@ constexpr Bgr ShiftPixel(Bgr p, ColourShift shift) {
 }
 void ShiftRow(Row row, ColourShift shift);
 
-/// Every byte through a table of 256.
-void TableRow(Row row, const ByteTable& table);
-
 }  // namespace kestrel::kernels

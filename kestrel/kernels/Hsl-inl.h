@@ -90,43 +90,122 @@ HWY_INLINE V TruncateLanes(D d, V value) {
     return hn::PromoteTo(d, hn::DemoteTo(d32, value));
 }
 
-/// Pixels as vectors of doubles: `wide(d, BgrLanes)` gives channels whose truncation fits 32 bits and whose low byte is
-/// the result, `plain(Bgr)` does one pixel.
-template <class Wide, class Plain>
-void MapDoubles(Row row, [[maybe_unused]] const Wide& wide, const Plain& plain) {
+/// Pixels that are taken apart at once: their planes and what is made of them stay in the nearest cache.
+constexpr std::size_t kChunk = 192;
+
+/// Blue, green, red of a chunk of pixels, and what becomes of them. Read and written at other places, so that no wide
+/// load waits for narrow stores that were made just before.
+struct ChunkPlanes {
+    HWY_ALIGN std::uint8_t from[3][kChunk];
+    HWY_ALIGN std::uint8_t to[3][kChunk];
+};
+
+/// Pixels by chunks: `chunk(planes, pixels)` makes `to` from `from` for a multiple of 16 pixels, `plain(Bgr)` does one
+/// pixel.
+template <class Chunk, class Plain>
+void MapChunks(Row row, [[maybe_unused]] const Chunk& chunk, const Plain& plain) {
     std::size_t i = 0;
 #if HWY_TARGET != HWY_SCALAR
-    const hn::ScalableTag<double> d;
-    const hn::Rebind<std::int32_t, decltype(d)> d32;
-    const hn::Rebind<std::uint8_t, decltype(d)> d8;
-    const hn::FixedTag<std::uint8_t, 16> block;
-    constexpr std::size_t kBlock = 16;  // pixels that are taken apart at once
-    static_assert(hn::MaxLanes(hn::ScalableTag<double>()) <= kBlock);
-    HWY_ALIGN std::uint8_t planes[3][kBlock];
-    const auto widen = [&](const std::uint8_t* bytes)
-                           HWY_ATTR { return hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(d8, bytes))); };
-    const auto narrow = [&](auto value, std::uint8_t* bytes) HWY_ATTR {
-        const auto low = hn::And(hn::DemoteTo(d32, value), hn::Set(d32, 255));
-        hn::StoreU(hn::DemoteTo(d8, low), d8, bytes);
-    };
-    for (; i + 3 * kBlock <= row.size(); i += 3 * kBlock) {
-        hn::Vec<decltype(block)> blue, green, red;
-        hn::LoadInterleaved3(block, row.data() + i, blue, green, red);
-        hn::Store(blue, block, planes[0]);
-        hn::Store(green, block, planes[1]);
-        hn::Store(red, block, planes[2]);
-        for (std::size_t k = 0; k < kBlock; k += hn::Lanes(d)) {
-            const auto out = wide(
-                d, BgrLanes<hn::Vec<decltype(d)>>{widen(planes[0] + k), widen(planes[1] + k), widen(planes[2] + k)});
-            narrow(out.blue, planes[0] + k);
-            narrow(out.green, planes[1] + k);
-            narrow(out.red, planes[2] + k);
+    constexpr std::size_t kBlock = 16;
+    const hn::FixedTag<std::uint8_t, kBlock> block;
+    ChunkPlanes planes;
+    for (std::size_t left = row.size() / (3 * kBlock) * kBlock; left > 0;) {
+        const std::size_t pixels = left < kChunk ? left : kChunk;
+        std::uint8_t* const bytes = row.data() + i;
+        for (std::size_t k = 0; k < pixels; k += kBlock) {
+            hn::Vec<decltype(block)> blue, green, red;
+            hn::LoadInterleaved3(block, bytes + 3 * k, blue, green, red);
+            hn::Store(blue, block, planes.from[0] + k);
+            hn::Store(green, block, planes.from[1] + k);
+            hn::Store(red, block, planes.from[2] + k);
         }
-        hn::StoreInterleaved3(hn::Load(block, planes[0]), hn::Load(block, planes[1]), hn::Load(block, planes[2]), block,
-                              row.data() + i);
+        chunk(planes, pixels);
+        for (std::size_t k = 0; k < pixels; k += kBlock)
+            hn::StoreInterleaved3(hn::Load(block, planes.to[0] + k), hn::Load(block, planes.to[1] + k),
+                                  hn::Load(block, planes.to[2] + k), block, bytes + 3 * k);
+        i += 3 * pixels;
+        left -= pixels;
     }
 #endif
     MapPixels(row.subspan(i), plain);
+}
+
+/// Bytes of three planes as doubles.
+template <class D>
+HWY_INLINE BgrLanes<hn::Vec<D>> WidenLanes(D d, const std::uint8_t (&planes)[3][kChunk], std::size_t at) {
+    const hn::Rebind<std::int32_t, D> d32;
+    const hn::Rebind<std::uint8_t, D> d8;
+    return {hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(d8, planes[0] + at))),
+            hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(d8, planes[1] + at))),
+            hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(d8, planes[2] + at)))};
+}
+
+/// The low bytes of doubles whose truncation fits 32 bits.
+template <class D, class V>
+HWY_INLINE void NarrowLanes(D /*d*/, V value, std::uint8_t* to) {
+    const hn::Rebind<std::int32_t, D> d32;
+    const hn::Rebind<std::uint8_t, D> d8;
+    hn::StoreU(hn::DemoteTo(d8, hn::And(hn::DemoteTo(d32, value), hn::Set(d32, 255))), d8, to);
+}
+
+/// Pixels as vectors of doubles: `wide(d, BgrLanes)` returns channels whose truncation fits 32 bits and whose low byte
+/// is the result, `plain(Bgr)` does one pixel.
+template <class Wide, class Plain>
+void MapDoubles(Row row, const Wide& wide, const Plain& plain) {
+    const hn::ScalableTag<double> d;
+    const auto chunk = [&](ChunkPlanes& planes, std::size_t pixels) HWY_ATTR {
+        for (std::size_t k = 0; k < pixels; k += hn::Lanes(d)) {
+            const auto out = wide(d, WidenLanes(d, planes.from, k));
+            NarrowLanes(d, out.blue, planes.to[0] + k);
+            NarrowLanes(d, out.green, planes.to[1] + k);
+            NarrowLanes(d, out.red, planes.to[2] + k);
+        }
+    };
+    MapChunks(row, chunk, plain);
+}
+
+/// Pixels by their hue, lightness and saturation: `change(d, HslLanes&)` changes them, `plain(Bgr)` does one pixel.
+/// Each of the three loops has chains short enough that several vectors are under way at once. With `keepsGreys`
+/// pixels without saturation stay as they are.
+template <class Change, class Plain>
+void MapHsl(Row row, [[maybe_unused]] bool keepsGreys, const Change& change, const Plain& plain) {
+    const hn::ScalableTag<double> d;
+    const auto chunk = [&](ChunkPlanes& planes, std::size_t pixels) HWY_ATTR {
+        HWY_ALIGN double hue[kChunk];
+        HWY_ALIGN double lightness[kChunk];
+        HWY_ALIGN double saturation[kChunk];
+        using V = hn::Vec<decltype(d)>;
+        for (std::size_t k = 0; k < pixels; k += hn::Lanes(d)) {
+            const auto hsl = RgbToHslLanes(d, WidenLanes(d, planes.from, k));
+            hn::Store(hsl.hue, d, hue + k);
+            hn::Store(hsl.lightness, d, lightness + k);
+            hn::Store(hsl.saturation, d, saturation + k);
+        }
+        for (std::size_t k = 0; k < pixels; k += hn::Lanes(d)) {
+            HslLanes<V> hsl{hn::Load(d, hue + k), hn::Load(d, lightness + k), hn::Load(d, saturation + k)};
+            const auto grey = hn::Eq(hsl.saturation, hn::Zero(d));
+            change(d, hsl);
+            if (keepsGreys) hsl.saturation = hn::IfThenElse(grey, hn::Set(d, -1.0), hsl.saturation);
+            hn::Store(hsl.hue, d, hue + k);
+            hn::Store(hsl.lightness, d, lightness + k);
+            hn::Store(hsl.saturation, d, saturation + k);
+        }
+        for (std::size_t k = 0; k < pixels; k += hn::Lanes(d)) {
+            const HslLanes<V> hsl{hn::Load(d, hue + k), hn::Load(d, lightness + k), hn::Load(d, saturation + k)};
+            auto out = HslToRgbLanes(d, hsl);
+            if (keepsGreys) {
+                const auto kept = hn::Lt(hsl.saturation, hn::Zero(d));
+                const auto old = WidenLanes(d, planes.from, k);
+                out.blue = hn::IfThenElse(kept, old.blue, out.blue);
+                out.green = hn::IfThenElse(kept, old.green, out.green);
+                out.red = hn::IfThenElse(kept, old.red, out.red);
+            }
+            NarrowLanes(d, out.blue, planes.to[0] + k);
+            NarrowLanes(d, out.green, planes.to[1] + k);
+            NarrowLanes(d, out.red, planes.to[2] + k);
+        }
+    };
+    MapChunks(row, chunk, plain);
 }
 
 }  // namespace kestrel::kernels::HWY_NAMESPACE

@@ -12,17 +12,10 @@ HWY_BEFORE_NAMESPACE();
 namespace kestrel::kernels::HWY_NAMESPACE {
 
 void SaturateRow(Row row, double factor) {
-    const auto wide = [factor](auto d, auto p) HWY_ATTR {
-        auto hsl = RgbToHslLanes(d, p);
-        const auto grey = hn::Eq(hsl.saturation, hn::Zero(d));
+    const auto change = [factor](auto d, auto& hsl) HWY_ATTR {
         hsl.saturation = hn::Min(hn::Max(hn::Mul(hsl.saturation, hn::Set(d, factor)), hn::Zero(d)), hn::Set(d, 1.0));
-        auto out = HslToRgbLanes(d, hsl);
-        out.blue = hn::IfThenElse(grey, p.blue, out.blue);
-        out.green = hn::IfThenElse(grey, p.green, out.green);
-        out.red = hn::IfThenElse(grey, p.red, out.red);
-        return out;
     };
-    MapDoubles(row, wide, [factor](Bgr p) { return SaturatePixel(p, factor); });
+    MapHsl(row, true, change, [factor](Bgr p) { return SaturatePixel(p, factor); });
 }
 
 void ColourRow(Row row, const Colouring& c) {

@@ -23,27 +23,19 @@ HWY_INLINE V UnitLanes(D d, V value) {
 }
 
 void TuningRow(Row row, const TuningFactors& factors) {
-    const auto wide = [&factors](auto d, auto p) HWY_ATTR {
-        auto hsl = RgbToHslLanes(d, p);
-        const auto grey = hn::Eq(hsl.saturation, hn::Zero(d));
+    const auto change = [&factors](auto d, auto& hsl) HWY_ATTR {
         const auto factor = hn::GatherIndex(d, factors.data(), DegreeLanes(d, hsl.hue));
         hsl.saturation = UnitLanes(d, hn::Mul(hsl.saturation, factor));
-        auto out = HslToRgbLanes(d, hsl);
-        out.blue = hn::IfThenElse(grey, p.blue, out.blue);
-        out.green = hn::IfThenElse(grey, p.green, out.green);
-        out.red = hn::IfThenElse(grey, p.red, out.red);
-        return out;
     };
-    MapDoubles(row, wide, [&factors](Bgr p) { return TuningPixel(p, factors); });
+    MapHsl(row, true, change, [&factors](Bgr p) { return TuningPixel(p, factors); });
 }
 
 void HsbRow(Row row, const HsbChanges& changes) {
     static_assert(sizeof(HsbChange) == 3 * sizeof(double));  // three doubles a record are gathered one by one
-    const auto wide = [&changes](auto d, auto p) HWY_ATTR {
+    const auto change = [&changes](auto d, auto& hsl) HWY_ATTR {
         const hn::RebindToSigned<decltype(d)> d64;
         const auto zero = hn::Zero(d);
         const auto turn = hn::Set(d, 360.0);
-        auto hsl = RgbToHslLanes(d, p);
         const auto grey = hn::Eq(hsl.saturation, zero);
         const auto record = DegreeLanes(d, hn::IfThenElse(grey, turn, hsl.hue));  // record 360 is that of the greys
         const auto index = hn::Add(hn::Add(record, record), record);
@@ -56,9 +48,8 @@ void HsbRow(Row row, const HsbChanges& changes) {
         const auto saturation = UnitLanes(d, hn::Mul(hsl.saturation, hn::GatherIndex(d, base, next(1))));
         hsl.saturation = hn::IfThenElse(grey, hsl.saturation, saturation);
         hsl.lightness = UnitLanes(d, hn::Add(hsl.lightness, hn::GatherIndex(d, base, next(2))));
-        return HslToRgbLanes(d, hsl);
     };
-    MapDoubles(row, wide, [&changes](Bgr p) { return HsbPixel(p, changes); });
+    MapHsl(row, false, change, [&changes](Bgr p) { return HsbPixel(p, changes); });
 }
 
 }  // namespace kestrel::kernels::HWY_NAMESPACE

@@ -60,6 +60,17 @@ const std::vector<Form>& Forms() {
                                   return Bgr{t.blue[p.blue], t.green[p.green], t.red[p.red]};
                               }};
          }},
+        {"Table",
+         [](Numbers n) {
+             const ByteTable t = n.Int(0, 3) == 0 ? kIdentityTable : n.Table();
+             const bool byChannel = n.Int(0, 1) == 0;
+             return std::pair{[=](auto row) {
+                                  byChannel ? ChannelTablesRow(row, {t, t, t}) : TableRow(row, t);
+                              },
+                              [=](Bgr p) {
+                                  return Bgr{t[p.blue], t[p.green], t[p.red]};
+                              }};
+         }},
         {"LuminanceCurve",
          [](Numbers n) {
              const ByteTable l = n.Table();
