@@ -1,8 +1,9 @@
 #include "kestrel/framework/PdibFilter.h"
 
-#include <limits>
+#include <array>
 #include <mutex>
 #include <new>
+#include <vector>
 
 #include "kestrel/framework/DialogFactory.h"
 #include "kestrel/framework/FilterInfo.h"
@@ -16,6 +17,33 @@ namespace {
 
 /// Guards the compare and increment of version numbers, for all filters of the process. Never held during a call.
 std::mutex versionGuard;
+
+/// The last three rows of a picture as they were before it was worked in place, with a hidden pixel at either end. Rows
+/// before the first are hidden.
+class OldRows {
+public:
+    explicit OldRows(std::size_t width) {
+        for (Row& row : rows_) row = {Bytes((width + 2) * 3), Bytes(width + 2, kHidden)};
+    }
+    void Keep(int y, kernels::ConstMaskedRow from) {
+        Row& row = rows_[Slot(y)];
+        std::ranges::copy(from.pixels, row.pixels.begin() + 3);
+        std::ranges::copy(from.mask, row.mask.begin() + 1);
+    }
+    void Hide(int y) { std::ranges::fill(rows_[Slot(y)].mask, kHidden); }
+    kernels::ConstMaskedRow At(int y) const { return {rows_[Slot(y)].pixels, rows_[Slot(y)].mask}; }
+
+private:
+    static constexpr std::uint8_t kHidden = 255;
+    using Bytes = std::vector<std::uint8_t>;
+    struct Row {
+        Bytes pixels;
+        Bytes mask;
+    };
+    static std::size_t Slot(int y) { return static_cast<std::size_t>(y + 3) % 3; }
+
+    std::array<Row, 3> rows_;
+};
 
 }  // namespace
 
@@ -305,14 +333,10 @@ FilterResult CPdibFilter::FetchIntoCache() {
     return FetchWhole(*m_Cache, 0, 0, true);
 }
 
-FilterResult CPdibFilter::FetchIntoWork(int border, int cacheWidth, int cacheHeight) {
-    if (std::max(m_InActive.Width, m_InActive.Height) > std::numeric_limits<int>::max() - 2 * border)
-        throw std::bad_alloc();
-    EnsureImage(m_Work, m_InActive.Width + 2 * border, m_InActive.Height + 2 * border);
+FilterResult CPdibFilter::FetchIntoWork(int cacheWidth, int cacheHeight) {
+    EnsureImage(m_Work, m_InActive.Width, m_InActive.Height);
     EnsureImage(m_Cache, cacheWidth, cacheHeight);
-    m_Work->ClearRows(0, border);
-    m_Work->ClearRows(border + m_InActive.Height, border);
-    return FetchWhole(*m_Work, border, border, true);
+    return FetchWhole(*m_Work, 0, 0, true);
 }
 
 HRESULT CPdibFilter::SetAbort(bool abort) {
@@ -388,20 +412,24 @@ void CPdibFilter::EnsureWorkImages(int workWidth, int workHeight, int cacheWidth
 }
 
 FilterResult CPdibFilter::ConvolveRegion3x3(const double kernel[3][3], int bias, const PixelRequest& request) {
-    return CachedWhole(request, [&] {
-        const int width = m_InActive.Width;
+    return CachedWhole(request, [&]() -> FilterResult {
+        if (const FilterResult result = FetchIntoCache(); result.Failed()) return result;
+        const auto width = static_cast<std::size_t>(m_InActive.Width);
         const int height = m_InActive.Height;
-        if (const FilterResult result = FetchIntoWork(1, width, height); result.Failed()) return result;
-        const auto pixels = static_cast<std::size_t>(width);
-        const auto bordered = [&](int row) -> kernels::ConstMaskedRow {
-            return {{m_Work->Rows()[row], (pixels + 2) * 3}, {m_Work->MaskRows()[row], pixels + 2}};
+        const auto row = [&](int y) -> kernels::MaskedRow {
+            return {{m_Cache->Rows()[y], width * 3}, {m_Cache->MaskRows()[y], width}};
         };
+        OldRows old(width);
+        if (height > 0) old.Keep(0, row(0));
         for (int y = 0; y < height; ++y) {
             if (Aborted()) return kNotDone;
-            kernels::ConvolveRow3x3(kernel, bias, {bordered(y), bordered(y + 1), bordered(y + 2)},
-                                    {{m_Cache->Rows()[y], pixels * 3}, {m_Cache->MaskRows()[y], pixels}});
+            if (y + 1 < height)
+                old.Keep(y + 1, row(y + 1));
+            else
+                old.Hide(y + 1);
+            kernels::ConvolveRow3x3(kernel, bias, {old.At(y - 1), old.At(y), old.At(y + 1)}, row(y));
         }
-        return kDone;
+        return S_OK;
     });
 }
 

@@ -145,8 +145,8 @@ protected:
     FilterResult FetchWhole(CWorkImage& image, int x = 0, int y = 0, bool clear = false);
     /// Fetches the input into a cache of its size, where it is worked in place.
     FilterResult FetchIntoCache();
-    /// Fetches the input into the work picture, inside a border of hidden pixels, and sizes the cache.
-    FilterResult FetchIntoWork(int border, int cacheWidth, int cacheHeight);
+    /// Fetches the input into the work picture and sizes the cache, whose bytes are undefined.
+    FilterResult FetchIntoWork(int cacheWidth, int cacheHeight);
 
     /// Passes each row of a request to `rule`, as `InPlace` does; `kNotDone` when aborted.
     template <class RowRule>

@@ -145,7 +145,7 @@ HRESULT CRotateFilter::GetRequiredSize(int* width, int* height, double aspect) {
 FilterResult CRotateFilter::MakePixels(const PixelRequest& request) {
     if (m_InActive.Width < 1 || m_InActive.Height < 1) return Finished(E_INVALIDARG);
     return CachedWhole(request, [this] {
-        const FilterResult result = FetchIntoWork(0, m_nOutWidth, m_nOutHeight);
+        const FilterResult result = FetchIntoWork(m_nOutWidth, m_nOutHeight);
         return result != S_OK || Turn() ? result : kNotDone;
     });
 }

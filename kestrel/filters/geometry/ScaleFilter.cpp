@@ -119,7 +119,7 @@ FilterResult CScaleFilter::MakePixels(const PixelRequest& request) {
 
 FilterResult CScaleFilter::Resample() {
     resampler_.Prepare();
-    if (const FilterResult result = FetchIntoWork(0, m_Out.Width, m_Out.Height); result.Failed()) return result;
+    if (const FilterResult result = FetchIntoWork(m_Out.Width, m_Out.Height); result.Failed()) return result;
     const bool done = GuardCalculate(
         __LINE__, [this] { return resampler_.Calculate(*m_Work, *m_Cache, passes::OpaqueSums::ShiftRows, m_Abort); });
     return done ? kDone : kNotDone;

@@ -11,7 +11,7 @@ FilterResult CStaubFilter::MakePixels(const PixelRequest& request) {
 FilterResult CStaubFilter::Repair() {
     const int width = m_InActive.Width;
     const int height = m_InActive.Height;
-    if (const FilterResult result = FetchIntoWork(0, width, height); result.Failed()) return result;
+    if (const FilterResult result = FetchIntoWork(width, height); result.Failed()) return result;
     // The size is the pending one, the tolerance the active one; a commit makes them agree.
     const kernels::DustRule rule{Pending().maximumRegionSize, Active().grayTolerance};
     const bool done = passes::RepairDust(passes::PlanesOf(*m_Work, width, height),
