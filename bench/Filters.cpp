@@ -1,11 +1,13 @@
 // Every filter of the catalogue over the whole picture, computed afresh each time; the time includes getting the rows
 // from the source, which is one plain copy. Then what a line costs that has nothing to compute.
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "bench/Bench.h"
+#include "kestrel/framework/Bands.h"
 #include "kestrel/framework/IFilterObject.h"
 #include "kestrel/framework/IFilterParameters.h"
 #include "kestrel/host/PictureSink.h"
@@ -51,7 +53,7 @@ public:
         if (last_->Update(&changed, &version_, true) != S_OK) throw std::runtime_error("Update failed");
     }
 
-    /// The whole output, with nothing kept from the last time.
+    /// The whole output, with nothing kept from the last time, asked for as a `Rendering` does.
     void Render() {
         source_->SetPicture(BenchPicture(), nullptr);
         int width = 0, height = 0, ignored = 0;
@@ -59,8 +61,11 @@ public:
         if (width <= 0 || height <= 0) throw std::runtime_error("no output");
         if (!out_ || out_->Width() != width || out_->Height() != height)
             out_ = std::make_unique<CWorkImage>(width, height);
-        if (last_->TransformArea(0, 0, 0, 0, width, height, out_->Rows(), out_->MaskRows()) != S_OK)
-            throw std::runtime_error("the request was not done");
+        const int band = ServesBands(last_.get()) ? BandRows(width) : height;
+        for (int y = 0; y < height; y += band)
+            if (last_->TransformArea(0, y, 0, y, width, std::min(band, height - y), out_->Rows(), out_->MaskRows()) !=
+                S_OK)
+                throw std::runtime_error("the request was not done");
     }
 
 private:

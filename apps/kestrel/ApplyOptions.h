@@ -20,6 +20,7 @@ struct ApplyOptions {
     std::string region;
     std::string format;
     std::string quality = "92";
+    std::string pngLevel = "6";
     std::string threads;
     std::string background = "#FFFFFF";
     std::string limitPixels = "400000000";

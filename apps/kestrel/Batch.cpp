@@ -183,7 +183,7 @@ std::string CommandText(const ApplyOptions& options) {
     for (const std::string& file : options.files) add(file);
     for (const std::string* part :
          {&options.output, &options.existing, &options.shard, &options.renderScale, &options.view, &options.region,
-          &options.format, &options.quality, &options.background})
+          &options.format, &options.quality, &options.pngLevel, &options.background})
         add(*part);
     add(options.chain.Identity() + (options.storedChain ? "stored" : "") + (options.recursive ? "recursive" : ""));
     return text;

@@ -1,5 +1,7 @@
 #include "kestrel/kernels/ColourRows.h"  // plain headers first: nothing shared may be compiled for one target
 
+#include "kestrel/kernels/Divides.h"
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kestrel/kernels/ColourRows.cpp"
 #include <hwy/foreach_target.h>  // compiles this file once for each instruction set
@@ -110,16 +112,6 @@ HWY_AFTER_NAMESPACE();
 namespace kestrel::kernels {
 namespace {
 
-/// floor(x * factor / 2^shift) == x / divisor for all x up to `greatest`. Both sides only grow, so that the two values
-/// beside each multiple of the divisor decide.
-consteval bool Divides(std::uint64_t factor, int shift, std::uint64_t divisor, std::uint64_t greatest) {
-    for (std::uint64_t x = 0; x <= greatest; x += divisor) {
-        if ((x * factor) >> shift != x / divisor) return false;
-        const std::uint64_t last = x + divisor - 1 < greatest ? x + divisor - 1 : greatest;
-        if ((last * factor) >> shift != x / divisor) return false;
-    }
-    return greatest * factor < std::uint64_t{1} << 32;
-}
 static_assert(Divides(5243, 19, 100, 25500));
 static_assert(Divides(0x8081, 23, 255, 65535));
 // 18 b + 181 g + 57 r over 256 is less than 1 from 71 b + 707 g + 222 r over 1000 before either is cut.

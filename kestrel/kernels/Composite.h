@@ -43,16 +43,17 @@ void OverRow(MaskedRow under, ConstMaskedRow over);
 constexpr std::int64_t BoardAlpha(std::int32_t transparency) { return std::int64_t{transparency} * 255 / 100; }
 
 /// Lets a board of colour `board` and mask `alpha` show through the transparent parts of a pixel; an opaque pixel, and
-/// any pixel over a board whose `alpha` is above 254, stays as it is. 64 bits hold the sums for any percentage; the low
-/// byte is kept.
-constexpr void PaintInnerPixel(std::uint8_t* pixel, std::uint8_t& mask, Bgr board, std::int64_t alpha) {
+/// any pixel over a board whose `alpha` is above 254, stays as it is. 64 bits hold the sums for any percentage, 32 bits
+/// for one of 0..100; the low byte is kept.
+template <class Number>
+constexpr void PaintInnerPixel(std::uint8_t* pixel, std::uint8_t& mask, Bgr board, Number alpha) {
     if (alpha > 254 || mask == 0) return;
-    const std::int64_t m = mask;
-    const std::int64_t n = m * alpha / 255;
+    const Number m = mask;
+    const Number n = m * alpha / 255;
     const std::uint8_t colour[3] = {board.blue, board.green, board.red};
     for (int i = 0; i < 3; ++i) {
-        const std::int64_t shown = colour[i] * (255 - alpha) / 255;
-        const std::int64_t sum = pixel[i] * (255 - m) + shown * m;
+        const Number shown = colour[i] * (255 - alpha) / 255;
+        const Number sum = pixel[i] * (255 - m) + shown * m;
         pixel[i] = static_cast<std::uint8_t>(sum / (n == 0 ? 255 : 255 - n));
     }
     mask = static_cast<std::uint8_t>(n);

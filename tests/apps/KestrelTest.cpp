@@ -259,6 +259,7 @@ TEST_F(KestrelTest, WrongCommandsEndWithTwoAndOneLine) {
              "apply in.png out.png --quality 101",
              "apply in.png out.png --quality 80x",
              "apply in.png out.png --threads 0",
+             "apply in.png out.png --png-level 10",
              "apply in.png out.png --quality 80 --quality 90",
              "apply in.png out.png --format gargle",
              "apply in.png out.png --background 12345",

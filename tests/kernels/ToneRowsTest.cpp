@@ -9,6 +9,7 @@
 #include <random>
 #include <vector>
 
+#include "kestrel/kernels/BalanceRow.h"
 #include "kestrel/kernels/GainRow.h"
 #include "kestrel/kernels/HueRangeRow.h"
 #include "kestrel/kernels/HueRows.h"
@@ -70,6 +71,17 @@ const std::vector<Form>& Forms() {
                               [=](Bgr p) {
                                   return Bgr{t[p.blue], t[p.green], t[p.red]};
                               }};
+         }},
+        {"Balance",
+         [](Numbers n) {
+             std::array<Cast, 3> casts;
+             const int most = n.Int(0, 3) == 0 ? 70000 : 255;
+             for (Cast& cast : casts) {
+                 const int sign = n.Int(0, 7) == 0 ? 0 : n.Int(0, 1) == 0 ? 1 : -1;
+                 for (auto& entry : cast) entry = sign == 0 ? n.Int(-most, most) : sign * n.Int(0, most);
+             }
+             const Balance b = MakeBalance(casts[0], casts[1], casts[2]);
+             return std::pair{[=](auto row) { BalanceRow(row, b); }, [=](Bgr p) { return BalancePixel(p, b); }};
          }},
         {"LuminanceCurve",
          [](Numbers n) {

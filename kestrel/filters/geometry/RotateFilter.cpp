@@ -153,8 +153,9 @@ FilterResult CRotateFilter::MakePixels(const PixelRequest& request) {
 bool CRotateFilter::Turn() {
     const passes::Planes source = passes::PlanesOf(*m_Work, m_InActive.Width, m_InActive.Height);
     const passes::Planes result = passes::PlanesOf(*m_Cache, m_nOutWidth, m_nOutHeight);
-    if (!FillNothing(*m_Cache, m_Abort)) return false;
     const bool mirror = Active().mirror;
+    const bool covered = m_nOutWidth == m_nTurnedWidth && m_nOutHeight == m_nTurnedHeight && IsRightAngle();
+    if (!covered && !FillNothing(*m_Cache, m_Abort)) return false;
     if (IsRightAngle()) return passes::TurnQuarter(source, result, m_nQuarterTurns, mirror, 0, 0, m_Abort);
 
     CWorkImage intermediate(m_nInterWidth, m_nInterHeight);

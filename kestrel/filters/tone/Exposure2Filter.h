@@ -2,6 +2,7 @@
 #include <array>
 
 #include "kestrel/framework/TwinFilter.h"
+#include "kestrel/kernels/BalanceRow.h"
 
 namespace kestrel {
 
@@ -40,6 +41,7 @@ private:
     std::array<std::int32_t, 256> CastRed{};
     std::array<std::int32_t, 256> CastGreen{};
     std::array<std::int32_t, 256> CastBlue{};
+    kernels::Balance balance_;  ///< made of the three
 };
 
 }  // namespace kestrel
