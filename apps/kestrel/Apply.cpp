@@ -56,8 +56,7 @@ void AddApply(const Command& program) {
                  "Take the chain that the box keeps with INPUT, in the place\nof --chain");
     command.Option("--format", options->format, "FORMAT", "Format of OUTPUT, in place of the one that its name tells");
     command.Option("--quality", options->quality, "N", "Quality of a JPEG file, 1 to 100 [92]");
-    command.Option("--png-level", options->pngLevel, "N",
-                   "Compression of a PNG file, 0 (none) to 9 (smallest) [6]");
+    command.Option("--png-level", options->pngLevel, "N", "Compression of a PNG file, 0 (none) to 9 (smallest) [6]");
     command.Option("--threads", options->threads, "N",
                    "Threads for chains whose filters work row by row; the\nresult is the same for any N [the cores]");
     command.Option("--background", options->background, "#RRGGBB",
