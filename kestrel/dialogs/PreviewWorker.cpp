@@ -60,6 +60,11 @@ void PreviewWorker::Ask(PreviewRequest request) {
                        &PreviewWorker::StopOutdated);
 }
 
+bool PreviewWorker::IsBusy() {
+    const std::lock_guard lock(guard_);
+    return running_ != 0;
+}
+
 void PreviewWorker::StopOutdated() {
     const std::lock_guard lock(guard_);
     if (running_ != 0 && running_ != asked_ && Clock::now() - started_ >= kGrace) SetAbort(true);

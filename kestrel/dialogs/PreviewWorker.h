@@ -46,6 +46,8 @@ public:
 
     /// Takes the place of the request that waits. Each is answered by `Ready` unless a newer one came.
     void Ask(PreviewRequest request);
+    /// Is a request being rendered?
+    bool IsBusy();
     /// The picture, which nobody changes; it lives as long as this object.
     const Dib* Image() const { return image_; }
 

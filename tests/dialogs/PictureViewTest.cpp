@@ -77,13 +77,29 @@ TEST_F(PictureViewTest, ShowsTheLineAndThePictureBefore) {
 TEST_F(PictureViewTest, ShowsTheNewestOfManyTexts) {
     view.SetPicture(Gradient(1500, 1200));
     for (int i = 0; i <= 100; ++i) {
-        view.SetChainText("TMFilter.Blur.1\tBlur=050,Version=2\nTMFilter.Invert.1\tInversity=" + std::to_string(i) +
-                          "\n");
+        view.SetChainText("TMFilter.Blur.1\tBlurness=050\nTMFilter.Invert.1\tInversity=" + std::to_string(i) + "\n");
         if (i % 10 == 0) QCoreApplication::processEvents();
     }
     Settle();
     EXPECT_NEAR(ColorAt(700, 600).red(), 55, 2);
     view.SetZoom(PictureView::Zoom::FullScale);  // ended while it works
+}
+
+TEST(PreviewWorker, StopsARequestWhenANewerOneArrives) {
+    PreviewWorker worker(Gradient(2000, 1500));
+    std::vector<Preview> ready;
+    QObject::connect(&worker, &PreviewWorker::Ready, [&](const Preview& preview) { ready.push_back(preview); });
+    PreviewRequest slow, newer;  // seconds, if it is not stopped
+    for (int i = 0; i < 60; ++i) slow.chainText += "TMFilter.Blur.1\tBlurness=050\n";
+    newer.box = {20, 20};
+    worker.Ask(slow);
+    while (!worker.IsBusy()) QCoreApplication::processEvents();
+    worker.Ask(newer);
+    QSignalSpy spy(&worker, &PreviewWorker::Ready);
+    ASSERT_TRUE(spy.wait(60000));
+    EXPECT_EQ(ready[0].request, newer);
+    EXPECT_EQ(ready[0].full, QSize(2000, 1500));
+    EXPECT_LE(ready[0].image.width(), 20);
 }
 
 TEST_F(PictureViewTest, FitsOrShowsEveryPixel) {

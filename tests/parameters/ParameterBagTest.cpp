@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <random>
 #include <string>
 
 #include "kestrel/parameters/Parameter.h"
@@ -169,33 +167,6 @@ TEST(Parameter, ComparesEntriesInAnyOrder) {
         EXPECT_EQ(a == b, c.equal) << c.a << " | " << c.b;
         EXPECT_EQ(b == a, c.reverse) << c.b << " | " << c.a;
         EXPECT_EQ(a != b, !c.equal) << c.a << " | " << c.b;
-    }
-}
-
-TEST(Parameter, TakesAnyText) {
-    std::mt19937 random(5);
-    constexpr std::string_view letters = "ab=;\"\\x7\r\n t\xe4";
-    const auto any = [&] {
-        std::string text;
-        for (std::size_t left = random() % 24; left > 0; --left) text += letters[random() % letters.size()];
-        return text;
-    };
-    for (int i = 0; i < 20000; ++i) {
-        Parameter bag(any()), other(any()), sound;
-        void(bag == other);
-        bag.RemoveTag("a");
-        int value = -1;
-        const bool had = bag.Get("a", value);
-        bag.Set("a", i);
-        if (had) {
-            EXPECT_EQ(bag.GetInt("a"), i) << TextOf(bag);
-        }
-        const std::string text = any();
-        sound.Set("a", text.c_str());
-        sound.Set("b", i);
-        EXPECT_EQ(sound.GetString("a"), text.c_str());
-        EXPECT_EQ(sound.GetInt("b"), i);
-        EXPECT_TRUE(sound == Parameter(TextOf(sound))) << text;
     }
 }
 
