@@ -22,6 +22,9 @@ png.h           kestrel/codec
 tiff            kestrel/codec
 libraw/         kestrel/codec
 magick/         kestrel/codec
+openjpeg.h      kestrel/codec
+webp/           kestrel/codec
+libheif/        kestrel/codec
 zlib.h          kestrel/storage kestrel/codec
 pango/          kestrel/host
 cairo           kestrel/host

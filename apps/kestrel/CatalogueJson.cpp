@@ -92,7 +92,9 @@ std::string FormatsAsJson() {
                         {"type", static_cast<int>(format.format)},
                         {"read", format.reads},
                         {"write", format.writes},
-                        {"transparency", format.holdsAlpha}});
+                        {"transparency", format.holdsAlpha},
+                        {"pages", format.pages},
+                        {"trusted", format.trusted}});
     return Dumped(list);
 }
 

@@ -20,6 +20,7 @@ constexpr unsigned kLongPartWithoutSize = 5;
 constexpr std::uint64_t kShortestMask = 50;  // no mask fits into a tail that is shorter
 constexpr std::uint64_t kBestRatio = 1032;   // zlib expands no byte to more than this
 constexpr std::size_t kSniffed = 0x8000;
+constexpr std::uint32_t kBitMasks = 3;  // of 4 bytes each
 constexpr char kInfMagic[] = {'Q', 'V', 'A', 'X'};
 constexpr char kInfVersion[] = {'V', '1', '0', '0', '0'};
 
@@ -86,6 +87,11 @@ void Narrow(QvStream& stream, PicHeader& header) {
     if (total < kShortestMask || total - kShortestMask <= header.size) header.kind = PicKind::PictureOnly;
 }
 
+/// Rows of 16 or 32 bits come behind three masks then, whatever the count of colours says.
+bool HasBitMasks(const Dib* dib) {
+    return dib->biCompression == kDibBitFields && (dib->biBitCount == 16 || dib->biBitCount == 32);
+}
+
 std::uint64_t RecordSize(Dib* dib) { return dib->biSize + DibImageSize(dib) + 4ull * DibColorCount(dib); }
 
 /// A record of `size` bytes. Null when the data breaks off or the record does not hold the rows that it names.
@@ -97,17 +103,23 @@ DibPtr ReadRecord(QvInflatingReader& reader, std::uint64_t longest, bool isImage
     if (!record || reader.Read(record.get(), size) != size) return nullptr;
     Dib* dib = record.get();
     const bool sized = dib->biSize == sizeof(Dib) && dib->biWidth > 0 && dib->biHeight > 0;
-    if (!sized || (isImage ? dib->biBitCount > 32 : DibBitsPerPixel(dib) != 8) || dib->biCompression != kDibPlain)
+    const bool hasMasks = isImage && HasBitMasks(dib);
+    if (!sized || (isImage ? dib->biBitCount > 32 : DibBitsPerPixel(dib) != 8) ||
+        (dib->biCompression != kDibPlain && !hasMasks))
         return nullptr;
     const std::uint64_t rows = std::uint64_t{DibRowSize(dib)} * static_cast<std::uint32_t>(dib->biHeight);
-    const std::uint64_t table = DibColorCount(dib);
+    const std::uint64_t table = hasMasks ? kBitMasks : std::uint64_t{DibColorCount(dib)};
     return sizeof(Dib) + 4 * table + rows <= size ? std::move(record) : nullptr;
 }
 
+/// Masks between header and rows are counted as colours, so that the record's size has room for them.
 void WriteRecord(QvDeflatingWriter& writer, Dib* dib) {
-    const auto size = static_cast<std::uint32_t>(RecordSize(dib));
+    Dib header = *dib;
+    if (HasBitMasks(dib)) header.biClrUsed = kBitMasks;
+    const auto size = static_cast<std::uint32_t>(RecordSize(&header));
     WriteValue(writer, size);
-    writer.Write(dib, size);
+    writer.Write(&header, sizeof header);
+    writer.Write(dib + 1, size - sizeof header);
 }
 
 }  // namespace

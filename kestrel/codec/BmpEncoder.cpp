@@ -14,7 +14,7 @@ void Store32(std::uint8_t* at, std::uint32_t value) {
 
 }  // namespace
 
-CodecError SaveBmp(ByteWriter& target, const Dib* image, const SaveOptions& options) {
+CodecError SaveBmp(ByteWriter& target, const Dib* image, const Dib*, const SaveOptions& options) {
     const std::uint64_t rows = std::uint64_t{DibRowSize(image)} * static_cast<unsigned>(image->biHeight);
     if (rows > UINT32_MAX - kFileHeader - sizeof(Dib))
         return {CodecFault::CannotHold, "the picture is too large for a BMP file"};

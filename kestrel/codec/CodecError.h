@@ -16,6 +16,8 @@ enum class CodecFault {
     PixelLimit,      ///< more pixels than `LoadOptions::pixelLimit`
     ExpansionLimit,  ///< more pixels for each byte of the file than `LoadOptions::expansionLimit`
     ScanLimit,       ///< more scans than `LoadOptions::scanLimit`
+    NoPage,          ///< the file has fewer pages than `LoadOptions::page` asks for
+    Untrusted,       ///< a format that `LoadOptions::trustedOnly` switches off
     InputLimit       ///< a stream that is longer than `LoadOptions::inputLimit`
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 #include <string>
+#include <vector>
 
 #include "kestrel/codec/ImageLoader.h"
 #include "kestrel/foundation/ByteReader.h"
@@ -10,20 +11,23 @@
 // the error. Blocks are known to be 24-bit and 8-bit and of one size, and the mask to be null where nothing is hidden.
 namespace kestrel {
 
-void LoadBmp(ByteReader& source, const LoadOptions& options, LoadResult& result);
-void LoadJpeg(ByteReader& source, const LoadOptions& options, LoadResult& result);
-void LoadMagick(ByteReader& source, const LoadOptions& options, LoadResult& result);
-void LoadPng(ByteReader& source, const LoadOptions& options, LoadResult& result);
-void LoadPsd(ByteReader& source, const LoadOptions& options, LoadResult& result);
-void LoadRaw(ByteReader& source, const LoadOptions& options, LoadResult& result);
-void LoadTiff(ByteReader& source, const LoadOptions& options, LoadResult& result);
+using LoadFunction = void(ByteReader& source, const LoadOptions& options, LoadResult& result);
+using SaveFunction = CodecError(ByteWriter& target, const Dib* image, const Dib* mask, const SaveOptions& options);
 
-CodecError SaveBmp(ByteWriter& target, const Dib* image, const SaveOptions& options);
-CodecError SaveJpeg(ByteWriter& target, const Dib* image, const SaveOptions& options);
-CodecError SaveMagick(ByteWriter& target, const Dib* image, const SaveOptions& options);
-CodecError SavePng(ByteWriter& target, const Dib* image, const Dib* mask, const SaveOptions& options);
-CodecError SavePsd(ByteWriter& target, const Dib* image, const Dib* mask, const SaveOptions& options);
-CodecError SaveTiff(ByteWriter& target, const Dib* image, const Dib* mask, const SaveOptions& options);
+LoadFunction LoadBmp, LoadHeif, LoadJpeg, LoadJpeg2000, LoadMagick, LoadPng, LoadPsd, LoadRaw, LoadTiff, LoadWebP;
+SaveFunction SaveBmp, SaveJpeg, SaveJpeg2000, SaveMagick, SavePng, SavePsd, SaveTiff, SaveWebP;
+
+/// What reads and writes a format. `LoadMagick` and `LoadHeif` look at the format that the result has.
+struct Codec {
+    ImageFormat format;
+    LoadFunction* load;
+    SaveFunction* save;  ///< null where nothing is written
+};
+/// Null for the unknown format.
+const Codec* FindCodec(ImageFormat format);
+
+/// Sets the error for a page that the file does not have. True when it has it.
+bool HasPage(const LoadOptions& options, LoadResult& result);
 
 /// Where the first directory of a TIFF file is, by its first 8 bytes.
 std::uint32_t TiffDirectory(std::span<const std::uint8_t> start);
@@ -38,6 +42,8 @@ bool SizeIsAllowed(std::int64_t width, std::int64_t height, std::uint64_t fileBy
 /// without an error when only the size was asked for.
 bool MakePlanes(std::int64_t width, std::int64_t height, bool alpha, std::uint64_t fileBytes,
                 const LoadOptions& options, LoadResult& result);
+/// All bytes from the source's position on. Throws `std::runtime_error` when they cannot be read.
+std::vector<std::uint8_t> ReadRest(ByteReader& source);
 /// Sets every byte of a mask to 255.
 void HideAll(Dib* mask);
 bool MaskHidesAll(const Dib* mask);

@@ -9,24 +9,56 @@
 namespace kestrel {
 namespace {
 
+constexpr bool kReads = true, kWrites = true, kAlpha = true, kTrusted = true, kPages = true, kNo = false;
+
 constexpr FormatInfo kFormats[] = {
-    {ImageFormat::Bmp, "bmp", "Windows or OS/2 bitmap", {"bmp", "dib"}, true, true, false},
-    {ImageFormat::Gif, "gif", "GIF, its first frame", {"gif"}, true, true, false},
-    {ImageFormat::Jpeg, "jpeg", "JPEG", {"jpeg", "jpg", "jpe", "jfif"}, true, true, false},
-    {ImageFormat::PhotoCd, "pcd", "Photo CD", {"pcd"}, true, true, false},
-    {ImageFormat::Png, "png", "PNG", {"png"}, true, true, true},
-    {ImageFormat::Pnm, "pnm", "Portable bitmap, graymap and pixmap", {"pnm", "ppm", "pgm", "pbm"}, true, true, false},
-    {ImageFormat::Psd, "psd", "Photoshop, the composite of its layers", {"psd", "psb"}, true, true, true},
-    {ImageFormat::SunRaster, "ras", "Sun raster", {"ras", "sun"}, true, true, false},
+    {ImageFormat::Avif, "avif", "AVIF", {"avif"}, kReads, kNo, kNo, kNo, kPages},
+    {ImageFormat::Bmp, "bmp", "Windows or OS/2 bitmap", {"bmp", "dib"}, kReads, kWrites, kNo, kTrusted, kNo},
+    {ImageFormat::Gif, "gif", "GIF", {"gif"}, kReads, kWrites, kNo, kNo, kPages},
+    {ImageFormat::Heic, "heic", "HEIC, HEIF", {"heic", "heif", "hif"}, kReads, kNo, kNo, kNo, kPages},
+    {ImageFormat::Jpeg2000,
+     "jp2",
+     "JPEG 2000",
+     {"jp2", "j2k", "jpf", "jpc", "jpx", "j2c"},
+     kReads,
+     kWrites,
+     kAlpha,
+     kNo,
+     kNo},
+    {ImageFormat::Jpeg, "jpeg", "JPEG", {"jpeg", "jpg", "jpe", "jfif"}, kReads, kWrites, kNo, kTrusted, kNo},
+    {ImageFormat::PhotoCd, "pcd", "Photo CD", {"pcd"}, kReads, kWrites, kNo, kNo, kNo},
+    {ImageFormat::Png, "png", "PNG", {"png"}, kReads, kWrites, kAlpha, kTrusted, kNo},
+    {ImageFormat::Pnm,
+     "pnm",
+     "Portable bitmap, graymap and pixmap",
+     {"pnm", "ppm", "pgm", "pbm"},
+     kReads,
+     kWrites,
+     kNo,
+     kNo,
+     kNo},
+    {ImageFormat::Psd,
+     "psd",
+     "Photoshop, the composite of its layers",
+     {"psd", "psb"},
+     kReads,
+     kWrites,
+     kAlpha,
+     kTrusted,
+     kNo},
+    {ImageFormat::SunRaster, "ras", "Sun raster", {"ras", "sun"}, kReads, kWrites, kNo, kNo, kNo},
     {ImageFormat::Raw,
      "raw",
      "Raw files of digital cameras",
      {"raw", "bay", "bmq", "crw", "cs1", "dcr", "fff", "mrw", "nef", "orf", "pef", "raf", "rdc",
       "srf", "x3f", "cr2", "cr3", "dng", "arw", "rw2", "srw", "3fr", "kdc", "erf", "mef", "mos"},
-     true,
-     false,
-     false},
-    {ImageFormat::Tiff, "tiff", "TIFF, its first page", {"tiff", "tif"}, true, true, true},
+     kReads,
+     kNo,
+     kNo,
+     kNo,
+     kNo},
+    {ImageFormat::Tiff, "tiff", "TIFF", {"tiff", "tif"}, kReads, kWrites, kAlpha, kTrusted, kPages},
+    {ImageFormat::WebP, "webp", "WebP", {"webp"}, kReads, kWrites, kAlpha, kTrusted, kPages},
 };
 
 constexpr char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
@@ -45,6 +77,21 @@ struct TiffNumbers {
         return value;
     }
 };
+
+/// The format of an ISO media file, which names its brand and others that it complies with.
+ImageFormat FormatOfBrands(std::span<const std::uint8_t> bytes) {
+    using namespace std::string_view_literals;
+    constexpr std::size_t kMostBrands = 20;
+    for (std::size_t i = 0, at = 8; i < kMostBrands && at + 4 <= bytes.size(); ++i, at += i == 1 ? 8 : 4) {
+        const std::string_view brand(reinterpret_cast<const char*>(bytes.data() + at), 4);
+        if (brand == "avif"sv || brand == "avis"sv) return ImageFormat::Avif;
+        for (const auto known : {"heic"sv, "heix"sv, "heim"sv, "heis"sv, "hevc"sv, "hevx"sv})
+            if (brand == known) return ImageFormat::Heic;
+        // A brand that says nothing about the coding has to come first, or this is no picture.
+        if (i == 0 && brand != "mif1"sv && brand != "msf1"sv) break;
+    }
+    return ImageFormat::Unknown;
+}
 
 }  // namespace
 
@@ -113,6 +160,9 @@ ImageFormat FormatOfContent(std::span<const std::uint8_t> bytes) {
         has(4, "ftypcrx "sv) || has(0, "IIRO"sv) || has(0, "IIRS"sv) || has(0, "IIU\0"sv) || has(0, "MMOR"sv) ||
         has(8, "CR\2"sv))
         return ImageFormat::Raw;
+    if (has(0, "RIFF"sv) && has(8, "WEBP"sv)) return ImageFormat::WebP;
+    if (has(0, "\0\0\0\x0CjP  \r\n\x87\n"sv) || has(0, "\xFF\x4F\xFF\x51"sv)) return ImageFormat::Jpeg2000;
+    if (has(4, "ftyp"sv)) return FormatOfBrands(bytes);
     if (has(0, "II*\0"sv) || has(0, "MM\0*"sv)) {
         const std::size_t directory = std::min<std::size_t>(TiffDirectory(bytes), bytes.size());
         return IsCameraDirectory(bytes.subspan(directory), bytes[0] == 'M') ? ImageFormat::Raw : ImageFormat::Tiff;

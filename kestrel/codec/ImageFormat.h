@@ -17,10 +17,14 @@ enum class ImageFormat {
     Bmp = 7,
     Gif = 9,
     Png = 10,
+    Jpeg2000 = 13,
     SunRaster = 14,
     Pnm = 15,
     PhotoCd = 16,
-    Raw = 17
+    Raw = 17,
+    WebP = 18,  // from here on only Kestrel has a number for them
+    Heic = 19,
+    Avif = 20
 };
 
 /// What there is to know about a format.
@@ -32,6 +36,8 @@ struct FormatInfo {
     bool reads;
     bool writes;
     bool holdsAlpha;  ///< a written file keeps partial transparency
+    bool trusted;     ///< its decoder is our own, or one that all the world's hostile files are tried on
+    bool pages;       ///< a file may hold several pictures, of which `LoadOptions::page` chooses one
 };
 /// Every format, by name.
 KESTREL_API std::span<const FormatInfo> KnownFormats();

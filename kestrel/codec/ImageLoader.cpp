@@ -11,6 +11,8 @@
 #include <system_error>
 
 #include "kestrel/codec/Codecs.h"
+#include "kestrel/codec/Exif.h"
+#include "kestrel/codec/XmpPacket.h"
 #include "kestrel/foundation/FileReplacement.h"
 
 namespace kestrel {
@@ -47,34 +49,14 @@ LoadResult LoadFrom(ByteReader source, const LoadOptions& options, ImageFormat n
     if (vague && named == ImageFormat::Raw) result.format = named;
     if (!source.Seek(position)) return Failed(SystemError());
     try {
-        switch (result.format) {
-            case ImageFormat::Bmp:
-                LoadBmp(source, options, result);
-                break;
-            case ImageFormat::Jpeg:
-                LoadJpeg(source, options, result);
-                break;
-            case ImageFormat::Png:
-                LoadPng(source, options, result);
-                break;
-            case ImageFormat::Psd:
-                LoadPsd(source, options, result);
-                break;
-            case ImageFormat::Raw:
-                LoadRaw(source, options, result);
-                break;
-            case ImageFormat::Tiff:
-                LoadTiff(source, options, result);
-                break;
-            case ImageFormat::Gif:
-            case ImageFormat::PhotoCd:
-            case ImageFormat::Pnm:
-            case ImageFormat::SunRaster:
-                LoadMagick(source, options, result);
-                break;
-            case ImageFormat::Unknown:
-                result.error = UnknownFormat();
-        }
+        const Codec* const codec = FindCodec(result.format);
+        if (!codec)
+            result.error = UnknownFormat();
+        else if (options.trustedOnly && !FindFormat(result.format)->trusted)
+            result.error = {CodecFault::Untrusted, std::string("files of the format ") + FormatName(result.format) +
+                                                       " need a decoder that is not among the trusted ones"};
+        else if (FindFormat(result.format)->pages || HasPage(options, result))
+            codec->load(source, options, result);
     } catch (const std::bad_alloc&) {
         result.error = NoMemory();
     } catch (const std::runtime_error& error) {  // from a decoder that would otherwise end the program
@@ -84,6 +66,9 @@ LoadResult LoadFrom(ByteReader source, const LoadOptions& options, ImageFormat n
         result.fullWidth = result.image->biWidth;
         result.fullHeight = result.image->biHeight;
     }
+    if (result.image) result.hasAlpha = result.mask != nullptr;
+    if (result.metadata.density.unit == Density::Unit::None)
+        result.metadata.density = ExifDensity(result.metadata.exif);
     if (options.sizeOnly && !result.error) result.condition = Condition::Nothing;
     if (result.error) {
         result.condition = Condition::Nothing;
@@ -119,27 +104,19 @@ CodecError SaveTo(ByteWriter& target, const Dib* image, const Dib* mask, const S
         return {CodecFault::CannotHold,
                 std::string("files of the format ") + FormatName(options.format) + " hold no transparency"};
     try {
-        switch (options.format) {
-            case ImageFormat::Bmp:
-                return SaveBmp(target, image, options);
-            case ImageFormat::Jpeg:
-                return SaveJpeg(target, image, options);
-            case ImageFormat::Png:
-                return SavePng(target, image, mask, options);
-            case ImageFormat::Psd:
-                return SavePsd(target, image, mask, options);
-            case ImageFormat::Tiff:
-                return SaveTiff(target, image, mask, options);
-            case ImageFormat::Gif:
-            case ImageFormat::PhotoCd:
-            case ImageFormat::Pnm:
-            case ImageFormat::SunRaster:
-                return SaveMagick(target, image, options);
-            case ImageFormat::Raw:
-                return {CodecFault::NotSupported, "raw files are not written"};
-            case ImageFormat::Unknown:
-                break;
+        const Codec* const codec = FindCodec(options.format);
+        if (codec && !codec->save)
+            return {CodecFault::NotSupported,
+                    std::string("files of the format ") + FormatName(options.format) + " are not written"};
+        SaveOptions about = options;
+        ImageMetadata metadata;
+        if (options.metadata) {
+            metadata = *options.metadata;
+            UpdateExif(metadata.exif, image->biWidth, image->biHeight);
+            UpdateXmp(metadata.xmp);
+            about.metadata = &metadata;
         }
+        if (codec) return codec->save(target, image, mask, about);
     } catch (const std::bad_alloc&) {
         return NoMemory();
     }
@@ -234,64 +211,5 @@ void Flatten(Dib* image, const Dib* mask, std::uint8_t red, std::uint8_t green, 
         }
     }
 }
-
-bool SizeIsAllowed(std::int64_t width, std::int64_t height, std::uint64_t fileBytes, const LoadOptions& options,
-                   LoadResult& result) {
-    const std::string size = std::to_string(width) + " x " + std::to_string(height) + " pixels";
-    if (width < 1 || height < 1 || width > INT32_MAX || height > INT32_MAX) {
-        result.error = {CodecFault::Broken, "the picture has " + size};
-        return false;
-    }
-    const auto pixels = static_cast<std::uint64_t>(width * height);  // 62 bits hold it
-    if (pixels > options.pixelLimit) {
-        result.error = {CodecFault::PixelLimit,
-                        "the picture has " + size + ", the limit is " + std::to_string(options.pixelLimit)};
-        return false;
-    }
-    if (pixels > LoadOptions::kFreePixels && pixels / std::max<std::uint64_t>(fileBytes, 1) > options.expansionLimit) {
-        result.error = {CodecFault::ExpansionLimit, "the picture has " + size + ", too many for a file of " +
-                                                        std::to_string(fileBytes) + " bytes; the limit is " +
-                                                        std::to_string(options.expansionLimit) + " for each byte"};
-        return false;
-    }
-    return true;
-}
-
-bool MakePlanes(std::int64_t width, std::int64_t height, bool alpha, std::uint64_t fileBytes,
-                const LoadOptions& options, LoadResult& result) {
-    if (!SizeIsAllowed(width, height, fileBytes, options, result)) return false;
-    if (result.fullWidth == 0) {
-        result.fullWidth = width;
-        result.fullHeight = height;
-    }
-    result.hasAlpha = alpha;
-    if (options.sizeOnly) return false;
-    result.image.reset(DibCreate(24, static_cast<int>(width), static_cast<int>(height)));
-    if (alpha) result.mask.reset(DibCreate(8, static_cast<int>(width), static_cast<int>(height)));
-    if (result.image && (result.mask || !alpha)) return true;
-    result.error = NoMemory();
-    return false;
-}
-
-bool MaskHidesAll(const Dib* mask) {
-    for (int row = 0; row < mask->biHeight; ++row) {
-        const std::uint8_t* bytes = DibRow(mask, row);
-        if (!std::all_of(bytes, bytes + mask->biWidth, [](std::uint8_t byte) { return byte == 255; })) return false;
-    }
-    return true;
-}
-
-void HideAll(Dib* mask) {
-    for (int row = 0; row < mask->biHeight; ++row)
-        std::memset(DibRow(mask, row), 255, static_cast<std::size_t>(mask->biWidth));
-}
-
-std::string LinesText(std::int64_t read, std::int64_t all) {
-    return std::to_string(read) + " of " + std::to_string(all) + " lines could be read";
-}
-
-CodecError SystemError() { return {CodecFault::System, std::generic_category().message(errno)}; }
-CodecError WriteError() { return {CodecFault::System, "cannot write: " + SystemError().text}; }
-CodecError NoMemory() { return {CodecFault::NoMemory, "not enough memory"}; }
 
 }  // namespace kestrel

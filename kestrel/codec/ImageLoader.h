@@ -31,9 +31,11 @@ struct LoadOptions {
     int scanLimit = 100;                                ///< scans of a progressive JPEG file
     std::uint64_t inputLimit = std::uint64_t{1} << 30;  ///< bytes that are taken from a pipe or a device
 
-    int preferredWidth = 0;   ///< with both above 0, decoders that can may return a picture of 1/2, 1/4 or 1/8 of the
-    int preferredHeight = 0;  ///< size that is still as large as this
-    bool sizeOnly = false;    ///< only format, size and metadata are wanted; there will be no image
+    int preferredWidth = 0;    ///< with both above 0, decoders that can may return a picture of 1/2, 1/4 or 1/8 of the
+    int preferredHeight = 0;   ///< size that is still as large as this
+    int page = 0;              ///< of a file with several pictures, from 0
+    bool trustedOnly = false;  ///< only formats whose decoder is trusted (`FormatInfo`) are read
+    bool sizeOnly = false;     ///< only format, size and metadata are wanted; there will be no image
     ImageFormat named = ImageFormat::Unknown;  ///< `Raw` counts where the content shows no format or TIFF
     RawDevelopment raw{};
 
@@ -54,7 +56,9 @@ struct LoadResult {
     DibPtr mask;   ///< 8 bits of transparency; null when the file has no alpha
     ImageFormat format = ImageFormat::Unknown;
     std::int64_t fullWidth = 0, fullHeight = 0;  ///< of the file's picture, upright, whatever size was decoded
-    bool hasAlpha = false;                       ///< the file holds transparency, also when only the size was read
+    bool hasAlpha = false;                       ///< also when only the size was asked for
+    int orientation = 1;                         ///< of EXIF, 1 to 8, as the file says; it has been applied
+    int pages = 1;                               ///< pictures of the file; counted when only the size was asked for
     ImageMetadata metadata;                      ///< to hand on to `SaveOptions`
     Condition condition = Condition::Nothing;
     std::vector<std::string> warnings;  ///< one line each, without the path; a whole picture may have some
@@ -67,7 +71,10 @@ struct SaveOptions {
     ImageFormat format = ImageFormat::Unknown;  ///< unknown: by the extension of the path
     int jpegQuality = 92;                       ///< 1..100; from 90 on colour is kept at full resolution
     int pngCompression = 6;                     ///< 0 (none) to 9 (smallest)
-    const ImageMetadata* metadata = nullptr;    ///< blocks that the format cannot take are left out (`BlocksLeftOut`)
+    bool lossless = false;                      ///< for WebP, which else takes the quality of JPEG
+    /// Blocks that the format cannot take are left out (`BlocksLeftOut`). Sizes in EXIF data are set to those of the
+    /// picture, and what shows or describes the file that they came from, such as a thumbnail, goes.
+    const ImageMetadata* metadata = nullptr;
 };
 
 /// Picture files to packed blocks and back. Pixels are decoded into the rows of a 24-bit block and encoded from them;

@@ -25,7 +25,9 @@ std::string BlocksLeftOut(const ImageMetadata& metadata, ImageFormat format) {
     if (format == ImageFormat::Jpeg)
         maximum = {kLargestJpegExif, kLargestJpegProfile, kLargestJpegIptc, kLargestJpegXmp};
     if (format == ImageFormat::Png) maximum = {UINT32_MAX / 2, UINT32_MAX / 2, 0, UINT32_MAX / 2};
-    if (format == ImageFormat::Tiff) maximum = {0, UINT32_MAX, 0, UINT32_MAX};
+    if (format == ImageFormat::Tiff || format == ImageFormat::Jpeg2000)
+        maximum = {UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX};
+    if (format == ImageFormat::WebP) maximum = {UINT32_MAX / 8, UINT32_MAX / 8, 0, UINT32_MAX / 8};
     if (format == ImageFormat::Psd) maximum = {UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX};
     std::string names;
     const auto check = [&](const char* name, std::size_t size, std::size_t largest) {

@@ -403,6 +403,7 @@ void LoadJpeg(ByteReader& source, const LoadOptions& options, LoadResult& result
         return;
     }
     const int orientation = reader.TakeMetadata(result);
+    result.orientation = orientation;
     const bool swaps = SwapsSides(orientation);
     result.fullWidth = swaps ? reader.FullHeight() : reader.FullWidth();
     result.fullHeight = swaps ? reader.FullWidth() : reader.FullHeight();
@@ -437,7 +438,7 @@ void LoadJpeg(ByteReader& source, const LoadOptions& options, LoadResult& result
     }
 }
 
-CodecError SaveJpeg(ByteWriter& target, const Dib* image, const SaveOptions& options) {
+CodecError SaveJpeg(ByteWriter& target, const Dib* image, const Dib*, const SaveOptions& options) {
     static const ImageMetadata kNone;
     const ImageMetadata& metadata = options.metadata ? *options.metadata : kNone;
     Writer writer(target);

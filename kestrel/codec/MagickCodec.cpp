@@ -1,10 +1,13 @@
 // GIF, PNM, Sun raster and Photo CD by GraphicsMagick. Only coders named here are reached, never a delegate program.
 #include <magick/api.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
+#include <span>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "kestrel/codec/Codecs.h"
@@ -42,6 +45,9 @@ struct MagickLibrary : SharedLibrary {
     KESTREL_LATE(DestroyImageInfo);
     KESTREL_LATE(PingBlob);
     KESTREL_LATE(BlobToImage);
+    KESTREL_LATE(CoalesceImages);
+    KESTREL_LATE(GetImageListLength);
+    KESTREL_LATE(GetLastImageInList);
     KESTREL_LATE(ImageToBlob);
     KESTREL_LATE(DestroyImageList);
     KESTREL_LATE(TransformColorspace);
@@ -99,18 +105,57 @@ const char* CoderName(ImageFormat format) {
     }
 }
 
-InfoPtr MakeInfo(const MagickLibrary& library, ImageFormat format) {
+InfoPtr MakeInfo(const MagickLibrary& library, ImageFormat format, int page = 0) {
     InfoPtr info(library.CloneImageInfo(nullptr));
     if (!info) throw std::bad_alloc();
     std::strcpy(info->magick, CoderName(format));
     info->subimage = 0;
-    info->subrange = format == ImageFormat::PhotoCd ? 0 : 1;  // a number would choose one of its reduced pictures
+    // A number would choose one of the reduced pictures of a Photo CD file.
+    info->subrange = format == ImageFormat::PhotoCd ? 0 : static_cast<unsigned long>(page) + 1;
     return info;
 }
 
 CodecError Missing(ImageFormat format) {
     return {CodecFault::NotSupported,
             std::string(FormatName(format)) + " files need the library " KESTREL_MAGICK_LIBRARY};
+}
+
+/// The frames of a GIF file, told by the blocks that it consists of.
+int CountFrames(std::span<const std::uint8_t> bytes) {
+    constexpr std::uint8_t kFrame = 0x2C, kExtension = 0x21;
+    const auto colors = [](std::uint8_t flags) { return flags & 0x80 ? std::size_t{6} << (flags & 7) : 0; };
+    std::size_t at = 13;  // the header and the screen's size
+    if (bytes.size() > 10) at += colors(bytes[10]);
+    int frames = 0;
+    while (at < bytes.size() && (bytes[at] == kFrame || bytes[at] == kExtension)) {
+        const bool isFrame = bytes[at] == kFrame;
+        if (isFrame && at + 10 >= bytes.size()) break;
+        at += isFrame ? 11 + colors(bytes[at + 9]) : 2;  // place and size, then the codes' width; a label
+        while (at < bytes.size() && bytes[at] != 0) at += std::size_t{1} + bytes[at];
+        ++at;
+        if (isFrame) ++frames;
+    }
+    return std::max(frames, 1);
+}
+
+/// The last of the frames that were read, as it is seen: drawn over those before it.
+ImagePtr Composed(const MagickLibrary& library, ImagePtr images, LoadResult& result) {
+    if (library.GetImageListLength(images.get()) < 2) return images;
+    Exception exception(library);
+    ImagePtr all(library.CoalesceImages(images.get(), exception.Info()));
+    images.reset();
+    if (!all) {
+        result.error = {exception.IsMemory() ? CodecFault::NoMemory : CodecFault::Broken, exception.Text()};
+        return nullptr;
+    }
+    Image* const last = library.GetLastImageInList(all.get());
+    if (last->previous) last->previous->next = nullptr;
+    if (last != all.get()) {
+        last->previous = nullptr;
+    } else {
+        std::ignore = all.release();
+    }
+    return ImagePtr(last);
 }
 
 bool TakePixels(const MagickLibrary& library, const Image* from, LoadResult& result) {
@@ -140,12 +185,10 @@ void LoadMagick(ByteReader& source, const LoadOptions& options, LoadResult& resu
         result.error = Missing(result.format);
         return;
     }
-    std::vector<std::uint8_t> bytes(source.Left());
-    if (source.Read(bytes.data(), bytes.size()) != bytes.size()) {
-        result.error = SystemError();
-        return;
-    }
-    const InfoPtr info = MakeInfo(*library, result.format);
+    const std::vector<std::uint8_t> bytes = ReadRest(source);
+    if (result.format == ImageFormat::Gif) result.pages = CountFrames(bytes);
+    if (!HasPage(options, result)) return;
+    const InfoPtr info = MakeInfo(*library, result.format, options.page);
     Exception exception(*library);
     const ImagePtr seen(library->PingBlob(info.get(), bytes.data(), bytes.size(), exception.Info()));
     if (!seen) {
@@ -157,16 +200,24 @@ void LoadMagick(ByteReader& source, const LoadOptions& options, LoadResult& resu
                              bytes.size(), options, result);
     };
     if (!fits(seen.get())) return;
+    const auto frames = static_cast<std::uint64_t>(options.page) + 1;
+    if (frames > 1 && std::uint64_t{seen->columns} * seen->rows > options.pixelLimit / frames) {
+        result.error = {CodecFault::PixelLimit, "the frames up to this one have more pixels than the limit of " +
+                                                    std::to_string(options.pixelLimit)};
+        return;
+    }
     result.fullWidth = static_cast<std::int64_t>(seen->columns);
     result.fullHeight = static_cast<std::int64_t>(seen->rows);
-    result.hasAlpha = seen->matte;
+    result.hasAlpha = seen->matte != 0;
     if (options.sizeOnly) return;
     Exception reading(*library);
-    const ImagePtr image(library->BlobToImage(info.get(), bytes.data(), bytes.size(), reading.Info()));
+    ImagePtr image(library->BlobToImage(info.get(), bytes.data(), bytes.size(), reading.Info()));
     if (!image || image->columns == 0 || image->rows == 0) {
         result.error = {reading.IsMemory() ? CodecFault::NoMemory : CodecFault::Broken, reading.Text()};
         return;
     }
+    image = Composed(*library, std::move(image), result);
+    if (!image) return;
     if (!reading.IsSilent()) result.warnings.push_back(reading.Text());
     if (reading.IsError()) result.condition = Condition::Damaged;
     if (image->colorspace != RGBColorspace && !library->TransformColorspace(image.get(), RGBColorspace)) {
@@ -179,7 +230,7 @@ void LoadMagick(ByteReader& source, const LoadOptions& options, LoadResult& resu
     if (!TakePixels(*library, image.get(), result)) result.error = NoMemory();
 }
 
-CodecError SaveMagick(ByteWriter& target, const Dib* image, const SaveOptions& options) {
+CodecError SaveMagick(ByteWriter& target, const Dib* image, const Dib*, const SaveOptions& options) {
     const MagickLibrary* library = MagickLibrary::Get();
     if (!library) return Missing(options.format);
     const auto width = static_cast<std::size_t>(image->biWidth);

@@ -264,6 +264,7 @@ bool ReadInterlaced(Reader& reader, int orientation, LoadResult& result) {
 
 void LoadPng(ByteReader& source, const LoadOptions& options, LoadResult& result) {
     const PngExtras extras = ReadPngExtras(source);
+    result.orientation = extras.orientation;
     const std::uint64_t bytes = source.Left();
     Reader reader(source);
     if (!reader.IsMade()) throw std::bad_alloc();

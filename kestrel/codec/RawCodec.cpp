@@ -67,11 +67,7 @@ void LoadRaw(ByteReader& source, const LoadOptions& options, LoadResult& result)
         result.error = {CodecFault::NotSupported, "raw files need the library " KESTREL_RAW_LIBRARY};
         return;
     }
-    std::vector<std::uint8_t> bytes(source.Left());
-    if (source.Read(bytes.data(), bytes.size()) != bytes.size()) {
-        result.error = SystemError();
-        return;
-    }
+    std::vector<std::uint8_t> bytes = ReadRest(source);
     const std::unique_ptr<libraw_data_t, Closer> raw(
         library->libraw_init(LIBRAW_OPIONS_NO_MEMERR_CALLBACK | LIBRAW_OPIONS_NO_DATAERR_CALLBACK));
     if (!raw) throw std::bad_alloc();

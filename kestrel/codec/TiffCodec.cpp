@@ -11,8 +11,10 @@
 
 #include "kestrel/codec/Codecs.h"
 #include "kestrel/codec/IccProfile.h"
+#include "kestrel/codec/MemoryTarget.h"
 #include "kestrel/codec/ScanlineOrienter.h"
 #include "kestrel/codec/SharedLibrary.h"
+#include "kestrel/codec/TiffBlocks.h"
 
 namespace kestrel {
 namespace {
@@ -35,6 +37,9 @@ struct TiffLibrary : SharedLibrary {
     KESTREL_LATE(TIFFGetFieldDefaulted);
     KESTREL_LATE(TIFFSetField);
     KESTREL_LATE(TIFFIsCODECConfigured);
+    KESTREL_LATE(TIFFCurrentDirOffset);
+    KESTREL_LATE(TIFFSetDirectory);
+    KESTREL_LATE(TIFFNumberOfDirectories);
     KESTREL_LATE(TIFFIsTiled);
     KESTREL_LATE(TIFFScanlineSize64);
     KESTREL_LATE(TIFFStripSize64);
@@ -64,44 +69,31 @@ CodecError Missing() { return {CodecFault::NotSupported, "TIFF files need the li
 struct Stream {
     ByteReader* source = nullptr;
     std::uint64_t start = 0;
-    std::vector<std::uint8_t> target{};
-    std::uint64_t position = 0;
+    MemoryTarget target{};
     std::string error{};
 
     static tmsize_t Read(thandle_t handle, void* to, tmsize_t count) {
         auto* stream = static_cast<Stream*>(handle);
         if (stream->source) return static_cast<tmsize_t>(stream->source->Read(to, static_cast<std::size_t>(count)));
-        const std::size_t left =
-            stream->target.size() - std::min<std::uint64_t>(stream->position, stream->target.size());
-        const std::size_t part = std::min(left, static_cast<std::size_t>(count));
-        if (part > 0) std::memcpy(to, stream->target.data() + stream->position, part);
-        stream->position += part;
-        return static_cast<tmsize_t>(part);
+        return static_cast<tmsize_t>(stream->target.Read(to, static_cast<std::size_t>(count)));
     }
     static tmsize_t Write(thandle_t handle, void* from, tmsize_t count) {
         auto* stream = static_cast<Stream*>(handle);
-        const std::uint64_t end = stream->position + static_cast<std::uint64_t>(count);
-        try {
-            if (end > stream->target.size()) stream->target.resize(end);
-        } catch (const std::exception&) {
-            stream->error = "not enough memory";
-            return -1;
-        }
-        std::memcpy(stream->target.data() + stream->position, from, static_cast<std::size_t>(count));
-        stream->position = end;
-        return count;
+        if (stream->target.Write(from, static_cast<std::size_t>(count))) return count;
+        stream->error = "not enough memory";
+        return -1;
     }
     static toff_t Seek(thandle_t handle, toff_t offset, int whence) {
         auto* stream = static_cast<Stream*>(handle);
-        const std::uint64_t now = stream->source ? stream->source->Position() - stream->start : stream->position;
+        const std::uint64_t now = stream->source ? stream->source->Position() - stream->start : stream->target.position;
         const std::uint64_t base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? now : Size(handle);
         const std::uint64_t to = base + offset;
-        if (!stream->source) return stream->position = to;
+        if (!stream->source) return stream->target.position = to;
         return stream->source->Seek(stream->start + to) ? to : static_cast<toff_t>(-1);
     }
     static toff_t Size(thandle_t handle) {
         auto* stream = static_cast<Stream*>(handle);
-        return stream->source ? stream->source->Size() - stream->start : stream->target.size();
+        return stream->source ? stream->source->Size() - stream->start : stream->target.bytes.size();
     }
     static int Close(thandle_t) { return 0; }
     static int OnError(TIFF*, void* user, const char*, const char* format, va_list arguments) {
@@ -155,6 +147,7 @@ public:
           file_(Open(stream_, "rmO", std::max<std::uint64_t>(kLargestBand, source.Left()))) {}
 
     bool IsOpen() const { return file_ != nullptr; }
+    bool OpenPage(const LoadOptions& options, LoadResult& result);
     CodecError ReadForm(Form& form);
     void TakeMetadata(LoadResult& result);
     /// Number of lines that could be read, whose samples go to `use(line, samples)`.
@@ -190,6 +183,15 @@ bool IsConvertedHere(int photometric) {
 
 int ColorSamples(const Form& form) {
     return form.photometric == PHOTOMETRIC_RGB ? 3 : form.photometric == PHOTOMETRIC_SEPARATED ? 4 : 1;
+}
+
+bool Reader::OpenPage(const LoadOptions& options, LoadResult& result) {
+    if (options.page == 0 && !options.sizeOnly) return true;  // counting reads every directory of the file
+    result.pages = std::max(static_cast<int>(library_.TIFFNumberOfDirectories(file_.get())), 1);
+    if (!HasPage(options, result)) return false;
+    if (options.page == 0 || library_.TIFFSetDirectory(file_.get(), static_cast<tdir_t>(options.page))) return true;
+    result.error = {CodecFault::Broken, Error()};
+    return false;
 }
 
 CodecError Reader::ReadForm(Form& form) {
@@ -254,6 +256,8 @@ void Reader::TakeMetadata(LoadResult& result) {
         if (!library_.TIFFGetField(file_.get(), tag, &size, &bytes) || !bytes) return {};
         return {bytes, size};
     };
+    ByteReader blocks = *stream_.source;
+    if (blocks.Seek(stream_.start)) ReadTiffBlocks(blocks, library_.TIFFCurrentDirOffset(file_.get()), result.metadata);
     const auto xmp = block(TIFFTAG_XMLPACKET);
     result.metadata.xmp.assign(xmp.begin(), xmp.end());
     if (const auto profile = block(TIFFTAG_ICCPROFILE); !profile.empty()) {
@@ -457,9 +461,12 @@ void LoadTiff(ByteReader& source, const LoadOptions& options, LoadResult& result
     const std::uint64_t bytes = source.Left();
     Reader reader(source, *library);
     Form form;
-    result.error = reader.IsOpen() ? reader.ReadForm(form) : CodecError{CodecFault::Broken, reader.Error()};
+    if (!reader.IsOpen()) result.error = {CodecFault::Broken, reader.Error()};
+    if (result.error || !reader.OpenPage(options, result)) return;
+    result.error = reader.ReadForm(form);
     if (result.error) return;
     reader.TakeMetadata(result);
+    result.orientation = form.orientation;
     if (!IsConvertedHere(form.photometric)) {
         form.orientation = ORIENTATION_BOTLEFT;
         return LoadConverted(reader, form, bytes, options, result);
@@ -493,7 +500,8 @@ CodecError SaveTiff(ByteWriter& target, const Dib* image, const Dib* mask, const
         std::uint64_t{width} * static_cast<unsigned>(image->biHeight) * static_cast<unsigned>(samples);
     Stream stream;
     {
-        const File file = Open(stream, raw > kClassicLimit / 2 ? "w8" : "w", UINT64_MAX);
+        const std::string order = options.metadata && IsBigEndianExif(options.metadata->exif) ? "wb" : "wl";
+        const File file = Open(stream, (raw > kClassicLimit / 2 ? order + "8" : order).c_str(), UINT64_MAX);
         const auto fail = [&] {
             return CodecError{CodecFault::CannotHold,
                               stream.error.empty() ? "the picture cannot be written" : stream.error};
@@ -541,7 +549,9 @@ CodecError SaveTiff(ByteWriter& target, const Dib* image, const Dib* mask, const
         if (!good || !library->TIFFFlush(file.get())) return fail();
     }
     if (!stream.error.empty()) return {CodecFault::CannotHold, stream.error};
-    return target.Write(stream.target.data(), stream.target.size()) ? CodecError() : WriteError();
+    std::vector<std::uint8_t>& bytes = stream.target.bytes;
+    if (options.metadata) AddTiffBlocks(bytes, *options.metadata);
+    return target.Write(bytes.data(), bytes.size()) ? CodecError() : WriteError();
 }
 
 }  // namespace kestrel

@@ -77,6 +77,26 @@ TEST_F(PicBoxWrite, WhatIsAddedComesBack) {
         }
 }
 
+TEST_F(PicBoxWrite, RecordsWithBitMasksKeepThem) {
+    const QvStoragePtr root = Root(BoxOn::Memory);
+    qvPicBox box(*root, kChange);
+    for (const std::uint32_t counted : {0u, 3u}) {
+        const DibPtr image(DibCreateEx(16, 2, 3, 12));
+        image->biCompression = kDibBitFields;
+        image->biClrUsed = counted;
+        const std::uint32_t masks[] = {0xF800, 0x07E0, 0x001F};
+        std::memcpy(image.get() + 1, masks, sizeof masks);
+        for (int row = 0; row < 3; ++row) std::memset(DibRow(image.get(), row), 7 + row, 4);
+        ASSERT_GT(box.AddFile("p", image.get(), nullptr, 0, 0, false, false, true), 0u);
+        DibPtr back, mask;
+        std::int32_t x, y;
+        ASSERT_TRUE(ReadBack(box, "p", back, mask, x, y)) << logged;
+        EXPECT_EQ(back->biCompression, kDibBitFields);
+        EXPECT_EQ(std::memcmp(back.get() + 1, masks, sizeof masks), 0);
+        EXPECT_TRUE(SamePixels(back.get(), image.get())) << "the last row is behind the masks";
+    }
+}
+
 TEST_F(PicBoxWrite, FilesGoInAsTheyAre) {
     const std::string jpeg = Encoded(Plain(8, 8, 60, 60, 60).get(), nullptr, ImageFormat::Jpeg);
     const std::string png = Encoded(Plain(8, 8, 60, 60, 60).get(), SomeMask(8, 8).get(), ImageFormat::Png);

@@ -61,10 +61,10 @@ TEST(Exif, AnythingElseIsUpright) {
     EXPECT_EQ(ExifOrientation(samples::Exif(0, false, false)), 1);
     EXPECT_EQ(ExifOrientation(samples::Exif(9, true, false)), 1);
     const Bytes whole = samples::Exif(6, false, true);
-    const std::size_t value = 6 + 8 + 2 + 12 + 8;
+    const std::size_t entryEnd = 6 + 8 + 2 + 12 + 12;
     for (std::size_t size = 0; size < whole.size(); ++size) {
         const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
-        EXPECT_EQ(ExifOrientation(cut), size >= value + 2 ? 6 : 1) << size;
+        EXPECT_EQ(ExifOrientation(cut), size >= entryEnd ? 6 : 1) << size;
     }
     // Every byte set to each extreme: no reading beyond, and some number from 1 to 8.
     for (std::size_t at = 0; at < whole.size(); ++at)

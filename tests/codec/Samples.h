@@ -75,7 +75,7 @@ inline Bytes Exif(int orientation, bool bigEndian, bool prefix) {
     put(42, 2);
     put(8, 4);
     put(2, 2);
-    put(0x0100, 2), put(4, 2), put(1, 4), put(77, 4);
+    put(0x0103, 2), put(4, 2), put(1, 4), put(77, 4);
     put(0x0112, 2), put(3, 2), put(1, 4), put(static_cast<unsigned>(orientation), 2), put(0, 2);
     put(0, 4);
     return bytes;

@@ -1,0 +1,36 @@
+#pragma once
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <exception>
+#include <vector>
+
+namespace kestrel {
+
+/// A file in memory, for libraries that go back in what they have written. Gaps are zeros.
+struct MemoryTarget {
+    std::vector<std::uint8_t> bytes{};
+    std::uint64_t position = 0;
+
+    /// False without memory.
+    bool Write(const void* from, std::size_t count) noexcept {
+        try {
+            if (position + count > bytes.size()) bytes.resize(position + count);
+        } catch (const std::exception&) {
+            return false;
+        }
+        if (count > 0) std::memcpy(bytes.data() + position, from, count);
+        position += count;
+        return true;
+    }
+    /// Bytes that were there.
+    std::size_t Read(void* to, std::size_t count) noexcept {
+        const std::uint64_t left = bytes.size() - std::min<std::uint64_t>(position, bytes.size());
+        const std::size_t part = static_cast<std::size_t>(std::min<std::uint64_t>(left, count));
+        if (part > 0) std::memcpy(to, bytes.data() + position, part);
+        position += part;
+        return part;
+    }
+};
+
+}  // namespace kestrel
