@@ -25,6 +25,7 @@ magick/         kestrel/codec
 openjpeg.h      kestrel/codec
 webp/           kestrel/codec
 libheif/        kestrel/codec
+lcms2.h         kestrel/codec
 zlib.h          kestrel/storage kestrel/codec
 pango/          kestrel/host
 cairo           kestrel/host

@@ -18,9 +18,9 @@ void AddFormats(const Command& program) {
             return console::kDone;
         }
         for (const kestrel::FormatInfo& format : kestrel::KnownFormats())
-            console::Print(fmt::format("{:<5} {:<10}  {:<8}  {}{}\n", format.name,
-                                       format.writes ? "read write" : "read", format.trusted ? "trusted" : "",
-                                       format.title, format.pages ? ", pages" : ""));
+            console::Print(fmt::format("{:<5} {:<10}  {}{}{}\n", format.name, format.writes ? "read write" : "read",
+                                       format.title, format.pages ? ", pages by number" : "",
+                                       format.trusted ? ", trusted" : ""));
         return console::kDone;
     });
 }

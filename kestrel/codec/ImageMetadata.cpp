@@ -3,6 +3,9 @@
 #include <cmath>
 
 #include "kestrel/codec/Codecs.h"
+#include "kestrel/codec/Exif.h"
+#include "kestrel/codec/IptcRecords.h"
+#include "kestrel/codec/XmpPacket.h"
 
 namespace kestrel {
 
@@ -38,6 +41,12 @@ std::string BlocksLeftOut(const ImageMetadata& metadata, ImageFormat format) {
     check("IPTC data", metadata.iptc.size(), maximum.iptc);
     check("XMP data", metadata.xmp.size(), maximum.xmp);
     return names;
+}
+
+void StripPlace(ImageMetadata& metadata) {
+    StripExifPlace(metadata.exif);
+    StripIptcPlace(metadata.iptc);
+    StripXmpPlace(metadata.xmp);
 }
 
 }  // namespace kestrel

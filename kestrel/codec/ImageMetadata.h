@@ -33,4 +33,7 @@ std::pair<std::int32_t, std::int32_t> PerMeter(const Density& density);
 /// everything fits. Density is not named: most formats round it or leave it out.
 KESTREL_API std::string BlocksLeftOut(const ImageMetadata& metadata, ImageFormat format);
 
+/// Drops where the picture was taken, and which place it shows, from EXIF, IPTC and XMP data.
+KESTREL_API void StripPlace(ImageMetadata& metadata);
+
 }  // namespace kestrel

@@ -17,7 +17,8 @@ namespace kestrel {
 namespace {
 
 /// In place of printing the reason and ending the program.
-__attribute__((noreturn)) void GiveUp(ExceptionType, const char* reason, const char*) {
+__attribute__((noreturn)) void GiveUp(ExceptionType kind, const char* reason, const char*) {
+    if (kind % 100 == ResourceLimitFatalError % 100) throw std::bad_alloc();
     throw std::runtime_error(reason ? reason : "the decoder gave up");
 }
 
@@ -79,11 +80,16 @@ public:
 
     ExceptionInfo* Info() { return &info_; }
     bool IsError() const { return info_.severity >= ErrorException; }
-    bool IsMemory() const { return info_.severity % 100 == ResourceLimitError % 100; }
+    /// Pixels that find no memory would go to a file, which the limits do not allow.
+    bool IsMemory() const {
+        const int about = info_.severity % 100;
+        return IsError() && (about == ResourceLimitError % 100 || about == CacheError % 100);
+    }
     bool IsSilent() const { return info_.severity == UndefinedException; }
+    CodecError Error() const { return IsMemory() ? NoMemory() : CodecError{CodecFault::Broken, Text()}; }
     std::string Text() const {
         std::string text = info_.reason ? info_.reason : "the file is damaged";
-        if (info_.description) text += std::string(" (") + info_.description + ")";
+        if (info_.description && *info_.description) text += std::string(" (") + info_.description + ")";
         return text;
     }
 
@@ -145,7 +151,7 @@ ImagePtr Composed(const MagickLibrary& library, ImagePtr images, LoadResult& res
     ImagePtr all(library.CoalesceImages(images.get(), exception.Info()));
     images.reset();
     if (!all) {
-        result.error = {exception.IsMemory() ? CodecFault::NoMemory : CodecFault::Broken, exception.Text()};
+        result.error = exception.Error();
         return nullptr;
     }
     Image* const last = library.GetLastImageInList(all.get());
@@ -192,7 +198,7 @@ void LoadMagick(ByteReader& source, const LoadOptions& options, LoadResult& resu
     Exception exception(*library);
     const ImagePtr seen(library->PingBlob(info.get(), bytes.data(), bytes.size(), exception.Info()));
     if (!seen) {
-        result.error = {CodecFault::Broken, exception.Text()};
+        result.error = exception.Error();
         return;
     }
     const auto fits = [&](const Image* image) {
@@ -213,7 +219,7 @@ void LoadMagick(ByteReader& source, const LoadOptions& options, LoadResult& resu
     Exception reading(*library);
     ImagePtr image(library->BlobToImage(info.get(), bytes.data(), bytes.size(), reading.Info()));
     if (!image || image->columns == 0 || image->rows == 0) {
-        result.error = {reading.IsMemory() ? CodecFault::NoMemory : CodecFault::Broken, reading.Text()};
+        result.error = reading.Error();
         return;
     }
     image = Composed(*library, std::move(image), result);
@@ -248,7 +254,7 @@ CodecError SaveMagick(ByteWriter& target, const Dib* image, const Dib*, const Sa
     const auto free = [library](void* blob) { library->MagickFree(blob); };
     const std::unique_ptr<void, decltype(free)> blob(
         library->ImageToBlob(info.get(), made.get(), &size, exception.Info()), free);
-    if (!blob) return {CodecFault::CannotHold, exception.Text()};
+    if (!blob) return exception.IsMemory() ? NoMemory() : CodecError{CodecFault::CannotHold, exception.Text()};
     return target.Write(blob.get(), size) ? CodecError() : WriteError();
 }
 
