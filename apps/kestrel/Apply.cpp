@@ -49,9 +49,11 @@ void AddApply(const Command& program) {
     const Command command = program.Subcommand("apply", "Run a picture through a chain of filters");
     command.Arguments("INPUT OUTPUT", options->files,
                       "The picture to read and the one to write, also INPUT itself;\n"
-                      "- is a pipe, shop.box:harbour a picture in a picture box.\n"
-                      "With --output, inputs only: files, folders, 'shop.box:*'");
+                      "- is a pipe, shop.box:harbour a picture in a picture box,\n"
+                      "in.tif[2] the third page of a file. With --output, inputs\n"
+                      "only: files, folders, 'shop.box:*'");
     options->chain.AddTo(command);
+    options->pictures.AddTo(command);
     command.Flag("--stored-chain", options->storedChain,
                  "Take the chain that the box keeps with INPUT, in the place\nof --chain");
     command.Option("--format", options->format, "FORMAT", "Format of OUTPUT, in place of the one that its name tells");

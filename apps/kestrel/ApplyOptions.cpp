@@ -105,6 +105,7 @@ ApplyJob CheckApply(const ApplyOptions& options) {
         Checked(level, level >= 0 && level <= 9, "--png-level", options.pngLevel, "a whole number from 0 to 9"));
     job.threads = ParseThreads(options.threads);
     job.limits = CheckLimits(options);
+    options.pictures.Check(job.limits, job.save);
     job.background = ParseBackground(options.background);
     if (!options.view.empty())
         job.view = Checked(ParseSize(options.view), true, "--view", options.view, "WxH: whole numbers from 1");

@@ -6,6 +6,7 @@
 
 #include "apps/kestrel/ChainOptions.h"
 #include "apps/kestrel/Existing.h"
+#include "apps/kestrel/PictureOptions.h"
 #include "apps/kestrel/Values.h"
 #include "kestrel/codec/ImageLoader.h"
 
@@ -13,6 +14,7 @@
 struct ApplyOptions {
     std::vector<std::string> files;  ///< INPUT and OUTPUT; with a pattern for the output, inputs only
     ChainOptions chain;
+    PictureOptions pictures;
     bool storedChain = false;
     std::string renderScale = "1";
     std::string printChain;

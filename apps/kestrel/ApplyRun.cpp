@@ -96,6 +96,7 @@ int RunApply(const ApplyOptions& options, ApplyJob job, const ApplyTask& task) {
     if (damaged && IsSamePicture(task.input, task.output))
         throw console::Failure{OutputName(task.output) +
                                ": is damaged, and would be replaced by what could be read of it; name another OUTPUT"};
+    options.pictures.Edit(InputName(task.input), loaded);
     job.save.metadata = &loaded.metadata;
     TellLeftOut(task.output, loaded.metadata, job.save.format);
     Picture picture = Filter(options, job, task, rendering, {std::move(loaded.image), std::move(loaded.mask)});

@@ -123,6 +123,10 @@ void Command::Repeatable(const char* names, std::vector<std::string>& values, in
 
 void Command::Flag(const char* names, bool& value, const char* text) const { app_->add_flag(names, value, text); }
 
+void Command::FlagWithValue(const char* name, std::string& value, const char* usual, const char* text) const {
+    app_->add_flag(fmt::format("{}{{{}}}", name, usual), value, text);
+}
+
 void Command::Footer(const char* text) const { app_->footer(text); }
 
 void Command::Run(Log log, std::function<int()> run) const {

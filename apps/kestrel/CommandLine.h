@@ -31,6 +31,8 @@ public:
     void Repeatable(const char* names, std::vector<std::string>& values, int words, const char* type,
                     const char* text) const;
     void Flag(const char* names, bool& value, const char* text) const;
+    /// A flag that may have a value after "="; without one it takes `usual`.
+    void FlagWithValue(const char* name, std::string& value, const char* usual, const char* text) const;
     /// What `--help` prints at its end.
     void Footer(const char* text) const;
 

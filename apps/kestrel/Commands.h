@@ -9,6 +9,7 @@ void AddFormats(const Command& program);
 void AddDescribe(const Command& program);
 void AddDialog(const Command& program);
 void AddColor(const Command& program);
+void AddInfo(const Command& program);
 void AddStrings(const Command& program);
 void AddSettings(const Command& program);
 void AddBox(const Command& program);

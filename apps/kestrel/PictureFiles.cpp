@@ -17,6 +17,7 @@
 #include "apps/kestrel/Interrupt.h"
 #include "apps/kestrel/PictureBox.h"
 #include "apps/kestrel/Stores.h"
+#include "kestrel/codec/PagePath.h"
 #include "kestrel/foundation/FileReplacement.h"
 
 using kestrel::ImageFormat;
@@ -38,6 +39,12 @@ const char* LimitOption(kestrel::CodecFault fault) {
         default:
             return nullptr;
     }
+}
+
+[[noreturn]] void Fail(const std::string& name, const kestrel::CodecError& error) {
+    const char* const option = LimitOption(error.fault);
+    throw console::Failure{name + ": " + error.text +
+                           (option ? std::string("; raise it with ") + option : std::string())};
 }
 
 /// Boxes belong to one thread at a time, compound files even to one process.
@@ -72,7 +79,12 @@ kestrel::LoadResult LoadFromBox(const BoxPath& place, kestrel::LoadOptions limit
 kestrel::LoadResult LoadFrom(const std::string& input, const kestrel::LoadOptions& limits) {
     if (IsPipe(input)) return kestrel::ImageLoader::Load(stdin, limits);
     const auto place = FindBoxPath(input, PathUse::Input);
-    if (!place) return kestrel::ImageLoader::Load(input, limits);
+    if (!place) {
+        const kestrel::PagePath page = kestrel::SplitPage(input);
+        kestrel::LoadOptions options = limits;
+        options.page = page.page;
+        return kestrel::ImageLoader::Load(page.path, options);
+    }
     if (place->name.empty()) FailStore(input, "names no picture of the box");
     return LoadFromBox(*place, limits);
 }
@@ -160,16 +172,27 @@ kestrel::LoadResult LoadPicture(const std::string& input, const kestrel::LoadOpt
     const std::string name = InputName(input);
     kestrel::LoadResult loaded = LoadFrom(input, limits);
     for (const std::string& warning : loaded.warnings) console::Warning(name + ": " + warning);
-    if (!loaded) {
-        const char* const option = LimitOption(loaded.error.fault);
-        throw console::Failure{name + ": " + loaded.error.text +
-                               (option ? std::string("; raise it with ") + option : std::string())};
-    }
+    if (!loaded) Fail(name, loaded.error);
     console::Detail(
         fmt::format("{}: {} x {} pixels, {}{}", name, loaded.image->biWidth, loaded.image->biHeight,
                     loaded.format == ImageFormat::Unknown ? "stored pixels" : kestrel::FormatName(loaded.format),
                     loaded.mask ? " with transparency" : ""));
     return loaded;
+}
+
+kestrel::LoadResult InspectPicture(const std::string& input, kestrel::LoadOptions limits) {
+    limits.sizeOnly = true;
+    kestrel::LoadResult seen = LoadFrom(input, limits);
+    if (seen.error) Fail(InputName(input), seen.error);
+    return seen;
+}
+
+std::string StoredChainIfAny(const std::string& input) {
+    const auto place = IsPipe(input) ? std::nullopt : FindBoxPath(input, PathUse::Input);
+    if (!place) return {};
+    const std::lock_guard guard(BoxGuard());
+    PictureBox box(place->box, kestrel::kStorageRead);
+    return box.Box().GetChain(box.Find(place->name).entry.name.c_str());
 }
 
 StoredChain StoredChainOf(const std::string& input) {
@@ -233,8 +256,8 @@ bool IsSamePicture(const std::string& input, const std::string& output) {
     }
     struct stat inputStatus {
     }, outputStatus{};
-    const bool inputKnown =
-        (IsPipe(input) ? fstat(STDIN_FILENO, &inputStatus) : stat(input.c_str(), &inputStatus)) == 0;
+    const std::string path = kestrel::SplitPage(input).path;
+    const bool inputKnown = (IsPipe(input) ? fstat(STDIN_FILENO, &inputStatus) : stat(path.c_str(), &inputStatus)) == 0;
     const bool outputKnown =
         (IsPipe(output) ? fstat(STDOUT_FILENO, &outputStatus) : stat(output.c_str(), &outputStatus)) == 0;
     return inputKnown && outputKnown && S_ISREG(inputStatus.st_mode) && inputStatus.st_dev == outputStatus.st_dev &&

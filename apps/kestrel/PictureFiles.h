@@ -27,6 +27,11 @@ Rgba ParseBackground(const std::string& text);
 /// The input picture and what the file says beside it; its warnings are shown. Throws `console::Failure`.
 kestrel::LoadResult LoadPicture(const std::string& input, const kestrel::LoadOptions& limits);
 
+/// What a picture is, without its pixels where the file tells it without them. Throws `console::Failure`.
+kestrel::LoadResult InspectPicture(const std::string& input, kestrel::LoadOptions limits);
+
+/// The chain that a box keeps with the picture; empty without one, and for pictures outside boxes.
+std::string StoredChainIfAny(const std::string& input);
 /// The chain that a box keeps with the picture. Throws `console::Failure` when there is none.
 StoredChain StoredChainOf(const std::string& input);
 

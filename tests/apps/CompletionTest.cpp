@@ -44,7 +44,7 @@ TEST_F(CompletionTest, CandidatesForTheLastWord) {
         {"apply a b -f Exposure:Red=1,Gr", "Exposure:Red=1,Green="},
         {"apply a b -f Nothing:", ""},
         {"apply a b --print-chain=", "--print-chain=pending"},
-        {"apply a b --format je", "jpeg"},
+        {"apply a b --format jpe", "jpeg"},
         {"describe Sepia --lang ''", "en"},
         {"settings list --branch c", "classes"},
         {"box add shop.box --existing ren", "rename"},

@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 
+#include "kestrel/codec/ColorConversion.h"
 #include "kestrel/codec/Exif.h"
 #include "kestrel/codec/ImageLoader.h"
 #include "kestrel/codec/IptcRecords.h"
@@ -212,6 +214,72 @@ TEST(XmpEdits, PropertiesAreCutOut) {
         EXPECT_EQ(left.find("'1'"), std::string::npos) << cut;
         EXPECT_EQ(left.find(">2"), std::string::npos) << cut;
     }
+}
+
+/// A profile of the given primaries and a plain power of `gamma` / 256, as the format's description lays it out. The
+/// white is D50, so that the columns are what the numbers (1, 0, 0), (0, 1, 0) and (0, 0, 1) mean there.
+Bytes MatrixProfile(const double (&columns)[3][3], int gamma) {
+    Bytes bytes(128);
+    const auto put = [&](std::uint32_t value, int size) {
+        for (int i = size - 1; i >= 0; --i) bytes.push_back(static_cast<std::uint8_t>(value >> 8 * i));
+    };
+    const auto text = [&](const char* four) { bytes.insert(bytes.end(), four, four + 4); };
+    const char* const names[] = {"rXYZ", "gXYZ", "bXYZ", "rTRC", "gTRC", "bTRC", "wtpt"};
+    put(7, 4);
+    for (std::uint32_t i = 0; i < 7; ++i) text(names[i]), put(216 + 20 * i, 4), put(i / 3 == 1 ? 14 : 20, 4);
+    const double white[] = {0.9642, 1, 0.8249};
+    for (std::size_t i = 0; i < 7; ++i) {
+        if (i / 3 == 1) {
+            text("curv"), put(0, 4), put(1, 4), put(static_cast<std::uint32_t>(gamma), 2), put(0, 6);
+            continue;
+        }
+        text("XYZ "), put(0, 4);
+        for (std::size_t k = 0; k < 3; ++k)
+            put(static_cast<std::uint32_t>((i == 6 ? white[k] : columns[i][k]) * 65536 + 0.5), 4);
+    }
+    const auto set = [&](std::size_t at, const char* four) {
+        std::copy_n(four, 4, bytes.begin() + static_cast<std::ptrdiff_t>(at));
+    };
+    bytes[3] = static_cast<std::uint8_t>(bytes.size()), bytes[2] = static_cast<std::uint8_t>(bytes.size() >> 8);
+    bytes[8] = 2, bytes[9] = 0x10;
+    set(12, "mntr"), set(16, "RGB "), set(20, "XYZ "), set(36, "acsp");
+    bytes[70] = 0xF6, bytes[71] = 0xD6, bytes[73] = 1, bytes[78] = 0xD3, bytes[79] = 0x2D;  // the white of the header
+    return bytes;
+}
+
+TEST(ColorConversion, NumbersMeanTheSameColors) {
+    // Wide primaries at a gamma of 563 / 256, which is 2.2 nearly; and the way from D50 to linear sRGB.
+    constexpr double kWide[3][3] = {
+        {0.60974, 0.31111, 0.01947}, {0.20528, 0.62567, 0.06087}, {0.14919, 0.06322, 0.74457}};
+    constexpr double kToSrgb[3][3] = {
+        {3.1338561, -1.6168667, -0.4906146}, {-0.9787684, 1.9161415, 0.0334540}, {0.0719453, -0.2289914, 1.4052427}};
+    const DibPtr image = samples::Noise(24, 50, 40, 12), before = samples::Noise(24, 50, 40, 12);
+    ImageMetadata metadata;
+    metadata.profile = MatrixProfile(kWide, 563);
+    metadata.exif = Exif(false);
+    const CodecError error = ConvertToSrgb(image.get(), metadata);
+    ASSERT_FALSE(error) << error.text;
+    EXPECT_TRUE(metadata.profile.empty());
+    EXPECT_EQ(Seen(metadata.exif).Number(Seen(metadata.exif).camera, 0xA001), 1u);
+    for (int y = 0; y < 40; ++y)
+        for (int x = 0; x < 50; ++x) {
+            double linear[3], xyz[3] = {};
+            for (int c = 0; c < 3; ++c)
+                linear[c] = std::pow(samples::At(before.get(), x, y)[2 - c] / 255.0, 563 / 256.0);
+            for (int k = 0; k < 3; ++k)
+                for (int c = 0; c < 3; ++c) xyz[k] += kWide[c][k] * linear[c];
+            for (int c = 0; c < 3; ++c) {
+                double value = 0;
+                for (int k = 0; k < 3; ++k) value += kToSrgb[c][k] * xyz[k];
+                value = std::clamp(value, 0.0, 1.0);
+                value = value <= 0.0031308 ? 12.92 * value : 1.055 * std::pow(value, 1 / 2.4) - 0.055;
+                ASSERT_NEAR(samples::At(image.get(), x, y)[2 - c], 255 * value, 2.5) << x << ' ' << y << ' ' << c;
+            }
+        }
+    metadata.profile = samples::Profile(300, "RGB ");
+    EXPECT_EQ(ConvertToSrgb(image.get(), metadata).fault, CodecFault::Broken);
+    metadata.profile.clear();
+    EXPECT_FALSE(ConvertToSrgb(image.get(), metadata));
 }
 
 TEST(IptcEdits, OnlyPlacesGo) {
