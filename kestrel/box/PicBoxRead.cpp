@@ -194,7 +194,9 @@ bool qvPicBox::ReadNative(Stored& stored, const Request& request, Loaded& loaded
     const std::string path = SystemPath(stored.path);
     bool fromMemory = true;
     const bool faster = ImageLoader::IsPolyViewFaster(path.c_str(), &fromMemory);
-    if (faster && stored.isFile && request.secondLoader && ReadBySecondLoader(path, request, loaded)) return true;
+    // At full size there is nothing that it could do sooner.
+    const bool second = faster && stored.isFile && request.secondLoader && request.Reduced();
+    if (second && ReadBySecondLoader(path, request, loaded)) return true;
 
     const std::int64_t size = stored.stream->Size();
     const ImageFormat type = FormatOfName(stored.header.type);
