@@ -37,6 +37,17 @@ void StoreInteger(std::int32_t value, const Form& form, const Place& place) {
         *place.byte = static_cast<std::uint8_t>(form.kept ? (100 - std::int64_t{value}) * 255 / 100 : value);
 }
 
+Kind KindOf(const RowInfo& row, const Place& place) {
+    if (row.color) return Kind::Color;
+    if (!row.choices.empty()) return Kind::Choice;
+    if (row.unit == Unit::Percent) return Kind::Percent;
+    return place.integer  ? Kind::Integer
+           : place.byte   ? Kind::Byte
+           : place.flag   ? Kind::Flag
+           : place.number ? Kind::Number
+                          : Kind::Text;
+}
+
 }  // namespace
 
 double Place::Number() const { return integer ? *integer : byte ? *byte : flag ? *flag : number ? *number : 0.0; }
@@ -92,14 +103,6 @@ void SetUnlike(const Place& place) {
     if (place.flag) *place.flag = !*place.flag;
 }
 
-Kind KindOf(const Place& place) {
-    return place.integer  ? Kind::Integer
-           : place.byte   ? Kind::Byte
-           : place.flag   ? Kind::Flag
-           : place.number ? Kind::Number
-                          : Kind::Text;
-}
-
 void AppendPiece(std::string& text, const char* separator, const std::string& key, const std::string& value) {
     if (!text.empty()) text += separator;
     text += key + '=' + value;
@@ -110,6 +113,34 @@ std::string Joined(std::vector<Piece> pieces) {
     std::string text;
     for (const Piece& piece : pieces) AppendPiece(text, piece.separator, piece.key, piece.value);
     return text;
+}
+
+KeyInfo InfoOf(const RowInfo& row, const Form& form, const Place& place, std::size_t i) {
+    const bool isWhole = place.integer || place.byte || place.flag;
+    return {.key = KeyOf(row.key, row.count, i),
+            .list = row.count > 1 ? std::string(std::string_view(row.key)) : "",
+            .role = row.role,
+            .kind = KindOf(row, place),
+            .unit = row.unit,
+            .channel = row.channel,
+            .ranged = form.range != Range{},
+            .minimum = form.range.minimum,
+            .maximum = form.range.maximum,
+            .special = form.special,
+            .held = form.held,
+            .anySeparator = form.reading == Reading::Shared && !form.hexadecimal && isWhole,
+            .hexadecimal = form.hexadecimal,
+            .active = row.active,
+            .value = TextOf(place, form, form.hexadecimal ? row.digits : kAsWritten, row.fixed),
+            .fallback = form.fallback,
+            .label = row.label,
+            .farLabel = row.farLabel,
+            .otherLabel = row.relabeled.label,
+            .otherWhen = std::string(std::string_view(row.relabeled.flag)),
+            .meaning = row.meaning,
+            .group = row.group,
+            .caption = row.caption,
+            .choices = row.choices};
 }
 
 }  // namespace kestrel::table

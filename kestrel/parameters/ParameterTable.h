@@ -64,7 +64,6 @@ KESTREL_API void ReadValue(std::string_view text, const std::string& key, const 
 KESTREL_API std::string TextOf(const Place& place, const Form& form, int digits, const char* fixed);
 KESTREL_API bool SameValue(const Place& a, const Place& b, double tolerance);
 KESTREL_API void SetUnlike(const Place& place);
-KESTREL_API Kind KindOf(const Place& place);
 /// Appends "Key=value" after its separator.
 KESTREL_API void AppendPiece(std::string& text, const char* separator, const std::string& key,
                              const std::string& value);
@@ -73,7 +72,7 @@ KESTREL_API std::string Joined(std::vector<Piece> pieces);
 
 /// Not inline: seeing one record's size, GCC 12 warns of the alternatives that its fields never take.
 template <class Record>
-[[gnu::noinline]] Place Locate(const ParameterRow<Record>& row, Record& record, std::size_t i) {
+[[gnu::noinline, gnu::cold]] Place Locate(const ParameterRow<Record>& row, Record& record, std::size_t i) {
     const auto member = [&]<class Value>(Value Record::*) {
         const auto* const field = std::get_if<Value Record::*>(&row.field);
         return field ? &(record.**field) : nullptr;
@@ -95,7 +94,7 @@ Place Locate(const ParameterRow<Record>& row, const Record& record, std::size_t 
 }
 
 template <class Record>
-Form FormOf(const ParameterRow<Record>& row) {
+[[gnu::cold]] Form FormOf(const ParameterRow<Record>& row) {
     return {row.reading, row.range, row.fallback, row.held, row.infinite, row.special, row.kept, row.hexadecimal};
 }
 
@@ -107,20 +106,20 @@ std::string KeyOf(const ParameterRow<Record>& row, std::size_t i = 0) {
 
 /// Reads one of a row's keys.
 template <class Record>
-void Read(std::string_view text, const ParameterRow<Record>& row, Record& record, std::size_t i = 0) {
+[[gnu::cold]] void Read(std::string_view text, const ParameterRow<Record>& row, Record& record, std::size_t i = 0) {
     ReadValue(text, KeyOf(row, i), FormOf(row), Locate(row, record, i));
 }
 
 /// Reads every key of the table, in its order.
 template <class Record, std::size_t N>
-void ReadAll(std::string_view text, const ParameterTable<Record, N>& table, Record& record) {
+[[gnu::cold]] void ReadAll(std::string_view text, const ParameterTable<Record, N>& table, Record& record) {
     for (const auto& row : table.keys)
         for (std::size_t i = 0; i < row.count; ++i) Read(text, row, record, i);
 }
 
 /// One of a row's values as text, integers with at least `digits` digits unless the row says it.
 template <class Record>
-std::string ValueText(const ParameterRow<Record>& row, const Record& record, std::size_t i, int digits) {
+[[gnu::cold]] std::string ValueText(const ParameterRow<Record>& row, const Record& record, std::size_t i, int digits) {
     const Place place = Locate(row, record, i);
     const bool isInteger = place.integer || place.byte;
     return TextOf(place, FormOf(row), row.digits == kAsWritten && isInteger ? digits : row.digits, row.fixed);
@@ -128,7 +127,7 @@ std::string ValueText(const ParameterRow<Record>& row, const Record& record, std
 
 /// The text of a record, as both writers print it.
 template <class Record, std::size_t N>
-std::string Written(const ParameterTable<Record, N>& table, const Record& record) {
+[[gnu::cold]] std::string Written(const ParameterTable<Record, N>& table, const Record& record) {
     std::string text;
     for (const auto& row : table.keys) {
         if (row.role == Role::Old || row.role == Role::WriteOnly || (row.writtenWhen && !row.writtenWhen(record)))
@@ -142,7 +141,7 @@ std::string Written(const ParameterTable<Record, N>& table, const Record& record
 
 /// The digits of a key in the default text.
 template <class Record, std::size_t N>
-int ResetDigits(const ParameterTable<Record, N>& table, const ParameterRow<Record>& row, bool isInteger) {
+[[gnu::cold]] int ResetDigits(const ParameterTable<Record, N>& table, const ParameterRow<Record>& row, bool isInteger) {
     if (row.reset.digits != kAsWritten) return row.reset.digits;
     if (isInteger && table.resetDigits != kAsWritten) return table.resetDigits;
     return isInteger && row.digits == kAsWritten ? table.digits : row.digits;
@@ -150,7 +149,7 @@ int ResetDigits(const ParameterTable<Record, N>& table, const ParameterRow<Recor
 
 /// The default text, which a dialog resets to.
 template <class Record, std::size_t N>
-std::string DefaultText(const ParameterTable<Record, N>& table) {
+[[gnu::cold]] std::string DefaultText(const ParameterTable<Record, N>& table) {
     const Record fresh{};
     std::vector<Piece> pieces;
     for (const auto& row : table.keys) {
@@ -179,23 +178,45 @@ bool Same(const ParameterTable<Record, N>& table, const Record& a, const Record&
 
 /// A record that differs from a fresh one in every integer and flag: -1, 255, the opposite flag.
 template <class Record, std::size_t N>
-Record Unlike(const ParameterTable<Record, N>& table) {
+[[gnu::cold]] Record Unlike(const ParameterTable<Record, N>& table) {
     Record record{};
     for (const auto& row : table.keys)
         for (std::size_t i = 0; i < row.count && row.role == Role::Setting; ++i) SetUnlike(Locate(row, record, i));
     return record;
 }
 
+/// What a row says of its keys without knowing their record.
+struct RowInfo {
+    KeyName key;
+    std::size_t count;
+    Role role;
+    Unit unit;
+    Channel channel;
+    bool color;
+    std::optional<int> active;
+    int digits;
+    const char* fixed;
+    const char* label;
+    const char* farLabel;
+    Relabeling relabeled;
+    const char* meaning;
+    const char* group;
+    const char* caption;
+    std::span<const Choice> choices;
+};
+
 template <class Record>
-Kind KindOf(const ParameterRow<Record>& row, const Place& place) {
-    if (row.color) return Kind::Color;
-    if (!row.choices.empty()) return Kind::Choice;
-    return row.unit == Unit::Percent ? Kind::Percent : KindOf(place);
+[[gnu::cold]] RowInfo RowInfoOf(const ParameterRow<Record>& row) {
+    return {row.key,   row.count, row.role,     row.unit,      row.channel, row.color, row.active,  row.digits,
+            row.fixed, row.label, row.farLabel, row.relabeled, row.meaning, row.group, row.caption, row.choices};
 }
+
+/// Everything that is known of one of a row's keys; `place` holds its value in a fresh record.
+KESTREL_API KeyInfo InfoOf(const RowInfo& row, const Form& form, const Place& place, std::size_t i);
 
 /// Everything that is known of a filter's keys, for people and dialogs.
 template <class Record, std::size_t N>
-ParameterInfo Info(const ParameterTable<Record, N>& table) {
+[[gnu::cold]] ParameterInfo Info(const ParameterTable<Record, N>& table) {
     const Record fresh{};
     ParameterInfo info{.keys = {},
                        .defaultText = DefaultText(table),
@@ -204,33 +225,8 @@ ParameterInfo Info(const ParameterTable<Record, N>& table) {
     for (const auto& row : table.keys)
         for (std::size_t i = 0; i < row.count; ++i) {
             const Place place = Locate(row, fresh, i);
-            const bool isWhole = place.integer || place.byte || place.flag;
-            info.keys.push_back(
-                {.key = KeyOf(row, i),
-                 .list = row.count > 1 ? std::string(std::string_view(row.key)) : "",
-                 .role = row.role,
-                 .kind = KindOf(row, place),
-                 .unit = row.unit,
-                 .channel = row.channel,
-                 .ranged = row.range != Range{},
-                 .minimum = row.range.minimum,
-                 .maximum = row.range.maximum,
-                 .special = row.special,
-                 .held = row.held,
-                 .anySeparator = row.reading == Reading::Shared && !row.hexadecimal && isWhole,
-                 .hexadecimal = row.hexadecimal,
-                 .active = row.active,
-                 .value = TextOf(place, FormOf(row), row.hexadecimal ? row.digits : kAsWritten, row.fixed),
-                 .fallback = row.fallback,
-                 .dialogDigits = ResetDigits(table, row, place.integer || place.byte),
-                 .label = row.label,
-                 .farLabel = row.farLabel,
-                 .otherLabel = row.relabeled.label,
-                 .otherWhen = std::string(std::string_view(row.relabeled.flag)),
-                 .meaning = row.meaning,
-                 .group = row.group,
-                 .caption = row.caption,
-                 .choices = row.choices});
+            info.keys.push_back(InfoOf(RowInfoOf(row), FormOf(row), place, i));
+            info.keys.back().dialogDigits = ResetDigits(table, row, place.integer || place.byte);
         }
     return info;
 }
