@@ -44,11 +44,7 @@ constexpr Bgr LuminancePixel(Bgr p, const ByteTable& luminance) {
     };
     return {channel(2), channel(1), channel(0)};
 }
-/// The same, then each channel through its own table.
-constexpr Bgr LuminanceCurvePixel(Bgr p, const ByteTable& luminance, const ChannelTables& channels) {
-    const Bgr shifted = LuminancePixel(p, luminance);
-    return {channels.blue[shifted.blue], channels.green[shifted.green], channels.red[shifted.red]};
-}
+/// The same for a row, then each channel through its own table.
 void LuminanceCurveRow(Row row, const ByteTable& luminance, const ChannelTables& channels);
 
 /// The pixel with its luminance sent through a table, in single precision with the inverse as six rounded figures.

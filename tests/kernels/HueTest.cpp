@@ -1,6 +1,7 @@
 // Hue sectors, the luminance and colour-difference model, and rules that turn on them.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <random>
 
@@ -74,12 +75,13 @@ ByteTable Constant(std::uint8_t tone) {
 
 TEST(Yiq, ALuminanceShiftMovesAllChannelsAlike) {
     // The luminance of (B50 G100 R150) is 109.25 in doubles: at 200 each channel goes up by 90.75.
-    EXPECT_EQ(LuminanceCurvePixel({50, 100, 150}, Constant(200), {}), (Bgr{140, 190, 240}));
-    EXPECT_EQ(LuminanceCurvePixel({50, 100, 150}, Constant(255), {}), (Bgr{195, 245, 255}));
-    EXPECT_EQ(LuminanceCurvePixel({50, 100, 150}, Constant(0), {}), (Bgr{0, 0, 40}));
-    // The channels' own tables come behind.
-    EXPECT_EQ(LuminanceCurvePixel({50, 100, 150}, Constant(200), {Constant(1), kIdentityTable, Constant(3)}),
-              (Bgr{1, 190, 3}));
+    EXPECT_EQ(LuminancePixel({50, 100, 150}, Constant(200)), (Bgr{140, 190, 240}));
+    EXPECT_EQ(LuminancePixel({50, 100, 150}, Constant(255)), (Bgr{195, 245, 255}));
+    EXPECT_EQ(LuminancePixel({50, 100, 150}, Constant(0)), (Bgr{0, 0, 40}));
+    // The channels' own tables come after it.
+    std::array<std::uint8_t, 3> row = {50, 100, 150};
+    LuminanceCurveRow(row, Constant(200), {Constant(1), kIdentityTable, Constant(3)});
+    EXPECT_EQ(row, (std::array<std::uint8_t, 3>{1, 190, 3}));
     EXPECT_EQ(OptimizePixel({50, 100, 150}, Constant(200)), (Bgr{140, 190, 240}));
 }
 

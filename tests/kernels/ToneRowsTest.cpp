@@ -88,7 +88,10 @@ const std::vector<Form>& Forms() {
              const ByteTable l = n.Table();
              const ChannelTables t{n.Table(), kIdentityTable, n.Table()};
              return std::pair{[=](auto row) { LuminanceCurveRow(row, l, t); },
-                              [=](Bgr p) { return LuminanceCurvePixel(p, l, t); }};
+                              [=](Bgr p) {
+                                  const Bgr shifted = LuminancePixel(p, l);
+                                  return Bgr{t.blue[shifted.blue], shifted.green, t.red[shifted.red]};
+                              }};
          }},
         {"Optimize",
          [](Numbers n) {
