@@ -64,6 +64,20 @@ OutlinedCommand OutlineOf(const CLI::App& command) {
     return outlined;
 }
 
+/// What the command line library found wrong, and whose help tells more: that of the innermost command that was named.
+std::string Explained(const CLI::App& program, const CLI::ParseError& error) {
+    const CLI::App* command = &program;
+    std::string name = program.get_name();
+    while (!command->get_subcommands().empty()) {
+        command = command->get_subcommands().front();
+        name += ' ' + command->get_name();
+    }
+    const bool isIncomplete = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+    if (isIncomplete && !command->get_subcommands({}).empty())
+        return fmt::format("say what to do: \"{} --help\" lists the commands", name);
+    return fmt::format("{} (\"{} --help\" tells more)", error.what(), name);
+}
+
 int Parse(CLI::App& program, int argc, char** argv) {
     int code = console::kDone;
     try {
@@ -76,8 +90,7 @@ int Parse(CLI::App& program, int argc, char** argv) {
     } catch (const CLI::CallForHelp&) {
         console::Print(program.help());
     } catch (const CLI::ParseError& error) {
-        if (argc == 1) throw console::UsageError{"say what to do: \"kestrel --help\" lists the commands"};
-        throw console::UsageError{fmt::format("{} (\"kestrel --help\" tells more)", error.what())};
+        throw console::UsageError{Explained(program, error)};
     }
     console::FlushOutput();
     return code;

@@ -86,8 +86,11 @@ void Print(const kestrel::Description& about, const kestrel::ParameterInfo& info
     const std::string title = kestrel::FilterName(about, language.value_or(kestrel::Language::English));
     Tell("{} - {}\n{}\n\n", kestrel::WordOf(about), title,
          language ? kestrel::FilterHelp(about, *language) : about.summary);
+    const char* const lengths = about.lengths == kestrel::Lengths::None
+                                    ? "none in pixels; a reduced preview looks like the full picture"
+                                    : kestrel::NameOf(about.lengths);
     Tell("ProgID        {}\nCost          {}\nLengths       {}\nFresh filter  {}\nDefault text  {}\n", about.progId,
-         about.cost, kestrel::NameOf(about.lengths), info.freshText, info.defaultText);
+         about.cost, lengths, info.freshText, info.defaultText);
     PrintKeys(info, language);
     if (const auto notes = NotesOf(kestrel::WordOf(about)); !notes.empty()) Tell("\n{}", notes);
 }

@@ -224,6 +224,11 @@ TEST_F(KestrelTest, MistypedNamesGetASuggestion) {
     EXPECT_NE(Run("aply in.png out.png").err.find("did you mean apply?"), std::string::npos);
     EXPECT_NE(Run("settings sett a b c").err.find("did you mean set?"), std::string::npos);
     EXPECT_NE(Run("describe Sepai").err.find("did you mean Sepia?"), std::string::npos);
+    // The help that is named is that of the innermost command.
+    for (const char* command : {"", " store", " store list", " describe", " apply in.png"}) {
+        const std::string named = std::string(command).substr(0, std::string(command).find(" in.png"));
+        EXPECT_NE(Run(command).err.find("\"kestrel" + named + " --help\""), std::string::npos) << command;
+    }
     EXPECT_EQ(Run("quite-another-word").err.find("did you mean"), std::string::npos);
 }
 
