@@ -99,4 +99,17 @@ std::string Picture::Difference(const Picture& other) const {
     return "";
 }
 
+Bounds Changed(const Picture& before, const Picture& after) {
+    int left = before.Width(), bottom = before.Height(), right = -1, top = -1;
+    for (int y = 0; y < before.Height(); ++y)
+        for (int x = 0; x < before.Width(); ++x)
+            if (!(before.At(x, y) == after.At(x, y))) {
+                left = std::min(left, x);
+                right = std::max(right, x);
+                bottom = std::min(bottom, y);
+                top = std::max(top, y);
+            }
+    return right < 0 ? Bounds{} : Bounds{left, bottom, right - left + 1, top - bottom + 1};
+}
+
 }  // namespace kestrel::test

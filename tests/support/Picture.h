@@ -55,4 +55,11 @@ private:
     std::vector<std::uint8_t*> maskTable_;
 };
 
+struct Bounds {
+    int left = 0, bottom = 0, width = 0, height = 0;
+    bool operator==(const Bounds&) const = default;
+};
+/// Bounds of the pixels that differ; empty when none do.
+Bounds Changed(const Picture& before, const Picture& after);
+
 }  // namespace kestrel::test

@@ -43,9 +43,6 @@ public:
 
 protected:
     FilterResult MakePixels(const PixelRequest& request) override;
-
-private:
-    FilterResult FillBackground();
 };
 
 }  // namespace kestrel

@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <array>
+
 namespace kestrel {
 namespace {
 
@@ -9,12 +12,8 @@ enum Place : std::size_t { kRotatePlace, kScalePlace };
 
 /// The quarter turns that an angle in degrees stands for; a full circle and more count as none.
 int TurnsOf(double angle) {
-    int turns = 0;
-    for (const double limit : {89.9, 179.9, 269.9, 359.9}) {
-        if (angle < limit) return turns;
-        ++turns;
-    }
-    return 0;
+    constexpr std::array limits = {89.9, 179.9, 269.9, 359.9};
+    return static_cast<int>(std::upper_bound(limits.begin(), limits.end(), angle) - limits.begin()) % 4;
 }
 
 }  // namespace

@@ -5,30 +5,13 @@
 namespace kestrel {
 namespace {
 using test::Apply;
+using test::Bounds;
+using test::Changed;
 using test::Line;
 using test::Picture;
 using test::Pixel;
 
 constexpr const char* kGlass = "TMFilter.Rauchglas.1";
-
-/// Bounds of what a filter changed; empty as 0, 0, 0, 0.
-struct Bounds {
-    int left = 0, bottom = 0, width = 0, height = 0;
-    bool operator==(const Bounds&) const = default;
-};
-
-Bounds Changed(const Picture& before, const Picture& after) {
-    int left = before.Width(), bottom = before.Height(), right = -1, top = -1;
-    for (int y = 0; y < before.Height(); ++y)
-        for (int x = 0; x < before.Width(); ++x)
-            if (!(before.At(x, y) == after.At(x, y))) {
-                left = std::min(left, x);
-                right = std::max(right, x);
-                bottom = std::min(bottom, y);
-                top = std::max(top, y);
-            }
-    return right < 0 ? Bounds{} : Bounds{left, bottom, right - left + 1, top - bottom + 1};
-}
 
 TEST(Rauchglas, ThePaneLiesWhereItsPercentagesSay) {
     const Picture picture(100, 60, Pixel{50, 50, 50, 0});

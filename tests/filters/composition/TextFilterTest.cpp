@@ -16,6 +16,8 @@
 namespace kestrel {
 namespace {
 using test::Apply;
+using test::Bounds;
+using test::Changed;
 using test::Line;
 using test::Picture;
 using test::Pixel;
@@ -100,20 +102,6 @@ private:
     static inline int* released_ = nullptr;
 };
 
-/// Left, bottom, width and height of what differs from `before`.
-std::vector<int> Changed(const Picture& before, const Picture& after) {
-    int left = before.Width(), bottom = before.Height(), right = -1, top = -1;
-    for (int y = 0; y < before.Height(); ++y)
-        for (int x = 0; x < before.Width(); ++x)
-            if (!(before.At(x, y) == after.At(x, y))) {
-                left = std::min(left, x);
-                right = std::max(right, x);
-                bottom = std::min(bottom, y);
-                top = std::max(top, y);
-            }
-    return right < 0 ? std::vector<int>{} : std::vector<int>{left, bottom, right - left + 1, top - bottom + 1};
-}
-
 // Placing -------------------------------------------------------------------------------------------------------------
 
 TEST(Text, WithoutAHostThePicturePasses) {
@@ -131,11 +119,11 @@ TEST(Text, EachAnchorHoldsTheHotSpot) {
     const int corners[][2] = {{2, 24}, {18, 24}, {34, 24}, {2, 14}, {34, 14}, {2, 3}, {18, 3}, {34, 3}, {18, 14}};
     for (int pos = 1; pos <= 9; ++pos) {
         const Picture result = Apply(kText, ("txt=x,offset=4,pos=" + std::to_string(pos)).c_str(), picture);
-        EXPECT_EQ(Changed(picture, result), (std::vector<int>{corners[pos - 1][0], corners[pos - 1][1], 3, 2})) << pos;
+        EXPECT_EQ(Changed(picture, result), (Bounds{corners[pos - 1][0], corners[pos - 1][1], 3, 2})) << pos;
     }
     for (const char* pos : {"0", "10", "-1"})  // the corner of the picture: one pixel of the bitmap is left
         EXPECT_EQ(Changed(picture, Apply(kText, (std::string("txt=x,pos=") + pos).c_str(), picture)),
-                  (std::vector<int>{0, 0, 1, 1}));
+                  (Bounds{0, 0, 1, 1}));
 }
 
 TEST(Text, ClipsAtEverySide) {
@@ -144,20 +132,20 @@ TEST(Text, ClipsAtEverySide) {
     host.Show(30, 20, {1, 2, 3, 0});
     host.hotSpotX = 12;
     host.hotSpotY = 9;
-    EXPECT_EQ(Changed(picture, Apply(kText, "txt=x,pos=9", picture)), (std::vector<int>{0, 0, 10, 8}));
+    EXPECT_EQ(Changed(picture, Apply(kText, "txt=x,pos=9", picture)), (Bounds{0, 0, 10, 8}));
     host.Show(4, 3, {1, 2, 3, 0});
     const auto placed = [&](int x, int y) {
         host.hotSpotX = -x;  // pos 0 anchors at the corner
         host.hotSpotY = -y;
         return Changed(picture, Apply(kText, "txt=x,pos=0", picture));
     };
-    EXPECT_EQ(placed(-2, 2), (std::vector<int>{0, 2, 2, 3}));
-    EXPECT_EQ(placed(8, 2), (std::vector<int>{8, 2, 2, 3}));
-    EXPECT_EQ(placed(3, -1), (std::vector<int>{3, 0, 4, 2}));
-    EXPECT_EQ(placed(3, 7), (std::vector<int>{3, 7, 4, 1}));
-    EXPECT_EQ(placed(-4, 0), (std::vector<int>{}));
-    EXPECT_EQ(placed(0, 8), (std::vector<int>{}));
-    EXPECT_EQ(placed(INT_MAX, INT_MIN + 1), (std::vector<int>{}));
+    EXPECT_EQ(placed(-2, 2), (Bounds{0, 2, 2, 3}));
+    EXPECT_EQ(placed(8, 2), (Bounds{8, 2, 2, 3}));
+    EXPECT_EQ(placed(3, -1), (Bounds{3, 0, 4, 2}));
+    EXPECT_EQ(placed(3, 7), (Bounds{3, 7, 4, 1}));
+    EXPECT_EQ(placed(-4, 0), Bounds{});
+    EXPECT_EQ(placed(0, 8), Bounds{});
+    EXPECT_EQ(placed(INT_MAX, INT_MIN + 1), Bounds{});
 }
 
 TEST(Text, LaysEachPixelByBothMasks) {
@@ -329,7 +317,7 @@ TEST(Text, RecordsOfEachLayoutAreRead) {
     host.image = std::move(image);
     host.mask = std::move(mask);
     const Picture result = Apply(kText, "txt=x,pos=0", picture);
-    EXPECT_EQ(Changed(picture, result), (std::vector<int>{0, 0, 5, 3}));
+    EXPECT_EQ(Changed(picture, result), (Bounds{0, 0, 5, 3}));
     EXPECT_EQ(result.At(4, 2), (Pixel{9, 9, 9, 0}));
 }
 
