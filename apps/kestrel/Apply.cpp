@@ -17,7 +17,7 @@ ApplyTask OnlyTask(const ApplyOptions& options, ApplyJob& job) {
     if (options.files.size() < 2) throw console::UsageError{"OUTPUT is required (\"kestrel apply --help\" tells more)"};
     if (options.files.size() > 2)
         throw console::UsageError{"there are more files than INPUT and OUTPUT (\"kestrel apply --help\" tells more)"};
-    const ApplyTask task{options.files[0], options.files[1]};
+    ApplyTask task{options.files[0], options.files[1]};
     if (IsPipe(task.input) && options.chain.ReadsStandardInput())
         throw console::UsageError{"INPUT - and --chain - both need standard input"};
     if (IsPipe(task.output)) {

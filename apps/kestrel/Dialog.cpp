@@ -56,6 +56,7 @@ int Run(const Options& options) {
 
     const std::filesystem::path helper = FindHelper();
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
     console::FlushOutput();

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string_view>
 #include <tuple>
+#include <utility>
 
 #include "kestrel/codec/TagDirectories.h"
 
@@ -58,14 +59,15 @@ void ExifData::Remove(TagDirectory directory, unsigned tag) {
     const auto from = bytes_.begin() + static_cast<std::ptrdiff_t>(gone->at);
     const auto end = bytes_.begin() + static_cast<std::ptrdiff_t>(directory.end);
     std::fill(std::copy(from + static_cast<std::ptrdiff_t>(size), end, from), end, std::uint8_t{0});
-    const std::uint64_t count = reader_.IsBigEndian() ? bytes_[directory.at] << 8 | bytes_[directory.at + 1]
-                                                      : bytes_[directory.at + 1] << 8 | bytes_[directory.at];
+    std::uint64_t high = bytes_[directory.at], low = bytes_[directory.at + 1];
+    if (!reader_.IsBigEndian()) std::swap(high, low);
+    const std::uint64_t count = high << 8 | low;
     Put(bytes_.subspan(directory.at, 2), count - 1, reader_.IsBigEndian());
 }
 
 struct Range {
     std::uint64_t begin, end;
-    auto operator<=>(const Range&) const = default;
+    bool operator<(const Range& other) const { return std::tie(begin, end) < std::tie(other.begin, other.end); }
 };
 using Ranges = std::vector<Range>;
 
@@ -85,13 +87,13 @@ Ranges Live(ExifData& data) {
     AddDirectory(camera, live);
     AddDirectory(data.Reader().Below(main, kExifPlace), live);
     AddDirectory(data.Reader().Below(camera, kExifInterop), live);
-    std::ranges::sort(live);
+    std::sort(live.begin(), live.end());
     return live;
 }
 
 /// Overwrites what nothing else lies in with zeros, and cuts the data off where that was their end.
 void Erase(Bytes& exif, Ranges dead, const Ranges& live) {
-    std::ranges::sort(dead);
+    std::sort(dead.begin(), dead.end());
     for (const Range& range : dead) {
         std::uint64_t at = range.begin;
         const auto erase = [&](std::uint64_t end) {

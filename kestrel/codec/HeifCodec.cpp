@@ -182,7 +182,7 @@ void Reader::LayLine(const std::uint8_t* from, int y, int bits) const {
     const std::uint32_t largest = (1u << bits) - 1;
     const auto next = [&]() -> std::uint8_t {
         if (bits == 8) return *from++;
-        const std::uint32_t value = std::min<std::uint32_t>(from[0] | from[1] << 8, largest);
+        const std::uint32_t value = std::min(from[0] | std::uint32_t{from[1]} << 8, largest);
         from += 2;
         return static_cast<std::uint8_t>((510 * value + largest) / (2 * largest));
     };

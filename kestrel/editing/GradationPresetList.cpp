@@ -26,7 +26,7 @@ bool SameName(std::string_view a, std::string_view b) {
 }
 
 fs::path FilterFolder() {
-    const fs::path folder = DataFolder() / "Filter";
+    fs::path folder = DataFolder() / "Filter";
     std::error_code ignored;
     fs::create_directories(folder, ignored);
     return folder;
@@ -59,8 +59,7 @@ fs::path GradationPresetList::UserFolder() { return FilterFolder() / "Gradation_
 fs::path GradationPresetList::FactoryFolder() {
     const fs::path share = ShareFolder();
     std::error_code error;
-    if (const fs::path installed = share / "Filter/Gradation_Factory";
-        !share.empty() && fs::is_directory(installed, error))
+    if (fs::path installed = share / "Filter/Gradation_Factory"; !share.empty() && fs::is_directory(installed, error))
         return installed;
     return FilterFolder() / "Gradation_Factory";
 }
@@ -108,7 +107,7 @@ void GradationPresetList::DeleteSelectedPreset() {
 std::optional<std::string> GradationPresetList::NameToSave() {
     std::string initial = CanDelete() ? entries_[selected_].name : "";
     for (;;) {
-        const auto name = questions_.AskName(initial);
+        auto name = questions_.AskName(initial);
         if (!name) return std::nullopt;
         initial.clear();
         if (name->find_first_not_of(kNameCharacters) != std::string::npos) {

@@ -67,7 +67,7 @@ void FilterBox::FilterBox_Parse(IUnknown* host, IQvStorage* storage, const char*
         return text;
     };
     if (const auto page = logged()) parser->ParsePage(page->c_str());
-    name.resize(name.size() - std::min(name.size(), kPageEnding.size()));
+    name.erase(name.size() - std::min(name.size(), kPageEnding.size()));
     name += kSequenceEnding;
     if (const auto sequence = logged()) parser->ParseSequence(sequence->c_str());
 }

@@ -5,19 +5,19 @@
 namespace kestrel {
 namespace {
 
-std::mutex guard;
+std::mutex servicesGuard;
 Ref<IHostServices> processServices;
 
 }  // namespace
 
 void SetHostServices(IHostServices* services) {
     Ref<IHostServices> next(services);
-    const std::lock_guard lock(guard);
+    const std::lock_guard lock(servicesGuard);
     std::swap(processServices, next);  // what was set before is released after the lock
 }
 
 Ref<IHostServices> GetHostServices() {
-    const std::lock_guard lock(guard);
+    const std::lock_guard lock(servicesGuard);
     return processServices;
 }
 

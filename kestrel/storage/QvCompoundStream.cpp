@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "kestrel/storage/CopyBlock.h"
 #include "kestrel/storage/ElementName.h"
 #include "kestrel/storage/IQvStorage.h"
 
@@ -10,7 +11,6 @@ namespace {
 
 using compound::Error;
 
-constexpr std::size_t kCopied = 1 << 20;                           // bytes at a time
 constexpr std::u16string_view kUnfinished = u"\u0006unfinished ";  // nobody begins a name with that character
 
 /// A name that no stream has. One that is there and that nobody of this session writes was left by a writer that was
@@ -67,7 +67,7 @@ Error QvCompoundStream::BeginChange(bool keepContent) {
 Error QvCompoundStream::CopyOld() {
     const std::uint64_t position = old_->Position();
     if (const auto begin = old_->Seek(0, compound::Origin::kBegin); !begin) return begin.Failure();
-    std::vector<std::uint8_t> buffer(kCopied);
+    std::vector<std::uint8_t> buffer(kCopyBlock);
     for (;;) {
         const auto got = old_->Read(buffer);
         if (!got) return got.Failure();

@@ -13,7 +13,7 @@ namespace kestrel {
 namespace {
 
 constexpr int kTries = 5;
-constexpr std::chrono::milliseconds kBetweenTries{100};
+constexpr std::chrono::milliseconds kBetweenFileTries{100};
 constexpr std::size_t kLoggedMessage = 255;  // bytes
 
 StorageFile::Flags FlagsOf(unsigned long mode) {
@@ -38,7 +38,7 @@ QvStreamPtr QvSimpStream::Open(const std::string& path, unsigned long mode) {
                 throw;
             }
         }
-        WaitForStorage(kBetweenTries);
+        WaitForStorage(kBetweenFileTries);
     }
 }
 

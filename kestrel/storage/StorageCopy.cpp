@@ -4,6 +4,7 @@
 #include <memory>
 #include <system_error>
 
+#include "kestrel/storage/CopyBlock.h"
 #include "kestrel/storage/IQvStorage.h"
 #include "kestrel/storage/QvCompoundStorage.h"
 #include "kestrel/storage/QvError.h"
@@ -14,7 +15,6 @@
 namespace kestrel {
 namespace {
 
-constexpr std::size_t kCopied = 1 << 20;  // bytes at a time
 constexpr unsigned long kReplace = kStorageRead | kStorageWrite | kStorageCreate | kStorageTruncate;
 
 /// A storage on the way down, and what of it is still to be copied.
@@ -37,8 +37,8 @@ Level LevelOf(IQvStorage* from, IQvStorage* to, std::string path) {
 
 /// What is left of a stream, through a buffer. False when either end failed.
 bool Pump(QvStream& from, QvStream& to, std::uint64_t& bytes) {
-    const std::unique_ptr<char[]> buffer(new char[kCopied]);
-    for (std::size_t got; (got = from.Read(buffer.get(), kCopied)) > 0; bytes += got)
+    const std::unique_ptr<char[]> buffer(new char[kCopyBlock]);
+    for (std::size_t got; (got = from.Read(buffer.get(), kCopyBlock)) > 0; bytes += got)
         if (to.Write(buffer.get(), got) != got) return false;
     return !from.HasFailed();
 }

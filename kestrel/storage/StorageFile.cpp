@@ -8,12 +8,11 @@
 #include <cerrno>
 #include <vector>
 
+#include "kestrel/storage/CopyBlock.h"
 #include "kestrel/storage/StorageFileException.h"
 
 namespace kestrel {
 namespace {
-
-constexpr std::size_t kCopied = 1 << 20;  // bytes at a time
 
 /// Whether the name still leads to the open file: another writer may have put a new one in its place meanwhile.
 bool IsStill(const std::string& path, int descriptor) {
@@ -87,7 +86,7 @@ void StorageFile::Replace(bool keepContent) {
     if (keepContent) {
         const off_t position = ftello(existing_);
         std::rewind(existing_);
-        std::vector<char> buffer(kCopied);
+        std::vector<char> buffer(kCopyBlock);
         for (std::size_t count; (count = std::fread(buffer.data(), 1, buffer.size(), existing_)) > 0;)
             if (std::fwrite(buffer.data(), 1, count, target) != count) Fail(errno);
         if (std::ferror(existing_)) Fail(EIO);

@@ -220,7 +220,7 @@ TEST(XmpEdits, PropertiesAreCutOut) {
 /// white is D50, so that the columns are what the numbers (1, 0, 0), (0, 1, 0) and (0, 0, 1) mean there.
 Bytes MatrixProfile(const double (&columns)[3][3], int gamma) {
     Bytes bytes(128);
-    const auto put = [&](std::uint32_t value, int size) {
+    const auto put = [&](std::uint64_t value, int size) {
         for (int i = size - 1; i >= 0; --i) bytes.push_back(static_cast<std::uint8_t>(value >> 8 * i));
     };
     const auto text = [&](const char* four) { bytes.insert(bytes.end(), four, four + 4); };

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "kestrel/diagnostics/LogSink.h"
+#include "kestrel/filters/composition/Saturated.h"
 #include "kestrel/kernels/ByteTable.h"
 #include "kestrel/kernels/Composite.h"
 #include "kestrel/passes/RoundCorners.h"
@@ -14,10 +15,6 @@ constexpr std::int32_t BoardParameters::*kLengths[] = {&BoardParameters::borderH
                                                        &BoardParameters::totalHori,  &BoardParameters::totalVerti,
                                                        &BoardParameters::radius,     &BoardParameters::poscorhori,
                                                        &BoardParameters::poscorverti};
-
-int Saturated(std::int64_t value) {
-    return static_cast<int>(std::min<std::int64_t>(value, std::numeric_limits<int>::max()));
-}
 
 /// One dimension of the board: its size, and where the picture begins on it.
 struct Extent {

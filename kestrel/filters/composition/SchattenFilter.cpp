@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "kestrel/filters/composition/Saturated.h"
 #include "kestrel/foundation/Truncate.h"
 #include "kestrel/kernels/ByteTable.h"
 #include "kestrel/kernels/Composite.h"
@@ -10,11 +11,6 @@ namespace kestrel {
 namespace {
 
 constexpr int kLargestLength = 255;  ///< of growth and distance, pixels of the full-size picture
-
-int Saturated(std::int64_t value) {
-    return static_cast<int>(
-        std::clamp<std::int64_t>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
-}
 
 int Sign(int value) { return (value > 0) - (value < 0); }
 

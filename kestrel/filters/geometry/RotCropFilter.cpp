@@ -5,7 +5,7 @@
 namespace kestrel {
 namespace {
 
-enum Place : std::size_t { kRotatePlace, kOffsetPlace, kCropPlace };
+enum RotCropPlace : std::size_t { kStraightenPlace, kOffsetPlace, kCropPlace };
 
 }  // namespace
 
@@ -20,7 +20,7 @@ void CRotCropFilter::DriveLine() {
     const RotCropRecord& r = Pending();
     const double degrees = (r.mirrored ? -1.0 : 1.0) * r.angle * 180 / kPi;
     m_Line.SetText(kCropPlace, table::Written<CropRecord>(kCropText, r));
-    m_Line.SetText(kRotatePlace, fmt::format("Angle={:3.3f}, MirrorOn={}", degrees, r.mirrored ? 1 : 0));
+    m_Line.SetText(kStraightenPlace, fmt::format("Angle={:3.3f}, MirrorOn={}", degrees, r.mirrored ? 1 : 0));
 }
 
 HRESULT CRotCropFilter::CommitChanges() {

@@ -6,6 +6,9 @@
 
 namespace kestrel::compound {
 
+/// Levels of a storage's tree of names; a sound one, of 2^32 names, has 64 at most.
+inline constexpr std::size_t kMaximumDepth = 128;
+
 /// The directory as a table of entries; `NameTree` knows how they hang together.
 class Directory {
 public:

@@ -9,8 +9,6 @@
 namespace kestrel::compound {
 namespace {
 
-constexpr std::size_t kBlock = 1U << 20;
-
 class Copy {
 public:
     Copy(File& source, File& target) : source_(source), target_(target) {}
@@ -71,7 +69,7 @@ private:
         const auto empty = target_.Entry(made);
         if (!empty) return empty.Failure();
         OpenElement to(target_, made, *empty);
-        std::vector<std::uint8_t> block(static_cast<std::size_t>(std::min<std::uint64_t>(entry.size, kBlock)));
+        std::vector<std::uint8_t> block(static_cast<std::size_t>(std::min<std::uint64_t>(entry.size, kCopyBlock)));
         for (std::uint64_t at = 0; at < entry.size;) {
             const auto count = from.Read(at, block);
             if (!count) return count.Failure();

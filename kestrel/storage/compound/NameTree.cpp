@@ -6,12 +6,6 @@
 #include "kestrel/storage/compound/TreeEdit.h"
 
 namespace kestrel::compound {
-namespace {
-
-constexpr int kMaxDepth = 128;  // a sound tree has 64 levels at most
-
-}  // namespace
-
 /// All nodes of one tree from left to right, each once, whatever its links are.
 class NameTree::Walk {
 public:
@@ -128,7 +122,7 @@ Result<EntryId> NameTree::Descend(EntryId storage, std::u16string_view name) {
     const auto entry = directory_.Read(storage);
     if (!entry) return entry.Failure();
     EntryId id = entry->child;
-    for (int depth = 0; id != kNoEntry && depth < kMaxDepth; ++depth) {
+    for (std::size_t depth = 0; id != kNoEntry && depth < kMaximumDepth; ++depth) {
         const auto node = directory_.Read(id);
         if (!node) return node.Failure();
         const int order = CompareNames(name, node->Name());

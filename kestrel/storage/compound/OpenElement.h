@@ -8,6 +8,9 @@
 
 namespace kestrel::compound {
 
+/// Bytes that a copy holds at a time.
+inline constexpr std::size_t kCopyBlock = 1U << 20;
+
 class File;
 
 /// An element that a handle is open on; of a stream, also where its bytes lie.

@@ -12,7 +12,6 @@
 namespace kestrel::compound {
 namespace {
 
-constexpr std::size_t kBlock = 1U << 20;
 constexpr char16_t kLostAndFound[] = u"Lost and found";
 constexpr std::uint64_t kMaxGrowth = 4;  // times the source's size: streams that claim the same sectors end here
 
@@ -98,7 +97,7 @@ private:
         if (!empty) return empty.Failure();
         OpenElement from(source_, id, entry);
         OpenElement to(target_, made, *empty);
-        std::size_t part = static_cast<std::size_t>(std::min<std::uint64_t>(kBlock, entry.size));
+        std::size_t part = static_cast<std::size_t>(std::min<std::uint64_t>(kCopyBlock, entry.size));
         block_.resize(std::max(block_.size(), part));
         std::uint64_t done = 0;
         while (done < entry.size && part > 0 && copied_ <= kMaxGrowth * source_.Store().Size()) {

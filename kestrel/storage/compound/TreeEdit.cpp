@@ -5,12 +5,6 @@
 #include "kestrel/storage/compound/NameOrder.h"
 
 namespace kestrel::compound {
-namespace {
-
-constexpr std::size_t kMaxDepth = 128;  // a red-black tree of 2^32 nodes has 64 levels at most
-
-}  // namespace
-
 /// After an error any entry, so that the algorithms below need not ask at each step.
 DirectoryEntry& TreeEdit::Node(EntryId id) {
     const auto [node, added] = nodes_.try_emplace(id);
@@ -48,7 +42,7 @@ std::vector<EntryId> TreeEdit::PathTo(EntryId id, std::u16string_view name) {
     std::vector<EntryId> path;
     for (EntryId at = Node(storage_).child; at != kNoEntry && at != id;) {
         path.push_back(at);
-        if (path.size() > kMaxDepth) error_ = Error::kDamaged;
+        if (path.size() > kMaximumDepth) error_ = Error::kDamaged;
         if (Failed()) return path;
         at = Child(at, CompareNames(name, Node(at).Name()) > 0);
     }
@@ -109,7 +103,7 @@ void TreeEdit::Remove(EntryId id) {
         // The next node in order, which has no left child, takes this place; what is missing is missing at its own.
         for (EntryId at = removed.right; at != kNoEntry && !Failed(); at = Node(at).left) {
             path.push_back(at);
-            if (path.size() > kMaxDepth) error_ = Error::kDamaged;
+            if (path.size() > kMaximumDepth) error_ = Error::kDamaged;
         }
         if (Failed()) return;
         const EntryId next = path.back();
