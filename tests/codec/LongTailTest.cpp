@@ -173,7 +173,8 @@ TEST(TiffLoading, PagesByNumber) {
     };
     const Bytes bytes = Encode(std::vector{page(1, 10), page(2, 20), page(3, 30)});
     for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(Pixels(ImageLoader::Load(bytes, {.page = i})), std::vector(3 * (i + 1), 10 * (i + 1)));
+        EXPECT_EQ(Pixels(ImageLoader::Load(bytes, {.page = i})),
+                  std::vector(static_cast<std::size_t>(3 * (i + 1)), 10 * (i + 1)));
     EXPECT_EQ(ImageLoader::Load(bytes, {.sizeOnly = true}).pages, 3);
     for (const int none : {-1, 3, 65536})
         EXPECT_EQ(ImageLoader::Load(bytes, {.page = none}).error.fault, CodecFault::NoPage);
