@@ -57,6 +57,7 @@ OutlinedOption OutlineOf(const CLI::Option& option) {
 
 OutlinedCommand OutlineOf(const CLI::App& command) {
     OutlinedCommand outlined{command.get_name(), command.get_description(), command.get_footer(), {}, {}, {}};
+    if (command.get_parent() && outlined.footer == command.get_parent()->get_footer()) outlined.footer.clear();
     for (const CLI::Option* option : command.get_options({}))
         (option->get_positional() ? outlined.words : outlined.options).push_back(OutlineOf(*option));
     for (const CLI::App* below : command.get_subcommands({}))

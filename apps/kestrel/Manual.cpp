@@ -40,7 +40,9 @@ std::string NamesOf(const OutlinedOption& option) {
 std::string Synopsis(const OutlinedCommand& command, const std::string& name) {
     std::string line = fmt::format("\\fB{}\\fR", Escaped(name));
     for (const OutlinedOption& word : command.words) {
-        const std::string shown = fmt::format("\\fI{}\\fR", Escaped(word.names.front()));
+        const std::string& own = word.names.front();  // "INPUT OUTPUT" tells itself how many there are
+        const bool several = word.repeatable && own.find(' ') == own.npos;
+        const std::string shown = fmt::format("\\fI{}\\fR{}", Escaped(own), several ? "..." : "");
         line += word.required ? " " + shown : fmt::format(" [{}]", shown);
     }
     return line + " [\\fIOPTION\\fR]...\n";

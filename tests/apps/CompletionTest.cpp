@@ -1,4 +1,4 @@
-// What the shells are told about an unfinished command, and that each command has a manual page that man(1) reads.
+// What the shells are told about an unfinished command.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -62,18 +62,6 @@ TEST_F(CompletionTest, BashReplacesWhatStandsAfterAColonOrEqualsSign) {
                                "\" COMP_POINT=" + std::to_string(line.size()) +
                                "; _kestrel '$K' ; echo ${COMPREPLY[@]}'";
     EXPECT_EQ(Print(script), "1,Green=\n");
-}
-
-TEST_F(CompletionTest, EveryCommandHasAManualPageThatTellsItsOptions) {
-    const std::string folder = (folders / "").string();
-    Print("$K manual " + folder);
-    for (const char* command : {"apply", "box", "store", "settings", "strings"})
-        EXPECT_EQ(Print(std::string("$K ") + command +
-                        " --help | grep -oE -- '--[a-z][a-z-]+,?' | sort -u | while read -r o; do " +
-                        "o=${o%,}; [ $o = --help ] || grep -qF -- \"$(printf %s $o | sed 's/-/\\\\-/g')\" " + folder +
-                        "/kestrel-" + command + ".1 || echo $o; done"),
-                  "")
-            << command;
 }
 
 }  // namespace

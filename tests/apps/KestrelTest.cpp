@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <set>
 #include <sstream>
 #include <thread>
@@ -696,16 +697,35 @@ std::set<std::string> LongOptions(std::string text) {
 }
 
 TEST_F(KestrelTest, HelpAndManualTellTheSame) {
+    fs::create_directory(folder / "pages");
+    EXPECT_EQ(Run("manual pages").code, 0);
+    const std::map<std::string, std::vector<const char*>> commands = {
+        {"apply", {}},
+        {"box", {"list", "info", "add", "get", "remove", "copy", "analyze", "chain"}},
+        {"color", {}},
+        {"describe", {}},
+        {"dialog", {}},
+        {"filters", {}},
+        {"formats", {}},
+        {"info", {}},
+        {"log", {}},
+        {"settings", {"get", "set", "list"}},
+        {"store", {"list", "tree", "get", "put", "remove", "copy", "check", "repair"}},
+        {"strings", {}}};
     const std::string manual = Contents(KESTREL_MANUAL);
-    std::string help;
-    for (const char* command :
-         {"",           "apply",        "filters",      "describe",      "dialog",      "color",
-          "settings",   "settings get", "settings set", "settings list", "log",         "strings",
-          "store",      "store list",   "store tree",   "store get",     "store put",   "store remove",
-          "store copy", "store check",  "store repair", "box",           "box list",    "box info",
-          "box add",    "box get",      "box remove",   "box copy",      "box analyze", "box chain"})
-        help += Run(std::string(command) + " --help").out;
-    EXPECT_EQ(LongOptions(help), LongOptions(manual));
+    std::set<std::string> all = LongOptions(Run("--help").out);
+    for (const auto& [command, parts] : commands) {
+        std::string help = Run(command + " --help").out;
+        for (const char* part : parts) help += Run(command + " " + part + " --help").out;
+        std::set<std::string> told = LongOptions(help);
+        all.insert(told.begin(), told.end());
+        told.erase("--help");
+        EXPECT_EQ(LongOptions(Contents(folder / "pages" / ("kestrel-" + command + ".1"))), told) << command;
+        EXPECT_NE(manual.find(".BR kestrel\\-" + command + " (1)"), std::string::npos) << command;
+    }
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder / "pages"), fs::directory_iterator()),
+              static_cast<std::ptrdiff_t>(commands.size()));
+    for (const std::string& option : LongOptions(manual)) EXPECT_TRUE(all.contains(option)) << option;
     for (const char* code : {"0", "1", "2", "3", "130", "143"}) {
         EXPECT_NE(manual.find(std::string("\n.B ") + code + "\n"), std::string::npos) << code;
         EXPECT_NE(Run("--help").out.find(code), std::string::npos) << code;
