@@ -304,6 +304,10 @@ std::vector<std::string> StoredPicNames(std::string_view name, std::string_view 
 
 bool PicNamesEqual(std::string_view a, std::string_view b) { return Upper(a) == Upper(b); }
 
+bool IsPicInfo(std::string_view name) {
+    return name.size() >= 4 && PicNamesEqual(name.substr(name.size() - 4), ".inf");
+}
+
 const char* PicTypeName(int type) {
     constexpr const char* kNames[] = {"",    "jpg", "tif", "aap", "psd", "acc", "ppx", "bmp", "acc",
                                       "gif", "png", "tmx", "gif", "jp2", "ras", "ppm", "pcd", "raw"};

@@ -97,6 +97,8 @@ KESTREL_API std::string WrittenPicName(std::string_view name, std::string_view e
 KESTREL_API std::vector<std::string> StoredPicNames(std::string_view name, std::string_view extension = {});
 /// Whether two names differ in the case of ASCII letters only.
 KESTREL_API bool PicNamesEqual(std::string_view a, std::string_view b);
+/// Whether a stream of this name is the record that a caller keeps beside a picture.
+KESTREL_API bool IsPicInfo(std::string_view name);
 
 /// The name of a numeric image type ("jpg"), empty for numbers without one; and the extension that files of that type
 /// are saved with (".JPG" for types that cannot be saved).

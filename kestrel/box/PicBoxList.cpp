@@ -16,9 +16,8 @@ namespace {
 /// Streams beside pictures, and what killed writers left: new files of folder trees, unfinished streams of compound
 /// files.
 bool IsNoPicture(std::string_view name) {
-    const bool info = name.size() >= 4 && PicNamesEqual(name.substr(name.size() - 4), ".inf");
     const bool unfinished = name.starts_with('\x06') || (name.starts_with('.') && name.ends_with(".part"));
-    return name.empty() || info || unfinished;
+    return name.empty() || IsPicInfo(name) || unfinished;
 }
 
 /// The encoded image within a stream, as a file to read.

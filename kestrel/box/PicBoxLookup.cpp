@@ -9,8 +9,6 @@ namespace {
 
 constexpr const char* kJpegExtension = "JPG";
 
-bool IsInfo(std::string_view name) { return name.size() >= 4 && PicNamesEqual(name.substr(name.size() - 4), ".inf"); }
-
 /// The first stream of the folder that a stored name may have become: whatever follows its first hyphen, and the case
 /// of its letters, do not count.
 std::string LenientName(IQvStorage& storage, const std::string& name, const std::string& extension) {
@@ -18,7 +16,7 @@ std::string LenientName(IQvStorage& storage, const std::string& name, const std:
     QvString found;
     unsigned long flags = 0;
     for (bool more = storage.FirstElement(found, flags, mask.c_str()); more; more = storage.NextElement(found, flags))
-        if (std::string stored(found); flags == kElementStream && !IsInfo(stored)) return stored;
+        if (std::string stored(found); flags == kElementStream && !IsPicInfo(stored)) return stored;
     return "";
 }
 

@@ -240,8 +240,7 @@ void TakeMetadata(ByteReader& source, const BmpHeader& header, LoadResult& resul
     if (header.profileBytes == 0 || !source.Seek(header.profileAt) || header.profileBytes > source.Left()) return;
     std::vector<std::uint8_t> bytes(header.profileBytes);
     source.Read(bytes.data(), bytes.size());
-    const std::string why = TakeProfile(bytes, result.metadata.profile);
-    if (!why.empty()) result.warnings.push_back(why);
+    TakeProfile(bytes, result);
 }
 
 }  // namespace

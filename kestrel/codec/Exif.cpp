@@ -87,28 +87,39 @@ Ranges Live(ExifData& data) {
     AddDirectory(camera, live);
     AddDirectory(data.Reader().Below(main, kExifPlace), live);
     AddDirectory(data.Reader().Below(camera, kExifInterop), live);
-    std::sort(live.begin(), live.end());
     return live;
 }
 
+/// In order, those that touch as one: entries may name the same bytes over and over.
+Ranges Joined(Ranges ranges) {
+    std::sort(ranges.begin(), ranges.end());
+    Ranges joined;
+    for (const Range& range : ranges) {
+        if (joined.empty() || range.begin > joined.back().end)
+            joined.push_back(range);
+        else
+            joined.back().end = std::max(joined.back().end, range.end);
+    }
+    return joined;
+}
+
 /// Overwrites what nothing else lies in with zeros, and cuts the data off where that was their end.
-void Erase(Bytes& exif, Ranges dead, const Ranges& live) {
-    std::sort(dead.begin(), dead.end());
+void Erase(Bytes& exif, const Ranges& erased, const Ranges& used) {
+    const Ranges dead = Joined(erased), live = Joined(used);
+    auto kept = live.begin();
     for (const Range& range : dead) {
         std::uint64_t at = range.begin;
         const auto erase = [&](std::uint64_t end) {
             if (end > at) std::fill_n(exif.begin() + static_cast<std::ptrdiff_t>(at), end - at, std::uint8_t{0});
         };
-        for (const Range& kept : live) {
-            if (kept.end <= at) continue;
-            if (kept.begin >= range.end) break;
-            erase(std::min(kept.begin, range.end));
-            at = std::max(at, kept.end);
+        while (kept != live.end() && kept->end <= range.begin) ++kept;
+        for (auto next = kept; next != live.end() && next->begin < range.end; ++next) {
+            erase(next->begin);
+            at = next->end;
         }
         erase(std::min<std::uint64_t>(range.end, exif.size()));
     }
-    std::uint64_t end = 0;
-    for (const Range& kept : live) end = std::max(end, kept.end);
+    const std::uint64_t end = live.empty() ? 0 : live.back().end;
     for (auto range = dead.rbegin(); range != dead.rend(); ++range)
         if (range->end >= exif.size() && range->begin < exif.size()) exif.resize(std::max(range->begin, end));
 }
@@ -130,7 +141,7 @@ void DropThumbnail(Bytes& exif) {
         }
     }
     data.SetNext(main, 0);
-    Erase(exif, std::move(dead), Live(data));
+    Erase(exif, dead, Live(data));
 }
 
 }  // namespace
@@ -192,7 +203,7 @@ void StripExifPlace(Bytes& exif) {
         const std::size_t before = main.entries.size();
         data.Remove(main, kExifPlace);
         if (data.Main().entries.size() >= before) return;  // it breaks off
-        Erase(exif, std::move(dead), Live(data));
+        Erase(exif, dead, Live(data));
     }
 }
 

@@ -11,6 +11,7 @@
 #include "kestrel/codec/Codecs.h"
 #include "kestrel/codec/Exif.h"
 #include "kestrel/codec/IccProfile.h"
+#include "kestrel/codec/SampleByte.h"
 #include "kestrel/codec/SharedLibrary.h"
 
 namespace kestrel {
@@ -134,9 +135,9 @@ bool Reader::Open(const LoadOptions& options) {
 }
 
 std::vector<std::uint8_t> Reader::Block(heif_item_id id) {
-    std::vector<std::uint8_t> bytes(library_.heif_image_handle_get_metadata_size(handle_.get(), id));
-    if (bytes.size() > kLongestBlock || bytes.empty() ||
-        library_.heif_image_handle_get_metadata(handle_.get(), id, bytes.data()).code != heif_error_Ok)
+    const std::size_t size = library_.heif_image_handle_get_metadata_size(handle_.get(), id);
+    std::vector<std::uint8_t> bytes(size <= kLongestBlock ? size : 0);
+    if (bytes.empty() || library_.heif_image_handle_get_metadata(handle_.get(), id, bytes.data()).code != heif_error_Ok)
         bytes.clear();
     return bytes;
 }
@@ -166,12 +167,12 @@ void Reader::TakeMetadata() {
     }
     const auto kind = library_.heif_image_handle_get_color_profile_type(handle_.get());
     if (kind != heif_color_profile_type_rICC && kind != heif_color_profile_type_prof) return;
-    std::vector<std::uint8_t> profile(library_.heif_image_handle_get_raw_color_profile_size(handle_.get()));
-    if (profile.empty() || profile.size() > kLongestBlock ||
+    const std::size_t size = library_.heif_image_handle_get_raw_color_profile_size(handle_.get());
+    std::vector<std::uint8_t> profile(size <= kLongestBlock ? size : 0);
+    if (profile.empty() ||
         library_.heif_image_handle_get_raw_color_profile(handle_.get(), profile.data()).code != heif_error_Ok)
         return;
-    std::string why = TakeProfile(profile, metadata.profile);
-    if (!why.empty()) result_.warnings.push_back(std::move(why));
+    TakeProfile(profile, result_);
 }
 
 /// Red, green, blue and maybe alpha, as bytes or as little-endian numbers of 16 bits, to the row they belong to.
@@ -184,7 +185,7 @@ void Reader::LayLine(const std::uint8_t* from, int y, int bits) const {
         if (bits == 8) return *from++;
         const std::uint32_t value = std::min(from[0] | std::uint32_t{from[1]} << 8, largest);
         from += 2;
-        return static_cast<std::uint8_t>((510 * value + largest) / (2 * largest));
+        return SampleByte(value, largest);
     };
     for (int x = 0; x < result_.image->biWidth; ++x, to += 3) {
         for (int c = 2; c >= 0; --c) to[c] = next();
@@ -199,8 +200,7 @@ void Divide(LoadResult& result) {
         const std::uint8_t* hidden = DibRow(result.mask.get(), row);
         for (int x = 0; x < result.image->biWidth; ++x, color += 3) {
             const unsigned alpha = 255u - hidden[x];
-            for (int c = 0; c < 3 && alpha > 0; ++c)
-                color[c] = static_cast<std::uint8_t>(std::min((color[c] * 255u + alpha / 2) / alpha, 255u));
+            for (int c = 0; c < 3 && alpha > 0; ++c) color[c] = SampleByte(color[c], alpha);
         }
     }
 }

@@ -22,4 +22,10 @@ std::string TakeProfile(std::span<const std::uint8_t> bytes, std::vector<std::ui
     return {};
 }
 
+void TakeProfile(std::span<const std::uint8_t> bytes, LoadResult& result) {
+    if (bytes.empty()) return;
+    std::string why = TakeProfile(bytes, result.metadata.profile);
+    if (!why.empty()) result.warnings.push_back(std::move(why));
+}
+
 }  // namespace kestrel

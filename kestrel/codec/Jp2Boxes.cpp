@@ -117,7 +117,9 @@ Bytes ReadJp2Boxes(Bytes file, ImageMetadata& metadata) {
     Bytes profile;
     EachBox(file, [&](const Box& box) {
         const auto take = [&](std::string_view id, std::vector<std::uint8_t>& to) {
-            if (to.empty() && Begins(box.content, id)) to.assign(box.content.begin() + 16, box.content.end());
+            if (!to.empty() || !Begins(box.content, id)) return;
+            const Bytes data = box.content.subspan(id.size());
+            to.assign(data.begin(), data.end());
         };
         if (box.name == "uuid"sv) {
             take(kExifId, metadata.exif);

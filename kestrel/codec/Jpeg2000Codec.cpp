@@ -12,6 +12,7 @@
 #include "kestrel/codec/IccProfile.h"
 #include "kestrel/codec/Jp2Boxes.h"
 #include "kestrel/codec/MemoryTarget.h"
+#include "kestrel/codec/SampleByte.h"
 #include "kestrel/codec/SharedLibrary.h"
 
 namespace kestrel {
@@ -202,9 +203,7 @@ public:
         if (component_.sgnd) value += std::int64_t{1} << (component_.prec - 1);
         return static_cast<std::uint64_t>(std::clamp<std::int64_t>(value, 0, static_cast<std::int64_t>(largest_)));
     }
-    std::uint8_t Byte(std::size_t x, std::size_t y) const {
-        return static_cast<std::uint8_t>((510 * At(x, y) + largest_) / (2 * largest_));
-    }
+    std::uint8_t Byte(std::size_t x, std::size_t y) const { return SampleByte(At(x, y), largest_); }
 
 private:
     const opj_image_comp_t& component_;
@@ -291,8 +290,7 @@ void LayPixels(const opj_image_t& image, const Form& form, LoadResult& result) {
             const unsigned alpha = planes[static_cast<std::size_t>(form.alpha)].Byte(x, y);
             hidden[x] = static_cast<std::uint8_t>(255 - alpha);
             if (form.premultiplied && alpha > 0)
-                for (int c = 0; c < 3; ++c)
-                    to[c] = static_cast<std::uint8_t>(std::min((to[c] * 255u + alpha / 2) / alpha, 255u));
+                for (int c = 0; c < 3; ++c) to[c] = SampleByte(to[c], alpha);
         }
     }
 }
@@ -300,9 +298,7 @@ void LayPixels(const opj_image_t& image, const Form& form, LoadResult& result) {
 void TakeMetadata(std::span<const std::uint8_t> bytes, LoadResult& result) {
     const auto profile = ReadJp2Boxes(bytes, result.metadata);
     ResetExifOrientation(result.metadata.exif);  // the pixels lie upright whatever the camera said
-    if (profile.empty()) return;
-    std::string why = TakeProfile(profile, result.metadata.profile);
-    if (!why.empty()) result.warnings.push_back(std::move(why));
+    TakeProfile(profile, result);
 }
 
 /// How often the size is to be halved, so that no side falls below what is asked for.

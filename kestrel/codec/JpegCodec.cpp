@@ -265,10 +265,7 @@ int Reader::TakeMetadata(LoadResult& result) const {
         }
     }
     ResetExifOrientation(metadata.exif);
-    if (!profile.empty()) {
-        std::string why = TakeProfile(profile, metadata.profile);
-        if (!why.empty()) result.warnings.push_back(std::move(why));
-    }
+    TakeProfile(profile, result);
     return orientation;
 }
 

@@ -93,10 +93,7 @@ void TakeMetadata(std::span<const std::uint8_t> resources, LoadResult& result) {
     ResetExifOrientation(metadata.exif);  // the composite lies upright whatever the camera said
     take(ImageResource::Xmp, metadata.xmp);
     take(ImageResource::Iptc, metadata.iptc);
-    if (const auto profile = FindResource(resources, ImageResource::Profile); !profile.empty()) {
-        std::string why = TakeProfile(profile, metadata.profile);
-        if (!why.empty()) result.warnings.push_back(std::move(why));
-    }
+    TakeProfile(FindResource(resources, ImageResource::Profile), result);
     // Pixels for each inch, with 16 bits after the point, across; units; the same down.
     const auto density = FindResource(resources, ImageResource::Resolution);
     if (density.size() < 16) return;

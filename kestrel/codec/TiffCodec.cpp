@@ -12,6 +12,7 @@
 #include "kestrel/codec/Codecs.h"
 #include "kestrel/codec/IccProfile.h"
 #include "kestrel/codec/MemoryTarget.h"
+#include "kestrel/codec/SampleByte.h"
 #include "kestrel/codec/ScanlineOrienter.h"
 #include "kestrel/codec/SharedLibrary.h"
 #include "kestrel/codec/TiffBlocks.h"
@@ -260,10 +261,7 @@ void Reader::TakeMetadata(LoadResult& result) {
     if (blocks.Seek(stream_.start)) ReadTiffBlocks(blocks, library_.TIFFCurrentDirOffset(file_.get()), result.metadata);
     const auto xmp = block(TIFFTAG_XMLPACKET);
     result.metadata.xmp.assign(xmp.begin(), xmp.end());
-    if (const auto profile = block(TIFFTAG_ICCPROFILE); !profile.empty()) {
-        std::string why = TakeProfile(profile, result.metadata.profile);
-        if (!why.empty()) result.warnings.push_back(std::move(why));
-    }
+    TakeProfile(block(TIFFTAG_ICCPROFILE), result);
     const auto x = Field<float>(TIFFTAG_XRESOLUTION, 0), y = Field<float>(TIFFTAG_YRESOLUTION, 0);
     if (!(x > 0 && y > 0)) return;
     const auto unit = Field<std::uint16_t>(TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
@@ -380,16 +378,13 @@ public:
             const std::uint32_t alpha = form_.alpha < 0 ? largest_ : from[form_.alpha];
             for (int c = 0; c < 3; ++c) {
                 const bool divide = form_.premultiplied && alpha > 0 && form_.photometric != PHOTOMETRIC_PALETTE;
-                to[2 - c] = Byte(color[c], divide ? alpha : Scale());
+                to[2 - c] = SampleByte(color[c], divide ? alpha : Scale());
             }
-            if (hidden) hidden[x] = static_cast<std::uint8_t>(255 - Byte(alpha, largest_));
+            if (hidden) hidden[x] = static_cast<std::uint8_t>(255 - SampleByte(alpha, largest_));
         }
     }
 
 private:
-    static std::uint8_t Byte(std::uint64_t value, std::uint64_t largest) {
-        return static_cast<std::uint8_t>(std::min<std::uint64_t>((510 * value + largest) / (2 * largest), 255));
-    }
     std::uint32_t Scale() const {
         return form_.photometric != PHOTOMETRIC_PALETTE ? largest_ : form_.wideColors ? 65535 : 255;
     }

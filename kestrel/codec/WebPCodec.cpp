@@ -156,9 +156,7 @@ void TakeMetadata(std::span<const std::uint8_t> bytes, LoadResult& result) {
     ResetExifOrientation(extras.exif);
     result.metadata.exif = std::move(extras.exif);
     result.metadata.xmp = std::move(extras.xmp);
-    if (extras.profile.empty()) return;
-    std::string why = TakeProfile(extras.profile, result.metadata.profile);
-    if (!why.empty()) result.warnings.push_back(std::move(why));
+    TakeProfile(extras.profile, result);
 }
 
 void Finish(int linesRead, LoadResult& result) {
@@ -216,6 +214,8 @@ void LoadWebP(ByteReader& source, const LoadOptions& options, LoadResult& result
     result.fullWidth = swaps ? features.height : features.width;
     result.fullHeight = swaps ? features.width : features.height;
     if (features.has_animation) {
+        // Two canvases are made before the decoder says how many frames there are.
+        if (!SizeIsAllowed(features.width, features.height, bytes.size(), options, result)) return;
         ReadFrame(bytes, options, result);
     } else {
         if (!HasPage(options, result) ||

@@ -116,6 +116,21 @@ TEST(ExifEdits, SizesAreSetAndTheThumbnailGoes) {
     }
 }
 
+TEST(ExifEdits, StripsMayShareTheirBytes) {
+    constexpr std::uint32_t kStrips = 400'000, kValues = 44;  // each strip reaches to the end: 10^12 bytes one by one
+    Bytes exif = {'I', 'I', 42, 0, 8, 0, 0, 0, 0, 0, 14, 0, 0, 0, 2, 0};
+    const auto put = [&](std::uint32_t value, int size) {
+        for (int i = 0; i < size; ++i) exif.push_back(static_cast<std::uint8_t>(value >> 8 * i));
+    };
+    put(0x0111, 2), put(4, 2), put(kStrips, 4), put(kValues, 4);
+    put(0x0117, 2), put(4, 2), put(kStrips, 4), put(kValues + 4 * kStrips, 4), put(0, 4);
+    ASSERT_EQ(exif.size(), kValues);
+    for (std::uint32_t i = 0; i < kStrips; ++i) put(kValues + i, 4);
+    for (std::uint32_t i = 0; i < kStrips; ++i) put(UINT32_MAX, 4);
+    UpdateExif(exif, 1, 1);
+    EXPECT_EQ(exif, Bytes({'I', 'I', 42, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+}
+
 TEST(ExifEdits, ThePlaceGoesWithoutATrace) {
     for (const bool bigEndian : {false, true}) {
         Bytes exif = Exif(bigEndian);

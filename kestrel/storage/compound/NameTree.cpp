@@ -6,6 +6,7 @@
 #include "kestrel/storage/compound/TreeEdit.h"
 
 namespace kestrel::compound {
+
 /// All nodes of one tree from left to right, each once, whatever its links are.
 class NameTree::Walk {
 public:
