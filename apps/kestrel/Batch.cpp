@@ -7,8 +7,6 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
-#include <map>
-#include <mutex>
 #include <new>
 #include <system_error>
 #include <thread>
@@ -129,7 +127,7 @@ private:
         const std::filesystem::path folder = std::filesystem::path(entry.output).parent_path();
         if (!folder.empty()) std::filesystem::create_directories(folder, error);
         if (error) throw console::Failure{folder.string() + ": " + error.message()};
-        if (!entry.mayReplace && std::filesystem::exists(std::filesystem::symlink_status(entry.output)))
+        if (!entry.mayReplace && std::filesystem::exists(std::filesystem::symlink_status(entry.output, error)))
             throw console::Failure{entry.output + ": has come meanwhile; --existing replace would replace it"};
     }
 
@@ -183,9 +181,11 @@ std::string CommandText(const ApplyOptions& options) {
     for (const std::string& file : options.files) add(file);
     for (const std::string* part :
          {&options.output, &options.existing, &options.shard, &options.renderScale, &options.view, &options.region,
-          &options.format, &options.quality, &options.pngLevel, &options.background})
+          &options.format, &options.quality, &options.pngLevel, &options.background, &options.pictures.strip})
         add(*part);
-    add(options.chain.Identity() + (options.storedChain ? "stored" : "") + (options.recursive ? "recursive" : ""));
+    for (const bool flag : {options.pictures.toSrgb, options.pictures.lossless, options.storedChain, options.recursive})
+        add(flag ? "1" : "0");
+    add(options.chain.Identity());
     return text;
 }
 
@@ -207,6 +207,6 @@ int RunBatch(ApplyOptions& options, const ApplyJob& job) {
     TellSummary(options, batch);
     if (interrupt::Happened()) return interrupt::ExitCode();
     if (batch.Count("failed") > 0) return console::kFailed;
-    if (!options.dryRun) journal.Remove();
+    journal.Remove();
     return batch.Count("damaged") > 0 ? console::kDamagedInput : console::kDone;
 }

@@ -11,7 +11,6 @@
 #include <fstream>
 #include <sstream>
 #include <system_error>
-#include <vector>
 
 #include "apps/kestrel/Console.h"
 #include "kestrel/settings/Folders.h"

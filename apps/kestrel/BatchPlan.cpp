@@ -10,7 +10,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <system_error>
 #include <utility>
 
@@ -67,12 +66,11 @@ void AddBoxPictures(const BoxPath& place, std::vector<Source>& sources) {
     PictureBox box(place.box, kestrel::kStorageRead);
     for (const kestrel::PicEntry& entry : box.Matching(place.name)) {
         const StoredPicture picture = box.Describe(entry);
-        const fs::path path(entry.stream);
         Source source{place.box + ":" + entry.stream};
         const fs::path folder = fs::path(place.box).parent_path();
         if (!folder.empty()) source.folder = folder.string();
         const std::string told(kestrel::PicExtension(entry.stream));
-        source.stem = told.empty() ? entry.stream : path.stem().string();
+        source.stem = WithoutExtension(entry.stream);
         const int type = picture.IsFile() ? static_cast<int>(picture.about.format) : 0;
         source.extension = !told.empty() ? told : type != 0 ? kestrel::PicTypeName(type) : "png";
         source.pixels =
@@ -120,8 +118,7 @@ public:
         std::string name = kestrel::CleanPicName(place->name);
         const Layout layout = LayoutOf(place->box);
         if (layout == Layout::Compound || layout == Layout::Missing)  // such a box keeps no extensions
-            name.resize(name.size() -
-                        (kestrel::PicExtension(name).empty() ? 0 : kestrel::PicExtension(name).size() + 1));
+            name = WithoutExtension(name);
         for (char& c : name) c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
         return BoxIdentity(place->box) + ":" + name;
     }
@@ -136,7 +133,8 @@ public:
 
     bool IsThere(const std::string& output) {
         const auto place = FindBoxPath(output, PathUse::Output);
-        if (!place) return fs::exists(fs::symlink_status(output));
+        std::error_code none;  // writing reports why a name cannot be reached
+        if (!place) return fs::exists(fs::symlink_status(output, none));
         PictureBox* const box = BoxOf(place->box);
         return box && box->IsTaken(place->name);
     }

@@ -32,7 +32,7 @@ int List(const BoxOptions& options) {
         lines.push_back(LineOf(box, entry));
         if (chains.count(WrittenPicName(entry.name))) lines.back().chain = "chain";
     }
-    if (options.json) console::Print(PicturesAsJson(lines, false));
+    if (options.json) console::Print(PicturesAsJson(lines));
     int code = console::kDone;
     for (const BoxLine& line : lines) {
         const PicDescription& about = line.picture.about;
@@ -58,7 +58,7 @@ int Info(const BoxOptions& options) {
     PicInfoRecord record{};
     line.record = box.Box().GetImageInfo(picture.entry.name.c_str(), record);
     if (options.json) {
-        console::Print(PicturesAsJson({line}, true));
+        console::Print(PictureAsJson(line));
         return console::kDone;
     }
     const PicDescription& about = picture.about;

@@ -14,6 +14,7 @@
 #include "apps/kestrel/BoxOptions.h"
 #include "apps/kestrel/Console.h"
 #include "apps/kestrel/Existing.h"
+#include "apps/kestrel/Files.h"
 #include "apps/kestrel/Interrupt.h"
 #include "apps/kestrel/PictureBox.h"
 #include "apps/kestrel/PictureFiles.h"
@@ -25,10 +26,7 @@ namespace {
 
 using namespace kestrel;
 
-struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, FileCloser>;
+using File = std::unique_ptr<std::FILE, StreamCloser>;
 
 void CheckChoice(const char* option, const std::string& text, std::initializer_list<const char*> choices) {
     if (text.empty() || std::find(choices.begin(), choices.end(), text) != choices.end()) return;
@@ -38,12 +36,6 @@ void CheckChoice(const char* option, const std::string& text, std::initializer_l
 }
 
 void CheckAs(const BoxOptions& options) { CheckChoice("--as", options.as, {"compound", "tree", "folder"}); }
-
-/// A name without the extension of a picture, which the box adds where it keeps one.
-std::string WithoutExtension(const std::string& name) {
-    const std::string_view extension = PicExtension(name);
-    return extension.empty() ? name : name.substr(0, name.size() - extension.size() - 1);
-}
 
 /// Runs `work` for each picture; one that fails does not stop the others.
 template <class Item, class Work>
@@ -133,7 +125,7 @@ void AddOne(PictureBox& box, const BoxOptions& options, const std::string& path,
 // Getting ------------------------------------------------------------------------------------------------------------
 
 /// Copies the bytes of the stored image into a file that appears whole or not at all.
-std::uint64_t WriteStored(PictureBox& box, const StoredPicture& picture, const std::string& output) {
+void WriteStored(PictureBox& box, const StoredPicture& picture, const std::string& output) {
     std::uint64_t size = 0;
     const QvStreamPtr stream = box.OpenImage(picture, size);
     std::unique_ptr<FileReplacement> file;
@@ -149,7 +141,6 @@ std::uint64_t WriteStored(PictureBox& box, const StoredPicture& picture, const s
         if (file && std::fwrite(buffer.get(), 1, got, file->Stream()) != got) break;  // the commit reports why
     }
     if (file && !file->Commit()) FailStore(output, file->Error());
-    return size;
 }
 
 /// Whether the stored bytes are what is asked for.

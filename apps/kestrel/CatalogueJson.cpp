@@ -1,20 +1,14 @@
-// With PictureJson.cpp and StoreJson.cpp the only files that include the JSON library, whose headers take seconds to
-// compile.
 #include "apps/kestrel/CatalogueJson.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <nlohmann/json.hpp>
 #include <span>
 
 #include "apps/kestrel/FilterNotes.h"
+#include "apps/kestrel/Json.h"
 #include "kestrel/codec/ImageFormat.h"
 
 namespace {
-
-using Json = nlohmann::ordered_json;
-
-std::string Dumped(const Json& json) { return json.dump(2) + '\n'; }
 
 /// What the list and the description of a filter share.
 Json Identity(const kestrel::Description& about, std::optional<kestrel::Language> language) {

@@ -31,7 +31,7 @@ public:
     void AddTo(const Command& command);
     bool ReadsStandardInput() const { return chainFile_ == "-"; }
     bool HasFile() const { return !chainFile_.empty(); }
-    /// The same for the same filters and texts, once `--chain` is read.
+    /// Equal for equal filters and texts; `--chain` is read before.
     std::string Identity() const;
     /// Reads `--chain`; from then on several threads may call `ApplyTo`.
     void Read();

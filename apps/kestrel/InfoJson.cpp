@@ -1,31 +1,27 @@
-// Apart from Info.cpp because the headers of the JSON library take seconds to compile.
 #include "apps/kestrel/InfoJson.h"
 
-#include <nlohmann/json.hpp>
+#include "apps/kestrel/Json.h"
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 Json OrNull(const std::string& text) { return text.empty() ? Json() : Json(text); }
 Json OrNull(double value) { return value > 0 ? Json(value) : Json(); }
 
 Json ExifAsJson(const kestrel::ExifSummary& exif) {
-    Json json{{"make", OrNull(exif.make)},
-              {"model", OrNull(exif.model)},
-              {"lens", OrNull(exif.lens)},
-              {"taken", OrNull(exif.taken)},
-              {"exposureTime", OrNull(exif.exposureTime)},
-              {"aperture", OrNull(exif.aperture)},
-              {"focalLength", OrNull(exif.focalLength)},
-              {"iso", exif.sensitivity > 0 ? Json(exif.sensitivity) : Json()},
-              {"latitude", exif.place ? Json(exif.place->latitude) : Json()},
-              {"longitude", exif.place ? Json(exif.place->longitude) : Json()},
-              {"description", OrNull(exif.description)},
-              {"artist", OrNull(exif.artist)},
-              {"copyright", OrNull(exif.copyright)},
-              {"software", OrNull(exif.software)}};
-    return json;
+    return {{"make", OrNull(exif.make)},
+            {"model", OrNull(exif.model)},
+            {"lens", OrNull(exif.lens)},
+            {"taken", OrNull(exif.taken)},
+            {"exposureTime", OrNull(exif.exposureTime)},
+            {"aperture", OrNull(exif.aperture)},
+            {"focalLength", OrNull(exif.focalLength)},
+            {"iso", exif.sensitivity > 0 ? Json(exif.sensitivity) : Json()},
+            {"latitude", exif.place ? Json(exif.place->latitude) : Json()},
+            {"longitude", exif.place ? Json(exif.place->longitude) : Json()},
+            {"description", OrNull(exif.description)},
+            {"artist", OrNull(exif.artist)},
+            {"copyright", OrNull(exif.copyright)},
+            {"software", OrNull(exif.software)}};
 }
 
 Json InfoAsJson(const PictureInfo& info) {
@@ -61,5 +57,5 @@ std::string FormatText(const kestrel::LoadResult& picture) {
 std::string InfoAsJson(const std::vector<PictureInfo>& pictures) {
     Json list = Json::array();
     for (const PictureInfo& info : pictures) list.push_back(InfoAsJson(info));
-    return list.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+    return Dumped(list);
 }

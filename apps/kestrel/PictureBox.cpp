@@ -49,13 +49,6 @@ bool IsBox(const std::string& path) {
     return std::string_view(start, sizeof start) == kCompoundMagic;
 }
 
-std::string Stem(const std::string& stream) {
-    const std::string_view extension = PicExtension(stream);
-    return extension.empty() ? stream : stream.substr(0, stream.size() - extension.size() - 1);
-}
-
-std::string Target(const std::string& name, const std::string& extension) { return WrittenPicName(name, extension); }
-
 /// The folder that holds a box which is not a compound file.
 std::string FolderOf(const std::string& path, Layout layout) {
     return SystemPath(layout == Layout::Tree ? BoxFolder(path) : path);
@@ -105,6 +98,11 @@ std::optional<BoxPath> FindBoxPath(const std::string& path, PathUse use) {
 std::string BoxIdentity(const std::string& path) {
     const Layout layout = LayoutOf(path);
     return std::filesystem::weakly_canonical(layout == Layout::Tree ? FolderOf(path, layout) : SystemPath(path));
+}
+
+std::string WithoutExtension(const std::string& name) {
+    const std::string_view extension = PicExtension(name);
+    return extension.empty() ? name : name.substr(0, name.size() - extension.size() - 1);
 }
 
 bool StoredPicture::IsFile() const {
@@ -211,7 +209,7 @@ std::optional<StoredPicture> PictureBox::FindIfThere(const std::string& name) {
     if (const auto* alike = find([&](const PicEntry& entry) { return named(entry.stream); })) return Describe(*alike);
     std::vector<const PicEntry*> files;
     for (const PicEntry& entry : Entries())
-        if (named(Stem(entry.stream))) files.push_back(&entry);
+        if (named(WithoutExtension(entry.stream))) files.push_back(&entry);
     if (files.empty()) return FindWithoutExtension(name);
     if (files.size() > 1)
         Fail(name, fmt::format("may be {} or {}; name one", ::Shown(files[0]->stream), ::Shown(files[1]->stream)));
@@ -222,7 +220,7 @@ std::optional<StoredPicture> PictureBox::FindIfThere(const std::string& name) {
 std::optional<StoredPicture> PictureBox::FindWithoutExtension(const std::string& name) {
     const ImageFormat format = FormatOfName(PicExtension(name));
     if (format == ImageFormat::Unknown) return {};
-    const std::string clean = CleanPicName(Stem(name));
+    const std::string clean = CleanPicName(WithoutExtension(name));
     for (const PicEntry& entry : Entries()) {
         if (!PicNamesEqual(entry.stream, clean)) continue;
         if (StoredPicture picture = Describe(entry); picture.about.format == format) return picture;
@@ -271,13 +269,13 @@ QvStreamPtr PictureBox::OpenImage(const StoredPicture& picture, std::uint64_t& s
 }
 
 std::vector<PicEntry> PictureBox::Rivals(const std::string& name, const std::string& extension) {
-    const std::string target = Target(name, extension);
-    const std::string stem = extension.empty() ? target : Stem(target);
+    const std::string target = WrittenPicName(name, extension);
+    const std::string stem = extension.empty() ? target : WithoutExtension(target);
     std::vector<PicEntry> rivals;
     for (const PicEntry& entry : Entries()) {
         const bool same = PicNamesEqual(entry.stream, target);
         const bool oneHasNone = extension.empty() || PicExtension(entry.stream).empty();
-        if (same || (!box_->External() && oneHasNone && PicNamesEqual(Stem(entry.stream), stem)))
+        if (same || (!box_->External() && oneHasNone && PicNamesEqual(WithoutExtension(entry.stream), stem)))
             rivals.push_back(entry);
     }
     return rivals;
@@ -298,7 +296,7 @@ std::optional<std::string> PictureBox::FreeName(const std::string& name, const s
 bool PictureBox::IsTaken(const std::string& name) {
     const std::string_view told = PicExtension(name);
     if (told.empty()) return FindIfThere(name) || !Rivals(name, StoredExtension("PNG")).empty();
-    return !Rivals(Stem(name), StoredExtension(std::string(told))).empty();
+    return !Rivals(WithoutExtension(name), StoredExtension(std::string(told))).empty();
 }
 
 std::string PictureBox::StoredExtension(const std::string& extension) const {
@@ -306,7 +304,7 @@ std::string PictureBox::StoredExtension(const std::string& extension) const {
 }
 
 std::string PictureBox::AddFile(const std::string& name, const std::string& extension, std::FILE* file) {
-    std::string target = Target(name, StoredExtension(extension));
+    std::string target = WrittenPicName(name, StoredExtension(extension));
     if (fseeko(file, 0, SEEK_END) != 0 || ftello(file) == 0) Fail(target, "the file is empty");
     if (!box_->External()) {
         if (StoredExtension(extension).empty() && ftello(file) > std::int64_t{UINT32_MAX})
@@ -338,7 +336,7 @@ void PictureBox::Delete(const PicEntry& entry) {
 }
 
 void PictureBox::GiveWay(const std::string& name, const std::string& extension) {
-    const std::string target = Target(name, extension);
+    const std::string target = WrittenPicName(name, extension);
     for (const PicEntry& rival : Rivals(name, extension)) {
         if (!box_->External()) box_->DeleteBeside(rival.name);
         const bool sameStream = root_->Kind() == 0 ? PicNamesEqual(rival.stream, target) : rival.stream == target;

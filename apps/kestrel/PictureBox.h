@@ -30,6 +30,9 @@ std::optional<BoxPath> FindBoxPath(const std::string& path, PathUse use);
 /// The place of a box on the disk, the same for every path that leads to it.
 std::string BoxIdentity(const std::string& path);
 
+/// A name without the extension of a picture file that it ends with.
+std::string WithoutExtension(const std::string& name);
+
 /// A stored picture with what its stream tells.
 struct StoredPicture {
     kestrel::PicEntry entry;
@@ -52,7 +55,7 @@ public:
     const std::string& Path() const { return path_; }
     kestrel::qvPicBox& Box() { return *box_; }
     kestrel::IQvStorage& Root() { return *root_; }
-    /// The same for a file of the box as `path:name`, for messages.
+    /// A picture of the box as messages name it: `path:name`.
     std::string Shown(const std::string& name) const;
 
     /// Names under which chains are kept.

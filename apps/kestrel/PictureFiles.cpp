@@ -100,26 +100,21 @@ kestrel::CodecError SaveFile(const std::string& path, const Picture& picture, co
     return error;
 }
 
-struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-
 /// Encodes the picture first: the box is held for the time of a copy only, and never has half of one.
 kestrel::CodecError SaveIntoBox(const BoxPath& place, const Picture& picture, const kestrel::SaveOptions& save) {
     std::vector<std::uint8_t> bytes;
     if (place.name.empty()) FailStore(place.box + ":", "names no picture of the box");
     if (auto error = kestrel::ImageLoader::Save(bytes, picture.image.get(), picture.mask.get(), save)) return error;
-    const std::unique_ptr<std::FILE, FileCloser> file(fmemopen(bytes.data(), bytes.size(), "rb"));
+    const std::unique_ptr<std::FILE, StreamCloser> file(fmemopen(bytes.data(), bytes.size(), "rb"));
     if (!file) throw std::bad_alloc();
     const std::string_view told = kestrel::PicExtension(place.name);
-    const std::string name = place.name.substr(0, place.name.size() - (told.empty() ? 0 : told.size() + 1));
     const bool fits = kestrel::FormatOfName(told) == save.format;
     const std::string extension = fits ? std::string(told) : kestrel::PicTypeName(static_cast<int>(save.format));
     const std::lock_guard guard(BoxGuard());
     PictureBox box(place.box, kMakeBox);
     // A name without an extension means the picture that it finds, whatever its format is.
     const auto old = told.empty() ? box.FindIfThere(place.name) : std::nullopt;
-    const std::string stream = box.AddFile(name, extension, file.get());
+    const std::string stream = box.AddFile(WithoutExtension(place.name), extension, file.get());
     if (old && !kestrel::PicNamesEqual(old->entry.stream, stream)) box.Delete(old->entry);
     box.Finish();
     return {};
@@ -250,9 +245,8 @@ bool IsSamePicture(const std::string& input, const std::string& output) {
         if (BoxIdentity(from->box) != BoxIdentity(to->box)) return false;
         const std::lock_guard guard(BoxGuard());
         PictureBox box(from->box, kestrel::kStorageRead);
-        const std::string_view told = kestrel::PicExtension(to->name);
-        const std::string stem = to->name.substr(0, to->name.size() - (told.empty() ? 0 : told.size() + 1));
-        return kestrel::PicNamesEqual(box.Find(from->name).entry.name, kestrel::CleanPicName(stem));
+        return kestrel::PicNamesEqual(box.Find(from->name).entry.name,
+                                      kestrel::CleanPicName(WithoutExtension(to->name)));
     }
     struct stat inputStatus {
     }, outputStatus{};

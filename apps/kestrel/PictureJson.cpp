@@ -1,19 +1,13 @@
-// With CatalogueJson.cpp and StoreJson.cpp the only files that include the JSON library, whose headers take seconds to
-// compile.
 #include "apps/kestrel/PictureJson.h"
 
 #include <map>
-#include <nlohmann/json.hpp>
 
+#include "apps/kestrel/Json.h"
 #include "kestrel/codec/ImageFormat.h"
 
 namespace {
 
 using kestrel::PicKind;
-using Json = nlohmann::ordered_json;
-
-/// Names of files need not be UTF-8.
-std::string Dumped(const Json& json) { return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n'; }
 
 Json LineAsJson(const BoxLine& line, bool whole) {
     const kestrel::PicDescription& about = line.picture.about;
@@ -55,8 +49,9 @@ std::string FormatText(const BoxLine& line) {
     return about.format == kestrel::ImageFormat::Unknown ? "?" : kestrel::FormatName(about.format);
 }
 
-std::string PicturesAsJson(const std::vector<BoxLine>& lines, bool one) {
-    if (one) return Dumped(LineAsJson(lines.at(0), true));
+std::string PictureAsJson(const BoxLine& line) { return Dumped(LineAsJson(line, true)); }
+
+std::string PicturesAsJson(const std::vector<BoxLine>& lines) {
     Json list = Json::array();
     for (const BoxLine& line : lines) list.push_back(LineAsJson(line, false));
     return Dumped(list);

@@ -1,5 +1,4 @@
 #pragma once
-#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -9,7 +8,7 @@
 struct BoxLine {
     StoredPicture picture;
     std::string problem;  ///< why nothing is known; empty otherwise
-    std::string chain;    ///< its text; empty without one
+    std::string chain;    ///< its text, in a list any text; empty without one
     std::string record;   ///< the name in the caller's record; empty without one
 };
 
@@ -20,8 +19,10 @@ const char* FormName(const BoxLine& line);
 /// The name of the image's format; "-" for pixels, "?" for bytes that no reader knows.
 std::string FormatText(const BoxLine& line);
 
-/// A list of pictures; with `one`, the only picture as an object with all that is known.
-std::string PicturesAsJson(const std::vector<BoxLine>& lines, bool one);
+/// All that is known of a picture.
+std::string PictureAsJson(const BoxLine& line);
+/// A list of pictures, each with less: of its chain only whether there is one.
+std::string PicturesAsJson(const std::vector<BoxLine>& lines);
 /// A chain text or none.
 std::string ChainAsJson(const std::string& name, const std::string& chain);
 

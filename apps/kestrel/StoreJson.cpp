@@ -1,17 +1,6 @@
-// With CatalogueJson.cpp and PictureJson.cpp the only files that include the JSON library, whose headers take seconds
-// to compile.
 #include "apps/kestrel/StoreJson.h"
 
-#include <nlohmann/json.hpp>
-
-namespace {
-
-using Json = nlohmann::ordered_json;
-
-/// Names of files need not be UTF-8.
-std::string Dumped(const Json& json) { return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n'; }
-
-}  // namespace
+#include "apps/kestrel/Json.h"
 
 std::string ElementsAsJson(const std::vector<StoreElement>& elements) {
     Json list = Json::array();
