@@ -6,8 +6,8 @@
 
 namespace kestrel {
 
-/// A link that can tell whether a request may be cut into bands of rows. Filters and sources are; a link of another
-/// kind gets each request whole.
+/// A link that can tell whether a request may be cut into bands of rows. Filters and line sources can; a link of
+/// another kind gets each request whole.
 class KESTREL_API BandLink {
 public:
     /// May a request be made as one for each band of its rows, with the bytes of the whole request? True only when that

@@ -261,10 +261,11 @@ FilterResult Rendering::Bounded(const Work& work) {
 FilterResult Rendering::RenderInto(Picture& result) {
     const auto rows = RowTable(result.image.get());
     const auto maskRows = RowTable(result.mask.get());
-    const auto ask = [&](const Rendering& line, int first, int count) -> FilterResult {
-        if (aborted_) return S_FALSE;
-        return line.sink_->Upstream()->TransformArea(0, first, 0, first, result.Width(), count, rows.data(),
-                                                     maskRows.data());
+    const auto ask = [&](const Rendering& line, int first, int count) {
+        return Bounded([&] {
+            return line.sink_->Upstream()->TransformArea(0, first, 0, first, result.Width(), count, rows.data(),
+                                                         maskRows.data());
+        });
     };
     if (!ServesBands(sink_->Upstream())) return ask(*this, 0, result.Height());
 
@@ -282,7 +283,7 @@ FilterResult Rendering::RenderInto(Picture& result) {
     std::vector<std::jthread> helpers;  // they have ended when this goes
     try {
         while (static_cast<int>(helpers.size()) < helperCount) helpers.emplace_back(help);
-    } catch (const std::system_error&) {  // so many threads the system lets us have
+    } catch (const std::system_error&) {  // the system allows no more threads
     }
     work.Take([&](int first, int n) { return ask(*this, first, n); });
     helpers.clear();
@@ -293,9 +294,17 @@ int Rendering::HelperCount(int bands) const {
     constexpr int kBandsPerThread = 4;  // fewer are made before a thread has its line
     constexpr int kLongChain = 250;     // a thread's stack may be as small as half a megabyte
     if (threads_ == 1 || FilterCount() == 0 || FilterCount() > kLongChain) return 0;
+    if (!ServesOwnPicture()) return 0;
     const bool rowByRow =
         EveryFilter([](const Description& description) { return description.inPlace && !description.measuresRequest; });
     return rowByRow ? std::clamp(bands / kBandsPerThread - 1, 0, threads_ - 1) : 0;
+}
+
+bool Rendering::ServesOwnPicture() const {
+    Ref<IFilterObject> first;
+    Ref<IFilterPixels> head;
+    chain_->GetFilter(0, IFilterObject::kIid, first.Out());
+    return first && first->QueryUpstream(IFilterPixels::kIid, head.Out()) == S_OK && head.get() == source_.get();
 }
 
 bool Rendering::Follow(const Rendering& other, const std::string& pending, const std::string& active) {

@@ -56,9 +56,9 @@ static_assert(Divides(49345, 22, 85, 255 * 255));
 
 /// Takes the signs of a channel off; false when they differ or a cast does not fit a byte.
 bool TakeSigns(const Cast& cast, ByteTable& amounts, bool& gains) {
-    const auto [least, most] = std::minmax_element(cast.begin(), cast.end());
-    if (*least < -255 || *most > 255 || (*least < 0 && *most > 0)) return false;
-    gains = *least < 0;
+    const auto [minimum, maximum] = std::minmax_element(cast.begin(), cast.end());
+    if (*minimum < -255 || *maximum > 255 || (*minimum < 0 && *maximum > 0)) return false;
+    gains = *minimum < 0;
     for (std::size_t i = 0; i < cast.size(); ++i) amounts[i] = static_cast<std::uint8_t>(gains ? -cast[i] : cast[i]);
     return true;
 }

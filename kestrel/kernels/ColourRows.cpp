@@ -57,7 +57,7 @@ void BlackWhiteRow(Row row, std::int32_t percent) {
         green = MixPercent16(d, grey, green, opacity);
         red = MixPercent16(d, grey, red, opacity);
     };
-    MapPlanes16(row, wide, [percent](Bgr p) { return BlackWhitePixel(p, percent); });
+    MapPlanes<std::uint16_t>(row, wide, [percent](Bgr p) { return BlackWhitePixel(p, percent); });
 }
 
 void SepiaRow(Row row, std::uint8_t keep) {
@@ -79,7 +79,7 @@ void SepiaRow(Row row, std::uint8_t keep) {
         green = mix(green, kSepiaGreenTint);
         red = mix(red, kSepiaRedTint);
     };
-    MapPlanes16(row, wide, [keep](Bgr p) { return SepiaPixel(p, keep); });
+    MapPlanes<std::uint16_t>(row, wide, [keep](Bgr p) { return SepiaPixel(p, keep); });
 }
 
 void ShiftRow(Row row, ColourShift shift) {

@@ -1,5 +1,6 @@
 #include "kestrel/kernels/Composite.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace kestrel::kernels {

@@ -52,7 +52,7 @@ void HueRangeRow(Row row, std::int32_t centre, const RangeTables& tables, const 
         green = add(green, tables.green);
         red = add(red, tables.red);
     };
-    MapPlanes(row, wide, [&](Bgr p) { return HueRangePixel(p, centre, tables, weights); });
+    MapPlanes<std::int32_t>(row, wide, [&](Bgr p) { return HueRangePixel(p, centre, tables, weights); });
 }
 
 }  // namespace kestrel::kernels::HWY_NAMESPACE

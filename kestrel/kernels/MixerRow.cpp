@@ -54,9 +54,9 @@ void MixerRow(Row row, const Mixer& mixer, bool hasGamma) {
         plain.gamma = kIdentityTable;
         return plain;
     };
-    if (!hasGamma) return MapPlanes(row, wide, [&](Bgr p) { return MixPixel(p, mixer); });
+    if (!hasGamma) return MapPlanes<std::int32_t>(row, wide, [&](Bgr p) { return MixPixel(p, mixer); });
     const Mixer ungraded{mixer.grey, sums(mixer.red), sums(mixer.green), sums(mixer.blue)};
-    MapPlanes(row, wide, [&](Bgr p) { return MixPixel(p, ungraded); });
+    MapPlanes<std::int32_t>(row, wide, [&](Bgr p) { return MixPixel(p, ungraded); });
     const auto gamma = [](const MixerChannel& channel) { return channel.on ? channel.gamma : kIdentityTable; };
     ChannelTablesRow(row, {gamma(mixer.blue), gamma(mixer.green), gamma(mixer.red)});
 }

@@ -37,49 +37,26 @@ void MapBytes(Row row, [[maybe_unused]] const Wide& wide, const Plain& plain) {
     for (; i < row.size(); ++i) bytes[i] = plain(bytes[i]);
 }
 
-/// Pixels as three planes of unsigned 16-bit lanes: `wide(d, blue, green, red)` changes three vectors in place and
-/// leaves 0..255 in each lane, `plain(Bgr)` does one pixel.
-template <class Wide, class Plain>
-void MapPlanes16(Row row, [[maybe_unused]] const Wide& wide, const Plain& plain) {
-    std::uint8_t* const bytes = row.data();
-    std::size_t i = 0;
-#if HWY_TARGET != HWY_SCALAR
-    const hn::ScalableTag<std::uint16_t> d16;
-    const hn::RebindToSigned<decltype(d16)> di16;
-    const hn::Rebind<std::uint8_t, decltype(d16)> d8;
-    const std::size_t step = hn::Lanes(d16) * 3;
-    for (; i + step <= row.size(); i += step) {
-        hn::Vec<decltype(d8)> blue8, green8, red8;
-        hn::LoadInterleaved3(d8, bytes + i, blue8, green8, red8);
-        auto blue = hn::PromoteTo(d16, blue8);
-        auto green = hn::PromoteTo(d16, green8);
-        auto red = hn::PromoteTo(d16, red8);
-        wide(d16, blue, green, red);
-        hn::StoreInterleaved3(hn::DemoteTo(d8, hn::BitCast(di16, blue)), hn::DemoteTo(d8, hn::BitCast(di16, green)),
-                              hn::DemoteTo(d8, hn::BitCast(di16, red)), d8, bytes + i);
-    }
-#endif
-    for (; i + 2 < row.size(); i += 3) Store(bytes + i, plain(Load(bytes + i)));
-}
-
-/// Pixels as three planes of 32-bit lanes: `wide(d, blue, green, red)` changes three vectors in place and leaves
-/// 0..255 in each lane, `plain(Bgr)` does one pixel.
-template <class Wide, class Plain>
+/// Pixels as three planes of lanes of a number, 16 or 32 bits: `wide(d, blue, green, red)` changes three vectors in
+/// place and leaves 0..255 in each lane, `plain(Bgr)` does one pixel.
+template <class Number, class Wide, class Plain>
 void MapPlanes(Row row, [[maybe_unused]] const Wide& wide, const Plain& plain) {
     std::uint8_t* const bytes = row.data();
     std::size_t i = 0;
 #if HWY_TARGET != HWY_SCALAR
-    const hn::ScalableTag<std::int32_t> d32;
-    const hn::Rebind<std::uint8_t, decltype(d32)> d8;
-    const std::size_t step = hn::Lanes(d32) * 3;
+    const hn::ScalableTag<Number> d;
+    const hn::RebindToSigned<decltype(d)> di;
+    const hn::Rebind<std::uint8_t, decltype(d)> d8;
+    const std::size_t step = hn::Lanes(d) * 3;
     for (; i + step <= row.size(); i += step) {
         hn::Vec<decltype(d8)> blue8, green8, red8;
         hn::LoadInterleaved3(d8, bytes + i, blue8, green8, red8);
-        auto blue = hn::PromoteTo(d32, blue8);
-        auto green = hn::PromoteTo(d32, green8);
-        auto red = hn::PromoteTo(d32, red8);
-        wide(d32, blue, green, red);
-        hn::StoreInterleaved3(hn::DemoteTo(d8, blue), hn::DemoteTo(d8, green), hn::DemoteTo(d8, red), d8, bytes + i);
+        auto blue = hn::PromoteTo(d, blue8);
+        auto green = hn::PromoteTo(d, green8);
+        auto red = hn::PromoteTo(d, red8);
+        wide(d, blue, green, red);
+        hn::StoreInterleaved3(hn::DemoteTo(d8, hn::BitCast(di, blue)), hn::DemoteTo(d8, hn::BitCast(di, green)),
+                              hn::DemoteTo(d8, hn::BitCast(di, red)), d8, bytes + i);
     }
 #endif
     for (; i + 2 < row.size(); i += 3) Store(bytes + i, plain(Load(bytes + i)));

@@ -52,7 +52,7 @@ void OptimizeRow(Row row, const ByteTable& luminance) {
         green = byte(hn::Sub(hn::Sub(y, times(0.271582f, i)), times(0.646874f, q)));
         red = byte(hn::Add(hn::Add(y, times(0.955688f, i)), times(0.619858f, q)));
     };
-    MapPlanes(row, wide, [&](Bgr p) { return OptimizePixel(p, luminance); });
+    MapPlanes<std::int32_t>(row, wide, [&](Bgr p) { return OptimizePixel(p, luminance); });
 }
 
 }  // namespace kestrel::kernels::HWY_NAMESPACE
