@@ -38,4 +38,6 @@ void SetDialogLanguage(Language language) {
 
 QString DialogText(const char* key) { return QString::fromStdString(BuiltInText(key, DialogLanguage()).value_or(key)); }
 
+QString WithoutShortcut(QString text) { return text.replace(QLatin1String("&"), QLatin1String("&&")); }
+
 }  // namespace kestrel

@@ -14,4 +14,7 @@ KESTREL_API void SetDialogLanguage(Language language);
 /// A text that ships with the library in the language of the dialogs; the key itself when there is no such text.
 KESTREL_API QString DialogText(const char* key);
 
+/// A text for a label or a button that shows each "&" and takes none for the mark of a shortcut.
+KESTREL_API QString WithoutShortcut(QString text);
+
 }  // namespace kestrel

@@ -125,18 +125,21 @@ Value GetOr(const Parameter& bag, const char* tag, Value value) {
     return value;
 }
 
+/// The tag of the entry at `at`, which goes on to its value; none after the last entry.
+std::optional<string_view> TakeTag(string_view text, std::size_t& at) {
+    while (at < text.size() && IsLineEnd(text[at])) ++at;
+    const std::size_t start = at;
+    const std::size_t equals = text.find('=', at);
+    if (equals == kNone) return std::nullopt;
+    at = equals + 1;
+    return text.substr(start, equals - start);
+}
+
 /// Are all entries of `own` in `other`, with their values?
 bool HasEntries(const Parameter& own, string_view text, const Parameter& other, string_view otherText) {
     std::size_t at = 0;
-    while (at < text.size()) {
-        if (IsLineEnd(text[at])) {
-            ++at;
-            continue;
-        }
-        const std::size_t equals = text.find('=', at);
-        if (equals == kNone) break;
-        const std::string tag(text.substr(at, equals - at));
-        at = equals + 1;
+    while (const auto entry = TakeTag(text, at)) {
+        const std::string tag(*entry);
         if (HasAt(text, at, '"')) {
             if (own.GetString(tag.c_str()) != other.GetString(tag.c_str())) return false;
             at = StepOverQuoted(text, at) + 1;
@@ -154,15 +157,8 @@ bool HasEntries(const Parameter& own, string_view text, const Parameter& other, 
 /// answers that this yields are relied upon.
 bool HasTags(string_view text, string_view other) {
     std::size_t at = 0;
-    while (at < text.size()) {
-        if (IsLineEnd(text[at])) {
-            ++at;
-            continue;
-        }
-        const std::size_t equals = text.find('=', at);
-        if (equals == kNone) break;
-        if (!FindValue(other, text.substr(at, equals - at))) return false;
-        at = equals + 1;
+    while (const auto tag = TakeTag(text, at)) {
+        if (!FindValue(other, *tag)) return false;
         if (HasAt(other, at, '"')) {
             at = StepOverQuoted(other, at) + 1;
         } else {

@@ -1,6 +1,7 @@
 #include "kestrel/parameters/ParameterTable.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "kestrel/parameters/ParameterText.h"
 #include "kestrel/parameters/TextEscapes.h"

@@ -1,9 +1,7 @@
 #pragma once
 #include <array>
-#include <cmath>
 #include <string>
 #include <string_view>
-#include <type_traits>
 #include <variant>
 #include <vector>
 

@@ -112,8 +112,7 @@ TEST_F(SpecialPanels, EyesAreClickedUntilTheButtonIsLetUp) {
     EXPECT_EQ(panel->ParameterText(), "N=0");
     EXPECT_FALSE(Find<QAbstractButton>("remove")->isEnabled());
 
-    std::string full = "N=128";
-    panel->SetParameterText(full);
+    panel->SetParameterText("N=128");
     EXPECT_FALSE(Find<QAbstractButton>("add")->isEnabled()) << "no room for another";
 }
 
@@ -179,6 +178,10 @@ TEST_F(SpecialPanels, AStraightenedCropTurnsItsFrameTheOtherWay) {
         picture.moved(*picture.frame);
         EXPECT_EQ(panel->ParameterText(), before) << "there and back";
     }
+    // Any other angle: the box around 200 by 100, rounded up, and the filter's room for soft edges, 2 by 6.
+    panel->SetParameterText("Angle=0.5,LeftMargin=0,RightMargin=1,BottomMargin=0,TopMargin=1");
+    EXPECT_EQ(picture.frame->area.center(), QPointF(100, 50));
+    EXPECT_EQ(picture.frame->area.size(), QSizeF(226, 190));
 }
 
 TEST_F(SpecialPanels, ALineIsTurnedLevelOrUpright) {

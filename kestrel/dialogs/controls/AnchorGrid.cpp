@@ -27,8 +27,6 @@ AnchorGrid::AnchorGrid(const QString& name, const std::vector<int>& places, QWid
     });
 }
 
-int AnchorGrid::Chosen() const { return group_->checkedId(); }
-
 void AnchorGrid::Choose(int place) {
     const QSignalBlocker quiet(group_);
     if (QAbstractButton* const button = group_->button(place)) button->setChecked(true);

@@ -3,7 +3,6 @@
 #include <vector>
 
 class QButtonGroup;
-class QToolButton;
 
 namespace kestrel {
 
@@ -15,7 +14,6 @@ public:
     /// the number of its place.
     AnchorGrid(const QString& name, const std::vector<int>& places, QWidget* parent);
 
-    int Chosen() const;
     /// Emits nothing.
     void Choose(int place);
     void SetName(int place, const QString& name);

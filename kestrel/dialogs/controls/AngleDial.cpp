@@ -4,7 +4,6 @@
 #include <QLineF>
 #include <QMouseEvent>
 #include <QPainter>
-#include <QStyleOption>
 #include <cmath>
 
 namespace kestrel {

@@ -11,9 +11,7 @@ public:
     /// `zeroAt`: where the hand points at 0, degrees counterclockwise from the right.
     AngleDial(double zeroAt, QWidget* parent);
 
-    /// Degrees, counterclockwise.
-    double Angle() const { return angle_; }
-    /// Emits nothing.
+    /// Degrees, counterclockwise. Emits nothing.
     void SetAngle(double degrees);
     QSize sizeHint() const override;
 

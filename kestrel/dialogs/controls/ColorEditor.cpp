@@ -60,7 +60,7 @@ ColorEditor::ColorEditor(const QColor& color, QWidget* parent)
         const QString digits = text.startsWith(u'#') ? text.mid(1) : text;
         if (digits.size() == 6) Take(QColor(QLatin1String("#") + digits));
     });
-    Retranslate();
+    SetTexts();
     SetColor(color);
 }
 
@@ -88,7 +88,7 @@ void ColorEditor::Show() {
     if (!number_->hasFocus()) number_->setText(color_.name());
 }
 
-void ColorEditor::Retranslate() {
+void ColorEditor::SetTexts() {
     for (int i = 0; i < 3; ++i) {
         channelLabels_[i]->setText(DialogText(kChannelKeys[i]));
         channels_[i]->setAccessibleName(DialogText(kChannelKeys[i]));

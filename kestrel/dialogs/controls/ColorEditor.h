@@ -21,8 +21,6 @@ public:
     QColor Color() const { return color_; }
     /// Emits nothing.
     void SetColor(const QColor& color);
-    /// Texts in the language now chosen.
-    void Retranslate();
 
 Q_SIGNALS:
     /// The user has changed the color.
@@ -31,6 +29,8 @@ Q_SIGNALS:
 private:
     void Take(const QColor& color);
     void Show();
+    /// In the language chosen when the editor opens.
+    void SetTexts();
 
     QColor color_;
     int hue_ = 0;  ///< kept while the color is gray

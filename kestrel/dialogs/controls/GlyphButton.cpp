@@ -56,14 +56,6 @@ void DrawGlyph(QPainter& painter, Glyph glyph) {
         case Glyph::Remove:
             painter.drawLine(QPointF(3.5, 8), QPointF(12.5, 8));
             break;
-        case Glyph::Frame:
-            painter.drawPolyline(QPolygonF({{4.5, 1.5}, {4.5, 11.5}, {14.5, 11.5}}));
-            painter.drawPolyline(QPolygonF({{1.5, 4.5}, {11.5, 4.5}, {11.5, 14.5}}));
-            break;
-        case Glyph::Swap:
-            painter.drawPolyline(QPolygonF({{2, 5.5}, {14, 5.5}, {11, 2.5}}));
-            painter.drawPolyline(QPolygonF({{14, 10.5}, {2, 10.5}, {5, 13.5}}));
-            break;
     }
 }
 

@@ -4,7 +4,7 @@
 namespace kestrel {
 
 /// What a small button shows. Drawn, so that it is sharp at every scale and follows the palette.
-enum class Glyph { Reset, Pipette, TurnLeft, TurnRight, HalfTurn, Add, Remove, Frame, Swap };
+enum class Glyph { Reset, Pipette, TurnLeft, TurnRight, HalfTurn, Add, Remove };
 
 /// A small flat button with a drawing and, where there is room, a short text after it.
 class GlyphButton : public QToolButton {

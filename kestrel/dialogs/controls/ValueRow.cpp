@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QSignalBlocker>
 #include <QSlider>
+#include <algorithm>
 #include <cmath>
 
 #include "kestrel/dialogs/DialogText.h"
@@ -67,14 +68,18 @@ ValueRow::ValueRow(const QString& name, const ValueScale& scale, QGridLayout* gr
     connect(label_, &ResetLabel::DoubleClicked, this, &ValueRow::ResetWanted);
 }
 
+std::vector<QWidget*> ValueRow::Parts() const {
+    std::vector<QWidget*> parts = {label_, field_, farLabel_};
+    if (slider_) parts.insert(parts.begin() + 1, slider_);
+    return parts;
+}
+
 void ValueRow::SetTexts(const QString& label, const QString& farLabel, const QString& meaning) {
-    label_->setText(QString(label).replace(QLatin1String("&"), QLatin1String("&&")));  // no shortcut
+    label_->setText(WithoutShortcut(label));
     farLabel_->setText(farLabel);
     farLabel_->setVisible(!farLabel.isEmpty() && !label_->isHidden());
     const QString name = farLabel.isEmpty() ? label : label + QString::fromUtf8(" \u2013 ") + farLabel;
-    for (QWidget* const widget : {static_cast<QWidget*>(label_), static_cast<QWidget*>(slider_),
-                                  static_cast<QWidget*>(field_), static_cast<QWidget*>(farLabel_)}) {
-        if (!widget) continue;
+    for (QWidget* const widget : Parts()) {
         widget->setToolTip(meaning);
         widget->setAccessibleName(name);
         widget->setAccessibleDescription(meaning);
@@ -102,17 +107,14 @@ void ValueRow::SetValue(double value, bool isDefault) {
 }
 
 void ValueRow::SetEnabled(bool enabled) {
-    for (QWidget* const widget : {static_cast<QWidget*>(label_), static_cast<QWidget*>(slider_),
-                                  static_cast<QWidget*>(field_), static_cast<QWidget*>(farLabel_)})
-        if (widget) widget->setEnabled(enabled);
+    for (QWidget* const widget : Parts()) widget->setEnabled(enabled);
     reset_->setEnabled(!isDefault_ && enabled);
 }
 
 void ValueRow::SetVisible(bool visible) {
-    for (QWidget* const widget : {static_cast<QWidget*>(label_), static_cast<QWidget*>(slider_),
-                                  static_cast<QWidget*>(field_), static_cast<QWidget*>(reset_)})
-        if (widget) widget->setVisible(visible);
-    farLabel_->setVisible(visible && !farLabel_->text().isEmpty());
+    for (QWidget* const widget : Parts())
+        widget->setVisible(visible && (widget != farLabel_ || !farLabel_->text().isEmpty()));
+    reset_->setVisible(visible);
 }
 
 void ValueRow::SetSuffix(const QString& suffix) { field_->setSuffix(suffix); }

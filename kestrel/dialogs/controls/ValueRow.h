@@ -1,11 +1,13 @@
 #pragma once
 #include <QObject>
 #include <QString>
+#include <vector>
 
 class QDoubleSpinBox;
 class QGridLayout;
 class QLabel;
 class QSlider;
+class QWidget;
 
 namespace kestrel {
 
@@ -52,6 +54,8 @@ protected:
 
 private:
     void ShowOnSlider(double shown);
+    /// Label, slider if there is one, field, and label of the upper end.
+    std::vector<QWidget*> Parts() const;
 
     ValueScale scale_;
     bool isDefault_ = true;

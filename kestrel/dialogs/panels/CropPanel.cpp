@@ -9,13 +9,15 @@ namespace kestrel {
 
 CropPanel::CropPanel(const ClassRow& filter, QWidget* parent)
     : CropPanel(filter, parent, {"LeftMargin", "RightMargin", "BottomMargin", "TopMargin"}) {
-    AddRows({"LeftMargin", "RightMargin", "BottomMargin", "TopMargin"});
+    AddEdges();
     AddRatio();
     Finish();
 }
 
 CropPanel::CropPanel(const ClassRow& filter, QWidget* parent, Edges edges)
     : GenericPanel(filter, parent, Bare{}), edges_(std::move(edges)) {}
+
+void CropPanel::AddEdges() { AddRows({edges_.left, edges_.right, edges_.bottom, edges_.top}); }
 
 void CropPanel::AddRatio() {
     AddRows({"ShrinkAlpha", "FixRatioOn"});
@@ -35,8 +37,8 @@ void CropPanel::SetPicture(PictureContext* context) {
 
 void CropPanel::ShowValues() {
     GenericPanel::ShowValues();
-    if (dragging_ || !Picture() || Picture()->InputSize().isEmpty()) return;
-    const QSize size = Picture()->InputSize();
+    const QSize size = PictureSize();
+    if (dragging_ || size.isEmpty()) return;
     Picture()->ShowHandles(FrameOver(size), [panel = QPointer(this), size](const HandleFrame& frame) {
         if (!panel) return;
         panel->dragging_ = true;  // the view shows the frame already

@@ -20,6 +20,8 @@ protected:
     /// For derived panels, which lay out their own rows.
     CropPanel(const ClassRow& filter, QWidget* parent, Edges edges);
 
+    /// The rows for the edges in numbers.
+    void AddEdges();
     /// The rows for the proportions of the cut.
     void AddRatio();
     void ShowValues() override;

@@ -59,6 +59,18 @@ std::vector<std::string> KeysOf(std::string_view text) {
     return keys;
 }
 
+/// How a filter writes a key.
+table::Form StoredForm(const KeyInfo& key) {
+    return {.reading = Reading::Equals,
+            .range = {key.minimum, key.maximum},
+            .fallback = key.fallback,
+            .held = false,
+            .infinite = false,
+            .special = {},
+            .kept = false,
+            .hexadecimal = key.hexadecimal};
+}
+
 /// A value as the panel offers it. Angles of a whole turn come around; everything else stops at the end of its range.
 double Offered(const KeyInfo& key, double value, double fallback) {
     if (!key.choices.empty()) {
@@ -85,9 +97,7 @@ PanelValues::PanelValues(const ClassRow& filter) : filter_(&filter), info_(filte
 std::string PanelValues::AsFilterWrites(const std::string& text) const {
     Ref<IFilterParameters> filter;
     std::string written(kLongestText, '\0');
-    void* object = nullptr;
-    if (filter_->create(IFilterParameters::kIid, &object) != S_OK) return {};
-    filter = Ref<IFilterParameters>::Adopt(static_cast<IFilterParameters*>(object));
+    if (filter_->create(IFilterParameters::kIid, filter.Out()) != S_OK) return {};
     filter->SetParameterText(text.c_str(), 1);
     if (filter->GetParameterTextForSave(written.data(), static_cast<int>(written.size())) != S_OK) return {};
     written.resize(written.find('\0'));
@@ -105,14 +115,7 @@ PanelValues::Values PanelValues::ValuesOf(const std::string& text) const {
         const table::Place place = key.kind == Kind::Text     ? table::Place{.text = &value.words}
                                    : key.kind == Kind::Number ? table::Place{.number = &value.number}
                                                               : table::Place{.integer = &integer};
-        const table::Form form{.reading = Reading::Equals,
-                               .range = {key.minimum, key.maximum},
-                               .fallback = key.fallback,
-                               .held = false,
-                               .infinite = false,
-                               .special = {},
-                               .kept = false,
-                               .hexadecimal = key.hexadecimal};
+        const table::Form form = StoredForm(key);
         table::ReadValue(key.key + '=' + key.value, key.key, form, place);
         table::ReadValue(written, key.key, form, place);
         if (place.integer) value.number = integer;
@@ -162,15 +165,7 @@ std::string PanelValues::ValueText(const KeyInfo& key, int digits) const {
                                : key.kind == Kind::Number ? table::Place{.number = &number}
                                : key.kind == Kind::Flag   ? table::Place{.flag = &flag}
                                                           : table::Place{.integer = &integer};
-    const table::Form form{.reading = Reading::Equals,
-                           .range = {},
-                           .fallback = {},
-                           .held = false,
-                           .infinite = false,
-                           .special = {},
-                           .kept = false,
-                           .hexadecimal = key.hexadecimal};
-    return key.role == Role::Tag ? key.value : table::TextOf(place, form, digits, "");
+    return key.role == Role::Tag ? key.value : table::TextOf(place, StoredForm(key), digits, "");
 }
 
 /// All values go through a filter, which knows which of its keys its text holds.

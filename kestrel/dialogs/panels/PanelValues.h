@@ -34,7 +34,6 @@ public:
     int Integer(std::string_view key) const { return static_cast<int>(Number(key)); }
     bool Flag(std::string_view key) const { return Number(key) != 0; }
     const std::string& Words(std::string_view key) const { return values_[IndexOf(key)].words; }
-    double Default(std::string_view key) const { return defaults_[IndexOf(key)].number; }
     bool IsDefault(std::string_view key) const { return values_[IndexOf(key)] == defaults_[IndexOf(key)]; }
 
     /// Takes a number, brought into the range that the panel offers; true when that changes the value.

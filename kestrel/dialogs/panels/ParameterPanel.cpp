@@ -10,8 +10,7 @@
 #include <QLocale>
 #include <QPointer>
 #include <QRadioButton>
-#include <QSignalBlocker>
-#include <cmath>
+#include <algorithm>
 #include <numbers>
 #include <optional>
 
@@ -34,11 +33,12 @@ constexpr int kFineDecimals = 4;
 
 QString NameOf(const std::string& key) { return QString::fromStdString(key); }
 
+/// A text that ships with the library, without line breaks.
+QString OneLine(const std::string& textKey) { return DialogText(textKey.c_str()).replace(u'\n', u' '); }
+
 }  // namespace
 
-QString LineText(const std::string& textKey) {
-    return DialogText(textKey.c_str()).replace(u'\n', u' ').replace(QLatin1String("&"), QLatin1String("&&"));
-}
+QString LineText(const std::string& textKey) { return WithoutShortcut(OneLine(textKey)); }
 
 ParameterPanel::ParameterPanel(const ClassRow& filter, QWidget* parent)
     : FilterPanel(parent), values_(filter), grid_(new QGridLayout) {
@@ -110,6 +110,8 @@ void ParameterPanel::Tell() {
     ShowValues();
     Q_EMIT Edited();
 }
+
+QSize ParameterPanel::PictureSize() const { return picture_ ? picture_->InputSize() : QSize(); }
 
 int ParameterPanel::NextRow() { return grid_->rowCount(); }
 
@@ -185,7 +187,7 @@ void ParameterPanel::AddCaption(const std::string& textKey) {
     const int row = NextRow();
     if (row > 1) grid_->setRowMinimumHeight(row, fontMetrics().height() * 2);
     grid_->addWidget(label, row, 0, 1, kColumns, Qt::AlignBottom | Qt::AlignLeading);
-    Translate([label, textKey] { label->setText(DialogText(textKey.c_str()).replace(u'\n', u' ')); });
+    Translate([label, textKey] { label->setText(OneLine(textKey)); });
 }
 
 ValueRow* ParameterPanel::AddNumber(const std::string& key) { return AddNumber(key, ScaleOf(values_.Key(key))); }
@@ -223,7 +225,7 @@ QCheckBox* ParameterPanel::MakeFlag(const std::string& key) {
     box->setObjectName(NameOf(key));
     Translate([this, box, key] {
         const KeyInfo& info = values_.Key(key);
-        box->setText(LabelOf(info).replace(QLatin1String("&"), QLatin1String("&&")));
+        box->setText(WithoutShortcut(LabelOf(info)));
         box->setToolTip(MeaningOf(info));
         box->setAccessibleDescription(MeaningOf(info));
     });
@@ -290,8 +292,8 @@ void ParameterPanel::AddControl(const std::string& textKey, QWidget* control, co
     grid_->addWidget(reset, row, kColumns - 1);
     const KeyInfo& first = values_.Key(keys.front());
     Translate([label, control, reset, textKey, &first] {
-        const QString name = DialogText(textKey.c_str()).replace(u'\n', u' ');
-        label->setText(QString(name).replace(QLatin1String("&"), QLatin1String("&&")));
+        const QString name = OneLine(textKey);
+        label->setText(WithoutShortcut(name));
         label->setToolTip(MeaningOf(first));
         control->setAccessibleName(name);
         reset->SetMeaning(DialogText("COMMON_DEFAULT"));
@@ -334,8 +336,8 @@ void ParameterPanel::TakeColor(const Keys& keys, const QColor& color) {
 
 QWidget* ParameterPanel::MakePipette(const std::string& textKey, std::function<void(const QColor&)> take) {
     auto* const pipette = new GlyphButton(Glyph::Pipette, this);
-    Translate([pipette, textKey] { pipette->SetMeaning(DialogText(textKey.c_str()).replace(u'\n', u' ')); });
-    Follow([this, pipette] { pipette->setEnabled(picture_ && !picture_->InputSize().isEmpty()); });
+    Translate([pipette, textKey] { pipette->SetMeaning(OneLine(textKey)); });
+    Follow([this, pipette] { pipette->setEnabled(!PictureSize().isEmpty()); });
     connect(pipette, &GlyphButton::clicked, this, [this, take = std::move(take)] {
         if (!picture_) return;
         picture_->PickPoint(this, [panel = QPointer(this), take](QPoint, QRgb color) {
@@ -359,7 +361,7 @@ void ParameterPanel::AddColor(const std::string& textKey, const Keys& keys, cons
     control->setFocusProxy(well);
     AddControl(textKey, control, keys);
     Translate([this, well, textKey, key = keys.front()] {
-        well->setAccessibleName(DialogText(textKey.c_str()).replace(u'\n', u' '));
+        well->setAccessibleName(OneLine(textKey));
         well->setToolTip(MeaningOf(values_.Key(key)));
         well->setAccessibleDescription(well->toolTip());
     });

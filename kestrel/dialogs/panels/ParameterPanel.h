@@ -31,8 +31,6 @@ public:
     void Reset() override;
     void SetPicture(PictureContext* context) override;
 
-    const PanelValues& Values() const { return values_; }
-
 protected:
     using Keys = std::vector<std::string>;
 
@@ -91,8 +89,11 @@ protected:
     /// A button that takes a color from the picture; it is there while there is a picture.
     QWidget* MakePipette(const std::string& textKey, std::function<void(const QColor&)> take);
 
+    const PanelValues& Values() const { return values_; }
     PanelValues& Values() { return values_; }
     PictureContext* Picture() const { return picture_; }
+    /// Of the filter's input; empty while no picture is there.
+    QSize PictureSize() const;
     QGridLayout* Grid() const { return grid_; }
     int NextRow();
 

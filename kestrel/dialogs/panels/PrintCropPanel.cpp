@@ -14,7 +14,7 @@ constexpr double kCentimetersPerInch = 2.54;
 
 PrintCropPanel::PrintCropPanel(const ClassRow& filter, QWidget* parent)
     : CropPanel(filter, parent, {"MarginL", "MarginR", "MarginB", "MarginT"}) {
-    AddRows({"MarginL", "MarginR", "MarginB", "MarginT"});
+    AddEdges();
     for (const char* const key : {"Width", "Height"}) {
         ValueRow* const row = AddNumber(key);
         Follow([this, row] {

@@ -84,9 +84,8 @@ int RedEyePanel::Chosen() const { return std::clamp(list_->currentRow() + 1, 0, 
 
 void RedEyePanel::ShowValues() {
     ShowList();
-    const bool hasPicture = Picture() && !Picture()->InputSize().isEmpty();
     const bool hasRoom = Count() < static_cast<int>(Values().Key("N").maximum);
-    add_->setEnabled(hasPicture && hasRoom);
+    add_->setEnabled(hasRoom && !PictureSize().isEmpty());
     if (!add_->isEnabled()) add_->setChecked(false);
     remove_->setEnabled(Chosen() > 0);
     for (int i = 0; i < kValues; ++i) {
@@ -113,8 +112,8 @@ void RedEyePanel::ShowList() {
 void RedEyePanel::PickNext() {
     if (!Picture()) return;
     Picture()->PickPoint(this, [panel = QPointer(this)](QPoint point, QRgb) {
-        if (!panel || !panel->Picture() || !panel->add_->isChecked()) return;
-        const QSizeF size = panel->Picture()->InputSize();
+        if (!panel || !panel->add_->isChecked()) return;
+        const QSizeF size = panel->PictureSize();
         if (size.isEmpty()) return;
         panel->AddEye((point.x() + 0.5) / size.width(), (point.y() + 0.5) / size.height());
         if (panel && panel->add_->isChecked()) panel->PickNext();

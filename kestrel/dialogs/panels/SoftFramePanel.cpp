@@ -58,7 +58,7 @@ void SoftFramePanel::ConvertOldWidth() {
     if (oldText_.empty()) return;
     Values().Read(oldText_);
     const int width = Values().Integer("FrameWidth");
-    const QSize size = Picture() ? Picture()->InputSize() : QSize();
+    const QSize size = PictureSize();
     if (size.isEmpty() || width == 0) {
         Values().SetNumber("CalcPix", 1);
         return;

@@ -1,6 +1,5 @@
 #include "kestrel/dialogs/panels/StraightenPanel.h"
 
-#include <QHBoxLayout>
 #include <QPointer>
 #include <QPushButton>
 #include <QTransform>
@@ -68,7 +67,7 @@ StraightenPanel::StraightenPanel(const ClassRow& filter, QWidget* parent)
     connect(align, &QPushButton::clicked, this, &StraightenPanel::Align);
     AddWhole(align);
     AddCaption("IDS_CROP_HEADER");
-    AddRows({"LeftMargin", "RightMargin", "BottomMargin", "TopMargin"});
+    AddEdges();
     AddRatio();
     Finish();
 }
@@ -112,13 +111,12 @@ void StraightenPanel::AddLineEnd(const std::string& x, const std::string& y, boo
         pick->setText(DialogText(textKey));
         pick->setAccessibleName(DialogText(textKey));
     });
-    Follow([this, pick] { pick->setEnabled(Picture() && !Picture()->InputSize().isEmpty()); });
+    Follow([this, pick] { pick->setEnabled(!PictureSize().isEmpty()); });
     connect(pick, &GlyphButton::clicked, this, [this, x, y, last] {
         if (!Picture()) return;
         Picture()->PickPoint(this, [panel = QPointer(this), x, y, last](QPoint point, QRgb) {
-            if (!panel || !panel->Picture()) return;
-            const QSizeF size = panel->Picture()->InputSize();
-            if (size.isEmpty()) return;
+            if (!panel || panel->PictureSize().isEmpty()) return;
+            const QSizeF size = panel->PictureSize();
             panel->Take({{x, (point.x() + 0.5) / size.width()}, {y, (point.y() + 0.5) / size.height()}});
             if (last) panel->Align();
         });
@@ -130,7 +128,7 @@ double StraightenPanel::Degrees() const { return Values().Number("Angle") * kDeg
 
 /// Turns the line level or upright, whichever is nearer. In a square where the size of the picture is not known.
 void StraightenPanel::Align() {
-    const QSizeF size = Picture() && !Picture()->InputSize().isEmpty() ? QSizeF(Picture()->InputSize()) : QSizeF(1, 1);
+    const QSizeF size = PictureSize().isEmpty() ? QSizeF(1, 1) : QSizeF(PictureSize());
     const double dx = (Values().Number("Rot2X") - Values().Number("Rot1X")) * size.width();
     const double dy = (Values().Number("Rot2Y") - Values().Number("Rot1Y")) * size.height();
     if (dx == 0 && dy == 0) return;
