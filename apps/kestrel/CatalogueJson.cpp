@@ -100,6 +100,8 @@ std::string FilterAsJson(const kestrel::ClassRow& filter, std::optional<kestrel:
     whole["clsid"] = kestrel::ToString(filter.description->clsid);
     whole["keys"] = keys;
     whole["lengths"] = kestrel::NameOf(filter.description->lengths);
+    const int reach = filter.description->reach;
+    whole["reach"] = reach == kestrel::kWholePicture ? Json("whole") : Json(reach);
     whole["freshText"] = info.freshText;
     whole["defaultText"] = info.defaultText;
     if (const auto notes = NotesOf(kestrel::WordOf(*filter.description)); !notes.empty()) whole["notes"] = notes;

@@ -82,6 +82,13 @@ void PrintKeys(const kestrel::ParameterInfo& info, MaybeLanguage language) {
              widths[3], row[4]);
 }
 
+/// What a row of the result depends on, and so whether the filter can work on bands of a picture.
+std::string Reach(int rows) {
+    if (rows == kestrel::kWholePicture) return "the whole picture";
+    if (rows == 0) return "its own row";
+    return fmt::format("its own row and {} on either side", rows);
+}
+
 void Print(const kestrel::Description& about, const kestrel::ParameterInfo& info, MaybeLanguage language) {
     const std::string title = kestrel::FilterName(about, language.value_or(kestrel::Language::English));
     Tell("{} - {}\n{}\n\n", kestrel::WordOf(about), title,
@@ -89,8 +96,8 @@ void Print(const kestrel::Description& about, const kestrel::ParameterInfo& info
     const char* const lengths = about.lengths == kestrel::Lengths::None
                                     ? "none in pixels; a reduced preview looks like the full picture"
                                     : kestrel::NameOf(about.lengths);
-    Tell("ProgID        {}\nCost          {}\nLengths       {}\nFresh filter  {}\nDefault text  {}\n", about.progId,
-         about.cost, lengths, info.freshText, info.defaultText);
+    Tell("ProgID        {}\nCost          {}\nLengths       {}\nReach         {}\nFresh filter  {}\nDefault text  {}\n",
+         about.progId, about.cost, lengths, Reach(about.reach), info.freshText, info.defaultText);
     PrintKeys(info, language);
     if (const auto notes = NotesOf(kestrel::WordOf(about)); !notes.empty()) Tell("\n{}", notes);
 }

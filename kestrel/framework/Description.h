@@ -19,6 +19,9 @@ constexpr const char* NameOf(Lengths lengths) {
     return names[static_cast<int>(lengths)];
 }
 
+/// The reach of a filter that needs all of its input for any row.
+inline constexpr int kWholePicture = -1;
+
 /// What a class of filters is called and where it stands.
 struct Description {
     const char* progId = "";  ///< "TMFilter.Sepia.1"
@@ -35,6 +38,10 @@ struct Description {
     bool inPlace = false;
     /// Bytes depend on the request as a whole, on its size or its histogram: a part of it cannot be asked for alone.
     bool measuresRequest = false;
+    /// Rows of the input above and below the place of a row of the output that this row depends on; `kWholePicture`
+    /// where it depends on more, such as the statistics of the picture. What parameters change about it, and which
+    /// place that is, `CPdibFilter::InputRows` tells.
+    int reach = kWholePicture;
     Lengths lengths = Lengths::None;
 };
 

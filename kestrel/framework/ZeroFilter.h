@@ -3,7 +3,7 @@
 
 namespace kestrel {
 
-inline constexpr Description kZero{.progId = "TMFilter.Zero.1", .id = 45};
+inline constexpr Description kZero{.progId = "TMFilter.Zero.1", .id = 45, .reach = 0};
 
 /// The neutral filter: everything passes. It is a class that hosts may make directly; no catalogue lists it.
 class KESTREL_API CZeroFilter final : public CPdibFilter {

@@ -32,7 +32,8 @@ inline constexpr Description kImgBg{.progId = "TMFilter.ImgBg.1",
                                     .name = "Simple Backdrop",
                                     .icon = "icons_colorfiller",
                                     .help = "HLP_IMGBG",
-                                    .summary = "Fills the transparent parts of the picture with a colour."};
+                                    .summary = "Fills the transparent parts of the picture with a colour.",
+                                    .reach = 0};
 
 /// A board of the picture's own size under it.
 class CImgBgFilter final : public TwinFilter<ImgBgParameters, kImgBgText, kImgBg> {

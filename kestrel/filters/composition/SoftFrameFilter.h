@@ -53,6 +53,7 @@ inline constexpr Description kSoftFrame{.progId = "TMFilter.SoftFrame.1",
                                         .help = "HLP_SOFTFRAME",
                                         .summary = "Fades the picture out towards chosen edges.",
                                         .inPlace = true,
+                                        .reach = 0,
                                         .lengths = Lengths::Stay};
 
 /// Works on the mask rows of the caller and touches only what is fading.

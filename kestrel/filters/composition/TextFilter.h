@@ -89,6 +89,7 @@ inline constexpr Description kText{.progId = "TMFilter.Text.1",
                                    .icon = "icons_text",
                                    .help = "HLP_TEXT",
                                    .summary = "Writes lines of text into the picture.",
+                                   .reach = 0,
                                    .lengths = Lengths::Follow};
 
 /// Writes text into the picture. The host draws it (`TextRenderRequest`); without one, or when it answers nothing, the

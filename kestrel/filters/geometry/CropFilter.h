@@ -12,7 +12,8 @@ inline constexpr Description kCrop{.progId = "TMFilter.Crop.1",
                                    .name = "Crop",
                                    .icon = "icons_crop",
                                    .help = "HLP_CROP",
-                                   .summary = "Cuts a margin off the picture, given as fractions of its size."};
+                                   .summary = "Cuts a margin off the picture, given as fractions of its size.",
+                                   .reach = 0};
 
 /// Moving pattern: it holds no picture, it shifts the request.
 class CCropFilter final : public TwinFilter<CropRecord, kCropText, kCrop> {

@@ -24,6 +24,7 @@ inline constexpr Description kOffset{
     .icon = "icons_shift",
     .help = "HLP_OFFSET",
     .summary = "Moves the picture's origin, so that a composition places it elsewhere; no pixel changes.",
+    .reach = 0,
     .lengths = Lengths::Stay};
 
 /// Moving pattern: requests pass upstream as they stand.

@@ -14,6 +14,7 @@ inline constexpr Description kBlur{.progId = "TMFilter.Blur.1",
                                    .icon = "icons_weichz",
                                    .help = "HLP_WEICH",
                                    .summary = "Softens the picture by mixing each pixel with its neighbours.",
+                                   .reach = 1,
                                    .lengths = Lengths::FollowAtVersion2};
 
 /// At version 2 the strength falls with the area of a reduced preview, so that it looks like the full picture.

@@ -14,6 +14,7 @@ inline constexpr Description kEmboss{.progId = "TMFilter.Emboss.1",
                                      .icon = "icons_emboss",
                                      .help = "HLP_EMBOSS",
                                      .summary = "Turns the picture into a relief lit from one corner, on black.",
+                                     .reach = 1,
                                      .lengths = Lengths::Stay};
 
 /// The dark ground is wanted: the kernel's bias, which would lift it to grey, is not added.

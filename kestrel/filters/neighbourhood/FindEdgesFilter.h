@@ -14,6 +14,7 @@ inline constexpr Description kFindEdges{.progId = "TMFilter.FindEdges.1",
                                         .icon = "icons_konturenfinden",
                                         .help = "HLP_FINDEDGES",
                                         .summary = "Keeps the outlines and lets flat areas go black.",
+                                        .reach = 1,
                                         .lengths = Lengths::Stay};
 
 class CFindEdgesFilter final : public ConvolutionFilter<kFindEdgesText, kFindEdges, kernels::kFindEdgesKernel> {};

@@ -17,6 +17,7 @@ inline constexpr Description kSharpen{.progId = "TMFilter.Sharpen.1",
                                       .icon = "icons_scharfz",
                                       .help = "HLP_SCHARF",
                                       .summary = "Makes edges and fine detail stand out.",
+                                      .reach = 1,
                                       .lengths = Lengths::Stay};
 
 class CSharpenFilter final : public ConvolutionFilter<kSharpenText, kSharpen, kernels::kSharpenKernel> {};

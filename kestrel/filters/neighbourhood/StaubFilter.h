@@ -1,5 +1,6 @@
 #pragma once
 #include "kestrel/framework/TwinFilter.h"
+#include "kestrel/kernels/Dust.h"
 
 namespace kestrel {
 
@@ -26,6 +27,7 @@ inline constexpr Description kStaub{.progId = "TMFilter.Staub.1",
                                     .icon = "icons_staub",
                                     .help = "HLP_STAUB",
                                     .summary = "Removes isolated specks such as dust and scratches.",
+                                    .reach = kernels::kDustReach,
                                     .lengths = Lengths::Stay};
 
 class CStaubFilter final : public TwinFilter<StaubParameters, kStaubText, kStaub> {

@@ -20,7 +20,8 @@ inline constexpr Description kBlackWhiteness{.progId = "TMFilter.BlackWhiteness.
                                              .icon = "icons_blackwhite",
                                              .help = "HLP_BLACKWHITE",
                                              .summary = "Turns the picture to black and white, in part or whole.",
-                                             .inPlace = true};
+                                             .inPlace = true,
+                                             .reach = 0};
 
 class CBlackWhitenessFilter final : public TwinFilter<BlackWhitenessParameters, kBlackWhitenessText, kBlackWhiteness> {
 public:

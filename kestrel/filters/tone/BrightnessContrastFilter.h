@@ -27,7 +27,8 @@ inline constexpr Description kBrightnessContrast{.progId = "TMFilter.BrightnessC
                                                  .icon = "icons_hkuk",
                                                  .help = "HLP_IMAGE_ENHANCEMENT",
                                                  .summary = "Changes brightness, contrast and saturation.",
-                                                 .inPlace = true};
+                                                 .inPlace = true,
+                                                 .reach = 0};
 
 class CBrightnessContrastFilter final
     : public TwinFilter<BrightnessContrastParameters, kBrightnessContrastText, kBrightnessContrast> {

@@ -34,7 +34,8 @@ inline constexpr Description kColorTuning{.progId = "TMFilter.ColorTuning.1",
                                           .icon = "icons_colorequalizer",
                                           .help = "HLP_FARBEQUALIZER",
                                           .summary = "Changes the saturation of six ranges of colours.",
-                                          .inPlace = true};
+                                          .inPlace = true,
+                                          .reach = 0};
 
 class CColorTuningFilter final : public TwinFilter<ColorTuningParameters, kColorTuningText, kColorTuning> {
 public:

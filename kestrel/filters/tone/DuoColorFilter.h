@@ -39,7 +39,8 @@ inline constexpr Description kDuoColor{.progId = "TMFilter.DuoColor.1",
                                        .icon = "icons_bicolor",
                                        .help = "HLP_DUOCOLORIZE",
                                        .summary = "Paints dark areas in one colour and bright areas in another.",
-                                       .inPlace = true};
+                                       .inPlace = true,
+                                       .reach = 0};
 
 class CDuoColorFilter final : public TwinFilter<DuoColorParameters, kDuoColorText, kDuoColor> {
 public:

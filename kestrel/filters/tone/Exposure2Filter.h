@@ -27,7 +27,8 @@ inline constexpr Description kExposure2{.progId = "TMFilter.Exposure2.1",
                                         .icon = "icons_filter1",
                                         .help = "HLP_EXPOSURE2",
                                         .summary = "Removes or adds a colour cast; greys stay as they are.",
-                                        .inPlace = true};
+                                        .inPlace = true,
+                                        .reach = 0};
 
 class CExposure2Filter final : public TwinFilter<Exposure2Parameters, kExposure2Text, kExposure2> {
 public:

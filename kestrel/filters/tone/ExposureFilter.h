@@ -25,7 +25,8 @@ inline constexpr Description kExposure{.progId = "TMFilter.Exposure.1",
                                        .icon = "icons_exposure",
                                        .help = "HLP_EXPOSURECORRECTION",
                                        .summary = "Corrects exposure, saturation and brightness.",
-                                       .inPlace = true};
+                                       .inPlace = true,
+                                       .reach = 0};
 
 class CExposureFilter final : public TwinFilter<ExposureParameters, kExposureText, kExposure> {
 public:

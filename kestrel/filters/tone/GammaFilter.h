@@ -74,7 +74,8 @@ inline constexpr Description kGamma{
     .icon = "icons_colorbalance",
     .help = "HLP_CCEX",
     .summary = "Balances colours by a curve for each channel, for all colours and within six ranges of colours.",
-    .inPlace = true};
+    .inPlace = true,
+    .reach = 0};
 
 class CGammaFilter final : public TwinFilter<GammaParameters, kGammaText, kGamma> {
 public:

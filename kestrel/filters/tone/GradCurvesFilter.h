@@ -77,7 +77,8 @@ inline constexpr Description kGradCurves{
     .icon = "icons_gradat",
     .help = "HLP_GRADATION",
     .summary = "Maps tones through a master curve and a curve for each channel, drawn through up to twelve nodes.",
-    .inPlace = true};
+    .inPlace = true,
+    .reach = 0};
 
 class CGradCurvesFilter final : public TwinFilter<GradCurvesParameters, kGradCurvesText, kGradCurves> {
 public:

@@ -51,7 +51,8 @@ inline constexpr Description kHsb{
     .icon = "icons_hsb",
     .help = "HLP_HSB",
     .summary = "Changes hue, saturation and brightness of all colours and of six ranges of colours.",
-    .inPlace = true};
+    .inPlace = true,
+    .reach = 0};
 
 class CHSBFilter final : public TwinFilter<HsbParameters, kHsbText, kHsb> {
 public:

@@ -19,7 +19,8 @@ inline constexpr Description kInvert{.progId = "TMFilter.Invert.1",
                                      .icon = "icons_invert",
                                      .help = "HLP_INVERT",
                                      .summary = "Turns the picture into its negative, in part or whole.",
-                                     .inPlace = true};
+                                     .inPlace = true,
+                                     .reach = 0};
 
 class CInvertFilter final : public TwinFilter<InvertParameters, kInvertText, kInvert> {
 public:

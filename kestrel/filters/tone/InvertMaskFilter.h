@@ -33,7 +33,8 @@ inline constexpr Description kInvertMask{
     .name = "Invert Mask",
     .icon = "icons_invmask",
     .help = "HLP_INVERTMASK",
-    .summary = "Turns the mask into its opposite, in part or whole, and fills what was hidden with a colour."};
+    .summary = "Turns the mask into its opposite, in part or whole, and fills what was hidden with a colour.",
+    .reach = 0};
 
 class CInvertMaskFilter final : public TwinFilter<InvertMaskParameters, kInvertMaskText, kInvertMask> {
 public:

@@ -28,7 +28,8 @@ inline constexpr Description kOptimize{
     .icon = "icons_exposure",
     .help = "HLP_OPT",
     .summary = "Corrects exposure and the contrast of highlights and shadows by the luminance, and the saturation.",
-    .inPlace = true};
+    .inPlace = true,
+    .reach = 0};
 
 class COptimizeFilter final : public TwinFilter<OptimizeParameters, kOptimizeText, kOptimize> {
 public:

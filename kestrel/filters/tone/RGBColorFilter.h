@@ -26,7 +26,8 @@ inline constexpr Description kRGBColor{.progId = "TMFilter.RGBColor.1",
                                        .icon = "icons_color",
                                        .help = "HLP_COLOR",
                                        .summary = "Adds to or takes from each colour channel.",
-                                       .inPlace = true};
+                                       .inPlace = true,
+                                       .reach = 0};
 
 class CRGBColorFilter final : public TwinFilter<RGBColorParameters, kRGBColorText, kRGBColor> {
 public:

@@ -101,7 +101,8 @@ inline constexpr Description kRgbMixer{
     .icon = "icons_colormixer",
     .help = "HLP_RGBMIXER",
     .summary = "Makes each channel from a weighted sum of all three, with an optional grey channel.",
-    .inPlace = true};
+    .inPlace = true,
+    .reach = 0};
 
 class CRgbMixerFilter final : public TwinFilter<RgbMixerParameters, kRgbMixerText, kRgbMixer> {
 protected:

@@ -13,7 +13,8 @@ inline constexpr Description kSepia{.progId = "TMFilter.Sepia.1",
                                     .icon = "icons_sepia",
                                     .help = "HLP_SEPIA",
                                     .summary = "Tones the picture brown, as an old photograph is.",
-                                    .inPlace = true};
+                                    .inPlace = true,
+                                    .reach = 0};
 
 class CSepiaFilter final : public TwinFilter<EffectStrength, kSepiaText, kSepia> {
 public:

@@ -13,7 +13,8 @@ inline constexpr Description kTransparency{.progId = "TMFilter.Transparency.1",
                                            .icon = "icons_transpar",
                                            .help = "HLP_TRANS",
                                            .summary = "Makes the whole picture transparent, in part or whole.",
-                                           .inPlace = true};
+                                           .inPlace = true,
+                                           .reach = 0};
 
 class CTransparencyFilter final : public TwinFilter<EffectStrength, kTransparencyText, kTransparency> {
 public:
