@@ -54,6 +54,19 @@ CPdibFilter::CPdibFilter(const Description& description)
 
 CPdibFilter::~CPdibFilter() = default;
 
+std::optional<RowSpan> CPdibFilter::InputRows(RowSpan output) const {
+    if (description_.reach == kWholePicture) return std::nullopt;
+    return output.Widened(description_.reach, m_InActive.Height);
+}
+
+void CPdibFilter::WorkInBands(bool bands) {
+    if (inBands_ == bands) return;
+    inBands_ = bands;
+    m_Work.reset();
+    m_Cache.reset();
+    m_Dirty = true;
+}
+
 // Identity
 
 HRESULT CPdibFilter::GetProgID(char* buffer, int size) {
@@ -313,15 +326,19 @@ FilterResult CPdibFilter::FetchUpstream(const PixelRequest& request) {
     return result;
 }
 
-FilterResult CPdibFilter::FetchWhole(CWorkImage& image, int x, int y, bool clear) {
-    const int height = m_InActive.Height;
+FilterResult CPdibFilter::FetchWhole(CWorkImage& image, int x, int y) {
+    return FetchRows({0, m_InActive.Height}, image, x, y, false);
+}
+
+FilterResult CPdibFilter::FetchRows(RowSpan from, CWorkImage& image, int x, int y, bool clear) {
+    const int height = from.count;
     const int band = kestrel::ServesBands(m_Upstream.get()) ? BandRows(m_InActive.Width) : std::max(height, 1);
     int row = 0;
     do {  // a picture without rows is asked for too
         const int rows = std::min(band, height - row);
         if (clear) image.ClearRows(y + row, rows);
         const FilterResult result =
-            FetchUpstream({x, y + row, 0, row, m_InActive.Width, rows, image.Rows(), image.MaskRows()});
+            FetchUpstream({x, y + row, 0, from.first + row, m_InActive.Width, rows, image.Rows(), image.MaskRows()});
         if (result.Failed()) return result;
         row += rows;
     } while (row < height);
@@ -329,14 +346,14 @@ FilterResult CPdibFilter::FetchWhole(CWorkImage& image, int x, int y, bool clear
 }
 
 FilterResult CPdibFilter::FetchIntoCache() {
-    EnsureImage(m_Cache, m_InActive.Width, m_InActive.Height);
-    return FetchWhole(*m_Cache, 0, 0, true);
+    EnsureImage(m_Cache, m_InActive.Width, FetchedRows());
+    return FetchRows(fetched_, *m_Cache, 0, 0, true);
 }
 
 FilterResult CPdibFilter::FetchIntoWork(int cacheWidth, int cacheHeight) {
-    EnsureImage(m_Work, m_InActive.Width, m_InActive.Height);
+    EnsureImage(m_Work, m_InActive.Width, FetchedRows());
     EnsureImage(m_Cache, cacheWidth, cacheHeight);
-    return FetchWhole(*m_Work, 0, 0, true);
+    return FetchRows(fetched_, *m_Work, 0, 0, true);
 }
 
 HRESULT CPdibFilter::SetAbort(bool abort) {
@@ -415,7 +432,7 @@ FilterResult CPdibFilter::ConvolveRegion3x3(const double kernel[3][3], int bias,
     return CachedWhole(request, [&]() -> FilterResult {
         if (const FilterResult result = FetchIntoCache(); result.Failed()) return result;
         const auto width = static_cast<std::size_t>(m_InActive.Width);
-        const int height = m_InActive.Height;
+        const int height = FetchedRows();
         const auto row = [&](int y) -> kernels::MaskedRow {
             return {{m_Cache->Rows()[y], width * 3}, {m_Cache->MaskRows()[y], width}};
         };

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <optional>
 #include <type_traits>
 
 #include "kestrel/foundation/AbortFlag.h"
@@ -22,6 +23,7 @@
 #include "kestrel/framework/IFilterPixels.h"
 #include "kestrel/framework/Module.h"
 #include "kestrel/framework/PixelRequest.h"
+#include "kestrel/framework/RowSpan.h"
 #include "kestrel/image/WorkImage.h"
 
 namespace kestrel {
@@ -45,6 +47,14 @@ public:
     bool ServesBands() const override {
         return !description_.measuresRequest && kestrel::ServesBands(m_Upstream.get());
     }
+
+    /// The rows of the input that rows of the output are made of, by the geometry of the last update; nothing when that
+    /// is the whole picture. The base goes by the reach of the description, for an output that has the input's rows.
+    virtual std::optional<RowSpan> InputRows(RowSpan output) const;
+    /// From now on (true) each request is made alone, from `InputRows` of its rows, and no picture is kept for the next
+    /// one: for hosts that ask for each row once and cannot hold the whole picture. Only for filters that answer
+    /// `InputRows`. Not during a request.
+    void WorkInBands(bool bands);
 
     // IFilterObject
     HRESULT GetProgID(char* buffer, int size) override;
@@ -125,9 +135,10 @@ protected:
     template <class Passes>
     FilterResult InPlacePasses(const PixelRequest& request, const Passes& passes);
 
-    /// Cached-whole pattern: while the cached picture is out of date, `compute()` makes it, with the help of
-    /// `FetchIntoCache` or `FetchIntoWork`, and returns `S_OK` when done; the work picture is released afterwards. Then
-    /// the rows of the request that lie inside the output picture are copied, from the last to the first.
+    /// Cached-whole pattern: while the cached picture is out of date (always, when the filter works in bands),
+    /// `compute()` makes it, with the help of `FetchIntoCache` or `FetchIntoWork`, and returns `S_OK` when done; the
+    /// work picture is released afterwards. Then the rows of the request that lie inside the output picture are copied,
+    /// from the last to the first.
     template <class Compute>
     FilterResult CachedWhole(const PixelRequest& request, const Compute& compute);
     /// The same, with a rule for the copies: `prepare()` is called after `compute()` and returns `rule(pixels)`, which
@@ -140,12 +151,11 @@ protected:
 
     /// Sends a request to the upstream neighbour; `E_FAIL` without one. A failure marks this filter dirty.
     FilterResult FetchUpstream(const PixelRequest& request);
-    /// Fetches the whole input picture into `image` with its corner at (`x`, `y`), in bands where the line serves
-    /// them. With `clear` each row gets 0 and a mask of 255 first: what no input covers is nothing.
-    FilterResult FetchWhole(CWorkImage& image, int x = 0, int y = 0, bool clear = false);
-    /// Fetches the input into a cache of its size, where it is worked in place.
+    /// Fetches the whole input picture into `image` with its corner at (`x`, `y`), in bands where the line serves them.
+    FilterResult FetchWhole(CWorkImage& image, int x, int y);
+    /// Fetches the input rows into a cache of their size, where they are worked in place.
     FilterResult FetchIntoCache();
-    /// Fetches the input into the work picture and sizes the cache, whose bytes are undefined.
+    /// Fetches the input rows into the work picture and sizes the cache, whose bytes are undefined.
     FilterResult FetchIntoWork(int cacheWidth, int cacheHeight);
 
     /// Passes each row of a request to `rule`, as `InPlace` does; `kNotDone` when aborted.
@@ -155,9 +165,12 @@ protected:
     PixelRequest CachedPixels(int width, int height) const {
         return {0, 0, 0, 0, width, height, m_Cache->Rows(), m_Cache->MaskRows()};
     }
+    /// Number of input rows that `FetchIntoCache` and `FetchIntoWork` get: all of them, or those of a band. What is
+    /// computed on a band is right but for its outer rows, as far as the reach, which nobody asked for.
+    int FetchedRows() const { return fetched_.count; }
 
     /// Must the output be made again? A cached picture is made from its very start.
-    bool IsStale() const { return m_Dirty || m_UpstreamDirty || !m_Cache; }
+    bool IsStale() const { return inBands_ || m_Dirty || m_UpstreamDirty || !m_Cache; }
     bool Aborted() const { return m_Abort.IsSet(); }
 
     /// Keeps or remakes the work picture and the cache: one that is too small, or more than four times too large, is
@@ -189,12 +202,17 @@ protected:
     std::map<QvString, QvString> m_Extra;
 
 private:
+    /// Fetches rows of the input, the first of them to row `y` of `image`. With `clear` each row gets 0 and a mask of
+    /// 255 first: what no input covers is nothing.
+    FilterResult FetchRows(RowSpan from, CWorkImage& image, int x, int y, bool clear);
     /// Keeps or remakes one picture, as `EnsureWorkImages` says; true when a new one was made, of undefined bytes.
     static bool EnsureImage(std::unique_ptr<CWorkImage>& image, int width, int height);
     /// The interface of a neighbour, or of whatever an overriding class answers in its place.
     Ref<IFilterGeometry> PassDownstream();
     Ref<IFilterPixels> PassUpstream();
 
+    RowSpan fetched_;                ///< rows of the input that the work picture and the cache hold
+    bool inBands_ = false;           ///< `WorkInBands`
     const Description description_;  ///< the texts that it points to live as long as the process
 };
 
@@ -222,20 +240,28 @@ FilterResult CPdibFilter::CachedWhole(const PixelRequest& request, const Compute
     m_Dirty = true;  // until the request is done, however it ends
     if (stale) {
         const struct WorkPicture {
-            std::unique_ptr<CWorkImage>& image;
-            ~WorkPicture() { image.reset(); }
-        } work{m_Work};
+            CPdibFilter& filter;
+            ~WorkPicture() {
+                if (!filter.inBands_) filter.m_Work.reset();  // the next band needs one as well
+            }
+        } work{*this};
+        fetched_ = {0, m_InActive.Height};
+        if (inBands_) {
+            fetched_ = InputRows({request.srcY, request.height}).value_or(fetched_);
+            if (fetched_.count == 0) return Finished(S_OK);
+        }
         if (const FilterResult result = compute(); result.Failed()) return result;
     }
     if (!m_Cache || request.srcX < 0 || request.srcY < 0) return Finished(S_OK);
     PixelRequest inside = request;  // a cache that was reused may be larger than the picture
     inside.width = std::max(0, std::min({request.width, m_Cache->Width() - request.srcX, m_Out.Width - request.srcX}));
-    inside.height = std::min({request.height, m_Cache->Height() - request.srcY, m_Out.Height - request.srcY});
+    const int first = inBands_ ? fetched_.first : 0;  // row of the picture that is row 0 of the cache
+    inside.height = std::min({request.height, m_Cache->Height() - (request.srcY - first), m_Out.Height - request.srcY});
     if (inside.width == 0) return Finished(S_OK);
     const auto rule = prepare();
     return Finished(WalkRows(inside, [&](int y, std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
-        std::copy_n(m_Cache->Rows()[y] + std::ptrdiff_t{inside.srcX} * 3, pixels.size(), pixels.begin());
-        std::copy_n(m_Cache->MaskRows()[y] + inside.srcX, mask.size(), mask.begin());
+        std::copy_n(m_Cache->Rows()[y - first] + std::ptrdiff_t{inside.srcX} * 3, pixels.size(), pixels.begin());
+        std::copy_n(m_Cache->MaskRows()[y - first] + inside.srcX, mask.size(), mask.begin());
         rule(pixels);
     }));
 }

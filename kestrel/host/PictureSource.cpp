@@ -5,10 +5,11 @@
 
 namespace kestrel {
 
-void PictureSource::SetPicture(const Dib* image, const Dib* mask) {
-    image_ = image;
-    mask_ = mask;
-    Geometry() = {.Width = Width(), .Height = Height(), .FullWidth = Width(), .FullHeight = Height()};
+void PictureSource::SetPicture(const Dib* image, const Dib* mask) { SetRows(RowWindow::Of(image, mask)); }
+
+void PictureSource::SetRows(const RowWindow& rows) {
+    rows_ = rows;
+    Geometry() = {.Width = rows.width, .Height = rows.height, .FullWidth = rows.width, .FullHeight = rows.height};
     MarkNew();
 }
 
@@ -16,9 +17,9 @@ HRESULT PictureSource::TransformArea(int dstX, int dstY, int srcX, int srcY, int
                                      std::uint8_t* const* rows, std::uint8_t* const* maskRows) {
     // 64 bits: a corner far outside plus a size may not fit 32.
     const std::int64_t left = std::max<std::int64_t>(0, -std::int64_t{srcX});
-    const std::int64_t right = std::min<std::int64_t>(width, std::int64_t{Width()} - srcX);
+    const std::int64_t right = std::min<std::int64_t>(width, std::int64_t{rows_.width} - srcX);
     const std::int64_t bottom = std::max<std::int64_t>(0, -std::int64_t{srcY});
-    const std::int64_t top = std::min<std::int64_t>(height, std::int64_t{Height()} - srcY);
+    const std::int64_t top = std::min<std::int64_t>(height, std::int64_t{rows_.height} - srcY);
     if (Aborted()) return S_FALSE;
     if (right <= left) return S_OK;
     const auto columns = static_cast<std::size_t>(right - left);
@@ -26,12 +27,13 @@ HRESULT PictureSource::TransformArea(int dstX, int dstY, int srcX, int srcY, int
         if (Aborted()) return S_FALSE;
         const int row = static_cast<int>(srcY + y);
         std::uint8_t* const pixels = rows[dstY + y] + (dstX + left) * 3;
-        const std::uint8_t* const own = DibRow(image_, row) + (srcX + left) * 3;
+        const std::uint8_t* const own = rows_.pixels + rows_.PixelsAt(row) + (srcX + left) * 3;
         if (pixels != own) std::memcpy(pixels, own, columns * 3);
         std::uint8_t* const mask = maskRows[dstY + y] + (dstX + left);
-        if (!mask_) {
+        if (!rows_.mask) {
             std::memset(mask, 0, columns);
-        } else if (const std::uint8_t* const ownMask = DibRow(mask_, row) + (srcX + left); mask != ownMask) {
+        } else if (const std::uint8_t* const ownMask = rows_.mask + rows_.MaskAt(row) + (srcX + left);
+                   mask != ownMask) {
             std::memcpy(mask, ownMask, columns);
         }
     }

@@ -3,6 +3,7 @@
 #include "kestrel/framework/LineEnds.h"
 #include "kestrel/framework/Module.h"
 #include "kestrel/host/Picture.h"
+#include "kestrel/host/RowWindow.h"
 
 namespace kestrel {
 
@@ -13,8 +14,9 @@ public:
     /// sees every call as a new picture. A mask must have the image's size.
     void SetPicture(const Dib* image, const Dib* mask);
 
-    const Dib* Image() const { return image_; }
-    const Dib* Mask() const { return mask_; }
+    /// The same for a picture of which a part is in memory; whoever asks for rows sees to it that they are there.
+    void SetRows(const RowWindow& rows);
+    const RowWindow& Rows() const { return rows_; }
 
     bool ServesBands() const override { return true; }
     /// A row that is its own destination is left as it is, so that a line may work on the picture's own rows.
@@ -23,11 +25,8 @@ public:
 
 private:
     ~PictureSource() = default;
-    int Width() const { return image_ ? image_->biWidth : 0; }
-    int Height() const { return image_ ? image_->biHeight : 0; }
 
-    const Dib* image_ = nullptr;
-    const Dib* mask_ = nullptr;
+    RowWindow rows_;
 };
 
 }  // namespace kestrel

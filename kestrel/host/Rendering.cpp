@@ -152,11 +152,19 @@ HRESULT Rendering::SetPicture(Picture picture) {
     return S_OK;
 }
 
+HRESULT Rendering::SetPictureSize(int width, int height, bool hasMask) {
+    if (width < 1 || height < 1) return E_INVALIDARG;
+    picture_ = {};
+    rowsHaveMask_ = hasMask;
+    source_->SetRows({.width = width, .height = height});
+    return S_OK;
+}
+
 HRESULT Rendering::SetRenderScale(double scale) {
     if (!CPdibFilter::IsRenderScale(scale)) return E_INVALIDARG;
     if (scale == renderScale_) return S_OK;
     renderScale_ = scale;
-    source_->SetPicture(picture_.image.get(), picture_.mask.get());  // what was made at another scale is out of date
+    source_->SetRows(source_->Rows());  // what was made at another scale is out of date
     return S_OK;
 }
 
@@ -170,7 +178,7 @@ void Rendering::SetViewSize(int width, int height) {
     viewWidth_ = width;
     viewHeight_ = height;
     sink_->SetWantedSize(width, height);
-    source_->SetPicture(picture_.image.get(), picture_.mask.get());  // sizes may follow the view
+    source_->SetRows(source_->Rows());  // sizes may follow the view
 }
 
 void Rendering::Update() {
@@ -218,13 +226,14 @@ void Rendering::GetViewSize(int* width, int* height) {
 
 void Rendering::GetRequiredSize(int* width, int* height) {
     Update();
-    const bool there = picture_.Width() > 0 && picture_.Height() > 0;
-    const double aspect = there ? static_cast<double>(picture_.Width()) / picture_.Height() : 1.0;
+    const RowWindow& picture = source_->Rows();
+    const bool there = picture.width > 0 && picture.height > 0;
+    const double aspect = there ? static_cast<double>(picture.width) / picture.height : 1.0;
     source_->Downstream()->GetRequiredSize(width, height, aspect);
 }
 
 std::int64_t Rendering::LargestPixelCount() {
-    std::int64_t largest = std::int64_t{picture_.Width()} * picture_.Height();
+    std::int64_t largest = std::int64_t{source_->Rows().width} * source_->Rows().height;
     for (const LinkGeometry& link : LinkGeometries())
         largest = std::max(largest, std::int64_t{link.geometry.Width} * link.geometry.Height);
     return largest;
@@ -280,24 +289,31 @@ FilterResult Rendering::RenderInto(Picture& result) {
         } catch (const std::bad_alloc&) {  // the others do its bands
         }
     };
+    WithHelpers(helperCount, help, [&] { work.Take([&](int first, int n) { return ask(*this, first, n); }); });
+    return work.Result();
+}
+
+template <class Help, class Work>
+void Rendering::WithHelpers(int count, const Help& help, const Work& work) {
     std::vector<std::jthread> helpers;  // they have ended when this goes
     try {
-        while (static_cast<int>(helpers.size()) < helperCount) helpers.emplace_back(help);
+        while (static_cast<int>(helpers.size()) < count) helpers.emplace_back(help);
     } catch (const std::system_error&) {  // the system allows no more threads
     }
-    work.Take([&](int first, int n) { return ask(*this, first, n); });
-    helpers.clear();
-    return work.Result();
+    work();
 }
 
 int Rendering::HelperCount(int bands) const {
     constexpr int kBandsPerThread = 4;  // fewer are made before a thread has its line
-    constexpr int kLongChain = 250;     // a thread's stack may be as small as half a megabyte
-    if (threads_ == 1 || FilterCount() == 0 || FilterCount() > kLongChain) return 0;
-    if (!ServesOwnPicture()) return 0;
+    if (threads_ == 1 || FilterCount() == 0 || !CanBeFollowed()) return 0;
     const bool rowByRow =
         EveryFilter([](const Description& description) { return description.inPlace && !description.measuresRequest; });
     return rowByRow ? std::clamp(bands / kBandsPerThread - 1, 0, threads_ - 1) : 0;
+}
+
+bool Rendering::CanBeFollowed() const {
+    constexpr int kLongChain = 250;  // a thread's stack may be as small as half a megabyte
+    return FilterCount() <= kLongChain && ServesOwnPicture();
 }
 
 bool Rendering::ServesOwnPicture() const {
@@ -313,7 +329,7 @@ bool Rendering::Follow(const Rendering& other, const std::string& pending, const
     viewWidth_ = other.viewWidth_;
     viewHeight_ = other.viewHeight_;
     sink_->SetWantedSize(viewWidth_, viewHeight_);
-    source_->SetPicture(other.source_->Image(), other.source_->Mask());
+    source_->SetRows(other.source_->Rows());
     Update();
     return ChainText(true) == active;
 }
@@ -348,6 +364,104 @@ HRESULT Rendering::RenderAndRelease(Picture& result) {
     picture_ = {};
     source_->SetPicture(nullptr, nullptr);
     return rendered;
+}
+
+// Rows
+
+template <class Visit>
+bool Rendering::EachFilterUpstream(const Visit& visit) const {
+    Ref<IFilterPixels> link(sink_->Upstream());
+    while (link && link.get() != source_.get()) {
+        auto* const filter = dynamic_cast<CPdibFilter*>(link.get());
+        Ref<IFilterPixels> previous;
+        if (!filter || !visit(*filter) || filter->QueryUpstream(IFilterPixels::kIid, previous.Out()) != S_OK)
+            return false;
+        link = previous;
+    }
+    return link != nullptr;
+}
+
+std::string Rendering::NeedsWholePicture() {
+    Update();
+    std::string needs;
+    const bool ours = EachFilterUpstream([&](CPdibFilter& filter) {
+        if (!filter.InputRows({0, filter.OutputGeometry().Height})) needs = ProgIdOf(filter);
+        return true;
+    });
+    return ours || !needs.empty() ? needs : "the host's own link";
+}
+
+void Rendering::WorkInBands(bool bands) {
+    EachFilterUpstream([bands](CPdibFilter& filter) {
+        filter.WorkInBands(bands);
+        return true;
+    });
+}
+
+/// Bands from the top, high enough that what neighbours share is a small part of the work.
+std::vector<BandPipeline::Band> Rendering::BandsOf(RowSpan rows, int width, int bandRows) const {
+    constexpr int kSharedPart = 16;
+    const auto inputOf = [this](RowSpan output) {
+        EachFilterUpstream([&output](CPdibFilter& filter) {
+            output = filter.InputRows(output).value_or(RowSpan{});
+            return true;
+        });
+        return output;
+    };
+    const int shared = rows.count > 2 ? inputOf({rows.first + rows.count / 2, 1}).count - 1 : 0;
+    const int height = bandRows > 0 ? bandRows : std::max(BandRows(width), std::min(shared * kSharedPart, rows.count));
+    std::vector<BandPipeline::Band> bands;
+    for (int top = rows.End(); top > rows.first; top -= std::min(height, top - rows.first)) {
+        const int first = std::max(top - height, rows.first);
+        const RowSpan band{first, top - first};
+        bands.push_back({band, inputOf(band)});
+    }
+    return bands;
+}
+
+HRESULT Rendering::RenderRows(RowSpan rows, const RowFeed& feed, const RowTaker& take, int bandRows) {
+    return Bounded([&]() -> FilterResult {
+        int width = 0, height = 0;
+        GetOutputSize(&width, &height);
+        const RowWindow picture = source_->Rows();
+        if (width < 1 || rows.first < 0 || rows.count < 1 || rows.count > height - rows.first) return E_INVALIDARG;
+        if (picture.width < 1 || !NeedsWholePicture().empty()) return E_INVALIDARG;
+        BandPipeline pipeline(picture.width, picture.height, rowsHaveMask_, BandsOf(rows, width, bandRows), width,
+                              threads_);
+        pipeline.SetEnds(feed, take);
+        const struct Scope {
+            Rendering& line;
+            ~Scope() {
+                line.WorkInBands(false);
+                line.source_->SetRows({.width = line.source_->Rows().width, .height = line.source_->Rows().height});
+            }
+        } scope{*this};
+        source_->SetRows(pipeline.Rows());
+        Update();
+        WorkInBands(true);
+        return RunBands(pipeline, width);
+    });
+}
+
+FilterResult Rendering::RunBands(BandPipeline& pipeline, int width) {
+    const auto takePart = [&](Rendering& line) {
+        pipeline.Work([&](RowSpan band, std::uint8_t* const* rows, std::uint8_t* const* masks) -> FilterResult {
+            if (aborted_) return S_FALSE;
+            return line.sink_->Upstream()->TransformArea(0, 0, 0, band.first, width, band.count, rows, masks);
+        });
+    };
+    const std::string pending = ChainText(false), active = ChainText(true);
+    const auto help = [&] {
+        try {
+            Rendering line;
+            if (!line.Follow(*this, pending, active)) return;
+            line.WorkInBands(true);
+            takePart(line);
+        } catch (const std::bad_alloc&) {  // the others do its bands
+        }
+    };
+    WithHelpers(CanBeFollowed() && !servedByHost_ ? threads_ - 1 : 0, help, [&] { takePart(*this); });
+    return pipeline.Result();
 }
 
 HRESULT Rendering::TransformColor(std::uint8_t* pixel) {

@@ -12,6 +12,8 @@
 #include "kestrel/framework/FilterResult.h"
 #include "kestrel/framework/IPdibFilterCreator.h"
 #include "kestrel/framework/PdibFilterChain.h"
+#include "kestrel/framework/RowSpan.h"
+#include "kestrel/host/BandPipeline.h"
 #include "kestrel/host/Picture.h"
 #include "kestrel/host/PictureSink.h"
 #include "kestrel/host/PictureSource.h"
@@ -61,6 +63,8 @@ public:
 
     /// Takes a picture over. `E_INVALIDARG` unless the image is 24-bit and the mask, if any, 8-bit of the same size.
     [[nodiscard]] HRESULT SetPicture(Picture picture);
+    /// Takes the size of a picture whose rows only `RenderRows` will get to see. `E_INVALIDARG` for a size below 1.
+    [[nodiscard]] HRESULT SetPictureSize(int width, int height, bool hasMask);
     /// Factor by which the picture is smaller than its full-size original; some filters scale their pixel sizes by it.
     /// `E_INVALIDARG` unless it is finite and above 0; the factor then stays as it was.
     [[nodiscard]] HRESULT SetRenderScale(double scale);
@@ -73,7 +77,10 @@ public:
     [[nodiscard]] HRESULT SetThreads(int threads);
 
     /// Puts the host's own services (text drawing, descriptors) in the place of the text renderer; null: none.
-    void SetServices(IHostServices* services) { sink_->SetServices(services); }
+    void SetServices(IHostServices* services) {
+        sink_->SetServices(services);
+        servedByHost_ = true;
+    }
 
     /// Brings the line up to date and returns the size of the output.
     void GetOutputSize(int* width, int* height);
@@ -92,6 +99,16 @@ public:
     /// The same, and the input picture is consumed: a line of filters that all work in place makes the output in the
     /// input's own rows, so that one picture and its mask are all the memory that is needed.
     [[nodiscard]] HRESULT RenderAndRelease(Picture& result);
+    /// Why the output cannot be made in bands of rows: the ProgID of the first filter that needs the whole picture at
+    /// once. Empty when it can.
+    std::string NeedsWholePicture();
+    /// Makes rows of the output while those of the input come in: for pictures that are too large for memory, and to
+    /// read, filter and write at the same time. `feed` gets every row of a picture of the size that was set, `take` the
+    /// rows `rows` of the output, both from the top down, one call at a time but from any of the threads; what they
+    /// throw ends the work and is thrown to the caller. The bytes are those of `Render`. Besides its results:
+    /// `E_INVALIDARG` for a line that needs the whole picture and for rows outside the output, `E_FAIL` when `take`
+    /// returned false. The line's filters keep no pictures. `bandRows` is the height of a band; 0: what suits the line.
+    [[nodiscard]] HRESULT RenderRows(RowSpan rows, const RowFeed& feed, const RowTaker& take, int bandRows = 0);
     /// One colour as the line would show it: blue, green, red, mask.
     [[nodiscard]] HRESULT TransformColor(std::uint8_t* pixel);
 
@@ -108,6 +125,17 @@ private:
     /// May the output go into the input's rows?
     bool WorksInPlace() const;
     FilterResult RenderInto(Picture& result);
+    /// Visits the filters from the last to the first; false when there is a link of another kind, or `visit` says so.
+    template <class Visit>
+    bool EachFilterUpstream(const Visit& visit) const;
+    void WorkInBands(bool bands);
+    std::vector<BandPipeline::Band> BandsOf(RowSpan rows, int width, int bandRows) const;
+    FilterResult RunBands(BandPipeline& pipeline, int width);
+    /// Has `help` called on so many threads beside `work` on this one.
+    template <class Help, class Work>
+    static void WithHelpers(int count, const Help& help, const Work& work);
+    /// Can a thread have a line of its own?
+    bool CanBeFollowed() const;
     /// How many threads beside the caller's are worth their start for a picture of so many bands.
     int HelperCount(int bands) const;
     /// Is the head of the line this rendering's source, and not one that the host put there? Asked of a line with
@@ -123,6 +151,8 @@ private:
     Ref<PictureSource> source_;
     Ref<PictureSink> sink_;
     Picture picture_;
+    bool servedByHost_ = false;  ///< the services may bear one thread only
+    bool rowsHaveMask_ = false;  ///< of a picture that comes row by row
     double renderScale_ = 1.0;
     int viewWidth_ = -1;
     int viewHeight_ = -1;

@@ -23,7 +23,7 @@ HRESULT CImgBgFilter::CommitChanges() {
 FilterResult CImgBgFilter::MakePixels(const PixelRequest& request) {
     return CachedWhole(request, [this] {
         if (const FilterResult result = FetchIntoCache(); result.Failed()) return result;
-        return WalkRows(CachedPixels(m_Out.Width, m_Out.Height),
+        return WalkRows(CachedPixels(m_InActive.Width, FetchedRows()),
                         [colour = Active().Color(), alpha = kernels::BoardAlpha(Active().transparency)](
                             std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
                             kernels::PaintInnerRow({pixels, mask}, colour, alpha);

@@ -27,6 +27,18 @@ CropRecord NeverCommitted() {
 
 CCropFilter::CCropFilter() : TwinFilter(NeverCommitted()) {}
 
+std::optional<RowSpan> CCropFilter::InputRows(RowSpan output) const {
+    const int bottom = SizeFrom(static_cast<double>(output.first) + OriginY());
+    return RowSpan{bottom, output.count}.Widened(0, m_InActive.Height);
+}
+
+int CCropFilter::OriginX() const {
+    return std::min(Rounded(m_InActive.Width * Active().left), m_InActive.Width - m_Out.Width);
+}
+int CCropFilter::OriginY() const {
+    return std::min(Rounded(m_InActive.Height * Active().bottom), m_InActive.Height - m_Out.Height);
+}
+
 int CCropFilter::CutWidth(int width) const { return Rounded(width * (Active().left + 1 - Active().right)); }
 int CCropFilter::CutHeight(int height) const { return Rounded(height * (Active().bottom + 1 - Active().top)); }
 
@@ -71,10 +83,8 @@ FilterResult CCropFilter::MakePixels(const PixelRequest& request) {
     const bool crossed = r.right < r.left || r.top < r.bottom;
     if (crossed || m_InActive.Width < 1 || m_InActive.Height < 1) return Finished(E_INVALIDARG);
     PixelRequest moved = request;
-    const int offX = std::min(Rounded(m_InActive.Width * r.left), m_InActive.Width - m_Out.Width);
-    const int offY = std::min(Rounded(m_InActive.Height * r.bottom), m_InActive.Height - m_Out.Height);
-    moved.srcX = SizeFrom(static_cast<double>(request.srcX) + offX);
-    moved.srcY = SizeFrom(static_cast<double>(request.srcY) + offY);
+    moved.srcX = SizeFrom(static_cast<double>(request.srcX) + OriginX());
+    moved.srcY = SizeFrom(static_cast<double>(request.srcY) + OriginY());
     return Finished(m_Upstream && FetchUpstream(moved) != S_OK ? kNotDone : kDone);
 }
 

@@ -20,6 +20,7 @@ class CCropFilter final : public TwinFilter<CropRecord, kCropText, kCrop> {
 public:
     CCropFilter();
 
+    std::optional<RowSpan> InputRows(RowSpan output) const override;
     HRESULT CommitChanges() override;
     HRESULT MapSize(int width, int height, int* outWidth, int* outHeight) override;
     HRESULT SetViewSize(int width, int height) override;
@@ -29,6 +30,9 @@ protected:
     FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
+    /// Place of the output's corner in the input.
+    int OriginX() const;
+    int OriginY() const;
     /// What is cut off a width or a height.
     int CutWidth(int width) const;
     int CutHeight(int height) const;

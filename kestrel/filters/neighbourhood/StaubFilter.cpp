@@ -10,7 +10,7 @@ FilterResult CStaubFilter::MakePixels(const PixelRequest& request) {
 
 FilterResult CStaubFilter::Repair() {
     const int width = m_InActive.Width;
-    const int height = m_InActive.Height;
+    const int height = FetchedRows();
     if (const FilterResult result = FetchIntoWork(width, height); result.Failed()) return result;
     // The size is the pending one, the tolerance the active one; a commit makes them agree.
     const kernels::DustRule rule{Pending().maximumRegionSize, Active().grayTolerance};

@@ -35,7 +35,7 @@ protected:
     FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
-    /// Makes the cache from the whole input picture.
+    /// Makes the cache from the input.
     FilterResult Repair();
 };
 

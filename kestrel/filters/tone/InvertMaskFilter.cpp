@@ -41,7 +41,7 @@ FilterResult CInvertMaskFilter::MakePixels(const PixelRequest& request) {
 
 FilterResult CInvertMaskFilter::InvertCache() {
     if (const FilterResult result = FetchIntoCache(); result.Failed()) return result;
-    return WalkRows(CachedPixels(m_InActive.Width, m_InActive.Height),
+    return WalkRows(CachedPixels(m_InActive.Width, FetchedRows()),
                     [this](std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
                         for (std::size_t x = 0; x < mask.size(); ++x) Rule(&pixels[3 * x], mask[x], Active());
                     });

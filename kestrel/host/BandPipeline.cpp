@@ -1,0 +1,137 @@
+#include "kestrel/host/BandPipeline.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+namespace kestrel {
+namespace {
+
+constexpr int kRowsAtATime = 16;  ///< that a thread reads before it looks around
+
+std::size_t Aligned(std::size_t size) { return (size + 63) / 64 * 64; }
+
+/// Rows that have to be in memory at once so that `ahead` bands after any one can be made beside it.
+int RowsToKeep(const std::vector<BandPipeline::Band>& bands, std::size_t ahead, int height) {
+    int rows = 1;
+    for (std::size_t i = 0; i < bands.size(); ++i) {
+        const RowSpan& last = bands[std::min(i + ahead, bands.size() - 1)].input;
+        rows = std::max(rows, bands[i].input.End() - last.first);
+    }
+    return std::min(rows, std::max(height, 1));
+}
+
+}  // namespace
+
+BandPipeline::BandPipeline(int inputWidth, int inputHeight, bool inputHasMask, std::vector<Band> bands, int width,
+                           int threads)
+    : bands_(std::move(bands)), slots_(static_cast<std::size_t>(threads) + 1), unread_(inputHeight) {
+    window_.width = inputWidth;
+    window_.height = inputHeight;
+    window_.kept = RowsToKeep(bands_, static_cast<std::size_t>(threads), inputHeight);
+    window_.pixelStride = Aligned(static_cast<std::size_t>(inputWidth) * 3);
+    pixels_.resize(window_.pixelStride * static_cast<std::size_t>(window_.kept));
+    window_.pixels = pixels_.data();
+    if (inputHasMask) {
+        window_.maskStride = Aligned(static_cast<std::size_t>(inputWidth));
+        masks_.resize(window_.maskStride * static_cast<std::size_t>(window_.kept));
+        window_.mask = masks_.data();
+    }
+    int highest = 0;
+    for (const Band& band : bands_) highest = std::max(highest, band.output.count);
+    for (Slot& slot : slots_) {
+        slot.picture = MakePicture(width, highest);
+        if (!slot.picture.image) throw std::bad_alloc();
+        for (int y = 0; y < highest; ++y) {
+            slot.pixels.push_back(DibRow(slot.picture.image.get(), y));
+            slot.masks.push_back(DibRow(slot.picture.mask.get(), y));
+        }
+    }
+}
+
+void BandPipeline::SetEnds(RowFeed feed, RowTaker take) {
+    feed_ = std::move(feed);
+    take_ = std::move(take);
+}
+
+void BandPipeline::Work(const MakeBand& make) {
+    Lock lock(guard_);
+    while (!Ended()) {
+        if (MayWrite())
+            Write(lock);
+        else if (MayRead())
+            Read(lock);
+        else if (MayMake())
+            Make(lock, make);
+        else
+            changed_.wait(lock);  // for a piece that another thread is at
+    }
+}
+
+FilterResult BandPipeline::Result() const {
+    if (thrown_) std::rethrow_exception(thrown_);
+    return result_;
+}
+
+/// Rows that can come in now: those whose places in the window no band at work or to come needs any more.
+int BandPipeline::ReadableRows() {
+    if (oldest_ == bands_.size()) return std::min(unread_, kRowsAtATime);
+    const int lowestPlace = std::max(bands_[oldest_].input.End() - window_.kept, 0);
+    return std::clamp(unread_ - lowestPlace, 0, kRowsAtATime);
+}
+
+/// Runs a piece of work without the lock; it returns a result.
+template <class Piece>
+void BandPipeline::Unlocked(Lock& lock, const Piece& piece) {
+    lock.unlock();
+    HRESULT result = S_OK;
+    std::exception_ptr thrown;
+    try {
+        result = HRESULT{piece()};
+    } catch (...) {
+        thrown = std::current_exception();
+    }
+    lock.lock();
+    changed_.notify_all();
+    if ((result == S_OK && !thrown) || failed_) return;
+    failed_ = true;
+    result_ = result;
+    thrown_ = thrown;
+}
+
+void BandPipeline::Write(Lock& lock) {
+    writing_ = true;
+    Slot& slot = SlotOf(written_);
+    const int count = bands_[written_].output.count;
+    Unlocked(lock, [&]() -> FilterResult {
+        for (auto y = static_cast<std::size_t>(count); y > 0; --y)
+            if (!take_(slot.pixels[y - 1], slot.masks[y - 1])) return E_FAIL;
+        return S_OK;
+    });
+    slot.done = false;
+    ++written_;
+    writing_ = false;
+}
+
+void BandPipeline::Read(Lock& lock) {
+    reading_ = true;
+    const int first = unread_ - ReadableRows();
+    const int end = unread_;
+    Unlocked(lock, [&]() -> FilterResult {
+        for (int y = end - 1; y >= first; --y)
+            feed_(pixels_.data() + window_.PixelsAt(y), masks_.empty() ? nullptr : masks_.data() + window_.MaskAt(y));
+        return S_OK;
+    });
+    unread_ = first;
+    reading_ = false;
+}
+
+void BandPipeline::Make(Lock& lock, const MakeBand& make) {
+    const std::size_t band = next_++;
+    Slot& slot = SlotOf(band);
+    Unlocked(lock, [&]() -> FilterResult { return make(bands_[band].output, slot.pixels.data(), slot.masks.data()); });
+    slot.done = true;
+    while (oldest_ < next_ && (SlotOf(oldest_).done || oldest_ < written_)) ++oldest_;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,89 @@
+#pragma once
+#include <condition_variable>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+#include "kestrel/framework/FilterResult.h"
+#include "kestrel/framework/RowSpan.h"
+#include "kestrel/host/Picture.h"
+#include "kestrel/host/RowWindow.h"
+
+namespace kestrel {
+
+/// Fills the next row of a picture, from the top down: 24-bit pixels, and the mask where the picture has one.
+using RowFeed = std::function<void(std::uint8_t* pixels, std::uint8_t* mask)>;
+/// Takes the next row of a result, from the top down. False: it takes no more.
+using RowTaker = std::function<bool(const std::uint8_t* pixels, const std::uint8_t* mask)>;
+
+/// A picture that is made in bands of rows, from the top down, while its input still comes in and the bands before are
+/// on their way out. Any number of threads take part, each with a line of filters of its own; one at a time reads, one
+/// at a time writes, all others make bands. Only the rows that bands at work need are in memory.
+class BandPipeline {
+public:
+    struct Band {
+        RowSpan output;  ///< rows of the result
+        RowSpan input;   ///< rows of the picture that they are made of
+    };
+    /// Makes the rows of a band into row tables that begin with its lowest row. Called from several threads.
+    using MakeBand = std::function<FilterResult(RowSpan rows, std::uint8_t* const* pixels, std::uint8_t* const* masks)>;
+
+    /// `bands` in their order from the top; `width` is that of the result. Throws `std::bad_alloc`.
+    BandPipeline(int inputWidth, int inputHeight, bool inputHasMask, std::vector<Band> bands, int width, int threads);
+
+    /// The rows that are in memory now and in the course of the run.
+    const RowWindow& Rows() const { return window_; }
+    void SetEnds(RowFeed feed, RowTaker take);
+
+    /// Takes part until all is done or something failed. Exceptions of feed, taker and `make` end the run; the one that
+    /// came first is thrown again by `Result`.
+    void Work(const MakeBand& make);
+    /// What came of it, once all threads are back: `E_FAIL` when the taker took no more.
+    FilterResult Result() const;
+
+private:
+    using Lock = std::unique_lock<std::mutex>;
+    /// The buffer of a band between its making and its writing.
+    struct Slot {
+        Picture picture;
+        std::vector<std::uint8_t*> pixels, masks;  ///< row tables
+        bool done = false;
+    };
+
+    Slot& SlotOf(std::size_t band) { return slots_[band % slots_.size()]; }
+    bool Ended() const { return failed_ || (written_ == bands_.size() && unread_ == 0); }
+    bool MayWrite() { return !writing_ && written_ < next_ && SlotOf(written_).done; }
+    bool MayRead() { return !reading_ && ReadableRows() > 0; }
+    bool MayMake() const {
+        return next_ < bands_.size() && next_ - written_ < slots_.size() && bands_[next_].input.first >= unread_;
+    }
+    int ReadableRows();
+    void Write(Lock& lock);
+    void Read(Lock& lock);
+    void Make(Lock& lock, const MakeBand& make);
+    template <class Piece>
+    void Unlocked(Lock& lock, const Piece& piece);
+
+    const std::vector<Band> bands_;
+    RowWindow window_;
+    std::vector<std::uint8_t> pixels_, masks_;  ///< of the window
+    std::vector<Slot> slots_;
+    RowFeed feed_;
+    RowTaker take_;
+
+    std::mutex guard_;  ///< of all that follows
+    std::condition_variable changed_;
+    int unread_;               ///< rows of the picture that have not come in; those above them have
+    std::size_t next_ = 0;     ///< first band that nobody has begun
+    std::size_t oldest_ = 0;   ///< first band that is not made
+    std::size_t written_ = 0;  ///< bands that are out
+    bool reading_ = false;
+    bool writing_ = false;
+    bool failed_ = false;
+    HRESULT result_ = S_OK;
+    std::exception_ptr thrown_;
+};
+
+}  // namespace kestrel
