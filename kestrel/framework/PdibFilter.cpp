@@ -18,31 +18,46 @@ namespace {
 /// Guards the compare and increment of version numbers, for all filters of the process. Never held during a call.
 std::mutex versionGuard;
 
-/// The last three rows of a picture as they were before it was worked in place, with a hidden pixel at either end. Rows
-/// before the first are hidden.
+/// Rows of a picture as they were before it was worked in place, with a hidden pixel at either end. Rows below the
+/// first are hidden.
 class OldRows {
 public:
-    explicit OldRows(std::size_t width) {
-        for (Row& row : rows_) row = {Bytes((width + 2) * 3), Bytes(width + 2, kHidden)};
+    explicit OldRows(std::size_t width) : width_(width) {
+        Hide();
+        Hide();
     }
-    void Keep(int y, kernels::ConstMaskedRow from) {
-        Row& row = rows_[Slot(y)];
-        std::ranges::copy(from.pixels, row.pixels.begin() + 3);
-        std::ranges::copy(from.mask, row.mask.begin() + 1);
+    void Add(kernels::ConstMaskedRow from) {
+        Row& row = Next();
+        std::copy_n(from.pixels.data(), from.pixels.size(), row.pixels.data() + 3);
+        std::copy_n(from.mask.data(), from.mask.size(), row.mask.data() + 1);
     }
-    void Hide(int y) { std::ranges::fill(rows_[Slot(y)].mask, kHidden); }
-    kernels::ConstMaskedRow At(int y) const { return {rows_[Slot(y)].pixels, rows_[Slot(y)].mask}; }
+    void Hide() { std::ranges::fill(Next().mask, kHidden); }
+    /// Forgets all rows but the last two.
+    void KeepTwo() {
+        std::swap(rows_[0], rows_[views_.size() - 2]);
+        std::swap(rows_[1], rows_[views_.size() - 1]);
+        views_.clear();
+        for (std::size_t i = 0; i < 2; ++i) views_.push_back({rows_[i].pixels, rows_[i].mask});
+    }
+    std::span<const kernels::ConstMaskedRow> All() const { return views_; }
 
 private:
     static constexpr std::uint8_t kHidden = 255;
-    using Bytes = std::vector<std::uint8_t>;
     struct Row {
-        Bytes pixels;
-        Bytes mask;
+        std::vector<std::uint8_t> pixels;
+        std::vector<std::uint8_t> mask;
     };
-    static std::size_t Slot(int y) { return static_cast<std::size_t>(y + 3) % 3; }
+    Row& Next() {
+        if (views_.size() == rows_.size())
+            rows_.push_back({std::vector<std::uint8_t>((width_ + 2) * 3), std::vector(width_ + 2, kHidden)});
+        Row& row = rows_[views_.size()];
+        views_.push_back({row.pixels, row.mask});
+        return row;
+    }
 
-    std::array<Row, 3> rows_;
+    std::size_t width_;
+    std::vector<Row> rows_;
+    std::vector<kernels::ConstMaskedRow> views_;  ///< of the rows in use
 };
 
 }  // namespace
@@ -326,34 +341,10 @@ FilterResult CPdibFilter::FetchUpstream(const PixelRequest& request) {
     return result;
 }
 
-FilterResult CPdibFilter::FetchWhole(CWorkImage& image, int x, int y) {
-    return FetchRows({0, m_InActive.Height}, image, x, y, false);
-}
-
-FilterResult CPdibFilter::FetchRows(RowSpan from, CWorkImage& image, int x, int y, bool clear) {
-    const int height = from.count;
-    const int band = kestrel::ServesBands(m_Upstream.get()) ? BandRows(m_InActive.Width) : std::max(height, 1);
-    int row = 0;
-    do {  // a picture without rows is asked for too
-        const int rows = std::min(band, height - row);
-        if (clear) image.ClearRows(y + row, rows);
-        const FilterResult result =
-            FetchUpstream({x, y + row, 0, from.first + row, m_InActive.Width, rows, image.Rows(), image.MaskRows()});
-        if (result.Failed()) return result;
-        row += rows;
-    } while (row < height);
-    return S_OK;
-}
-
-FilterResult CPdibFilter::FetchIntoCache() {
-    EnsureImage(m_Cache, m_InActive.Width, FetchedRows());
-    return FetchRows(fetched_, *m_Cache, 0, 0, true);
-}
-
 FilterResult CPdibFilter::FetchIntoWork(int cacheWidth, int cacheHeight) {
     EnsureImage(m_Work, m_InActive.Width, FetchedRows());
     EnsureImage(m_Cache, cacheWidth, cacheHeight);
-    return FetchRows(fetched_, *m_Work, 0, 0, true);
+    return FetchRows(fetched_, *m_Work, 0, 0, true, NoWork());
 }
 
 HRESULT CPdibFilter::SetAbort(bool abort) {
@@ -429,24 +420,29 @@ void CPdibFilter::EnsureWorkImages(int workWidth, int workHeight, int cacheWidth
 }
 
 FilterResult CPdibFilter::ConvolveRegion3x3(const double kernel[3][3], int bias, const PixelRequest& request) {
-    return CachedWhole(request, [&]() -> FilterResult {
-        if (const FilterResult result = FetchIntoCache(); result.Failed()) return result;
+    return CachedWhole(request, [&] {
         const auto width = static_cast<std::size_t>(m_InActive.Width);
-        const int height = FetchedRows();
         const auto row = [&](int y) -> kernels::MaskedRow {
             return {{m_Cache->Rows()[y], width * 3}, {m_Cache->MaskRows()[y], width}};
         };
         OldRows old(width);
-        if (height > 0) old.Keep(0, row(0));
-        for (int y = 0; y < height; ++y) {
-            if (Aborted()) return kNotDone;
-            if (y + 1 < height)
-                old.Keep(y + 1, row(y + 1));
+        std::vector<kernels::MaskedRow> made;
+        return FetchIntoCache([&](int first, int end) {
+            made.clear();
+            if (first > 0) made.push_back(row(first - 1));  // has waited for its upper neighbour
+            for (int y = first; y < end; ++y) {
+                if (Aborted()) return kNotDone;
+                old.Add(row(y));
+                made.push_back(row(y));
+            }
+            if (end == FetchedRows())
+                old.Hide();
             else
-                old.Hide(y + 1);
-            kernels::ConvolveRow3x3(kernel, bias, {old.At(y - 1), old.At(y), old.At(y + 1)}, row(y));
-        }
-        return S_OK;
+                made.pop_back();
+            kernels::ConvolveRows3x3(kernel, bias, old.All().last(made.size() + 2), made);
+            old.KeepTwo();
+            return kDone;
+        });
     });
 }
 

@@ -152,9 +152,18 @@ protected:
     /// Sends a request to the upstream neighbour; `E_FAIL` without one. A failure marks this filter dirty.
     FilterResult FetchUpstream(const PixelRequest& request);
     /// Fetches the whole input picture into `image` with its corner at (`x`, `y`), in bands where the line serves them.
-    FilterResult FetchWhole(CWorkImage& image, int x, int y);
+    FilterResult FetchWhole(CWorkImage& image, int x, int y) {
+        return FetchRows({0, m_InActive.Height}, image, x, y, false, NoWork());
+    }
     /// Fetches the input rows into a cache of their size, where they are worked in place.
-    FilterResult FetchIntoCache();
+    FilterResult FetchIntoCache() { return FetchIntoCache(NoWork()); }
+    /// The same, and `rows(first, end)` works on each band of the cache's rows, the lowest first, while the nearer
+    /// caches hold it; it returns `S_OK` to go on. Rows above `end` are not there yet.
+    template <class Rows>
+    FilterResult FetchIntoCache(const Rows& rows) {
+        EnsureImage(m_Cache, m_InActive.Width, FetchedRows());
+        return FetchRows(fetched_, *m_Cache, 0, 0, true, rows);
+    }
     /// Fetches the input rows into the work picture and sizes the cache, whose bytes are undefined.
     FilterResult FetchIntoWork(int cacheWidth, int cacheHeight);
 
@@ -202,9 +211,13 @@ protected:
     std::map<QvString, QvString> m_Extra;
 
 private:
-    /// Fetches rows of the input, the first of them to row `y` of `image`. With `clear` each row gets 0 and a mask of
-    /// 255 first: what no input covers is nothing.
-    FilterResult FetchRows(RowSpan from, CWorkImage& image, int x, int y, bool clear);
+    struct NoWork {
+        FilterResult operator()(int, int) const { return kDone; }
+    };
+    /// Fetches rows of the input, the first of them to row `y` of `image`, and calls `rows` for each band. With `clear`
+    /// each row gets 0 and a mask of 255 first: what no input covers is nothing.
+    template <class Rows>
+    FilterResult FetchRows(RowSpan from, CWorkImage& image, int x, int y, bool clear, const Rows& rows);
     /// Keeps or remakes one picture, as `EnsureWorkImages` says; true when a new one was made, of undefined bytes.
     static bool EnsureImage(std::unique_ptr<CWorkImage>& image, int width, int height);
     /// The interface of a neighbour, or of whatever an overriding class answers in its place.
@@ -264,6 +277,24 @@ FilterResult CPdibFilter::CachedWhole(const PixelRequest& request, const Compute
         std::copy_n(m_Cache->MaskRows()[y - first] + inside.srcX, mask.size(), mask.begin());
         rule(pixels);
     }));
+}
+
+template <class Rows>
+FilterResult CPdibFilter::FetchRows(RowSpan from, CWorkImage& image, int x, int y, bool clear, const Rows& rows) {
+    const int band = BandRows(m_InActive.Width);
+    const int fetched = kestrel::ServesBands(m_Upstream.get()) ? band : std::max(from.count, 1);
+    int row = 0;
+    do {  // a picture without rows is asked for too
+        const int end = std::min(row + fetched, from.count);
+        if (clear) image.ClearRows(y + row, end - row);
+        const FilterResult result = FetchUpstream(
+            {x, y + row, 0, from.first + row, m_InActive.Width, end - row, image.Rows(), image.MaskRows()});
+        if (result.Failed()) return result;
+        for (; row < end; row += band)
+            if (const FilterResult done = rows(row, std::min(row + band, end)); done.Failed()) return done;
+        row = end;
+    } while (row < from.count);
+    return S_OK;
 }
 
 template <class RowRule>

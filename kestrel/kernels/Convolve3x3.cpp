@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kestrel/kernels/Convolve3x3.cpp"
@@ -43,14 +44,19 @@ inline std::uint8_t ConvolvedByte(double value) {
     return static_cast<std::uint8_t>(atLeast < 255.0 ? atLeast : 255.0);
 }
 
+/// One byte; `at` is that of its left neighbour in the three rows.
+inline std::uint8_t ConvolveByte(const double local[3][3], double bias, const std::uint8_t* const* rows,
+                                 std::size_t at) {
+    double sum = 0;
+    for (std::size_t i = 0; i < 3; ++i)
+        for (std::size_t j = 0; j < 3; ++j) sum += local[i][j] * rows[i][at + 3 * j];
+    return ConvolvedByte(sum + bias);
+}
+
 inline void ConvolvePixel(const double local[3][3], double bias, const std::uint8_t* const* rows, int x,
                           std::uint8_t* out) {
-    for (int channel = 0; channel < 3; ++channel) {
-        double sum = 0;
-        for (int i = 0; i < 3; ++i)
-            for (int j = 0; j < 3; ++j) sum += local[i][j] * rows[i][(x + j) * 3 + channel];
-        out[x * 3 + channel] = ConvolvedByte(sum + bias);
-    }
+    const auto first = static_cast<std::size_t>(x) * 3;
+    for (std::size_t b = first; b < first + 3; ++b) out[b] = ConvolveByte(local, bias, rows, b);
 }
 
 }  // namespace kestrel::kernels
@@ -168,6 +174,78 @@ void ConvolveRow3x3(const double weights[3][3], int bias, const std::uint8_t* co
     }
 }
 
+#if HWY_TARGET != HWY_SCALAR
+/// Vectors of doubles side by side.
+constexpr std::size_t kAbreast = 4;
+
+/// The bytes from `at` on that `kAbreast` vectors hold, of `count` rows. Going up the rows, each row of bytes is
+/// converted once and adds to three sums: it is the upper row of the first, the middle of the second, and the lower row
+/// of the third. With `kCross` the four weights in the corners are 0, and left out.
+template <bool kCross>
+void ConvolveColumn(const double weights[3][3], const std::uint8_t* const* from, std::uint8_t* const* to,
+                    std::size_t count, std::size_t at) {
+    const hn::ScalableTag<double> d;
+    const hn::Rebind<std::int32_t, decltype(d)> d32;
+    const hn::Rebind<std::uint8_t, decltype(d)> d8;
+    const hn::Twice<decltype(d32)> two32;
+    const hn::Twice<decltype(d8)> two8;
+    using V = hn::Vec<decltype(d)>;
+    const auto widen = [=](const std::uint8_t* bytes)
+                           HWY_ATTR { return hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(d8, bytes))); };
+    V w[3][3];  // held by value: a store of a byte could change the others
+    for (int i = 0; i < 9; ++i) w[i / 3][i % 3] = hn::Set(d, weights[i / 3][i % 3]);
+    V one[kAbreast];  // have their lower row
+    V two[kAbreast];  // have their lower and middle rows
+    V sum[kAbreast];  // have all
+    for (std::size_t v = 0; v < kAbreast; ++v) one[v] = two[v] = hn::Zero(d);
+    for (std::size_t row = 0; row < count + 2; ++row) {
+        const std::uint8_t* HWY_RESTRICT const bytes = from[row] + at;
+        for (std::size_t v = 0; v < kAbreast; ++v) {
+            const std::uint8_t* const here = bytes + v * hn::Lanes(d);
+            const V left = widen(here);
+            const V centre = widen(here + 3);
+            const V right = widen(here + 6);
+            sum[v] = two[v];
+            if (!kCross) sum[v] = hn::Add(sum[v], hn::Mul(w[2][0], left));
+            sum[v] = hn::Add(sum[v], hn::Mul(w[2][1], centre));
+            if (!kCross) sum[v] = hn::Add(sum[v], hn::Mul(w[2][2], right));
+            two[v] = hn::Add(hn::Add(hn::Add(one[v], hn::Mul(w[1][0], left)), hn::Mul(w[1][1], centre)),
+                             hn::Mul(w[1][2], right));
+            one[v] = hn::Mul(w[0][1], centre);
+            if (!kCross) one[v] = hn::Add(hn::Add(hn::Mul(w[0][0], left), one[v]), hn::Mul(w[0][2], right));
+        }
+        if (row < 2) continue;
+        std::uint8_t* const out = to[row - 2] + at;
+        for (std::size_t v = 0; v < kAbreast; v += 2) {  // what is beyond a byte is held to it by the last step
+            const auto whole = hn::Combine(two32, hn::DemoteTo(d32, sum[v + 1]), hn::DemoteTo(d32, sum[v]));
+            hn::StoreU(hn::DemoteTo(two8, whole), two8, out + v * hn::Lanes(d));
+        }
+    }
+}
+#endif
+
+/// `size` bytes of `count` rows of which no neighbour is missing; `from` begins with the left neighbour of the first.
+template <bool kCross>
+void ConvolveOpaque(const double weights[3][3], const std::uint8_t* const* from, std::uint8_t* const* to,
+                    std::size_t count, std::size_t size) {
+#if HWY_TARGET != HWY_SCALAR
+    const std::size_t step = kAbreast * hn::Lanes(hn::ScalableTag<double>());
+    for (std::size_t at = 0; at + step <= size; at += step) ConvolveColumn<kCross>(weights, from, to, count, at);
+    if (size >= step) {  // the rows are not in place, so that bytes may be made twice
+        if (size % step) ConvolveColumn<kCross>(weights, from, to, count, size - step);
+        return;
+    }
+#endif
+    for (std::size_t row = 0; row < count; ++row)
+        for (std::size_t b = 0; b < size; ++b) to[row][b] = ConvolveByte(weights, 0, from + row, b);
+}
+
+void ConvolveOpaqueRows(const double weights[3][3], const std::uint8_t* const* from, std::uint8_t* const* to,
+                        std::size_t count, std::size_t size) {
+    const bool cross = weights[0][0] == 0 && weights[0][2] == 0 && weights[2][0] == 0 && weights[2][2] == 0;
+    (cross ? ConvolveOpaque<true> : ConvolveOpaque<false>)(weights, from, to, count, size);
+}
+
 }  // namespace kestrel::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -187,7 +265,24 @@ struct Starts {
 };
 
 void CopyCentreMask(const std::array<ConstMaskedRow, 3>& from, MaskedRow to) {
-    if (!to.mask.empty()) std::ranges::copy(from[1].mask.subspan(1, to.mask.size()), to.mask.begin());
+    std::copy_n(from[1].mask.data() + 1, to.mask.size(), to.mask.data());
+}
+
+/// Is no pixel of a row missing, but for the first and the last?
+bool IsWhole(ConstMaskedRow row) { return !std::memchr(row.mask.data() + 1, 255, row.mask.size() - 2); }
+
+/// Are all sums so small that 32 bits hold them?
+bool IsTame(const double weights[3][3]) {
+    double most = 0;
+    for (int i = 0; i < 9; ++i) most += 255 * std::abs(weights[i / 3][i % 3]);
+    return most < 0x7F000000;  // never true of NaN
+}
+
+ConstMaskedRow Part(ConstMaskedRow row, std::size_t first, std::size_t count) {
+    return {row.pixels.subspan(first * 3, count * 3), row.mask.subspan(first, count)};
+}
+MaskedRow Part(MaskedRow row, std::size_t first, std::size_t count) {
+    return {row.pixels.subspan(first * 3, count * 3), row.mask.subspan(first, count)};
 }
 
 }  // namespace
@@ -213,6 +308,41 @@ void ConvolveRow3x3(const double weights[3][3], int bias, const std::array<Const
     HWY_DYNAMIC_DISPATCH(ConvolveRow3x3)
     (weights, bias, starts.rows, starts.masks, static_cast<int>(to.mask.size()), to.pixels.data());
     CopyCentreMask(from, to);
+}
+
+HWY_EXPORT(ConvolveOpaqueRows);
+void ConvolveRows3x3(const double weights[3][3], int bias, std::span<const ConstMaskedRow> from,
+                     std::span<const MaskedRow> to) {
+    constexpr std::size_t kMostRows = 32;  // at once, so that their lines stay in the nearest cache
+    const std::size_t width = to.empty() ? 0 : to[0].mask.size();
+    const bool fits = width > 2 && bias == 0 && IsTame(weights);
+    const auto single = [&](std::size_t y, std::size_t first, std::size_t count) {
+        ConvolveRow3x3(
+            weights, bias,
+            {Part(from[y], first, count + 2), Part(from[y + 1], first, count + 2), Part(from[y + 2], first, count + 2)},
+            Part(to[y], first, count));
+    };
+    for (std::size_t y = 0; y < to.size();) {
+        std::size_t whole = 0;  // rows from `y` on
+        while (fits && y + whole < from.size() && whole < kMostRows + 2 && IsWhole(from[y + whole])) ++whole;
+        if (whole < 3) {
+            single(y++, 0, width);
+            continue;
+        }
+        const std::uint8_t* bytes[kMostRows + 2];
+        std::uint8_t* out[kMostRows];
+        for (std::size_t row = 0; row < whole; ++row) bytes[row] = from[y + row].pixels.data() + 3;
+        for (std::size_t row = 0; row < whole - 2; ++row) {
+            out[row] = to[y + row].pixels.data() + 3;
+            CopyCentreMask({from[y + row], from[y + row + 1], from[y + row + 2]}, to[y + row]);
+        }
+        HWY_DYNAMIC_DISPATCH(ConvolveOpaqueRows)(weights, bytes, out, whole - 2, (width - 2) * 3);
+        for (std::size_t row = 0; row < whole - 2; ++row) {  // whose neighbour may be missing
+            single(y + row, 0, 1);
+            single(y + row, width - 1, 1);
+        }
+        y += whole - 2;
+    }
 }
 
 }  // namespace kestrel::kernels

@@ -1,5 +1,6 @@
 #pragma once
 #include <array>
+#include <span>
 
 #include "kestrel/kernels/Row.h"
 
@@ -10,6 +11,11 @@ namespace kestrel::kernels {
 /// double precision, the sum plus `bias` is clamped to 0..255 and truncated; NaN becomes 0. The mask of
 /// the centre is copied. Weights may be any doubles. Same bytes on every CPU.
 void ConvolveRow3x3(const double weights[3][3], int bias, const std::array<ConstMaskedRow, 3>& from, MaskedRow to);
+
+/// The same for rows on top of each other: `from` has two rows more than `to`, the lowest first. Where no neighbour is
+/// missing each byte is converted once for the three rows that it is a neighbour in. `to` overlaps nothing of `from`.
+void ConvolveRows3x3(const double weights[3][3], int bias, std::span<const ConstMaskedRow> from,
+                     std::span<const MaskedRow> to);
 
 /// The rule pixel by pixel, which defines the bytes of `ConvolveRow3x3`.
 void ConvolveRow3x3Plain(const double weights[3][3], int bias, const std::array<ConstMaskedRow, 3>& from, MaskedRow to);

@@ -89,6 +89,42 @@ TEST_P(Convolve3x3Test, FastFormGivesThePlainBytes) {
         }
 }
 
+TEST_P(Convolve3x3Test, RowsOnTopOfEachOtherAreThoseOneByOne) {
+    std::mt19937 random(5);
+    for (const std::size_t width : {0u, 1u, 2u, 3u, 4u, 12u, 13u, 41u, 90u, 200u})
+        for (const std::size_t count : {1u, 2u, 3u, 40u, 75u})
+            for (const unsigned holes : {0u, 1u, 4000u}) {  // none, in one row, in any
+                std::vector<Bytes> colour(count + 2, Bytes((width + 2) * 3));
+                std::vector<Bytes> mask(count + 2, Bytes(width + 2));
+                std::vector<ConstMaskedRow> from;
+                for (std::size_t y = 0; y < count + 2; ++y) {
+                    for (auto& byte : colour[y]) byte = static_cast<std::uint8_t>(random());
+                    for (auto& byte : mask[y])
+                        byte = holes > 1 && random() % holes == 0 ? std::uint8_t{255}
+                                                                  : static_cast<std::uint8_t>(random() % 255);
+                    if (holes == 1 && y == count / 2) mask[y][width / 2] = 255;
+                    mask[y].front() = mask[y].back() = 255;
+                    from.push_back({colour[y], mask[y]});
+                }
+                double weights[3][3];
+                MixWithIdentity(ConvolutionKernels[random() % 11], static_cast<double>(random() % 200), weights);
+                const int bias = random() % 4 == 0 ? 100 : 0;
+                if (random() % 8 == 0) weights[1][1] = random() % 2 ? 1e8 : std::nan("");
+                Bytes out(count * width * 4 + 64, 0xA5);
+                Bytes want = out;
+                std::vector<MaskedRow> to;
+                for (std::size_t y = 0; y < count; ++y) {
+                    const auto row = [&](Bytes& all) -> MaskedRow {
+                        return {{&all[y * width * 4], width * 3}, {&all[y * width * 4 + width * 3], width}};
+                    };
+                    to.push_back(row(out));
+                    ConvolveRow3x3Plain(weights, bias, {from[y], from[y + 1], from[y + 2]}, row(want));
+                }
+                ConvolveRows3x3(weights, bias, from, to);
+                ASSERT_EQ(out, want) << width << " x " << count << ", holes " << holes;
+            }
+}
+
 TEST(Convolve3x3, WildWeightsEndInABlackOrAWhiteByte) {
     constexpr double kInfinite = std::numeric_limits<double>::infinity();
     constexpr double kHuge = std::numeric_limits<double>::max();
