@@ -37,19 +37,23 @@ void FindSpecks(const DustWindow& window, DustRule rule, Row specks) {
     const hn::CappedTag<std::int16_t, kDustSlack> d;
     const hn::Rebind<std::uint8_t, decltype(d)> d8;
     const int lanes = static_cast<int>(hn::Lanes(d));
-    const auto tolerance = hn::Set(d, static_cast<std::int16_t>(rule.tolerance));
+    // Brightness t is near s where -tolerance < t - s < tolerance. With tolerance - 1 added, and half the range of 16
+    // bits taken off, that is one comparison.
+    constexpr int kHalf = 0x8000;
+    const auto shift = hn::Set(d, static_cast<std::int16_t>(kHalf + 1 - rule.tolerance));
+    const auto limit = hn::Set(d, static_cast<std::int16_t>(std::max(2 * rule.tolerance - 1, 0) - kHalf));
     const auto most = hn::Set(d, static_cast<std::int16_t>(rule.maxRegion));
     const std::int16_t* rows[kDustWindow];  // not read again after each store of a byte
     for (int i = 0; i < kDustWindow; ++i) rows[i] = window[static_cast<std::size_t>(i)].data();
     std::uint8_t* const out = specks.data();
     const int width = PixelsOf(specks);
     for (int x = 0; x < width; x += lanes) {
-        const auto own = hn::LoadU(d, rows[kDustReach] + x + kDustReach);
+        const auto base = hn::Add(hn::LoadU(d, rows[kDustReach] + x + kDustReach), shift);
         auto count = hn::Zero(d);
         for (const std::size_t row : kDustOrder) {
             for (int dx = 0; dx < kDustWindow; ++dx) {
-                const auto apart = hn::Abs(hn::Sub(hn::LoadU(d, rows[row] + x + dx), own));
-                count = hn::Sub(count, hn::VecFromMask(d, hn::Lt(apart, tolerance)));  // a true lane is -1
+                const auto near = hn::Lt(hn::Sub(hn::LoadU(d, rows[row] + x + dx), base), limit);
+                count = hn::Sub(count, hn::VecFromMask(d, near));  // a true lane is -1
             }
             if (hn::AllTrue(d, hn::Gt(count, most))) break;
         }
@@ -59,20 +63,32 @@ void FindSpecks(const DustWindow& window, DustRule rule, Row specks) {
 #endif
 }
 
+void SumPixels(ConstRow row, std::int16_t* HWY_RESTRICT out) {
+    std::size_t i = 0;
+#if HWY_TARGET != HWY_SCALAR
+    const hn::ScalableTag<std::int16_t> d;
+    const hn::Rebind<std::uint8_t, decltype(d)> d8;
+    for (; i + 3 * hn::Lanes(d) <= row.size(); i += 3 * hn::Lanes(d)) {
+        hn::Vec<decltype(d8)> blue, green, red;
+        hn::LoadInterleaved3(d8, row.data() + i, blue, green, red);
+        const auto sum = hn::Add(hn::Add(hn::PromoteTo(d, blue), hn::PromoteTo(d, green)), hn::PromoteTo(d, red));
+        hn::StoreU(sum, d, out + i / 3);
+    }
+#endif
+    for (; i + 2 < row.size(); i += 3) out[i / 3] = static_cast<std::int16_t>(row[i] + row[i + 1] + row[i + 2]);
+}
+
 }  // namespace kestrel::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace kestrel::kernels {
 
+HWY_EXPORT(SumPixels);
 void MeasureBrightness(ConstRow row, std::span<std::int16_t> out) {
     const std::size_t width = row.size() / 3;
     std::fill_n(out.begin(), kDustReach, kDustOutside);
-    const std::uint8_t* pixel = row.data();
-    for (std::int16_t& sum : out.subspan(kDustReach, width)) {
-        sum = static_cast<std::int16_t>(pixel[0] + pixel[1] + pixel[2]);
-        pixel += 3;
-    }
+    HWY_DYNAMIC_DISPATCH(SumPixels)(row, out.data() + kDustReach);
     std::ranges::fill(out.subspan(kDustReach + width, kDustReach + kDustSlack), kDustOutside);
 }
 

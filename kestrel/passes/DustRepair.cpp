@@ -3,64 +3,47 @@
 #include <algorithm>
 #include <cstddef>
 #include <span>
-#include <vector>
 
 namespace kestrel::passes {
-namespace {
 
-/// The brightness of the rows of one window, each at its number modulo the window's size, and a row of what is outside
-/// the picture.
-class BrightnessWindow {
-public:
-    explicit BrightnessWindow(const ConstPlanes& picture)
-        : picture_(picture),
-          length_(kernels::DustRowLength(picture.width)),
-          brightness_(length_ * (kernels::kDustWindow + 1), kernels::kDustOutside) {
-        for (int y = 0; y < std::min(picture.height, kernels::kDustReach); ++y) Measure(y);
-    }
+DustRepair::DustRepair(const Planes& picture, kernels::DustRule rule)
+    : picture_(picture),
+      rule_(rule),
+      length_(kernels::DustRowLength(picture.width)),
+      brightness_(length_ * (kernels::kDustWindow + 1), kernels::kDustOutside),
+      old_(static_cast<std::size_t>(picture.width) * 6),
+      specks_(static_cast<std::size_t>(picture.width) + kernels::kDustSlack) {}
 
-    /// The window around row `y`; rows are asked for one after the other.
-    kernels::DustWindow Around(int y) {
-        Measure(y + kernels::kDustReach);
-        kernels::DustWindow rows;
-        for (int i = 0; i < kernels::kDustWindow; ++i)
-            rows[static_cast<std::size_t>(i)] = RowOf(y - kernels::kDustReach + i);
-        return rows;
-    }
-
-private:
-    void Measure(int y) {
-        if (y < picture_.height) kernels::MeasureBrightness(picture_.Pixels(y), RowOf(y));
-    }
-    std::span<std::int16_t> RowOf(int y) {
-        const bool outside = y < 0 || y >= picture_.height;
-        const int slot = outside ? kernels::kDustWindow : y % kernels::kDustWindow;
-        return std::span(brightness_).subspan(length_ * static_cast<std::size_t>(slot), length_);
-    }
-
-    const ConstPlanes picture_;
-    const std::size_t length_;
-    std::vector<std::int16_t> brightness_;
-};
-
-}  // namespace
-
-bool RepairDust(const ConstPlanes& source, const Planes& target, kernels::DustRule rule, const AbortFlag& abort) {
-    for (int y = 0; y < source.height; ++y) {
+bool DustRepair::Continue(int end, const AbortFlag& abort) {
+    const int height = picture_.height;
+    const int complete = end < height ? end - kernels::kDustReach : height;
+    for (; done_ < complete; ++done_) {
         if (abort.IsSet()) return false;
-        std::ranges::copy(source.Pixels(y), target.rows[y]);
-        std::ranges::copy(source.Mask(y), target.maskRows[y]);
-    }
-    BrightnessWindow window(source);
-    std::vector<std::uint8_t> specks(static_cast<std::size_t>(source.width) + kernels::kDustSlack);
-    for (int y = 0; y < source.height - 1; ++y) {
-        const kernels::DustWindow rows = window.Around(y);
-        if (y == 0) continue;  // has no row below it
-        if (abort.IsSet()) return false;
-        kernels::FindSpecks(rows, rule, specks);
-        kernels::RepairSpecks({source.Pixels(y - 1), source.Pixels(y), source.Pixels(y + 1)}, specks, target.Pixels(y));
+        for (const int top = std::min(done_ + kernels::kDustReach, height - 1); measured_ <= top; ++measured_)
+            kernels::MeasureBrightness(picture_.Pixels(measured_), BrightnessOf(measured_));
+        std::copy_n(picture_.rows[done_], picture_.width * 3, OldRow(done_).data());
+        if (done_ > 0 && done_ < height - 1) Repair(done_);
     }
     return true;
+}
+
+void DustRepair::Repair(int y) {
+    kernels::DustWindow window;
+    for (int i = 0; i < kernels::kDustWindow; ++i)
+        window[static_cast<std::size_t>(i)] = BrightnessOf(y - kernels::kDustReach + i);
+    kernels::FindSpecks(window, rule_, specks_);
+    kernels::RepairSpecks({OldRow(y - 1), OldRow(y), picture_.Pixels(y + 1)}, specks_, picture_.Pixels(y));
+}
+
+std::span<std::int16_t> DustRepair::BrightnessOf(int y) {
+    const bool outside = y < 0 || y >= picture_.height;
+    const int slot = outside ? kernels::kDustWindow : y % kernels::kDustWindow;
+    return std::span(brightness_).subspan(length_ * static_cast<std::size_t>(slot), length_);
+}
+
+kernels::Row DustRepair::OldRow(int y) {
+    const std::size_t size = old_.size() / 2;
+    return std::span(old_).subspan(y % 2 ? size : 0, size);
 }
 
 }  // namespace kestrel::passes

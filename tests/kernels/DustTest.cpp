@@ -78,6 +78,22 @@ TEST_P(DustTest, SpecksAreThoseWithFewOfTheirKindAround) {
             }
 }
 
+TEST_P(DustTest, BrightnessIsTheSumOfThreeBytesInAFrame) {
+    std::mt19937 random(9);
+    for (int width = 0; width <= 140; ++width) {
+        std::vector<std::uint8_t> bytes(static_cast<std::size_t>(width) * 3);
+        for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random() % 3 ? random() : 255);
+        std::vector<std::int16_t> want(DustRowLength(width), kDustOutside);
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            std::int16_t& sum = want[kDustReach + i / 3];
+            sum = static_cast<std::int16_t>((i % 3 ? sum : 0) + bytes[i]);
+        }
+        std::vector<std::int16_t> row(want.size());
+        MeasureBrightness(bytes, row);
+        ASSERT_EQ(row, want) << "width " << width;
+    }
+}
+
 TEST(Dust, RepairsSpecksButForTheEnds) {
     const std::vector<std::uint8_t> low{9, 0, 0, 9, 0, 0, 9, 0, 0, 0, 0, 0};
     const std::vector<std::uint8_t> middle{9, 0, 255, 10, 90, 255, 9, 8, 255, 0, 0, 0};

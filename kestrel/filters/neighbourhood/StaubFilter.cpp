@@ -1,5 +1,7 @@
 #include "kestrel/filters/neighbourhood/StaubFilter.h"
 
+#include <optional>
+
 #include "kestrel/passes/DustRepair.h"
 
 namespace kestrel {
@@ -9,14 +11,13 @@ FilterResult CStaubFilter::MakePixels(const PixelRequest& request) {
 }
 
 FilterResult CStaubFilter::Repair() {
-    const int width = m_InActive.Width;
-    const int height = FetchedRows();
-    if (const FilterResult result = FetchIntoWork(width, height); result.Failed()) return result;
     // The size is the pending one, the tolerance the active one; a commit makes them agree.
     const kernels::DustRule rule{Pending().maximumRegionSize, Active().grayTolerance};
-    const bool done = passes::RepairDust(passes::PlanesOf(*m_Work, width, height),
-                                         passes::PlanesOf(*m_Cache, width, height), rule, m_Abort);
-    return done ? kDone : kNotDone;
+    std::optional<passes::DustRepair> repair;  // made when the cache is there
+    return FetchIntoCache([&](int, int end) {
+        if (!repair) repair.emplace(passes::PlanesOf(*m_Cache, m_InActive.Width, FetchedRows()), rule);
+        return repair->Continue(end, m_Abort) ? kDone : kNotDone;
+    });
 }
 
 }  // namespace kestrel
