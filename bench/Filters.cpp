@@ -77,20 +77,36 @@ private:
     int version_ = -1;
 };
 
-void AddFilter(const ClassRow& row) {
-    const std::string progId = row.description->progId;
-    const TellingSetting* setting = FindTellingSetting(progId);
+void AddLine(const std::string& name, const ClassRow& row, const std::string& text) {
     const auto line = std::make_shared<std::unique_ptr<BenchLine>>();  // made by the first run, if there is one
-    const std::string name = setting ? std::string(setting->filter) : progId;
-    Add("filter/" + name, [=, &row] {
-        if (!setting) throw std::runtime_error(progId + " has no telling setting");
+    Add(name, [=, &row] {
         if (!*line) {
             *line = std::make_unique<BenchLine>();
-            (*line)->Add(row, setting->text);
+            (*line)->Add(row, text);
         }
         (*line)->Render();
     });
 }
+
+void AddFilter(const ClassRow& row) {
+    const std::string progId = row.description->progId;
+    if (const TellingSetting* setting = FindTellingSetting(progId))
+        AddLine("filter/" + std::string(setting->filter), row, std::string(setting->text));
+    else
+        Add("filter/" + progId, [=] { throw std::runtime_error(progId + " has no telling setting"); });
+}
+
+/// Settings of everyday work beside those that show most of a filter.
+constexpr struct {
+    const char* name;
+    std::string_view filter;
+    const char* text;
+} kEveryday[] = {
+    {"geometry/1600 wide", "TMFilter.Scale.1", "MaximumHorizontalSize=1600,MaximumVerticalSize=10000"},
+    {"geometry/twice as large", "TMFilter.Scale100.1", "HorizontalProz=200,VerticalProz=200"},
+    {"geometry/turned by 7 degrees", "TMFilter.Rotate.1", "Angle=7.000"},
+    {"geometry/quarter turn", "TMFilter.Rotate.1", "Angle=90.000"},
+};
 
 /// Ten filters whose parameters follow from a number.
 std::string LongChainText(int number) {
@@ -107,6 +123,7 @@ std::string LongChainText(int number) {
 void AddFilters() {
     for (const ClassRow& row : ClassTable())
         if (row.IsFilter()) AddFilter(row);
+    for (const auto& line : kEveryday) AddLine(line.name, *FindClass(line.filter), line.text);
 
     const auto ten = std::make_shared<std::unique_ptr<BenchLine>>();
     Add("update/ten clean filters", [=] {

@@ -1,39 +1,62 @@
 #include "kestrel/passes/GaussReduce.h"
 
 #include <algorithm>
-#include <cmath>
+#include <array>
+#include <cstddef>
 #include <cstring>
 #include <limits>
-#include <new>
+#include <span>
+#include <vector>
+
+#include "kestrel/kernels/GaussWeights.h"
 
 namespace kestrel::passes {
 namespace {
+using kernels::GaussTotals;
+using kernels::OpaqueSums;
 
-/// Taps of one axis beyond which a table is refused: more than a picture of any size that fits into memory needs.
-constexpr std::int64_t kMostTaps = std::int64_t{1} << 28;
-/// Pairs of taps beyond which a reduction is refused; a picture of 400 million pixels needs a tenth of it.
-constexpr double kMostPairs = 1e11;
+/// Divides sums by a weight other than 0 and rounds. The shifts may leave a sum a little above 255 times its weight.
+/// Half a unit is added to the numerator, so that the quotient stays half a weight's part away from every whole number;
+/// up to 2^40 that is more than what doubles round away.
+class Mean {
+public:
+    explicit Mean(std::uint64_t weight) : weight_(weight), reciprocal_(1.0 / static_cast<double>(weight)) {}
 
-/// A finite double cut toward zero, held well inside 64 bits so that sums of a few stay defined.
-std::int64_t ToIndex(double value) {
-    constexpr double kBound = 1e15;
-    return static_cast<std::int64_t>(std::clamp(value, -kBound, kBound));
-}
+    std::uint8_t operator()(std::uint64_t sum) const {
+        const std::uint64_t numerator = sum + weight_ / 2;
+        const std::uint64_t quotient =
+            weight_ < kExact ? static_cast<std::uint64_t>(
+                                   (static_cast<double>(static_cast<std::int64_t>(numerator)) + 0.5) * reciprocal_)
+                             : numerator / weight_;
+        return static_cast<std::uint8_t>(std::min<std::uint64_t>(quotient, 255));
+    }
 
-double Step(const ScaleAxis& axis) {
-    return axis.outSize != 0 ? static_cast<double>(axis.outSize) / axis.inSize : axis.factor;
-}
-
-/// What one result pixel collects. 64 bits hold the sums of any number of taps.
-struct Sums {
-    std::uint64_t total = 0;         ///< weight of all taps
-    std::uint64_t mask = 0;          ///< weighted masks
-    std::uint64_t colourWeight = 0;  ///< weight of the taps that give colour
-    std::uint64_t colour[3] = {0, 0, 0};
+private:
+    static constexpr std::uint64_t kExact = std::uint64_t{1} << 40;
+    std::uint64_t weight_;
+    double reciprocal_;
 };
 
-/// Pixels with more taps than this drop the low byte of their products.
-int ShiftFor(const ScaleTap& column, const ScaleTap& row) { return column.EndInside * row.EndInside > 255 ? 8 : 0; }
+/// Stores what a pixel has collected; the bits of `shift` have been dropped from all but the weights.
+void Store(const GaussTotals& totals, int shift, std::uint8_t* pixel, std::uint8_t* mask) {
+    if (const std::uint64_t weight = totals.colourWeight >> shift; pixel && weight != 0) {
+        const Mean mean(weight);
+        for (int c = 0; c < 3; ++c) pixel[c] = mean(totals.colour[c]);
+    }
+    if (!mask) return;
+    const std::uint64_t total = totals.total >> shift;
+    *mask = total == 0 ? std::uint8_t{255} : Mean(total)(totals.mask);
+}
+
+/// The bytes of a pixel of the result, null for a plane that is not there or not made.
+std::uint8_t* PixelAt(const Planes& target, int x, int y) {
+    return target.rows ? target.rows[y] + std::ptrdiff_t{x} * 3 : nullptr;
+}
+std::uint8_t* MaskAt(const Planes& target, bool transparent, int x, int y) {
+    return transparent ? target.maskRows[y] + x : nullptr;
+}
+
+// Tap by tap
 
 /// Weight of the taps `from` to `to` of a row of taps, all of them outside the picture.
 std::uint64_t OutsideWeight(const std::uint32_t* weights, const std::int32_t* exponents, std::int64_t from,
@@ -43,250 +66,316 @@ std::uint64_t OutsideWeight(const std::uint32_t* weights, const std::int32_t* ex
     return sum;
 }
 
-/// One pixel of a picture with transparency; `HasColour` is false for a mask alone.
-template <bool HasColour>
-Sums CollectMasked(const ConstPlanes& source, const ScaleTap& column, const ScaleTap& row, int shift) {
-    Sums sums;
-    const std::uint32_t* const gauss = GaussTable().data();
+/// One pixel of a picture with transparency; one with a mask alone has no colours.
+GaussTotals CollectMasked(const ConstPlanes& source, const ScaleTap& column, const ScaleTap& row, int shift) {
+    GaussTotals sums;
+    const std::uint32_t* const gauss = kernels::GaussTable().data();
     for (std::int64_t r = 0; r < row.TapCount; ++r) {
         const std::uint32_t* const weights = gauss + row.Exponents[r];
-        std::uint64_t maskRow = 0;
-        if (r < row.FirstInside || r >= row.EndInside) {
-            const std::uint64_t outside = OutsideWeight(weights, column.Exponents, 0, column.TapCount);
-            sums.total += outside;
-            maskRow = outside * 255;
-        } else {
-            const std::uint64_t outside = OutsideWeight(weights, column.Exponents, 0, column.FirstInside) +
-                                          OutsideWeight(weights, column.Exponents, column.EndInside, column.TapCount);
-            sums.total += outside;
-            maskRow = outside * 255;
-            const std::uint8_t* const masks = source.maskRows[row.Start + r] + column.Start;
-            const std::uint8_t* pixels = nullptr;
-            if constexpr (HasColour) pixels = source.rows[row.Start + r] + column.Start * 3;
-            for (std::int64_t k = column.FirstInside; k < column.EndInside; ++k) {
-                const std::uint32_t weight = weights[column.Exponents[k]];
-                sums.total += weight;
-                maskRow += weight * masks[k];
-                if constexpr (HasColour) {
-                    if (masks[k] == 255) continue;
-                    sums.colourWeight += weight;
-                    for (int c = 0; c < 3; ++c) sums.colour[c] += (weight * pixels[k * 3 + c]) >> shift;
-                }
-            }
+        const bool inside = r >= row.FirstInside && r < row.EndInside;
+        const std::int64_t first = inside ? column.FirstInside : column.TapCount;
+        const std::int64_t end = inside ? column.EndInside : column.TapCount;
+        const std::uint64_t outside = OutsideWeight(weights, column.Exponents, 0, first) +
+                                      OutsideWeight(weights, column.Exponents, end, column.TapCount);
+        sums.total += outside;
+        std::uint64_t maskRow = outside * 255;
+        for (std::int64_t k = first; k < end; ++k) {
+            const std::uint32_t weight = weights[column.Exponents[k]];
+            const std::uint8_t mask = source.maskRows[row.Start + r][column.Start + k];
+            sums.total += weight;
+            maskRow += weight * mask;
+            if (mask == 255 || !source.rows) continue;
+            const std::uint8_t* const pixel = source.rows[row.Start + r] + (column.Start + k) * 3;
+            sums.colourWeight += weight;
+            for (int c = 0; c < 3; ++c) sums.colour[c] += (weight * pixel[c]) >> shift;
         }
         sums.mask += maskRow >> shift;
     }
-    sums.total >>= shift;
-    sums.colourWeight >>= shift;
     return sums;
 }
 
 /// One pixel of a picture without transparency: the taps inside, colour only.
-template <OpaqueSums kSums>
-Sums CollectOpaque(const ConstPlanes& source, const ScaleTap& column, const ScaleTap& row, int shift) {
-    Sums sums;
-    const std::uint32_t* const gauss = GaussTable().data();
+GaussTotals CollectOpaque(const ConstPlanes& source, const ScaleTap& column, const ScaleTap& row, OpaqueSums how,
+                          int shift) {
+    GaussTotals sums;
+    const std::uint32_t* const gauss = kernels::GaussTable().data();
+    const int productShift = how == OpaqueSums::ShiftProducts ? shift : 0;
     for (std::int64_t r = row.FirstInside; r < row.EndInside; ++r) {
         const std::uint32_t* const weights = gauss + row.Exponents[r];
-        const std::uint8_t* const pixels = source.rows[row.Start + r] + column.Start * 3;
-        std::uint64_t blue = 0, green = 0, red = 0;
-        constexpr bool kProducts = kSums == OpaqueSums::ShiftProducts;
-        const int productShift = kProducts ? shift : 0;
+        std::uint64_t ofRow[3] = {0, 0, 0};
         for (std::int64_t k = column.FirstInside; k < column.EndInside; ++k) {
             const std::uint32_t weight = weights[column.Exponents[k]];
+            const std::uint8_t* const pixel = source.rows[row.Start + r] + (column.Start + k) * 3;
             sums.colourWeight += weight;
-            blue += (weight * pixels[k * 3]) >> productShift;
-            green += (weight * pixels[k * 3 + 1]) >> productShift;
-            red += (weight * pixels[k * 3 + 2]) >> productShift;
+            for (int c = 0; c < 3; ++c) ofRow[c] += (weight * pixel[c]) >> productShift;
         }
-        const int rowShift = kProducts ? 0 : shift;
-        sums.colour[0] += blue >> rowShift;
-        sums.colour[1] += green >> rowShift;
-        sums.colour[2] += red >> rowShift;
+        for (int c = 0; c < 3; ++c) sums.colour[c] += ofRow[c] >> (shift - productShift);
     }
-    sums.colourWeight >>= shift;
     return sums;
 }
 
-/// The rounded mean. The shifts may leave a sum a little above 255 times its weight.
-std::uint8_t Mean(std::uint64_t sum, std::uint64_t weight) {
-    return static_cast<std::uint8_t>(std::min<std::uint64_t>((sum + weight / 2) / weight, 255));
+// By rows of planes
+
+/// Result pixels so far apart share no tap; the kernel's width and the rounding of its ends allow no more.
+constexpr std::size_t kOverlap = 3;
+
+bool OverlapsLittle(const TapTable& table) {
+    const auto& taps = table.taps;
+    for (std::size_t j = 0; j + kOverlap < taps.size(); ++j)
+        if (taps[j].Start + taps[j].TapCount > taps[j + kOverlap].Start) return false;
+    return true;
 }
 
-void StoreColour(std::uint8_t* pixel, const Sums& sums) {
-    if (sums.colourWeight == 0) return;
-    for (int c = 0; c < 3; ++c) pixel[c] = Mean(sums.colour[c], sums.colourWeight);
+std::int64_t MostTaps(const TapTable& table) {
+    std::int64_t most = 0;
+    for (const ScaleTap& tap : table.taps) most = std::max(most, tap.TapCount);
+    return most;
 }
 
-// Sharpening
+/// The columns or rows that taps reach, half open, together with those of the picture.
+struct Extent {
+    std::int64_t first;
+    std::int64_t end;
 
-constexpr int kFraction = 16;
-
-struct SharpenWeights {
-    std::int64_t centre;
-    std::int64_t side;
-};
-
-std::uint8_t Sharpened(const SharpenWeights& weights, int around, int centre) {
-    const std::int64_t value = (weights.side * around + weights.centre * centre) >> kFraction;
-    return static_cast<std::uint8_t>(std::clamp<std::int64_t>(value, 0, 255));
-}
-
-/// A row of unsharpened values with a pixel of padding at each end. Padding has mask 255, so that an edge and a pixel
-/// that is not there are one case.
-struct PaddedRow {
-    std::vector<std::uint8_t> bytes;
-    std::vector<std::uint8_t> masks;
-
-    PaddedRow(int width, int channels)
-        : bytes((static_cast<std::size_t>(width) + 2) * static_cast<std::size_t>(channels)),
-          masks(static_cast<std::size_t>(width) + 2, 255) {}
-
-    /// Takes a row; without a mask every pixel is there.
-    void Load(const std::uint8_t* row, const std::uint8_t* mask, int width, int channels) {
-        std::memcpy(bytes.data() + channels, row, static_cast<std::size_t>(width) * static_cast<std::size_t>(channels));
-        if (mask)
-            std::memcpy(masks.data() + 1, mask, static_cast<std::size_t>(width));
-        else
-            std::fill(masks.begin() + 1, masks.end() - 1, std::uint8_t{0});
-    }
-    void LoadNothing() { std::fill(masks.begin(), masks.end(), std::uint8_t{255}); }
-};
-
-void SharpenRow(const PaddedRow& below, const PaddedRow& row, const PaddedRow& above, std::uint8_t* out, int width,
-                int channels, const SharpenWeights& weights) {
-    for (int x = 0; x < width; ++x) {
-        const int p = x + 1;
-        if (row.masks[static_cast<std::size_t>(p)] == 255) continue;
-        const auto there = [p](const PaddedRow& other, int step) {
-            return other.masks[static_cast<std::size_t>(p + step)] != 255;
-        };
-        const bool hasBelow = there(below, 0), hasAbove = there(above, 0);
-        const bool hasLeft = there(row, -1), hasRight = there(row, 1);
-        for (int c = 0; c < channels; ++c) {
-            const auto at = static_cast<std::size_t>(p * channels + c);
-            const auto step = static_cast<std::size_t>(channels);
-            const int centre = row.bytes[at];
-            const int around = (hasBelow ? below.bytes[at] : centre) + (hasAbove ? above.bytes[at] : centre) +
-                               (hasLeft ? row.bytes[at - step] : centre) + (hasRight ? row.bytes[at + step] : centre);
-            out[x * channels + c] = Sharpened(weights, around, centre);
+    Extent(const TapTable& table, int inSize) : first(0), end(inSize) {
+        for (const ScaleTap& tap : table.taps) {
+            first = std::min(first, tap.Start);
+            end = std::max(end, tap.Start + tap.TapCount);
         }
     }
+    std::size_t Size() const { return static_cast<std::size_t>(end - first); }
+};
+
+/// A reduction whose source rows are split into planes. Columns count from the first that a tap reaches; those outside
+/// the picture are hidden.
+class Reduction {
+public:
+    Reduction(const ConstPlanes& source, const TapTable& columns, const TapTable& rows, int heldRows, bool masked)
+        : source_(source),
+          columns_(columns),
+          rows_(rows),
+          extent_(columns, source.width),
+          masked_(masked),
+          stride_(extent_.Size() + kernels::kPlanePadding),
+          holds_(static_cast<std::size_t>(heldRows), -1),
+          colours_(stride_ * 3 * (holds_.size() + 1)),
+          masks_(masked ? stride_ * (holds_.size() + 1) : 0, 255) {}
+
+protected:
+    const std::vector<ScaleTap>& ColumnTaps() const { return columns_.taps; }
+    const std::vector<ScaleTap>& RowTaps() const { return rows_.taps; }
+    const Extent& Columns() const { return extent_; }
+    bool Masked() const { return masked_; }
+
+    /// The taps that count: those outside only where there is transparency.
+    std::int64_t First(const ScaleTap& tap) const { return masked_ ? 0 : tap.FirstInside; }
+    std::int64_t End(const ScaleTap& tap) const { return masked_ ? tap.TapCount : tap.EndInside; }
+
+    static std::uint32_t ColumnFactor(std::int32_t exponent) {
+        return kernels::GaussFactors()[static_cast<std::size_t>(exponent)].ofColumn;
+    }
+
+    /// Tap `r` of a result row. Its planes stay until as many other rows as are held have been asked for.
+    kernels::GaussTapRow TapRow(const ScaleTap& tap, std::int64_t r) {
+        return {Split(tap.Start + r), kernels::GaussFactors()[static_cast<std::size_t>(tap.Exponents[r])].ofRow};
+    }
+
+private:
+    /// A source row; one outside the picture is hidden.
+    kernels::PlaneRow Split(std::int64_t y) {
+        if (y < 0 || y >= source_.height) return At(holds_.size());
+        const std::size_t slot = static_cast<std::size_t>(y) % holds_.size();
+        if (holds_[slot] != y) Load(y, slot);
+        return At(slot);
+    }
+
+    kernels::PlaneRow At(std::size_t slot) const {
+        const std::uint8_t* const colours = colours_.data() + slot * 3 * stride_;
+        const std::uint8_t* const masks = masked_ ? masks_.data() + slot * stride_ : nullptr;
+        if (!source_.rows) return {masks, masks, masks, masks};  // its colours are not looked at
+        return {colours, colours + stride_, colours + 2 * stride_, masks};
+    }
+
+    void Load(std::int64_t y, std::size_t slot) {
+        const auto left = static_cast<std::size_t>(-extent_.first);
+        std::uint8_t* const colours = colours_.data() + slot * 3 * stride_ + left;
+        if (source_.rows) kernels::SplitPlanes(source_.Pixels(y), colours, colours + stride_, colours + 2 * stride_);
+        if (masked_) std::ranges::copy(source_.Mask(y), masks_.data() + slot * stride_ + left);
+        holds_[slot] = y;
+    }
+
+    const ConstPlanes source_;
+    const TapTable& columns_;
+    const TapTable& rows_;
+    const Extent extent_;
+    const bool masked_;
+    const std::size_t stride_;
+    std::vector<std::int64_t> holds_;  ///< the source row of each slot, -1 for none; one more slot is a hidden row
+    std::vector<std::uint8_t> colours_;
+    std::vector<std::uint8_t> masks_;
+};
+
+/// Pixels of up to 255 taps, whose sums fit into 32 bits: columns are summed down the rows of a result row and then
+/// across. A line of weights for each of three result pixels that follow each other covers all columns.
+class ReductionByColumns : private Reduction {
+public:
+    ReductionByColumns(const ConstPlanes& source, const TapTable& columns, const TapTable& rows, bool masked)
+        : Reduction(source, columns, rows, static_cast<int>(MostTaps(rows)), masked),
+          lineSize_(Columns().Size() + kernels::kPlanePadding),
+          factors_(lineSize_ * kOverlap),
+          sums_(factors_.size()),
+          masks_(masked ? factors_.size() : 0) {
+        for (std::size_t j = 0; j < ColumnTaps().size(); ++j) {
+            const ScaleTap& tap = ColumnTaps()[j];
+            const std::size_t start = j % kOverlap * lineSize_ + static_cast<std::size_t>(tap.Start - Columns().first);
+            for (std::int64_t k = 0; k < tap.TapCount; ++k)
+                factors_[start + static_cast<std::size_t>(k)] = ColumnFactor(tap.Exponents[k]);
+            ranges_.push_back({static_cast<std::uint32_t>(start + static_cast<std::size_t>(First(tap))),
+                               static_cast<std::uint32_t>(End(tap) - First(tap))});
+        }
+    }
+
+    void MakeRow(const Planes& target, int y) {
+        const ScaleTap& row = RowTaps()[static_cast<std::size_t>(y)];
+        tapRows_.clear();
+        for (std::int64_t r = First(row); r < End(row); ++r) tapRows_.push_back(TapRow(row, r));
+        const std::size_t lines = std::min(kOverlap, ranges_.size());
+        for (std::size_t start = 0; start < lines * lineSize_; start += lineSize_) {
+            const std::span factors(factors_.data() + start, Columns().Size());
+            if (Masked())
+                kernels::SumDownMasked(factors, tapRows_, sums_.data() + start, masks_.data() + start);
+            else
+                kernels::SumDown(factors, tapRows_, sums_.data() + start);
+        }
+        if (target.rows) kernels::AverageAcross(ranges_, sums_.data(), target.Pixels(y));
+        if (Masked()) kernels::AverageMaskAcross(ranges_, masks_.data(), target.Mask(y));
+    }
+
+private:
+    const std::size_t lineSize_;
+    std::vector<std::uint32_t> factors_;  ///< of all lines, one after the other
+    std::vector<kernels::GaussSums> sums_;
+    std::vector<kernels::GaussMaskSums> masks_;
+    std::vector<kernels::ColumnRange> ranges_;  ///< of each result pixel
+    std::vector<kernels::GaussTapRow> tapRows_;
+};
+
+/// Pixels of any number of taps: each row of taps is summed for itself. Up to three result rows grow at a time, so that
+/// each source row is split once.
+class ReductionByRows : private Reduction {
+public:
+    ReductionByRows(const ConstPlanes& source, const TapTable& columns, const TapTable& rows, bool masked,
+                    OpaqueSums opaqueSums)
+        : Reduction(source, columns, rows, 1, masked), opaqueSums_(opaqueSums) {
+        factors_.reserve(columns.exponents.size() + kernels::kPlanePadding);
+        for (const std::int32_t exponent : columns.exponents) factors_.push_back(ColumnFactor(exponent));
+        factors_.resize(factors_.size() + kernels::kPlanePadding);
+        const std::uint32_t* factors = factors_.data();
+        for (const ScaleTap& tap : columns.taps) {
+            const std::int64_t first = First(tap);
+            spans_.push_back({static_cast<std::size_t>(tap.Start - Columns().first + first),
+                              static_cast<std::size_t>(End(tap) - first), factors + first, tap.EndInside});
+            factors += tap.TapCount;
+        }
+        for (auto& totals : totals_) totals.resize(spans_.size());
+    }
+
+    void MakeRow(const Planes& target, int y) {
+        const auto row = static_cast<std::size_t>(y);
+        const ScaleTap& made = RowTaps()[row];
+        const std::size_t last = std::min(row + kOverlap, RowTaps().size());
+        for (next_ = std::max(next_, made.Start + First(made)); next_ < made.Start + End(made); ++next_)
+            for (std::size_t j = row; j < last; ++j) Add(j, next_ - RowTaps()[j].Start);
+        std::vector<GaussTotals>& totals = totals_[row % kOverlap];
+        for (int x = 0; x < target.width; ++x) {
+            const auto column = static_cast<std::size_t>(x);
+            Store(totals[column], kernels::GaussShift(spans_[column].reach, made.EndInside), PixelAt(target, x, y),
+                  MaskAt(target, Masked(), x, y));
+        }
+        std::ranges::fill(totals, GaussTotals{});
+    }
+
+private:
+    /// Adds tap `r` of result row `j`, if it is one.
+    void Add(std::size_t j, std::int64_t r) {
+        const ScaleTap& row = RowTaps()[j];
+        if (r < First(row) || r >= End(row)) return;
+        GaussTotals* const to = totals_[j % kOverlap].data();
+        if (Masked())
+            kernels::AddMaskedTaps(spans_, TapRow(row, r), row.EndInside, to);
+        else
+            kernels::AddTaps(spans_, TapRow(row, r), row.EndInside, opaqueSums_, to);
+    }
+
+    const OpaqueSums opaqueSums_;
+    std::vector<std::uint32_t> factors_;
+    std::vector<kernels::GaussSpan> spans_;
+    std::array<std::vector<GaussTotals>, kOverlap> totals_;         ///< of the result rows that grow
+    std::int64_t next_ = std::numeric_limits<std::int64_t>::min();  ///< source row that is added next
+};
+
+/// Makes the rows of the result one by one; false when aborted.
+bool MakeRows(const Planes& target, const AbortFlag& abort, auto&& makeRow) {
+    for (int y = 0; y < target.height; ++y) {
+        if (abort.IsSet()) return false;
+        makeRow(y);
+    }
+    return true;
+}
+
+/// Without transparency the whole result is there.
+void ShowAll(const Planes& target) {
+    if (!target.maskRows) return;
+    for (int y = 0; y < target.height; ++y) std::ranges::fill(target.Mask(y), std::uint8_t{0});
+}
+
+/// Columns of planes beyond which taps are looked up one by one: those of a result of one pixel reach this far.
+bool IsNear(const TapTable& columns, const ConstPlanes& source) {
+    return Extent(columns, source.width).Size() <= static_cast<std::size_t>(source.width) * 4 + 16;
 }
 
 }  // namespace
 
-const std::array<std::uint32_t, 2 * kGaussLimit + 1>& GaussTable() {
-    static const auto table = [] {
-        std::array<std::uint32_t, 2 * kGaussLimit + 1> weights;
-        weights.fill(1);
-        for (int i = 0; i < kGaussLimit; ++i)
-            weights[static_cast<std::size_t>(i)] = static_cast<std::uint32_t>(std::exp(-i / 1024.0) * 65535.0);
-        return weights;
-    }();
-    return table;
-}
-
-int OutOrigin(const ScaleAxis& axis) {
-    const double moved = -std::floor(-static_cast<double>(axis.origin) * Step(axis) + 0.5);
-    return static_cast<int>(std::clamp(moved, -2147483647.0, 2147483647.0));
-}
-
-TapTable BuildTaps(const ScaleAxis& axis, double lambda) {
-    const double s = Step(axis);
-    const std::int64_t origin = axis.origin;
-    const std::int64_t outOrigin = OutOrigin(axis);
-    const std::int64_t outSize = std::max(axis.outSize, 1);
-    // Each record has at most 2 / s + 2 taps; neighbours overlap, so that the whole is a small multiple of the source.
-    if (static_cast<double>(outSize) * (2 / s + 2) > static_cast<double>(kMostTaps)) throw std::bad_alloc();
-
-    TapTable table;
-    table.taps.resize(static_cast<std::size_t>(outSize));
-    table.exponents.reserve(static_cast<std::size_t>(static_cast<double>(outSize) * (2 / s + 2)));
-    for (std::int64_t i = 0; i < outSize; ++i) {
-        ScaleTap& tap = table.taps[static_cast<std::size_t>(i)];
-        const auto j = static_cast<double>(i - outOrigin);
-        tap.Start = origin + ToIndex(std::floor((j - 0.5) / s));
-        const std::int64_t end = origin + ToIndex(std::ceil((j + 1.5) / s));
-        tap.TapCount = std::max<std::int64_t>(end - tap.Start, 0);
-        tap.FirstInside = std::clamp<std::int64_t>(-tap.Start, 0, tap.TapCount);
-        tap.EndInside = std::clamp<std::int64_t>(std::min<std::int64_t>(end - 1, axis.inSize - 1) + 1 - tap.Start,
-                                                 tap.FirstInside, tap.TapCount);
-        for (std::int64_t k = 0; k < tap.TapCount; ++k) {
-            const double distance = (static_cast<double>(tap.Start + k - origin) + 0.5) * s - (j + 0.5);
-            table.exponents.push_back(
-                static_cast<std::int32_t>(std::min(distance * distance * lambda * 1024.0, double{kGaussLimit})));
-        }
-    }
-    const std::int32_t* exponents = table.exponents.data();  // the list no longer moves
-    for (ScaleTap& tap : table.taps) {
-        tap.Exponents = exponents;
-        exponents += tap.TapCount;
-    }
-    return table;
-}
-
-void CheckWork(const TapTable& columns, const TapTable& rows) {
-    const auto taps = [](const TapTable& table) { return static_cast<double>(table.exponents.size()); };
-    if (taps(columns) * taps(rows) > kMostPairs) throw std::bad_alloc();
-}
-
 bool HasTransparency(const ConstPlanes& picture) {
     if (!picture.maskRows) return false;
     for (int y = 0; y < picture.height; ++y) {
-        const std::uint8_t* mask = picture.maskRows[y];
-        if (std::any_of(mask, mask + picture.width, [](std::uint8_t byte) { return byte != 0; })) return true;
+        const auto mask = picture.Mask(y);
+        if (mask[0] != 0 || std::memcmp(mask.data(), mask.data() + 1, mask.size() - 1) != 0) return true;
     }
     return false;
 }
 
-bool ReduceGauss(const ConstPlanes& source, const Planes& target, const TapTable& columns, const TapTable& rows,
-                 OpaqueSums opaqueSums, const AbortFlag& abort) {
+bool ReduceGaussByTaps(const ConstPlanes& source, const Planes& target, const TapTable& columns, const TapTable& rows,
+                       OpaqueSums opaqueSums, const AbortFlag& abort) {
     const bool transparent = HasTransparency(source);
-    for (int y = 0; y < target.height; ++y) {
-        if (abort.IsSet()) return false;
+    if (!transparent) ShowAll(target);
+    if (!transparent && !target.rows) return true;
+    return MakeRows(target, abort, [&](int y) {
         const ScaleTap& row = rows.taps[static_cast<std::size_t>(y)];
-        if (!transparent && target.maskRows) std::memset(target.maskRows[y], 0, static_cast<std::size_t>(target.width));
-        if (!transparent && !target.rows) continue;
         for (int x = 0; x < target.width; ++x) {
             const ScaleTap& column = columns.taps[static_cast<std::size_t>(x)];
-            const int shift = ShiftFor(column, row);
-            Sums sums;
-            if (transparent) {
-                sums = target.rows ? CollectMasked<true>(source, column, row, shift)
-                                   : CollectMasked<false>(source, column, row, shift);
-                target.maskRows[y][x] = sums.total == 0 ? std::uint8_t{255} : Mean(sums.mask, sums.total);
-            } else {
-                sums = opaqueSums == OpaqueSums::ShiftRows
-                           ? CollectOpaque<OpaqueSums::ShiftRows>(source, column, row, shift)
-                           : CollectOpaque<OpaqueSums::ShiftProducts>(source, column, row, shift);
-            }
-            if (target.rows) StoreColour(target.rows[y] + std::ptrdiff_t{x} * 3, sums);
+            const int shift = kernels::GaussShift(column.EndInside, row.EndInside);
+            const GaussTotals totals = transparent ? CollectMasked(source, column, row, shift)
+                                                   : CollectOpaque(source, column, row, opaqueSums, shift);
+            Store(totals, shift, PixelAt(target, x, y), MaskAt(target, transparent, x, y));
         }
-    }
-    return true;
+    });
 }
 
-bool SharpenReduced(const Planes& picture, double scaleX, double scaleY, const AbortFlag& abort) {
-    const double a = (2 - scaleX - scaleY) * 0.125;
-    const SharpenWeights weights{static_cast<std::int64_t>(65536 * (1 + 4 * a)), static_cast<std::int64_t>(65536 * -a)};
-    const int channels = picture.rows ? 3 : 1;
-    std::uint8_t* const* const plane = picture.rows ? picture.rows : picture.maskRows;
-    const auto maskOf = [&](int y) { return picture.rows && picture.maskRows ? picture.maskRows[y] : nullptr; };
-
-    std::vector<PaddedRow> held(3, PaddedRow(picture.width, channels));
-    const auto row = [&held](int y) -> PaddedRow& { return held[static_cast<std::size_t>(y % 3)]; };
-    row(2).LoadNothing();  // stands for the row below the first
-    row(0).Load(plane[0], maskOf(0), picture.width, channels);
-    for (int y = 0; y < picture.height; ++y) {
-        if (abort.IsSet()) return false;
-        if (y + 1 < picture.height)
-            row(y + 1).Load(plane[y + 1], maskOf(y + 1), picture.width, channels);
-        else
-            row(y + 1).LoadNothing();
-        SharpenRow(row(y + 2), row(y), row(y + 1), plane[y], picture.width, channels, weights);
-    }
-    return true;
+bool ReduceGauss(const ConstPlanes& source, const Planes& target, const TapTable& columns, const TapTable& rows,
+                 OpaqueSums opaqueSums, const AbortFlag& abort) {
+    if (!OverlapsLittle(columns) || !OverlapsLittle(rows) || !IsNear(columns, source))
+        return ReduceGaussByTaps(source, target, columns, rows, opaqueSums, abort);
+    if (abort.IsSet()) return false;
+    const bool transparent = HasTransparency(source);
+    if (!transparent) ShowAll(target);
+    if (!transparent && !target.rows) return true;
+    const auto run = [&](auto reduction) {
+        return MakeRows(target, abort, [&](int y) { reduction.MakeRow(target, y); });
+    };
+    return MostTaps(columns) * MostTaps(rows) <= 255
+               ? run(ReductionByColumns(source, columns, rows, transparent))
+               : run(ReductionByRows(source, columns, rows, transparent, opaqueSums));
 }
 
 }  // namespace kestrel::passes

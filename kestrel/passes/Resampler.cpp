@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "kestrel/passes/CubicScale.h"
+#include "kestrel/passes/GaussReduce.h"
+#include "kestrel/passes/SharpenReduced.h"
 
 namespace kestrel::passes {
 namespace {
@@ -30,7 +32,7 @@ void Resampler::Prepare() {
     }
 }
 
-bool Resampler::Calculate(const CWorkImage& sourceImage, CWorkImage& targetImage, OpaqueSums sums,
+bool Resampler::Calculate(const CWorkImage& sourceImage, CWorkImage& targetImage, kernels::OpaqueSums sums,
                           const AbortFlag& abort) {
     const Planes source = PlanesOf(sourceImage, columns_.inSize, rows_.inSize);
     const Planes target = PlanesOf(targetImage, std::max(columns_.outSize, 1), std::max(rows_.outSize, 1));

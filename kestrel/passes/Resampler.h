@@ -1,6 +1,8 @@
 #pragma once
 #include "kestrel/image/WorkImage.h"
-#include "kestrel/passes/GaussReduce.h"
+#include "kestrel/kernels/GaussRows.h"
+#include "kestrel/passes/GaussTaps.h"
+#include "kestrel/passes/Planes.h"
 
 namespace kestrel::passes {
 
@@ -18,7 +20,8 @@ public:
     /// Makes the tap tables of a pass. Throws `std::bad_alloc` for a pass that is beyond memory or patience.
     void Prepare();
     /// The pass: the whole input into the whole output. Pixels that it leaves alone are not there. False when aborted.
-    [[nodiscard]] bool Calculate(const CWorkImage& source, CWorkImage& target, OpaqueSums sums, const AbortFlag& abort);
+    [[nodiscard]] bool Calculate(const CWorkImage& source, CWorkImage& target, kernels::OpaqueSums sums,
+                                 const AbortFlag& abort);
 
 private:
     bool Shrinks() const { return columns_.factor < 1 && rows_.factor < 1; }

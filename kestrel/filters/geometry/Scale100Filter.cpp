@@ -67,7 +67,7 @@ FilterResult CScale100Filter::MakePixels(const PixelRequest& request) {
 FilterResult CScale100Filter::Resample() {
     resampler_.Prepare();
     if (const FilterResult result = FetchIntoWork(m_Out.Width, m_Out.Height); result.Failed()) return result;
-    const bool done = resampler_.Calculate(*m_Work, *m_Cache, passes::OpaqueSums::ShiftProducts, m_Abort);
+    const bool done = resampler_.Calculate(*m_Work, *m_Cache, kernels::OpaqueSums::ShiftProducts, m_Abort);
     return done ? kDone : kNotDone;
 }
 

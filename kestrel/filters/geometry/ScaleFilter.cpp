@@ -121,7 +121,7 @@ FilterResult CScaleFilter::Resample() {
     resampler_.Prepare();
     if (const FilterResult result = FetchIntoWork(m_Out.Width, m_Out.Height); result.Failed()) return result;
     const bool done = GuardCalculate(
-        __LINE__, [this] { return resampler_.Calculate(*m_Work, *m_Cache, passes::OpaqueSums::ShiftRows, m_Abort); });
+        __LINE__, [this] { return resampler_.Calculate(*m_Work, *m_Cache, kernels::OpaqueSums::ShiftRows, m_Abort); });
     return done ? kDone : kNotDone;
 }
 
