@@ -15,7 +15,7 @@ namespace {
 
 using namespace kestrel;
 
-constexpr std::size_t kLongestChain = 1 << 20;  // bytes, of a chain that a box keeps
+constexpr std::size_t kLongestStoredChain = 1 << 20;  // bytes, of a chain that a box keeps
 
 /// What is known of a picture; one that cannot be read gets a line all the same.
 BoxLine LineOf(PictureBox& box, const PicEntry& entry) {
@@ -112,7 +112,7 @@ int Chain(const BoxOptions& options) {
     const std::string text = options.set.empty() ? "" : ReadChain(options.set, false);
     if (!options.set.empty() && text.empty())
         throw console::Failure{options.set + ": holds no filter; --clear removes the chain of a picture"};
-    if (text.size() > kLongestChain) throw console::Failure{options.set + ": a box keeps chains of up to 1 MiB"};
+    if (text.size() > kLongestStoredChain) throw console::Failure{options.set + ": a box keeps chains of up to 1 MiB"};
     PictureBox box(options.box, changes ? kChangeBox : kStorageRead);
     const StoredPicture picture = box.Find(options.name);
     const std::string& stream = picture.entry.stream;

@@ -23,7 +23,7 @@ constexpr const char* kTextFilter = "Text";
 constexpr const char* kMountFilter = "TMFilter.Passpartout.1";
 
 /// Longest chain text that is read, in bytes.
-constexpr std::size_t kLongestChain = 64 << 20;
+constexpr std::size_t kLongestChainFile = 64 << 20;
 
 /// What is said about texts that a filter does not take up whole: nothing, a line each, or a refusal.
 enum class Tell { Nothing, Unread, Strictly };
@@ -117,7 +117,7 @@ bool IsUtf16(std::string_view text) { return text.starts_with("\xFF\xFE") || tex
 std::string ShownChain(const std::string& path) { return path == "-" ? "standard input" : path; }
 
 ChainFile ReadChainFile(const std::string& path) {
-    const std::string file = ReadWhole(path, kLongestChain);
+    const std::string file = ReadWhole(path, kLongestChainFile);
     if (IsUtf16(file)) throw console::Failure{ShownChain(path) + ": is UTF-16 text; save it as UTF-8"};
     return Stripped(file);
 }

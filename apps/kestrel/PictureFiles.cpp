@@ -125,7 +125,7 @@ kestrel::CodecError SaveIntoBox(const BoxPath& place, const Picture& picture, co
 std::string InputName(const std::string& path) { return IsPipe(path) ? "standard input" : path; }
 std::string OutputName(const std::string& path) { return IsPipe(path) ? "standard output" : path; }
 
-std::string WritableFormats() {
+std::string WritableNames() {
     std::string names;
     for (const ImageFormat format : kestrel::WritableFormats())
         names.append(names.empty() ? "" : ", ").append(kestrel::FormatName(format));
@@ -136,7 +136,7 @@ ImageFormat ParseFormat(const std::string& text) {
     const ImageFormat format = kestrel::FormatOfName(text);
     if (format == ImageFormat::Unknown)
         throw console::UsageError{
-            fmt::format("--format: \"{}\" is not a format that can be written ({})", text, WritableFormats())};
+            fmt::format("--format: \"{}\" is not a format that can be written ({})", text, WritableNames())};
     return format;
 }
 
@@ -146,7 +146,7 @@ ImageFormat FormatOfOutput(const std::string& output) {
     if (FindBoxPath(output, PathUse::Output)) return ImageFormat::Png;
     throw console::Failure{
         fmt::format("{}: the name does not tell a format that can be written ({}); choose one with --format", output,
-                    WritableFormats())};
+                    WritableNames())};
 }
 
 int ParseQuality(const std::string& text) {

@@ -15,7 +15,7 @@ std::string InputName(const std::string& path);
 std::string OutputName(const std::string& path);
 
 /// "bmp, gif, jpeg, ...": the formats that can be written.
-std::string WritableFormats();
+std::string WritableNames();
 /// The format that `--format` names. Throws `console::UsageError`.
 kestrel::ImageFormat ParseFormat(const std::string& text);
 /// The format that the name of the output tells; that of a picture in a box is PNG where the name tells none. Throws

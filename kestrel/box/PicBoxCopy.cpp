@@ -13,8 +13,6 @@
 namespace kestrel {
 namespace {
 
-constexpr int kJpeg = 1, kRaw = 17;
-
 bool IsVideo(const std::string& type) {
     for (const char* const video : {"AVI", "MPG", "MPEG", "MOV", "WMV", "ASF"})
         if (PicNamesEqual(video, type)) return true;
@@ -124,7 +122,7 @@ void qvPicBox::ChooseForm(CopyJob& job, Stored& stored) {
     const PicHeader& header = stored.header;
     int format = header.embedded ? FileType(stored) : 0;
     std::string formatName = Capitals(PicTypeName(format));
-    if (header.embedded && (format == 0 || format == kRaw) && !job.type.empty()) formatName = job.type;
+    if (header.embedded && (format == 0 || format == kPicTypeRaw) && !job.type.empty()) formatName = job.type;
     if (job.type.empty()) job.newFormat = false;
     const bool video = IsVideo(job.type);
     const bool withMask = header.kind == PicKind::PictureAndMask;
@@ -132,7 +130,7 @@ void qvPicBox::ChooseForm(CopyJob& job, Stored& stored) {
     if (!video && !job.keep) {
         CopyLog(__LINE__, "(): dest shall be native");
         job.native = true;
-        if (!header.native && job.newFormat && format == kJpeg && withMask) {
+        if (!header.native && job.newFormat && format == kPicTypeJpeg && withMask) {
             CopyLog(__LINE__, "(): have to convert to native");
             job.convert = true;
         }

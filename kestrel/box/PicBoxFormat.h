@@ -100,6 +100,9 @@ KESTREL_API bool PicNamesEqual(std::string_view a, std::string_view b);
 /// Whether a stream of this name is the record that a caller keeps beside a picture.
 KESTREL_API bool IsPicInfo(std::string_view name);
 
+/// Numeric image types that the box itself asks for; the same numbers as in `ImageFormat`.
+inline constexpr int kPicTypeJpeg = 1, kPicTypeTiff = 2, kPicTypePng = 10, kPicTypeRaw = 17;
+
 /// The name of a numeric image type ("jpg"), empty for numbers without one; and the extension that files of that type
 /// are saved with (".JPG" for types that cannot be saved).
 KESTREL_API const char* PicTypeName(int type);

@@ -12,8 +12,6 @@
 namespace kestrel {
 namespace {
 
-constexpr int kJpeg = 1, kTiff = 2, kPng = 10;
-
 int LoaderType(std::span<const std::uint8_t> bytes) {
     return ImageLoader::GetType(bytes.data(), static_cast<int>(bytes.size()));
 }
@@ -92,7 +90,7 @@ int qvPicBox::FileType(const Stored& stored) {
 
 /// What a JPEG image with a mask becomes as a file.
 int qvPicBox::TypeWithMask(std::string_view type) {
-    return PicNamesEqual(type, "TIF") || PicNamesEqual(type, "TIFF") ? kTiff : kPng;
+    return PicNamesEqual(type, "TIF") || PicNamesEqual(type, "TIFF") ? kPicTypeTiff : kPicTypePng;
 }
 
 int qvPicBox::AnalyzeFile(const char* name, std::string& extension) {
@@ -109,7 +107,8 @@ int qvPicBox::AnalyzeFile(const char* name, std::string& extension) {
             return known;
         }
         int type = FileType(stored);
-        if (type == kJpeg && !header.native && header.kind == PicKind::PictureAndMask) type = TypeWithMask(header.type);
+        if (type == kPicTypeJpeg && !header.native && header.kind == PicKind::PictureAndMask)
+            type = TypeWithMask(header.type);
         extension = PicTypeName(type);
         return type;
     } catch (const CQvError& error) {

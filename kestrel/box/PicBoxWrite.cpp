@@ -14,7 +14,6 @@ constexpr unsigned long kReplace = kStorageRead | kStorageWrite | kStorageCreate
 constexpr std::uint8_t kWriterVersion = 8, kCopyVersion = 1;
 constexpr std::uint64_t kChunk = 0x1000000;  // bytes of a file that are in memory at a time
 constexpr int kNoStorage = static_cast<int>(0x88870004);
-constexpr int kJpeg = 1;
 
 /// The type field of a stream, which knows some formats only.
 std::string TypeToken(const std::string& extension) {
@@ -96,7 +95,7 @@ std::uint64_t qvPicBox::AddPicture(const std::string& name, Dib* image, Dib* mas
     if (!sized || (mask && DibBitsPerPixel(mask) != 8) || StoredPicNames(name).empty()) return 0;
     const bool ownForm = !native && (mask || !embedded);
     const std::string saved = PicSaveExtension(saveType_);
-    const int type = ownForm || saved == ".JPG" ? kJpeg : saveType_;
+    const int type = ownForm || saved == ".JPG" ? kPicTypeJpeg : saveType_;
     std::vector<std::uint8_t> encoded;
     if ((embedded || !ownForm) && !Encode(image, ownForm ? nullptr : mask, type, metadata_, encoded)) return 0;
 

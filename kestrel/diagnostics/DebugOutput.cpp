@@ -13,16 +13,16 @@ void ToStandardError(const char* text) {
     if (asked) std::fputs(text, stderr);
 }
 
-std::atomic<DebugOutput> currentSink{&ToStandardError};
+std::atomic<DebugOutput> currentOutput{&ToStandardError};
 
 }  // namespace
 
-void SetDebugOutput(DebugOutput sink) { currentSink.store(sink ? sink : &ToStandardError); }
+void SetDebugOutput(DebugOutput sink) { currentOutput.store(sink ? sink : &ToStandardError); }
 
 void WriteDebugOutput(const char* text) noexcept {
     const int before = errno;
     try {
-        currentSink.load()(text);
+        currentOutput.load()(text);
     } catch (...) {  // a host's sink; there is nobody left to tell
     }
     errno = before;

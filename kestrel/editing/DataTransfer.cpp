@@ -19,10 +19,8 @@ constexpr int kFirstChainLength = 4000;      // bytes; doubled until the text fi
 constexpr int kLongestChainLength = 100000;  // never asked for: the last doubling below it is 64000
 constexpr const char* kChainTooLong = "Error in SaveChainAsText: String too long";
 
-const char* OrEmpty(const char* text) { return text ? text : ""; }
-
 HRESULT PutFilterAs(TransferTarget target, const char* progId, const char* unfit, const char* fit) {
-    progId = OrEmpty(progId);
+    progId = NotNull(progId);
     const HRESULT result = target.Put(IsFilterFitForIA(progId) ? fit : unfit, progId);
     return result >= 0 && progId == kScaleProgId ? target.Put(kScaleFilter, progId) : result;
 }
@@ -73,15 +71,15 @@ HRESULT PutFilterNotForTrash(TransferTarget target, const char* progId) {
     return PutFilterAs(target, progId, kFilterNotForTrash, kFilterNotForTrashFitForIA);
 }
 
-HRESULT PutParameter(TransferTarget target, const char* text) { return target.Put(kParameter, OrEmpty(text)); }
+HRESULT PutParameter(TransferTarget target, const char* text) { return target.Put(kParameter, NotNull(text)); }
 
 HRESULT PutDialog(TransferTarget target, const char* progId) {
-    progId = OrEmpty(progId);
+    progId = NotNull(progId);
     return target.Put(IsFilterFitForIA(progId) ? kDialogFitForIA : kDialog, progId);
 }
 
 HRESULT PutChainText(TransferTarget target, const char* text) {
-    text = OrEmpty(text);
+    text = NotNull(text);
     return target.Put(IsChainFitForIA(text) ? kChainFitForIA : kChain, text);
 }
 

@@ -16,8 +16,6 @@ constexpr const char* kDockEvent = "DockFilterDialog";
 constexpr const char* kUpdateEvent = "UpdateFilter";
 constexpr int kLongestProgId = 200;  // bytes with the terminator
 
-const char* OrEmpty(const char* text) { return text ? text : ""; }
-
 /// A call of the host's code, which may fail or throw; neither goes any further than to developers.
 template <class Call>
 bool Ask(const char* what, const Call& call) noexcept {
@@ -207,8 +205,8 @@ std::string FilterDialogFrame::GetLocalized(const char* key) const {
 // ---- events --------------------------------------------------------------------------------------------------------
 
 int FilterDialogFrame::HandleEvent(const char* name, const char* value, std::string* answer) {
-    name = OrEmpty(name);
-    value = OrEmpty(value);
+    name = NotNull(name);
+    value = NotNull(value);
     std::string ignored;
     for (const Event& event : kEvents)
         if (event.name == name) return (this->*event.handler)(value, answer ? *answer : ignored);
@@ -401,8 +399,8 @@ bool FilterDialogPage::Notify(std::string_view name, const char* value) {
         std::string_view name;
         HostMessage message;
         const char* text;
-    } sent[] = {{kDockEvent, HostMessage::DockDialog, OrEmpty(value)},
-                {"UndockFilterDialog", HostMessage::UndockDialog, OrEmpty(value)},
+    } sent[] = {{kDockEvent, HostMessage::DockDialog, NotNull(value)},
+                {"UndockFilterDialog", HostMessage::UndockDialog, NotNull(value)},
                 {"UpdateDockedFilterDialog", HostMessage::UpdateDockedDialog, GetFilterID()},
                 {"DockedFilterClosed", HostMessage::DockedDialogClosed, GetFilterID()}};
     for (const auto& event : sent)

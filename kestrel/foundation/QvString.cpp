@@ -46,7 +46,6 @@ void CopyCharacters(char* to, const char* from, int count) {
 }
 
 bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-const char* NotNull(const char* text) { return text ? text : ""; }
 bool IsIn(const char* set, char c) { return std::strchr(NotNull(set), c) != nullptr; }
 int Sign(unsigned char left, unsigned char right) { return left < right ? -1 : left > right; }
 

@@ -20,6 +20,9 @@ struct QvStringData {
     char* Characters() { return reinterpret_cast<char*>(this + 1); }
 };
 
+/// A text that may be left out: null becomes the empty text.
+inline const char* NotNull(const char* text) { return text ? text : ""; }
+
 /// 8-bit text, NUL-terminated, shared by counted reference and copied before a write. The object is one pointer to the
 /// first character and crosses module boundaries by value.
 ///

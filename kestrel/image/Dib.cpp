@@ -9,7 +9,6 @@
 namespace kestrel {
 namespace {
 
-constexpr std::size_t kFileHeader = 14;
 constexpr std::uint64_t kCreateRoom = 1078;    // file header, record header, full colour table
 constexpr std::uint64_t kCreateExRoom = 1064;  // record header, full colour table
 
@@ -134,7 +133,7 @@ std::uint8_t* DibRow(Dib* dib, int row) {
 std::size_t DIBFileSize(Dib* dib) {
     if (!dib) return 0;
     DibColorCount(dib);
-    return TableEnd(dib) + kFileHeader + DibImageSize(dib);
+    return TableEnd(dib) + kDibFileHeader + DibImageSize(dib);
 }
 
 }  // namespace kestrel

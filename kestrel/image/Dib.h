@@ -35,6 +35,9 @@ using Dib = BITMAPINFOHEADER;
 /// The values of `biCompression`.
 enum DibCompression : std::uint32_t { kDibPlain = 0, kDibRunLength8 = 1, kDibRunLength4 = 2, kDibBitFields = 3 };
 
+/// Bytes of the header that a BMP file has in front of the record.
+inline constexpr std::size_t kDibFileHeader = 14;
+
 /// Depth of an 8-bit plane without a colour table; -8 as a 16-bit number.
 inline constexpr std::uint16_t kDibPlaneDepth = 0xFFF8;
 

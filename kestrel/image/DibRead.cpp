@@ -12,7 +12,6 @@
 namespace kestrel {
 namespace {
 
-constexpr std::size_t kFileHeader = 14;
 constexpr std::uint32_t kCoreHeader = 12;
 
 std::uint32_t Number16(const std::uint8_t* at) { return at[0] | static_cast<std::uint32_t>(at[1]) << 8; }
@@ -29,7 +28,7 @@ struct Layout {
 /// Reads file header and record header; the source then stands after the 40 (or 12) bytes of the latter.
 bool ReadHeader(ByteReader& source, Layout& layout) {
     const std::uint64_t start = source.Position();
-    std::uint8_t file[kFileHeader];
+    std::uint8_t file[kDibFileHeader];
     if (source.Read(file, sizeof file) != sizeof file) return false;
     std::uint32_t bitsOffset = Number32(file + 10);
     if (file[0] != 'B' || file[1] != 'M') {

@@ -1,7 +1,9 @@
 #pragma once
 #include <exception>
 #include <filesystem>
+#include <string>
 
+#include "kestrel/foundation/QvString.h"
 #include "kestrel/settings/Folders.h"
 #include "kestrel/settings/Store.h"
 
@@ -17,6 +19,9 @@ std::filesystem::path SharedStore();
 void PrepareSharedStore();
 /// The store of the current user.
 std::filesystem::path UserStore();
+
+/// A text as the settings hold it, in any bytes.
+inline QvString ToText(const std::string& bytes) { return {bytes.data(), static_cast<int>(bytes.size())}; }
 
 /// Runs an operation of the settings; what it throws becomes its status.
 template <class Operation>

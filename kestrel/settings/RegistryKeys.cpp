@@ -50,8 +50,6 @@ std::vector<Place> PlacesToWrite(HKEY branch) {
     return places;
 }
 
-QvString ToText(const std::string& bytes) { return {bytes.data(), static_cast<int>(bytes.size())}; }
-
 }  // namespace
 
 Status RegistryWrite(HKEY branch, const std::vector<RegistryText>& texts) {

@@ -81,7 +81,7 @@ std::vector<std::string_view> Parts(std::string_view key) {
     return parts;
 }
 
-bool IsMissing(const std::filesystem::path& file) {
+bool IsAbsent(const std::filesystem::path& file) {
     struct stat facts {};
     return stat(file.c_str(), &facts) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
@@ -97,7 +97,7 @@ void Store::Closer::operator()(sqlite3* database) const { sqlite3_close(database
 Store::Store(const std::filesystem::path& file, Access access, bool forEverybody) : write_(access == Access::kWrite) {
     const bool write = write_;
     const Status onFailure = write ? kKeyNotCreated : kKeyUnreadable;
-    const bool missing = IsMissing(file);
+    const bool missing = IsAbsent(file);
     if (missing && !write) return;
     if (missing) {
         std::error_code error;

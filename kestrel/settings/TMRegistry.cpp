@@ -22,7 +22,6 @@ constexpr std::size_t kUserBytes = 5;     // a user's number as text, with its t
 
 bool IsEmpty(const char* text) { return !text || *text == '\0'; }
 
-QvString ToText(const std::string& bytes) { return {bytes.data(), static_cast<int>(bytes.size())}; }
 std::string ToBytes(const QvString& text) {
     return {static_cast<const char*>(text), static_cast<std::size_t>(text.GetLength())};
 }
