@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "apps/kestrel/BandRun.h"
 #include "apps/kestrel/Console.h"
 #include "apps/kestrel/Interrupt.h"
 #include "apps/kestrel/PictureFiles.h"
@@ -37,13 +38,16 @@ void TellGeometry(const ApplyOptions& options, const ApplyJob& job, const ApplyT
                            : "the picture may have any size"));
 }
 
-Picture Filter(const ApplyOptions& options, const ApplyJob& job, const ApplyTask& task, Rendering& rendering,
-               Picture picture) {
+void SetUp(const ApplyJob& job, Rendering& rendering) {
     if (rendering.SetRenderScale(job.renderScale) != kestrel::S_OK)
         throw console::Failure{"--render-scale: the number is too large"};
     if (job.view) rendering.SetViewSize(job.view->width, job.view->height);
-    if (rendering.SetThreads(job.threads) != kestrel::S_OK || rendering.SetPicture(std::move(picture)) != kestrel::S_OK)
-        throw console::Failure{InputName(task.input) + ": the picture cannot be filtered"};
+    if (rendering.SetThreads(job.threads) != kestrel::S_OK)
+        throw console::UsageError{fmt::format("--threads: {} is not possible", job.threads)};
+}
+
+/// Tells what becomes of the picture, and refuses what cannot be; the size of the result.
+Size CheckResult(const ApplyOptions& options, const ApplyJob& job, const ApplyTask& task, Rendering& rendering) {
     int width = 0, height = 0;
     rendering.GetOutputSize(&width, &height);
     TellGeometry(options, job, task, rendering);
@@ -60,22 +64,22 @@ Picture Filter(const ApplyOptions& options, const ApplyJob& job, const ApplyTask
     if (job.region && (job.region->x > width - job.region->width || job.region->y > height - job.region->height))
         throw console::Failure{
             fmt::format("--region {}: the result has only {} x {} pixels", options.region, width, height)};
+    return {width, height};
+}
 
-    if (task.alone) console::Progress(fmt::format("filtering {} x {} pixels", width, height));
+void TellDone(const ApplyTask& task, Size size, const Rendering& rendering) {
+    console::Detail(fmt::format("{}: {} x {} pixels after {} filters", OutputName(task.output), size.width, size.height,
+                                rendering.FilterCount()));
+}
+
+Picture Filter(const ApplyTask& task, Rendering& rendering, Size size) {
+    if (task.alone) console::Progress(fmt::format("filtering {} x {} pixels", size.width, size.height));
     Picture result;
     {
         const interrupt::Stoppable scope([&] { rendering.SetAbort(true); });
-        const kestrel::HRESULT done = rendering.RenderAndRelease(result);
-        if (done == kestrel::E_OUTOFMEMORY) throw std::bad_alloc();
-        if (done == kestrel::E_INVALIDARG)
-            throw console::Failure{InputName(task.input) +
-                                   ": a filter's values leave no picture, as margins that cross each other do"};
-        if (done != kestrel::S_OK && !interrupt::Happened())
-            throw console::Failure{
-                fmt::format("{}: the filters failed (0x{:08X})", InputName(task.input), static_cast<unsigned>(done))};
+        CheckRendered(task.input, rendering.RenderAndRelease(result));
     }
-    console::Detail(fmt::format("{}: {} x {} pixels after {} filters", OutputName(task.output), width, height,
-                                rendering.FilterCount()));
+    TellDone(task, size, rendering);
     return result;
 }
 
@@ -90,22 +94,39 @@ void SetChain(const ApplyOptions& options, const ApplyTask& task, Rendering& ren
 int RunApply(const ApplyOptions& options, ApplyJob job, const ApplyTask& task) {
     Rendering rendering;
     SetChain(options, task, rendering);
+    SetUp(job, rendering);
     if (task.alone) console::Progress("reading " + InputName(task.input));
-    kestrel::LoadResult loaded = LoadPicture(task.input, job.limits);
-    const bool damaged = loaded.condition == kestrel::Condition::Damaged;
-    if (damaged && IsSamePicture(task.input, task.output))
-        throw console::Failure{OutputName(task.output) +
-                               ": is damaged, and would be replaced by what could be read of it; name another OUTPUT"};
+    const auto rows = OpenRows(task.input, job.limits);
+    const std::string whole = BandRun::WhyNot(options, job, task, rendering, rows.get());
+    kestrel::LoadResult loaded;
+    if (whole.empty())
+        loaded.metadata = rows->About().metadata;
+    else
+        loaded = rows ? LoadPicture(task.input, *rows) : LoadPicture(task.input, job.limits);
+    bool damaged = loaded.condition == kestrel::Condition::Damaged;
+    if (damaged) RefuseToReplace(task.input, task.output);
     options.pictures.Edit(InputName(task.input), loaded);
     job.save.metadata = &loaded.metadata;
     TellLeftOut(task.output, loaded.metadata, job.save.format);
-    Picture picture = Filter(options, job, task, rendering, {std::move(loaded.image), std::move(loaded.mask)});
-    if (interrupt::Happened()) return interrupt::ExitCode();
-    if (job.region) picture = CutPicture(picture, job.region->x, job.region->y, job.region->width, job.region->height);
-    if (!picture.image) throw std::bad_alloc();
-    FlattenFor(task.output, job.save.format, job.background, picture);
-    if (task.alone) console::Progress("writing " + OutputName(task.output));
-    SavePicture(task.output, picture, job.save);
+    if (!whole.empty() && rendering.SetPicture({std::move(loaded.image), std::move(loaded.mask)}) != kestrel::S_OK)
+        throw console::Failure{InputName(task.input) + ": the picture cannot be filtered"};
+    const Size size = CheckResult(options, job, task, rendering);
+    if (whole.empty()) {
+        console::Detail(InputName(task.input) + ": is read, filtered and written in bands of rows");
+        if (task.alone) console::Progress(fmt::format("filtering {} x {} pixels", size.width, size.height));
+        damaged = BandRun(job, task, rendering, *rows, size).Run();
+        TellDone(task, size, rendering);
+    } else {
+        console::Detail(InputName(task.input) + ": is worked on as a whole: " + whole);
+        Picture picture = Filter(task, rendering, size);
+        if (interrupt::Happened()) return interrupt::ExitCode();
+        if (job.region)
+            picture = CutPicture(picture, job.region->x, job.region->y, job.region->width, job.region->height);
+        if (!picture.image) throw std::bad_alloc();
+        FlattenFor(task.output, job.save.format, job.background, picture);
+        if (task.alone) console::Progress("writing " + OutputName(task.output));
+        SavePicture(task.output, picture, job.save);
+    }
     if (interrupt::Happened()) return interrupt::ExitCode();
     if (!options.printChain.empty()) console::Print(rendering.ChainText(options.printChain == "active"));
     return damaged ? console::kDamagedInput : console::kDone;

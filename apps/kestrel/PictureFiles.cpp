@@ -89,13 +89,15 @@ kestrel::LoadResult LoadFrom(const std::string& input, const kestrel::LoadOption
     return LoadFromBox(*place, limits);
 }
 
+using WriteStream = std::function<kestrel::CodecError(std::FILE* stream)>;
+
 /// Writes a file that appears whole or not at all; an interruption leaves none.
-kestrel::CodecError SaveFile(const std::string& path, const Picture& picture, const kestrel::SaveOptions& save) {
+kestrel::CodecError WriteFile(const std::string& path, const WriteStream& write) {
     kestrel::FileReplacement file(path);
     if (!file.Stream()) return {kestrel::CodecFault::System, file.Error()};
     const auto stream = InterruptibleStream(file.Stream());
     if (!stream) throw std::bad_alloc();
-    auto error = kestrel::ImageLoader::Save(stream.get(), picture.image.get(), picture.mask.get(), save);
+    auto error = write(stream.get());
     if (!error && !file.Commit()) error = {kestrel::CodecFault::System, file.Error()};
     return error;
 }
@@ -164,15 +166,36 @@ Rgba ParseBackground(const std::string& text) {
 }
 
 kestrel::LoadResult LoadPicture(const std::string& input, const kestrel::LoadOptions& limits) {
-    const std::string name = InputName(input);
     kestrel::LoadResult loaded = LoadFrom(input, limits);
-    for (const std::string& warning : loaded.warnings) console::Warning(name + ": " + warning);
-    if (!loaded) Fail(name, loaded.error);
-    console::Detail(
-        fmt::format("{}: {} x {} pixels, {}{}", name, loaded.image->biWidth, loaded.image->biHeight,
-                    loaded.format == ImageFormat::Unknown ? "stored pixels" : kestrel::FormatName(loaded.format),
-                    loaded.mask ? " with transparency" : ""));
+    TellLoaded(input, loaded);
     return loaded;
+}
+
+kestrel::LoadResult LoadPicture(const std::string& input, kestrel::RowDecoder& rows) {
+    kestrel::LoadResult loaded = rows.LoadWhole();
+    TellLoaded(input, loaded);
+    return loaded;
+}
+
+std::unique_ptr<kestrel::RowDecoder> OpenRows(const std::string& input, const kestrel::LoadOptions& limits) {
+    if (IsPipe(input)) return std::make_unique<kestrel::RowDecoder>(stdin, limits);
+    if (FindBoxPath(input, PathUse::Input)) return nullptr;
+    const kestrel::PagePath page = kestrel::SplitPage(input);
+    kestrel::LoadOptions options = limits;
+    options.page = page.page;
+    return std::make_unique<kestrel::RowDecoder>(page.path, options);
+}
+
+void TellLoaded(const std::string& input, const kestrel::LoadResult& loaded) {
+    const std::string name = InputName(input);
+    for (const std::string& warning : loaded.warnings) console::Warning(name + ": " + warning);
+    if (loaded.error) Fail(name, loaded.error);
+    const bool stored = loaded.format == ImageFormat::Unknown;
+    console::Detail(fmt::format("{}: {} x {} pixels, {}{}", name,
+                                loaded.image ? loaded.image->biWidth : loaded.fullWidth,
+                                loaded.image ? loaded.image->biHeight : loaded.fullHeight,
+                                stored ? "stored pixels" : kestrel::FormatName(loaded.format),
+                                loaded.hasAlpha || loaded.mask ? " with transparency" : ""));
 }
 
 kestrel::LoadResult InspectPicture(const std::string& input, kestrel::LoadOptions limits) {
@@ -208,9 +231,13 @@ void FlattenFor(const std::string& output, ImageFormat format, const Rgba& backg
     } else if (!kestrel::FormatHoldsAlpha(format)) {
         kestrel::Flatten(picture.image.get(), picture.mask.get(), background.red, background.green, background.blue);
         picture.mask.reset();
-        console::Note(fmt::format("{}: {} files hold no transparency; the picture was laid over {} (--background)",
-                                  OutputName(output), kestrel::FormatName(format), FormatColor(background)));
+        TellFlattened(output, format, background);
     }
+}
+
+void TellFlattened(const std::string& output, ImageFormat format, const Rgba& background) {
+    console::Note(fmt::format("{}: {} files hold no transparency; the picture was laid over {} (--background)",
+                              OutputName(output), kestrel::FormatName(format), FormatColor(background)));
 }
 
 void TellLeftOut(const std::string& output, const kestrel::ImageMetadata& metadata, ImageFormat format) {
@@ -220,22 +247,37 @@ void TellLeftOut(const std::string& output, const kestrel::ImageMetadata& metada
                                   kestrel::FormatName(format), leftOut));
 }
 
-void SavePicture(const std::string& output, const Picture& picture, const kestrel::SaveOptions& save) {
-    kestrel::CodecError error;
-    if (IsPipe(output)) {
-        error = kestrel::ImageLoader::Save(stdout, picture.image.get(), picture.mask.get(), save);
-    } else if (const auto place = FindBoxPath(output, PathUse::Output)) {
-        const interrupt::Remembered scope;
-        error = SaveIntoBox(*place, picture, save);
-    } else {
-        // A file is written beside its name and would leave that file there. A named pipe or a device has no such file,
-        // and its other end may keep us waiting for ever.
-        std::error_code none;
-        std::optional<interrupt::Remembered> scope;
-        if (!std::filesystem::is_other(output, none)) scope.emplace();
-        error = SaveFile(output, picture, save);
-    }
+OutputKind KindOf(const std::string& output) {
+    if (IsPipe(output)) return OutputKind::Pipe;
+    if (FindBoxPath(output, PathUse::Output)) return OutputKind::Box;
+    std::error_code none;
+    return std::filesystem::is_other(output, none) ? OutputKind::Pipe : OutputKind::File;
+}
+
+void WriteOutput(const std::string& output, const WriteStream& write) {
+    // A file is written beside its name and would leave that file there. A named pipe or a device has no such file,
+    // and its other end may keep us waiting for ever.
+    std::optional<interrupt::Remembered> scope;
+    if (KindOf(output) == OutputKind::File) scope.emplace();
+    const kestrel::CodecError error = IsPipe(output) ? write(stdout) : WriteFile(output, write);
     if (error && !interrupt::Happened()) throw console::Failure{OutputName(output) + ": " + error.text};
+}
+
+void SavePicture(const std::string& output, const Picture& picture, const kestrel::SaveOptions& save) {
+    const auto place = IsPipe(output) ? std::nullopt : FindBoxPath(output, PathUse::Output);
+    if (!place)
+        return WriteOutput(output, [&](std::FILE* stream) {
+            return kestrel::ImageLoader::Save(stream, picture.image.get(), picture.mask.get(), save);
+        });
+    const interrupt::Remembered scope;
+    const kestrel::CodecError error = SaveIntoBox(*place, picture, save);
+    if (error && !interrupt::Happened()) throw console::Failure{OutputName(output) + ": " + error.text};
+}
+
+void RefuseToReplace(const std::string& input, const std::string& output) {
+    if (IsSamePicture(input, output))
+        throw console::Failure{OutputName(output) +
+                               ": is damaged, and would be replaced by what could be read of it; name another OUTPUT"};
 }
 
 bool IsSamePicture(const std::string& input, const std::string& output) {

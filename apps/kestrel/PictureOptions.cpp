@@ -26,7 +26,7 @@ void PictureOptions::Check(kestrel::LoadOptions& load, kestrel::SaveOptions& sav
 }
 
 void PictureOptions::Edit(const std::string& name, kestrel::LoadResult& loaded) const {
-    if (toSrgb)
+    if (toSrgb && !loaded.metadata.profile.empty())
         if (const auto error = kestrel::ConvertToSrgb(loaded.image.get(), loaded.metadata))
             throw console::Failure{name + ": " + error.text};
     if (strip == "location") kestrel::StripPlace(loaded.metadata);

@@ -4,23 +4,43 @@
 #include <cerrno>
 #include <cstring>
 #include <iterator>
+#include <optional>
 #include <stdexcept>
 #include <system_error>
+
+#include "kestrel/codec/Exif.h"
+#include "kestrel/codec/ScanlineOrienter.h"
+#include "kestrel/codec/XmpPacket.h"
 
 namespace kestrel {
 namespace {
 
 constexpr Codec kCodecs[] = {
-    {ImageFormat::Avif, LoadHeif, nullptr},         {ImageFormat::Bmp, LoadBmp, SaveBmp},
-    {ImageFormat::Gif, LoadMagick, SaveMagick},     {ImageFormat::Heic, LoadHeif, nullptr},
-    {ImageFormat::Jpeg, LoadJpeg, SaveJpeg},        {ImageFormat::Jpeg2000, LoadJpeg2000, SaveJpeg2000},
-    {ImageFormat::PhotoCd, LoadMagick, SaveMagick}, {ImageFormat::Png, LoadPng, SavePng},
-    {ImageFormat::Pnm, LoadMagick, SaveMagick},     {ImageFormat::Psd, LoadPsd, SavePsd},
-    {ImageFormat::Raw, LoadRaw, nullptr},           {ImageFormat::SunRaster, LoadMagick, SaveMagick},
-    {ImageFormat::Tiff, LoadTiff, SaveTiff},        {ImageFormat::WebP, LoadWebP, SaveWebP},
+    {ImageFormat::Avif, LoadHeif, nullptr},
+    {ImageFormat::Bmp, LoadBmp, SaveBmp},
+    {ImageFormat::Gif, LoadMagick, SaveMagick},
+    {ImageFormat::Heic, LoadHeif, nullptr},
+    {ImageFormat::Jpeg, LoadJpeg, nullptr, OpenJpeg, CreateJpeg},
+    {ImageFormat::Jpeg2000, LoadJpeg2000, SaveJpeg2000},
+    {ImageFormat::PhotoCd, LoadMagick, SaveMagick},
+    {ImageFormat::Png, LoadPng, nullptr, OpenPng, CreatePng},
+    {ImageFormat::Pnm, LoadMagick, SaveMagick},
+    {ImageFormat::Psd, LoadPsd, SavePsd},
+    {ImageFormat::Raw, LoadRaw, nullptr},
+    {ImageFormat::SunRaster, LoadMagick, SaveMagick},
+    {ImageFormat::Tiff, LoadTiff, SaveTiff},
+    {ImageFormat::WebP, LoadWebP, SaveWebP},
 };
 
 }  // namespace
+
+FileOptions::FileOptions(const SaveOptions& from, int width, int height) : SaveOptions(from) {
+    if (!metadata) return;
+    own_ = *metadata;
+    UpdateExif(own_.exif, width, height);
+    UpdateXmp(own_.xmp);
+    metadata = &own_;
+}
 
 const Codec* FindCodec(ImageFormat format) {
     const auto* const found = std::ranges::find(kCodecs, format, &Codec::format);
@@ -71,6 +91,47 @@ bool MakePlanes(std::int64_t width, std::int64_t height, bool alpha, std::uint64
     if (result.image && (result.mask || !alpha)) return true;
     result.error = NoMemory();
     return false;
+}
+
+void LoadJpeg(ByteReader& source, const LoadOptions& options, LoadResult& result) {
+    const std::uint64_t bytes = source.Left();
+    if (const auto decoder = OpenJpeg(source, options, result)) LoadLines(*decoder, bytes, options, result);
+}
+
+void LoadLines(LineDecoder& decoder, std::uint64_t fileBytes, const LoadOptions& options, LoadResult& result) {
+    const bool swaps = SwapsSides(result.orientation);
+    const int width = decoder.Width(), height = decoder.Height();
+    if (!MakePlanes(swaps ? height : width, swaps ? width : height, decoder.HasAlpha(), fileBytes, options, result))
+        return;
+    if (result.mask) HideAll(result.mask.get());  // pixels that cannot be read stay hidden
+    ScanlineOrienter image(result.image.get(), result.orientation);
+    std::optional<ScanlineOrienter> mask;
+    if (result.mask) mask.emplace(result.mask.get(), result.orientation);
+    int y = 0;
+    for (; y < height; ++y) {
+        std::uint8_t* const pixels = image.Line(y);
+        std::uint8_t* const hidden = mask ? mask->Line(y) : nullptr;
+        if (!decoder.Read(pixels, hidden)) {
+            ClearLine(pixels, hidden, width);
+            break;
+        }
+        image.Done(y);
+        if (mask) mask->Done(y);
+    }
+    image.Finish(y);
+    if (mask) mask->Finish(y);
+    decoder.Finish(result);
+}
+
+void ClearLine(std::uint8_t* pixels, std::uint8_t* mask, int width) {
+    std::memset(pixels, 0, 3 * static_cast<std::size_t>(width));
+    if (mask) std::memset(mask, 255, static_cast<std::size_t>(width));
+}
+
+CodecError SaveLines(LineEncoder& encoder, const Dib* image, const Dib* mask) {
+    for (int row = image->biHeight - 1; row >= 0; --row)
+        if (!encoder.Write(DibRow(image, row), mask ? DibRow(mask, row) : nullptr)) break;
+    return encoder.Finish();
 }
 
 std::vector<std::uint8_t> ReadRest(ByteReader& source) {

@@ -1,4 +1,6 @@
 #pragma once
+#include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -11,18 +13,76 @@
 // the error. Blocks are known to be 24-bit and 8-bit and of one size, and the mask to be null where nothing is hidden.
 namespace kestrel {
 
+/// The lines of a file that is being decoded, from the top, as they lie in the file.
+class LineDecoder {
+public:
+    LineDecoder() = default;
+    virtual ~LineDecoder() = default;
+    LineDecoder(const LineDecoder&) = delete;
+    LineDecoder& operator=(const LineDecoder&) = delete;
+
+    virtual int Width() const = 0;
+    virtual int Height() const = 0;
+    virtual bool HasAlpha() const = 0;
+    /// Decodes the next line, and its mask where the file has alpha. False when it cannot be read, nor any later one;
+    /// its bytes are then of no meaning.
+    virtual bool Read(std::uint8_t* pixels, std::uint8_t* mask) = 0;
+    /// Says after the last call of `Read` what was wrong: condition and warnings, or the error when no line was read.
+    virtual void Finish(LoadResult& result) = 0;
+};
+
+struct PictureForm {
+    int width = 0;
+    int height = 0;
+    bool alpha = false;
+};
+
+/// A file that is being encoded from lines, from the top.
+class LineEncoder {
+public:
+    LineEncoder() = default;
+    virtual ~LineEncoder() = default;
+    LineEncoder(const LineEncoder&) = delete;
+    LineEncoder& operator=(const LineEncoder&) = delete;
+
+    /// Encodes the next line, with its mask where the form has alpha. False: nothing more can be written.
+    virtual bool Write(const std::uint8_t* pixels, const std::uint8_t* mask) = 0;
+    /// Ends the file after its last line, or says why a line could not be written.
+    virtual CodecError Finish() = 0;
+};
+
 using LoadFunction = void(ByteReader& source, const LoadOptions& options, LoadResult& result);
 using SaveFunction = CodecError(ByteWriter& target, const Dib* image, const Dib* mask, const SaveOptions& options);
+/// Reads the header and fills all of the result that is known without pixels. Null with the error set, and null without
+/// an error for a file whose lines do not come one after the other.
+using OpenFunction = std::unique_ptr<LineDecoder>(ByteReader& source, const LoadOptions& options, LoadResult& result);
+/// Writes the header. Null with the error set.
+using CreateFunction = std::unique_ptr<LineEncoder>(ByteWriter& target, PictureForm form, const SaveOptions& options,
+                                                    CodecError& error);
 
 LoadFunction LoadBmp, LoadHeif, LoadJpeg, LoadJpeg2000, LoadMagick, LoadPng, LoadPsd, LoadRaw, LoadTiff, LoadWebP;
-SaveFunction SaveBmp, SaveJpeg, SaveJpeg2000, SaveMagick, SavePng, SavePsd, SaveTiff, SaveWebP;
+SaveFunction SaveBmp, SaveJpeg2000, SaveMagick, SavePsd, SaveTiff, SaveWebP;
+OpenFunction OpenJpeg, OpenPng;
+CreateFunction CreateJpeg, CreatePng;
 
 /// What reads and writes a format. `LoadMagick` and `LoadHeif` look at the format that the result has.
 struct Codec {
     ImageFormat format;
     LoadFunction* load;
-    SaveFunction* save;  ///< null where nothing is written
+    SaveFunction* save;                ///< null where nothing is written, or lines are
+    OpenFunction* open = nullptr;      ///< null where a file is only read as a whole
+    CreateFunction* create = nullptr;  ///< null where a file is only written as a whole
 };
+/// Options with the metadata as a file with a picture of a certain size has them.
+struct FileOptions : SaveOptions {
+    FileOptions(const SaveOptions& from, int width, int height);
+    FileOptions(const FileOptions&) = delete;
+    FileOptions& operator=(const FileOptions&) = delete;
+
+private:
+    ImageMetadata own_;
+};
+
 /// Null for the unknown format.
 const Codec* FindCodec(ImageFormat format);
 
@@ -42,6 +102,13 @@ bool SizeIsAllowed(std::int64_t width, std::int64_t height, std::uint64_t fileBy
 /// without an error when only the size was asked for.
 bool MakePlanes(std::int64_t width, std::int64_t height, bool alpha, std::uint64_t fileBytes,
                 const LoadOptions& options, LoadResult& result);
+/// Reads all lines of a decoder into the image and the mask, which it makes, and finishes it. `fileBytes` is the size
+/// of the file.
+void LoadLines(LineDecoder& decoder, std::uint64_t fileBytes, const LoadOptions& options, LoadResult& result);
+/// Makes a line what it is without pixels: black, and hidden where there is a mask.
+void ClearLine(std::uint8_t* pixels, std::uint8_t* mask, int width);
+/// Writes all lines of a picture and finishes the encoder.
+CodecError SaveLines(LineEncoder& encoder, const Dib* image, const Dib* mask);
 /// All bytes from the source's position on. Throws `std::runtime_error` when they cannot be read.
 std::vector<std::uint8_t> ReadRest(ByteReader& source);
 /// Sets every byte of a mask to 255.

@@ -5,6 +5,7 @@
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -106,40 +107,36 @@ struct Source {
     }
 };
 
-class Reader {
+class Reader final : public LineDecoder {
 public:
     Reader(ByteReader& from, int scanLimit) : source_(from), scanLimit_(scanLimit) {
         info_.err = &errors_.base;
         info_.client_data = this;
     }
-    ~Reader() { jpeg_destroy_decompress(&info_); }
-    Reader(const Reader&) = delete;
-    Reader& operator=(const Reader&) = delete;
+    ~Reader() override { jpeg_destroy_decompress(&info_); }
 
     bool ReadHeader();
-    /// Decodes all lines; false with the lines so far when the data cannot be followed any further.
-    bool ReadLines(ScanlineOrienter& placer);
+    bool Read(std::uint8_t* pixels, std::uint8_t* mask) override;
+    void Finish(LoadResult& result) override;
+    int Width() const override { return static_cast<int>(info_.output_width); }
+    int Height() const override { return static_cast<int>(info_.output_height); }
+    bool HasAlpha() const override { return false; }
 
     /// Hands over what stands beside the pixels and returns the orientation.
     int TakeMetadata(LoadResult& result) const;
-    bool FileEnded() const { return source_.ended; }
-    bool IsDamaged() const { return cut_ || errors_.damage; }
-    bool HasTooManyScans() const { return tooManyScans_; }
     bool IsInk() const { return info_.out_color_space == JCS_CMYK; }
     /// Of the file, as it lies there.
     std::int64_t FullWidth() const { return info_.image_width; }
     std::int64_t FullHeight() const { return info_.image_height; }
     /// Has the picture decoded at a half, a fourth or an eighth of its size, as long as no side falls below these.
     void Reduce(std::int64_t width, std::int64_t height);
-    std::int64_t Width() const { return info_.output_width; }
-    std::int64_t Height() const { return info_.output_height; }
-    int LinesRead() const { return linesRead_; }
     void MakeInkLine() { ink_.resize(4 * std::size_t{info_.output_width}); }
     const char* Fatal() const { return errors_.fatal; }
-    long Warnings() const { return errors_.base.num_warnings; }
-    const char* FirstWarning() const { return errors_.warning; }
 
 private:
+    bool Start();
+    bool ReadLine(std::uint8_t* line);
+    void End();
     bool IsCut() const;
     void LayInk(std::uint8_t* to) const;
 
@@ -154,6 +151,8 @@ private:
     bool multipleScans_ = false;
     bool tooManyScans_ = false;
     bool cut_ = false;
+    bool started_ = false;
+    bool ended_ = false;  // all lines and what follows them could be read
 };
 
 bool Reader::ReadHeader() {
@@ -185,28 +184,61 @@ void Reader::Reduce(std::int64_t width, std::int64_t height) {
     info_.output_height = static_cast<JDIMENSION>((FullHeight() + denominator - 1) / denominator);
 }
 
-bool Reader::ReadLines(ScanlineOrienter& placer) {
+bool Reader::Read(std::uint8_t* pixels, std::uint8_t*) {
+    if ((!started_ && !Start()) || !ReadLine(pixels)) return false;
+    if (IsInk()) LayInk(pixels);
+    if (++linesRead_ == Height()) End();
+    return true;
+}
+
+bool Reader::Start() {
     if (setjmp(errors_.jump)) return false;
     errors_.inScans = true;
     multipleScans_ = jpeg_has_multiple_scans(&info_);
     jpeg_start_decompress(&info_);
-    while (info_.output_scanline < info_.output_height) {
-        const int y = linesRead_;
-        std::uint8_t* line = placer.Line(y);
-        JSAMPROW rows[1] = {IsInk() ? ink_.data() : line};
-        jpeg_read_scanlines(&info_, rows, 1);
-        // From here on the library would make lines up, as many as the header claims.
-        if (source_.ended && errors_.damage && !multipleScans_) {
-            std::snprintf(errors_.fatal, sizeof errors_.fatal, "the file ends early");
-            return false;
-        }
-        if (IsInk()) LayInk(line);
-        placer.Done(y);
-        ++linesRead_;
+    started_ = true;
+    return true;
+}
+
+bool Reader::ReadLine(std::uint8_t* line) {
+    if (setjmp(errors_.jump)) return false;
+    JSAMPROW rows[1] = {IsInk() ? ink_.data() : line};
+    jpeg_read_scanlines(&info_, rows, 1);
+    // From here on the library would make lines up, as many as the header claims.
+    if (source_.ended && errors_.damage && !multipleScans_) {
+        std::snprintf(errors_.fatal, sizeof errors_.fatal, "the file ends early");
+        return false;
     }
+    return true;
+}
+
+void Reader::End() {
+    if (setjmp(errors_.jump)) return;
     cut_ = IsCut();
     jpeg_finish_decompress(&info_);
-    return true;
+    ended_ = true;
+}
+
+void Reader::Finish(LoadResult& result) {
+    if (tooManyScans_) {
+        result.error = {CodecFault::ScanLimit,
+                        "the picture has more than " + std::to_string(scanLimit_) + " scans, which is the limit"};
+        return;
+    }
+    if (!ended_ && linesRead_ == 0) {
+        result.error = {CodecFault::Broken, Fatal()};
+        return;
+    }
+    if (!ended_ || cut_ || errors_.damage) result.condition = Condition::Damaged;
+    if (!ended_)
+        result.warnings.push_back(std::string(Fatal()) + "; " + LinesText(linesRead_, Height()));
+    else if (source_.ended)
+        result.warnings.emplace_back("the end of the file is missing");
+    if (const long warnings = errors_.base.num_warnings; warnings > 0) {
+        std::string line = errors_.warning;
+        if (warnings > 1) line += ", and " + std::to_string(warnings - 1) + " more";
+        result.warnings.push_back(line);
+    }
 }
 
 /// After the last line: whether the file ended before bytes that pixels may need.
@@ -330,23 +362,25 @@ std::vector<Marker> MakeMarkers(const ImageMetadata& metadata) {
     return markers;
 }
 
-class Writer {
+class Writer final : public LineEncoder {
 public:
     explicit Writer(ByteWriter& to) : target_(to) { info_.err = &errors_.base; }
-    ~Writer() { jpeg_destroy_compress(&info_); }
-    Writer(const Writer&) = delete;
-    Writer& operator=(const Writer&) = delete;
+    ~Writer() override { jpeg_destroy_compress(&info_); }
 
-    bool Write(const Dib* image, int quality, const Density& density, const std::vector<Marker>& markers);
-    bool WriteFailed() const { return errors_.base.msg_code == JERR_FILE_WRITE; }
-    const char* Fatal() const { return errors_.fatal; }
+    bool Start(PictureForm form, int quality, const Density& density, const std::vector<Marker>& markers);
+    bool Write(const std::uint8_t* pixels, const std::uint8_t* mask) override;
+    CodecError Finish() override { return failed_ || !End() ? Error() : CodecError(); }
+    /// Why something failed.
+    CodecError Error();
 
 private:
     void SetDensity(const Density& density);
+    bool End();
 
     Errors errors_;
     jpeg_compress_struct info_{};
     Target target_;
+    bool failed_ = false;  // a line could not be written
 };
 
 /// The format takes whole numbers for each inch or centimetre: whichever keeps them.
@@ -366,12 +400,12 @@ void Writer::SetDensity(const Density& density) {
     info_.Y_density = static_cast<UINT16>(std::lround(y));
 }
 
-bool Writer::Write(const Dib* image, int quality, const Density& density, const std::vector<Marker>& markers) {
+bool Writer::Start(PictureForm form, int quality, const Density& density, const std::vector<Marker>& markers) {
     if (setjmp(errors_.jump)) return false;
     jpeg_create_compress(&info_);
     info_.dest = &target_.base;
-    info_.image_width = static_cast<JDIMENSION>(image->biWidth);
-    info_.image_height = static_cast<JDIMENSION>(image->biHeight);
+    info_.image_width = static_cast<JDIMENSION>(form.width);
+    info_.image_height = static_cast<JDIMENSION>(form.height);
     info_.input_components = 3;
     info_.in_color_space = JCS_EXT_BGR;
     jpeg_set_defaults(&info_);
@@ -381,71 +415,60 @@ bool Writer::Write(const Dib* image, int quality, const Density& density, const 
     jpeg_start_compress(&info_, TRUE);
     for (const Marker& marker : markers)
         jpeg_write_marker(&info_, marker.code, marker.data.data(), static_cast<unsigned>(marker.data.size()));
-    while (info_.next_scanline < info_.image_height) {
-        const int row = image->biHeight - 1 - static_cast<int>(info_.next_scanline);
-        JSAMPROW rows[1] = {const_cast<JSAMPROW>(DibRow(image, row))};  // only read
-        jpeg_write_scanlines(&info_, rows, 1);
+    return true;
+}
+
+bool Writer::Write(const std::uint8_t* pixels, const std::uint8_t*) {
+    if (setjmp(errors_.jump)) {
+        failed_ = true;
+        return false;
     }
+    JSAMPROW rows[1] = {const_cast<JSAMPROW>(pixels)};  // only read
+    jpeg_write_scanlines(&info_, rows, 1);
+    return true;
+}
+
+bool Writer::End() {
+    if (setjmp(errors_.jump)) return false;
     jpeg_finish_compress(&info_);
     return true;
 }
 
-}  // namespace
-
-void LoadJpeg(ByteReader& source, const LoadOptions& options, LoadResult& result) {
-    const std::uint64_t bytes = source.Left();
-    Reader reader(source, options.scanLimit);
-    if (!reader.ReadHeader()) {
-        result.error = {CodecFault::Broken, reader.Fatal()};
-        return;
-    }
-    const int orientation = reader.TakeMetadata(result);
-    result.orientation = orientation;
-    const bool swaps = SwapsSides(orientation);
-    result.fullWidth = swaps ? reader.FullHeight() : reader.FullWidth();
-    result.fullHeight = swaps ? reader.FullWidth() : reader.FullHeight();
-    if (!SizeIsAllowed(result.fullWidth, result.fullHeight, bytes, options, result)) return;
-    reader.Reduce(swaps ? options.preferredHeight : options.preferredWidth,
-                  swaps ? options.preferredWidth : options.preferredHeight);
-    if (!MakePlanes(swaps ? reader.Height() : reader.Width(), swaps ? reader.Width() : reader.Height(), false, bytes,
-                    options, result))
-        return;
-    if (reader.IsInk()) reader.MakeInkLine();
-    ScanlineOrienter placer(result.image.get(), orientation);
-    const bool whole = reader.ReadLines(placer);
-    if (reader.HasTooManyScans()) {
-        result.error = {CodecFault::ScanLimit, "the picture has more than " + std::to_string(options.scanLimit) +
-                                                   " scans, which is the limit"};
-        return;
-    }
-    if (!whole && reader.LinesRead() == 0) {
-        result.error = {CodecFault::Broken, reader.Fatal()};
-        return;
-    }
-    placer.Finish(reader.LinesRead());
-    if (!whole || reader.IsDamaged()) result.condition = Condition::Damaged;
-    if (!whole)
-        result.warnings.push_back(std::string(reader.Fatal()) + "; " + LinesText(reader.LinesRead(), reader.Height()));
-    else if (reader.FileEnded())
-        result.warnings.emplace_back("the end of the file is missing");
-    if (reader.Warnings() > 0) {
-        std::string line = reader.FirstWarning();
-        if (reader.Warnings() > 1) line += ", and " + std::to_string(reader.Warnings() - 1) + " more";
-        result.warnings.push_back(line);
-    }
+CodecError Writer::Error() {
+    if (errors_.base.msg_code != JERR_FILE_WRITE) return {CodecFault::CannotHold, errors_.fatal};
+    target_.writer->Write(nullptr, 0);  // sets `errno` to the reason
+    return WriteError();
 }
 
-CodecError SaveJpeg(ByteWriter& target, const Dib* image, const Dib*, const SaveOptions& options) {
+}  // namespace
+
+std::unique_ptr<LineDecoder> OpenJpeg(ByteReader& source, const LoadOptions& options, LoadResult& result) {
+    const std::uint64_t bytes = source.Left();
+    auto reader = std::make_unique<Reader>(source, options.scanLimit);
+    if (!reader->ReadHeader()) {
+        result.error = {CodecFault::Broken, reader->Fatal()};
+        return nullptr;
+    }
+    result.orientation = reader->TakeMetadata(result);
+    const bool swaps = SwapsSides(result.orientation);
+    result.fullWidth = swaps ? reader->FullHeight() : reader->FullWidth();
+    result.fullHeight = swaps ? reader->FullWidth() : reader->FullHeight();
+    if (!SizeIsAllowed(result.fullWidth, result.fullHeight, bytes, options, result)) return nullptr;
+    reader->Reduce(swaps ? options.preferredHeight : options.preferredWidth,
+                   swaps ? options.preferredWidth : options.preferredHeight);
+    if (reader->IsInk()) reader->MakeInkLine();
+    return reader;
+}
+
+std::unique_ptr<LineEncoder> CreateJpeg(ByteWriter& target, PictureForm form, const SaveOptions& options,
+                                        CodecError& error) {
     static const ImageMetadata kNone;
     const ImageMetadata& metadata = options.metadata ? *options.metadata : kNone;
-    Writer writer(target);
-    if (writer.Write(image, std::clamp(options.jpegQuality, 1, 100), metadata.density, MakeMarkers(metadata)))
-        return {};
-    if (writer.WriteFailed()) {
-        target.Write(nullptr, 0);  // returns the reason
-        return WriteError();
-    }
-    return {CodecFault::CannotHold, writer.Fatal()};
+    auto writer = std::make_unique<Writer>(target);
+    if (writer->Start(form, std::clamp(options.jpegQuality, 1, 100), metadata.density, MakeMarkers(metadata)))
+        return writer;
+    error = writer->Error();
+    return nullptr;
 }
 
 }  // namespace kestrel

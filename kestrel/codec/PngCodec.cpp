@@ -6,6 +6,7 @@
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <string>
 #include <utility>
@@ -36,47 +37,45 @@ struct Messages {
 
 // Reading ------------------------------------------------------------------------------------------------------------
 
-class Reader {
+class Reader final : public LineDecoder {
 public:
-    explicit Reader(ByteReader& from) : chunks_(from) {
+    Reader(ByteReader& from, PngExtras extras) : chunks_(from), extras_(std::move(extras)) {
         png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, &messages_, Messages::OnError, Messages::OnWarning);
         info_ = png_ ? png_create_info_struct(png_) : nullptr;
     }
-    ~Reader() { png_destroy_read_struct(&png_, &info_, nullptr); }
-    Reader(const Reader&) = delete;
-    Reader& operator=(const Reader&) = delete;
+    ~Reader() override { png_destroy_read_struct(&png_, &info_, nullptr); }
 
     bool IsMade() const { return info_ != nullptr; }
     bool ReadHeader();
     /// Asks for blue, green, red and, where the file has it, alpha, eight bits each.
     bool SetForm();
-    /// False when the data cannot be followed any further; `LinesRead` returns how far they went.
-    bool ReadLines(ScanlineOrienter& image, ScanlineOrienter* mask);
+    bool Read(std::uint8_t* pixels, std::uint8_t* mask) override;
+    void Finish(LoadResult& result) override;
+    int Width() const override { return static_cast<int>(FullWidth()); }
+    int Height() const override { return static_cast<int>(FullHeight()); }
+    bool HasAlpha() const override { return alpha_; }
     /// Lines of an interlaced file, in several passes over an upright picture.
-    bool ReadPasses(Dib* image, Dib* mask);
-    /// The last checksum of the pixels and the end of the file.
-    bool ReadEnd();
-
-    bool HasAlpha() const { return alpha_; }
+    void ReadPasses(Dib* image, Dib* mask);
     bool IsInterlaced() const { return passes_ > 1; }
-    std::int64_t Width() const { return png_get_image_width(png_, info_); }
-    std::int64_t Height() const { return png_get_image_height(png_, info_); }
+    std::int64_t FullWidth() const { return png_get_image_width(png_, info_); }  // may be more than an `int` holds
+    std::int64_t FullHeight() const { return png_get_image_height(png_, info_); }
     void MakeLine() { line_.resize(4 * static_cast<std::size_t>(Width())); }
-    int LinesRead() const { return linesRead_; }  // of all passes
-    bool FileEnded() const { return chunks_.Ended(); }
     const Messages& Said() const { return messages_; }
 
 private:
-    void TakeLine(ScanlineOrienter& image, ScanlineOrienter* mask);
+    bool ReadRow(std::uint8_t* row);
     bool PixelsAreRead();
+    /// The last checksum of the pixels and the end of the file.
+    bool ReadEnd();
 
     Messages messages_;
     PngChunks chunks_;
+    const PngExtras extras_;
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
     bool alpha_ = false;
     int passes_ = 1;
-    int linesRead_ = 0;
+    int linesRead_ = 0;  // of all passes
     bool endFailed_ = false;
     std::vector<std::uint8_t> line_;  // blue, green, red, alpha
 };
@@ -126,36 +125,26 @@ bool Reader::SetForm() {
     return true;
 }
 
-bool Reader::ReadLines(ScanlineOrienter& image, ScanlineOrienter* mask) {
-    const int height = static_cast<int>(Height());
-    if (setjmp(png_jmpbuf(png_))) {
-        if (!PixelsAreRead()) return false;
-        TakeLine(image, mask);
-        return true;
-    }
-    while (linesRead_ < height) {
-        png_read_row(png_, alpha_ ? line_.data() : image.Line(linesRead_), nullptr);
-        TakeLine(image, mask);
-    }
+bool Reader::Read(std::uint8_t* pixels, std::uint8_t* mask) {
+    if (!ReadRow(alpha_ ? line_.data() : pixels)) return false;
+    ++linesRead_;
+    if (alpha_) Split(line_.data(), line_.size() / 4, pixels, mask);
     return true;
 }
 
-void Reader::TakeLine(ScanlineOrienter& image, ScanlineOrienter* mask) {
-    const int y = linesRead_++;
-    if (alpha_) {
-        Split(line_.data(), line_.size() / 4, image.Line(y), mask->Line(y));
-        mask->Done(y);
-    }
-    image.Done(y);
+bool Reader::ReadRow(std::uint8_t* row) {
+    if (setjmp(png_jmpbuf(png_))) return PixelsAreRead();
+    png_read_row(png_, row, nullptr);
+    return true;
 }
 
-bool Reader::ReadPasses(Dib* image, Dib* mask) {
+void Reader::ReadPasses(Dib* image, Dib* mask) {
     const int lines = passes_ * image->biHeight;
     if (setjmp(png_jmpbuf(png_))) {
-        if (!PixelsAreRead()) return false;
+        if (!PixelsAreRead()) return;
         if (alpha_) Split(line_.data(), line_.size() / 4, DibRow(image, 0), DibRow(mask, 0));
         linesRead_ = lines;
-        return true;
+        return;
     }
     // Each pass adds its pixels to those that the line has already, and fills the gaps that later ones leave.
     for (; linesRead_ < lines; ++linesRead_) {
@@ -168,7 +157,6 @@ bool Reader::ReadPasses(Dib* image, Dib* mask) {
             png_read_row(png_, nullptr, DibRow(image, row));
         }
     }
-    return true;
 }
 
 /// After an error: whether it was met after the last pixel, which the library looks for with the last line.
@@ -185,32 +173,55 @@ bool Reader::ReadEnd() {
     return true;
 }
 
+void Reader::Finish(LoadResult& result) {
+    if (linesRead_ == 0) {
+        result.error = {CodecFault::Broken, messages_.fatal};
+        return;
+    }
+    if (linesRead_ < passes_ * Height()) {
+        result.condition = Condition::Damaged;
+        result.warnings.push_back(std::string(messages_.fatal) + "; " +
+                                  (IsInterlaced() ? "not all passes could be read" : LinesText(linesRead_, Height())));
+    } else if (!ReadEnd()) {
+        // A wrong checksum says that some pixel is wrong; a file that ends after its pixels has them all.
+        if (!chunks_.Ended()) result.condition = Condition::Damaged;
+        result.warnings.push_back(std::string("after the last line: ") + messages_.fatal);
+    }
+    if (messages_.warning[0]) result.warnings.emplace_back(messages_.warning);
+    result.warnings.insert(result.warnings.end(), extras_.notes.begin(), extras_.notes.end());
+}
+
 // Writing ------------------------------------------------------------------------------------------------------------
 
-class Writer {
+class Writer final : public LineEncoder {
 public:
     explicit Writer(ByteWriter& to) : target_(to) {
         png_ = png_create_write_struct(PNG_LIBPNG_VER_STRING, &messages_, Messages::OnError, Messages::OnWarning);
         info_ = png_ ? png_create_info_struct(png_) : nullptr;
     }
-    ~Writer() { png_destroy_write_struct(&png_, &info_); }
-    Writer(const Writer&) = delete;
-    Writer& operator=(const Writer&) = delete;
+    ~Writer() override { png_destroy_write_struct(&png_, &info_); }
 
     bool IsMade() const { return info_ != nullptr; }
-    bool Write(const Dib* image, const Dib* mask, int compression, const std::vector<PngChunk>& extras);
-    void MakeLine(const Dib* image) { line_.resize(4 * static_cast<std::size_t>(image->biWidth)); }
-    const Messages& Said() const { return messages_; }
+    bool Start(PictureForm form, int compression, const std::vector<PngChunk>& extras);
+    bool Write(const std::uint8_t* pixels, const std::uint8_t* mask) override;
+    CodecError Finish() override { return failed_ || !End() ? Error() : CodecError(); }
+    /// Why something failed.
+    CodecError Error();
+    void MakeLine(PictureForm form) { line_.resize(4 * static_cast<std::size_t>(form.width)); }
 
 private:
+    bool WriteRow(const std::uint8_t* row);
+    bool End();
+
     Messages messages_;
     ByteWriter& target_;
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
-    std::vector<std::uint8_t> line_;
+    std::vector<std::uint8_t> line_;  // of a picture with alpha
+    bool failed_ = false;             // a line could not be written
 };
 
-bool Writer::Write(const Dib* image, const Dib* mask, int compression, const std::vector<PngChunk>& extras) {
+bool Writer::Start(PictureForm form, int compression, const std::vector<PngChunk>& extras) {
     if (setjmp(png_jmpbuf(png_))) return false;
     png_set_write_fn(
         png_, &target_,
@@ -220,101 +231,96 @@ bool Writer::Write(const Dib* image, const Dib* mask, int compression, const std
         [](png_structp) {});
     png_set_user_limits(png_, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
     png_set_compression_level(png_, compression);
-    png_set_IHDR(png_, info_, static_cast<png_uint_32>(image->biWidth), static_cast<png_uint_32>(image->biHeight), 8,
-                 mask ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-                 PNG_FILTER_TYPE_DEFAULT);
+    png_set_IHDR(png_, info_, static_cast<png_uint_32>(form.width), static_cast<png_uint_32>(form.height), 8,
+                 form.alpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_write_info(png_, info_);
     for (const PngChunk& chunk : extras)
         png_write_chunk(png_, reinterpret_cast<png_const_bytep>(chunk.name), chunk.body.data(), chunk.body.size());
     png_set_bgr(png_);
-    for (int row = image->biHeight - 1; row >= 0; --row) {
-        if (mask) Join(DibRow(image, row), DibRow(mask, row), line_.size() / 4, line_.data());
-        png_write_row(png_, mask ? line_.data() : DibRow(image, row));
-    }
+    return true;
+}
+
+bool Writer::Write(const std::uint8_t* pixels, const std::uint8_t* mask) {
+    if (!line_.empty()) Join(pixels, mask, line_.size() / 4, line_.data());
+    failed_ = !WriteRow(line_.empty() ? pixels : line_.data());
+    return !failed_;
+}
+
+bool Writer::WriteRow(const std::uint8_t* row) {
+    if (setjmp(png_jmpbuf(png_))) return false;
+    png_write_row(png_, row);
+    return true;
+}
+
+bool Writer::End() {
+    if (setjmp(png_jmpbuf(png_))) return false;
     png_write_end(png_, nullptr);
     return true;
 }
 
-/// The lines of a file that is not interlaced are laid where they belong at once.
-bool ReadPlain(Reader& reader, int orientation, LoadResult& result) {
-    ScanlineOrienter image(result.image.get(), orientation);
-    if (!result.mask) {
-        const bool whole = reader.ReadLines(image, nullptr);
-        image.Finish(reader.LinesRead());
-        return whole;
-    }
-    ScanlineOrienter mask(result.mask.get(), orientation);
-    const bool whole = reader.ReadLines(image, &mask);
-    image.Finish(reader.LinesRead());
-    mask.Finish(reader.LinesRead());
-    return whole;
+CodecError Writer::Error() {
+    if (!target_.Write(nullptr, 0)) return WriteError();
+    return {CodecFault::CannotHold, messages_.fatal};
 }
 
 /// Interlaced files are read upright and brought into their orientation afterwards.
-bool ReadInterlaced(Reader& reader, int orientation, LoadResult& result) {
-    const bool whole = reader.ReadPasses(result.image.get(), result.mask.get());
+void ReadInterlaced(Reader& reader, int orientation, LoadResult& result) {
+    reader.ReadPasses(result.image.get(), result.mask.get());
     const bool alpha = result.mask != nullptr;
     result.image = Oriented(std::move(result.image), orientation);
     result.mask = Oriented(std::move(result.mask), orientation);
     if (!result.image || (alpha && !result.mask)) throw std::bad_alloc();
-    return whole;
+}
+
+std::unique_ptr<Reader> Open(ByteReader& source, const LoadOptions& options, LoadResult& result) {
+    PngExtras extras = ReadPngExtras(source);
+    result.orientation = extras.orientation;
+    result.metadata = extras.metadata;
+    const std::uint64_t bytes = source.Left();
+    auto reader = std::make_unique<Reader>(source, std::move(extras));
+    if (!reader->IsMade()) throw std::bad_alloc();
+    // The size is checked before any line is made.
+    if (!reader->ReadHeader() ||
+        (SizeIsAllowed(reader->FullWidth(), reader->FullHeight(), bytes, options, result) && !reader->SetForm()))
+        result.error = {CodecFault::Broken, reader->Said().fatal};
+    if (result.error) return nullptr;
+    const bool swaps = SwapsSides(result.orientation);
+    result.fullWidth = swaps ? reader->Height() : reader->Width();
+    result.fullHeight = swaps ? reader->Width() : reader->Height();
+    if (reader->HasAlpha()) reader->MakeLine();
+    return reader;
 }
 
 }  // namespace
 
-void LoadPng(ByteReader& source, const LoadOptions& options, LoadResult& result) {
-    const PngExtras extras = ReadPngExtras(source);
-    result.orientation = extras.orientation;
-    const std::uint64_t bytes = source.Left();
-    Reader reader(source);
-    if (!reader.IsMade()) throw std::bad_alloc();
-    if (!reader.ReadHeader()) {
-        result.error = {CodecFault::Broken, reader.Said().fatal};
-        return;
-    }
-    if (!SizeIsAllowed(reader.Width(), reader.Height(), bytes, options, result)) return;  // before any line is made
-    if (!reader.SetForm()) {
-        result.error = {CodecFault::Broken, reader.Said().fatal};
-        return;
-    }
-    const bool swaps = !reader.IsInterlaced() && SwapsSides(extras.orientation);
-    const std::int64_t width = swaps ? reader.Height() : reader.Width();
-    const std::int64_t height = swaps ? reader.Width() : reader.Height();
-    if (!MakePlanes(width, height, reader.HasAlpha(), bytes, options, result)) return;
-    if (reader.HasAlpha()) {
-        reader.MakeLine();
-        HideAll(result.mask.get());  // pixels that cannot be read stay hidden
-    }
-    const bool whole = reader.IsInterlaced() ? ReadInterlaced(reader, extras.orientation, result)
-                                             : ReadPlain(reader, extras.orientation, result);
-    if (reader.LinesRead() == 0) {
-        result.error = {CodecFault::Broken, reader.Said().fatal};
-        return;
-    }
-    if (!whole) {
-        result.condition = Condition::Damaged;
-        result.warnings.push_back(
-            std::string(reader.Said().fatal) + "; " +
-            (reader.IsInterlaced() ? "not all passes could be read" : LinesText(reader.LinesRead(), reader.Height())));
-    } else if (!reader.ReadEnd()) {
-        // A wrong checksum says that some pixel is wrong; a file that ends after its pixels has them all.
-        if (!reader.FileEnded()) result.condition = Condition::Damaged;
-        result.warnings.push_back(std::string("after the last line: ") + reader.Said().fatal);
-    }
-    if (reader.Said().warning[0]) result.warnings.emplace_back(reader.Said().warning);
-    result.metadata = extras.metadata;
-    result.warnings.insert(result.warnings.end(), extras.notes.begin(), extras.notes.end());
+std::unique_ptr<LineDecoder> OpenPng(ByteReader& source, const LoadOptions& options, LoadResult& result) {
+    auto reader = Open(source, options, result);
+    if (reader && reader->IsInterlaced()) return nullptr;
+    return reader;
 }
 
-CodecError SavePng(ByteWriter& target, const Dib* image, const Dib* mask, const SaveOptions& options) {
-    Writer writer(target);
-    if (!writer.IsMade()) throw std::bad_alloc();
-    if (mask) writer.MakeLine(image);
+void LoadPng(ByteReader& source, const LoadOptions& options, LoadResult& result) {
+    const std::uint64_t bytes = source.Left();
+    const auto reader = Open(source, options, result);
+    if (!reader) return;
+    if (!reader->IsInterlaced()) return LoadLines(*reader, bytes, options, result);
+    if (!MakePlanes(reader->Width(), reader->Height(), reader->HasAlpha(), bytes, options, result)) return;
+    if (result.mask) HideAll(result.mask.get());  // pixels that cannot be read stay hidden
+    ReadInterlaced(*reader, result.orientation, result);
+    reader->Finish(result);
+}
+
+std::unique_ptr<LineEncoder> CreatePng(ByteWriter& target, PictureForm form, const SaveOptions& options,
+                                       CodecError& error) {
+    auto writer = std::make_unique<Writer>(target);
+    if (!writer->IsMade()) throw std::bad_alloc();
+    if (form.alpha) writer->MakeLine(form);
     std::vector<PngChunk> extras;
     if (options.metadata) extras = MakePngChunks(*options.metadata);
-    if (writer.Write(image, mask, std::clamp(options.pngCompression, 0, 9), extras)) return {};
-    if (!target.Write(nullptr, 0)) return WriteError();
-    return {CodecFault::CannotHold, writer.Said().fatal};
+    if (writer->Start(form, std::clamp(options.pngCompression, 0, 9), extras)) return writer;
+    error = writer->Error();
+    return nullptr;
 }
 
 }  // namespace kestrel

@@ -11,13 +11,14 @@ constexpr int kBandLines = 32;  // a band of wide lines stays in the cache, and 
 constexpr bool MirrorsX(int orientation) { return orientation == 2 || orientation == 3; }
 constexpr bool MirrorsY(int orientation) { return orientation == 3 || orientation == 4; }
 
-void Mirror(std::uint8_t* row, int width, std::size_t pixel) {
-    for (int left = 0, right = width - 1; left < right; ++left, --right)
-        std::swap_ranges(row + static_cast<std::size_t>(left) * pixel, row + static_cast<std::size_t>(left + 1) * pixel,
-                         row + static_cast<std::size_t>(right) * pixel);
-}
-
 }  // namespace
+
+void MirrorLine(std::uint8_t* line, int width, std::size_t pixel) {
+    for (int left = 0, right = width - 1; left < right; ++left, --right)
+        std::swap_ranges(line + static_cast<std::size_t>(left) * pixel,
+                         line + static_cast<std::size_t>(left + 1) * pixel,
+                         line + static_cast<std::size_t>(right) * pixel);
+}
 
 ScanlineOrienter::ScanlineOrienter(Dib* target, int orientation)
     : target_(target),
@@ -35,7 +36,7 @@ std::uint8_t* ScanlineOrienter::Line(int y) {
 }
 
 void ScanlineOrienter::Done(int y) {
-    if (MirrorsX(orientation_)) Mirror(Line(y), width_, pixel_);
+    if (MirrorsX(orientation_)) MirrorLine(Line(y), width_, pixel_);
     if (y + 1 == height_ || y + 1 - bandStart_ == kBandLines) Finish(y + 1);
 }
 

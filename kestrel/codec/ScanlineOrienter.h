@@ -9,6 +9,9 @@ namespace kestrel {
 /// Whether the orientation lays the lines of the file upright as columns.
 constexpr bool SwapsSides(int orientation) { return orientation >= 5; }
 
+/// Turns a line of pixels of so many bytes each around, in place.
+void MirrorLine(std::uint8_t* line, int width, std::size_t pixel);
+
 /// Takes the lines of a file as they are decoded, from the top, and lays them into a block as its EXIF orientation
 /// says. Lines that stay lines are decoded right into their row; those that become columns are collected in a small
 /// band.

@@ -1,0 +1,123 @@
+#include "apps/kestrel/BandRun.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <new>
+#include <optional>
+
+#include "apps/kestrel/Console.h"
+#include "apps/kestrel/Interrupt.h"
+#include "apps/kestrel/PictureFiles.h"
+
+namespace {
+
+/// Not one row of the input can be read.
+struct Unreadable {};
+/// The header is written before the last row shows whether there is transparency, and says otherwise.
+struct OtherAlpha {};
+
+bool Hides(const std::uint8_t* mask, int width) {
+    std::uint8_t any = 0;
+    for (int x = 0; x < width; ++x) any |= mask[x];
+    return any != 0;
+}
+
+}  // namespace
+
+void CheckRendered(const std::string& input, kestrel::HRESULT done) {
+    if (done == kestrel::S_OK || interrupt::Happened()) return;
+    if (done == kestrel::E_OUTOFMEMORY) throw std::bad_alloc();
+    if (done == kestrel::E_INVALIDARG)
+        throw console::Failure{InputName(input) +
+                               ": a filter's values leave no picture, as margins that cross each other do"};
+    throw console::Failure{
+        fmt::format("{}: the filters failed (0x{:08X})", InputName(input), static_cast<unsigned>(done))};
+}
+
+std::string BandRun::WhyNot(const ApplyOptions& options, const ApplyJob& job, const ApplyTask& task,
+                            kestrel::Rendering& rendering, const kestrel::RowDecoder* rows) {
+    const kestrel::ImageFormat format = job.save.format;
+    const OutputKind kind = KindOf(task.output);
+    if (!rows || kind == OutputKind::Box) return "a picture box takes and gives whole pictures";
+    if (!rows->ReadsRows()) return "its file cannot be read row by row";
+    if (!kestrel::RowEncoder::Writes(format))
+        return fmt::format("{} files are not written row by row", kestrel::FormatName(format));
+    if (kind == OutputKind::Pipe && kestrel::FormatHoldsAlpha(format))
+        return "whether it has transparency must be known before the first byte goes into a pipe";
+    if (kind == OutputKind::Pipe && IsSamePicture(task.input, task.output)) return "it is overwritten as it stands";
+    if (options.pictures.toSrgb && !rows->About().metadata.profile.empty()) return "its colors are converted";
+    if (rendering.SetPictureSize(rows->Width(), rows->Height(), rows->HasAlpha()) != kestrel::S_OK)
+        return "it has no pixels";
+    const std::string filter = rendering.NeedsWholePicture();
+    return filter.empty() ? "" : filter + " needs all of it at once";
+}
+
+BandRun::BandRun(const ApplyJob& job, const ApplyTask& task, kestrel::Rendering& rendering, kestrel::RowDecoder& rows,
+                 Size result)
+    : job_(job),
+      task_(task),
+      rendering_(rendering),
+      rows_(rows),
+      part_(job.region.value_or(Region{0, 0, result.width, result.height})),
+      height_(result.height),
+      holdsAlpha_(kestrel::FormatHoldsAlpha(job.save.format)),
+      line_(3 * static_cast<std::size_t>(part_.width)) {}
+
+bool BandRun::Run() {
+    std::optional<interrupt::Stoppable> scope;
+    if (KindOf(task_.output) == OutputKind::File) scope.emplace([this] { rendering_.SetAbort(true); });
+    for (bool alpha = holdsAlpha_ && rows_.HasAlpha();; alpha = !alpha) {
+        try {
+            WriteOutput(task_.output, [&](std::FILE* stream) { return WriteTo(stream, alpha); });
+            break;
+        } catch (const OtherAlpha&) {
+            if (!rows_.Restart()) TellLoaded(task_.input, rows_.About());
+        }
+    }
+    if (hides_ && !holdsAlpha_) TellFlattened(task_.output, job_.save.format, job_.background);
+    return rows_.Finish().condition == kestrel::Condition::Damaged;
+}
+
+kestrel::CodecError BandRun::WriteTo(std::FILE* stream, bool alpha) {
+    hides_ = refused_ = false;
+    kestrel::RowEncoder encoder(stream, part_.width, part_.height, alpha, job_.save);
+    const auto feed = [this](std::uint8_t* pixels, std::uint8_t* mask) {
+        if (!rows_.Read(pixels, mask)) throw Unreadable();
+    };
+    const auto take = [&](const std::uint8_t* pixels, const std::uint8_t* mask) {
+        return Put(encoder, alpha, pixels + 3 * std::ptrdiff_t{part_.x}, mask + part_.x);
+    };
+    try {
+        const kestrel::RowSpan span{height_ - part_.y - part_.height, part_.height};
+        const kestrel::HRESULT done = rendering_.RenderRows(span, feed, take);
+        if (!refused_) CheckRendered(task_.input, done);
+    } catch (const Unreadable&) {
+        TellLoaded(task_.input, rows_.Finish());
+        throw;  // cannot be: what has no row has an error
+    }
+    if (interrupt::Happened()) return {kestrel::CodecFault::System, "interrupted"};
+    if (holdsAlpha_ && alpha != hides_) throw OtherAlpha();
+    if (auto error = encoder.Finish()) return error;
+    const kestrel::LoadResult& read = rows_.Finish();
+    TellLoaded(task_.input, read);
+    if (read.condition == kestrel::Condition::Damaged) RefuseToReplace(task_.input, task_.output);
+    return {};
+}
+
+bool BandRun::Put(kestrel::RowEncoder& encoder, bool alpha, const std::uint8_t* pixels, const std::uint8_t* mask) {
+    if (Hides(mask, part_.width)) {
+        hides_ = true;
+        if (!holdsAlpha_) {
+            std::copy_n(pixels, line_.size(), line_.begin());
+            kestrel::FlattenRow(line_.data(), mask, part_.width, job_.background.red, job_.background.green,
+                                job_.background.blue);
+            pixels = line_.data();
+        } else if (!alpha) {
+            refused_ = true;
+            return false;
+        }
+    }
+    refused_ = !encoder.Write(pixels, mask);
+    return !refused_;
+}
