@@ -1,0 +1,126 @@
+// Runs in bands of rows through the program: the bytes, the memory, and what a run leaves that was stopped.
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <thread>
+
+#include "kestrel/codec/RowEncoder.h"
+#include "tests/codec/Samples.h"
+#include "tests/support/ProgramTest.h"
+
+namespace kestrel {
+namespace {
+using test::Outcome;
+namespace fs = std::filesystem;
+
+struct BandsTest : test::ProgramTest {
+    void Make(const std::string& name, int width, int height, bool alpha = false) const {
+        const DibPtr image = samples::Noise(24, width, height, 4), mask = samples::Noise(8, width, height, 5);
+        ASSERT_FALSE(ImageLoader::Save(Path(name), image.get(), alpha ? mask.get() : nullptr));
+    }
+    /// A JPEG file of 60 megapixels, whose rows all look alike.
+    void MakeHuge(const std::string& name) const {
+        constexpr int kWidth = 8000, kHeight = 7500;
+        std::FILE* const file = std::fopen(Path(name).c_str(), "wb");
+        RowEncoder encoder(file, kWidth, kHeight, false, {.format = ImageFormat::Jpeg});
+        std::vector<std::uint8_t> row(3 * kWidth);
+        for (std::size_t i = 0; i < row.size(); ++i) row[i] = static_cast<std::uint8_t>(i / 97);
+        for (int y = 0; y < kHeight; ++y) encoder.Write(row.data(), nullptr);
+        EXPECT_FALSE(encoder.Finish());
+        std::fclose(file);
+    }
+    /// Starts the program on words; the caller waits for it.
+    pid_t Start(std::vector<std::string> words) const {
+        const pid_t child = fork();
+        if (child != 0) return child;
+        std::vector<char*> arguments;
+        words.insert(words.begin(), "kestrel");
+        for (std::string& word : words) arguments.push_back(word.data());
+        arguments.push_back(nullptr);
+        if (chdir(Path("").c_str()) == 0) execv(KESTREL_APP, arguments.data());
+        _exit(99);
+    }
+};
+
+const char* const kBandLine =
+    " -f Sepia:Sepia=060 -f Sharpen:Sharpness=070 -f Staub:MaxRgnSize=012,GrayTolerance=030"
+    " -f Crop:LeftMargin=0.1,RightMargin=0.9,BottomMargin=0.2,TopMargin=0.7";
+
+TEST_F(BandsTest, WriteTheBytesOfTheWhole) {
+    Make("a.png", 211, 190);
+    Make("a.jpg", 190, 333);
+    Make("alpha.png", 97, 160, true);
+    const std::string soft = std::string(kBandLine) + " -f SoftFrame:FrameWidth=10,SoftCorner=1";
+    for (const std::string input : {"a.png", "a.jpg", "alpha.png"})
+        for (const std::string& line : {std::string(kBandLine), soft})
+            for (const std::string options :
+                 {"", " --region 3,5,60,70 --threads 3", " --threads 2 --background '#102030'"})
+                for (const std::string format : {"png", "jpeg"}) {
+                    SCOPED_TRACE(input + line + options + " as " + format);
+                    const std::string output = "out." + format;
+                    const Outcome run = Run("apply " + input + " " + output + line + options + " --verbose");
+                    ASSERT_EQ(run.code, 0) << run.err;
+                    EXPECT_NE(run.err.find("in bands of rows"), std::string::npos) << run.err;
+                    // Colorizing by nothing needs the whole picture and changes none of it.
+                    const Outcome whole = Run("apply " + input + " whole." + format + line + options +
+                                              " -f AdoptColor:Intensity=000 --verbose");
+                    ASSERT_EQ(whole.code, 0) << whole.err;
+                    EXPECT_NE(whole.err.find("as a whole: TMFilter.AdoptColor.1 needs all of it"), std::string::npos)
+                        << whole.err;
+                    EXPECT_EQ(whole.err.find("laid over") == std::string::npos,
+                              run.err.find("laid over") == std::string::npos);
+                    EXPECT_TRUE(Content(output) == Content("whole." + format));
+                }
+}
+
+TEST_F(BandsTest, TakeLittleMemory) {
+    MakeHuge("huge.jpg");
+    const pid_t child = Start({"apply", "huge.jpg", "out.jpg", "-f", "Sepia:Sepia=060", "-f", "Sharpen:Sharpness=070",
+                               "--threads", "2", "--quiet"});
+    int state = 0;
+    rusage used{};
+    ASSERT_EQ(wait4(child, &state, 0, &used), child);
+    EXPECT_EQ(state, 0);
+    EXPECT_TRUE(fs::exists(Path("out.jpg")));
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    EXPECT_LT(used.ru_maxrss, 60 * 1024) << "kilobytes; the picture alone has four times as many";
+#endif
+}
+
+TEST_F(BandsTest, LeaveNothingWhenTheyAreStopped) {
+    MakeHuge("huge.jpg");
+    const std::string before = Content("huge.jpg");
+    for (const int signal : {SIGINT, SIGTERM, SIGKILL})
+        for (const std::string output : {"out.jpg", "huge.jpg"}) {
+            const pid_t child = Start({"apply", "huge.jpg", output, "-f", "Sharpen:Sharpness=070", "--quiet"});
+            // The file without a name that the output is written to shows that the work is on its way.
+            bool writing = false;
+            for (int tries = 0; tries < 20000 && !writing; ++tries) {
+                std::this_thread::sleep_for(std::chrono::microseconds(500));
+                std::error_code gone;
+                for (const auto& entry : fs::directory_iterator("/proc/" + std::to_string(child) + "/fd", gone)) {
+                    const std::string name = fs::read_symlink(entry.path(), gone).string();
+                    writing |= name.find(Path("")) == 0 && name.find(Path("huge.jpg")) != 0;
+                }
+            }
+            kill(child, signal);
+            int state = 0;
+            ASSERT_EQ(waitpid(child, &state, 0), child);
+            ASSERT_TRUE(writing);
+            EXPECT_EQ(signal == SIGKILL ? WTERMSIG(state) : WEXITSTATUS(state), signal == SIGKILL ? 9 : 128 + signal);
+            EXPECT_TRUE(Content("huge.jpg") == before);
+            for (const auto& entry : fs::directory_iterator(Path("")))
+                EXPECT_TRUE(entry.path().filename() == "huge.jpg" || signal == SIGKILL) << entry.path();
+            EXPECT_FALSE(fs::exists(Path("out.jpg")));
+        }
+    // A disk that is full in the middle.
+    const Outcome full =
+        Run("--version; trap '' XFSZ; ulimit -f 100; " KESTREL_APP " apply huge.jpg out.jpg -f Invert:Inversity=100");
+    EXPECT_EQ(full.code, 1);
+    EXPECT_NE(full.err.find("out.jpg: cannot write"), std::string::npos) << full.err;
+    EXPECT_FALSE(fs::exists(Path("out.jpg")));
+}
+
+}  // namespace
+}  // namespace kestrel
