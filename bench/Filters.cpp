@@ -23,7 +23,9 @@ namespace {
 /// A line of filters between a source and a sink; cut when it goes.
 class BenchLine {
 public:
-    BenchLine() : source_(new PictureSource), sink_(new PictureSink) { source_->SetPicture(BenchPicture(), nullptr); }
+    explicit BenchLine(const Dib* mask = nullptr) : source_(new PictureSource), sink_(new PictureSink), mask_(mask) {
+        source_->SetPicture(BenchPicture(), mask_);
+    }
     BenchLine(const BenchLine&) = delete;
     BenchLine& operator=(const BenchLine&) = delete;
     ~BenchLine() {
@@ -55,7 +57,7 @@ public:
 
     /// The whole output, with nothing kept from the last time, asked for as a `Rendering` does.
     void Render() {
-        source_->SetPicture(BenchPicture(), nullptr);
+        source_->SetPicture(BenchPicture(), mask_);
         int width = 0, height = 0, ignored = 0;
         last_->GetGeometry(&width, &height, &ignored, &ignored, &ignored, &ignored);
         if (width <= 0 || height <= 0) throw std::runtime_error("no output");
@@ -71,6 +73,7 @@ public:
 private:
     Ref<PictureSource> source_;
     Ref<PictureSink> sink_;
+    const Dib* mask_;
     std::vector<Ref<IFilterObject>> filters_;
     Ref<IFilterPixels> last_;
     std::unique_ptr<CWorkImage> out_;
@@ -108,6 +111,36 @@ constexpr struct {
     {"geometry/quarter turn", "TMFilter.Rotate.1", "Angle=90.000"},
 };
 
+/// A mask for the picture: opaque in the middle, fading over a broad ring, nothing in the corners.
+const Dib* BenchMask() {
+    static const DibPtr mask = [] {
+        const int width = BenchPicture()->biWidth, height = BenchPicture()->biHeight;
+        DibPtr made(DibCreate(8, width, height));
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x) {
+                const double across = 2.0 * x / width - 1, up = 2.0 * y / height - 1;
+                const double fade = (across * across + up * up - 0.3) * 400;
+                DibRow(made.get(), y)[x] = static_cast<std::uint8_t>(std::clamp(fade, 0.0, 255.0));
+            }
+        return made;
+    }();
+    return mask.get();
+}
+
+/// A filter over the opaque picture and over one with a mask.
+void AddMaskWork(const std::string& name, const std::string& progId, const std::string& text) {
+    for (const bool masked : {false, true}) {
+        const auto line = std::make_shared<std::unique_ptr<BenchLine>>();
+        Add("mask/" + name + (masked ? ", masked" : ""), [=] {
+            if (!*line) {
+                *line = std::make_unique<BenchLine>(masked ? BenchMask() : nullptr);
+                (*line)->Add(*FindClass(progId), text);
+            }
+            (*line)->Render();
+        });
+    }
+}
+
 /// Ten filters whose parameters follow from a number.
 std::string LongChainText(int number) {
     std::string text;
@@ -124,6 +157,15 @@ void AddFilters() {
     for (const ClassRow& row : ClassTable())
         if (row.IsFilter()) AddFilter(row);
     for (const auto& line : kEveryday) AddLine(line.name, *FindClass(line.filter), line.text);
+
+    AddMaskWork("shadow of ten rounds", "TMFilter.Shadow.1", "ShadowDensity=070,ShadowBlur=050,ShadowDistance=012");
+    AddMaskWork("inner shadow", "TMFilter.Shadow.1", "InnerOn=1,ShadowDensity=070,ShadowBlur=050,Size=004");
+    AddMaskWork("relief", "TMFilter.Shadow.1", "LightIntensity=050");
+    AddMaskWork("soft edge", "TMFilter.SoftFrame.1", "FrameWidth=60");
+    AddMaskWork("flatten", "TMFilter.ImgBg.1", "Red=090,Green=150,Blue=210,Transparency=000");
+    AddMaskWork("half a board", "TMFilter.ImgBg.1", "Red=090,Green=150,Blue=210,Transparency=050");
+    AddMaskWork("invert the mask", "TMFilter.InvertMask.1", "Red=230,Green=200,Blue=120,Transparency=040");
+    AddMaskWork("print pad", "TMFilter.PrintPad.1", "AspectRatioX=1, AspectRatioY=1, ForceRatio=0");
 
     const auto ten = std::make_shared<std::unique_ptr<BenchLine>>();
     Add("update/ten clean filters", [=] {

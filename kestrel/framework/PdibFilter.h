@@ -152,8 +152,9 @@ protected:
     /// Sends a request to the upstream neighbour; `E_FAIL` without one. A failure marks this filter dirty.
     FilterResult FetchUpstream(const PixelRequest& request);
     /// Fetches the whole input picture into `image` with its corner at (`x`, `y`), in bands where the line serves them.
-    FilterResult FetchWhole(CWorkImage& image, int x, int y) {
-        return FetchRows({0, m_InActive.Height}, image, x, y, false, NoWork());
+    /// With `clear` each of these rows of `image` is cleared first.
+    FilterResult FetchWhole(CWorkImage& image, int x, int y, bool clear = false) {
+        return FetchRows({0, m_InActive.Height}, image, x, y, clear, NoWork());
     }
     /// Fetches the input rows into a cache of their size, where they are worked in place.
     FilterResult FetchIntoCache() { return FetchIntoCache(NoWork()); }

@@ -1,6 +1,7 @@
 #pragma once
 #include <algorithm>
 #include <cstdint>
+#include <span>
 
 #include "kestrel/kernels/Row.h"
 
@@ -26,5 +27,7 @@ constexpr FadeStep FadeAt(std::int64_t distance, std::int64_t width) {
 
 /// Fades all bytes alike.
 void FadeRow(Row mask, FadeStep step);
+/// Fades each byte by a step of its own.
+void FadeColumns(Row mask, std::span<const FadeStep> steps);
 
 }  // namespace kestrel::kernels

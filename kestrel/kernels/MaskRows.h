@@ -31,4 +31,11 @@ void EmbossMaskRow(const EmbossWeights& weights, const MaskNeighbours& rows, Row
 /// Brightens each pixel where `relief` is above 128 and darkens them where it is below, or, `sunken`, the reverse.
 void ApplyReliefRow(Row pixels, ConstRow relief, bool sunken);
 
+/// Turns a shadow's mask around and holds it to the picture: visible where the picture is and the shadow is not.
+constexpr std::uint8_t OutsideMask(std::uint8_t shadow, std::uint8_t picture) {
+    return static_cast<std::uint8_t>(255 - (255 - picture) * shadow / 255);
+}
+/// The same for each byte of a row of shadow.
+void OutsideMaskRow(Row shadow, ConstRow picture);
+
 }  // namespace kestrel::kernels

@@ -1,9 +1,14 @@
 #include "kestrel/kernels/Composite.h"
 
 #include <gtest/gtest.h>
+#include <hwy/highway.h>
+#include <hwy/tests/hwy_gtest.h>
 
 #include <climits>
+#include <functional>
+#include <random>
 #include <utility>
+#include <vector>
 
 namespace kestrel::kernels {
 namespace {
@@ -99,6 +104,101 @@ TEST(PaintInner, AnyPercentageIsDefined) {
         EXPECT_EQ(nothing[0], 255);
         EXPECT_EQ(nothing[3], transparency < 0 ? 0 : 255);
     }
+}
+
+struct CompositeTest : hwy::TestWithParamTarget {};
+HWY_TARGET_INSTANTIATE_TEST_SUITE_P(CompositeTest);
+
+/// Pixels with masks, four bytes each, and one more that is nobody's business.
+struct Rows {
+    std::vector<std::uint8_t> pixels, mask;
+
+    explicit Rows(std::size_t size) : pixels(3 * size + 3), mask(size + 1) {}
+    MaskedRow Part(std::size_t size) { return {std::span(pixels).first(3 * size), std::span(mask).first(size)}; }
+    bool operator==(const Rows&) const = default;
+};
+
+/// Runs a row form and its pixel rule over pixels of random bytes and over the ends of their range, with every pair of
+/// masks, and over rows of every length.
+void ExpectRowIsRule(const std::function<void(MaskedRow, ConstMaskedRow)>& row,
+                     const std::function<void(std::uint8_t*, std::uint8_t&, const std::uint8_t*, std::uint8_t)>& rule) {
+    std::mt19937 random(3);
+    const auto compare = [&](Rows own, const Rows& other, std::size_t size) {
+        Rows want = own;
+        for (std::size_t x = 0; x < size; ++x)
+            rule(&want.pixels[3 * x], want.mask[x], &other.pixels[3 * x], other.mask[x]);
+        Rows from = other;
+        row(own.Part(size), from.Part(size));
+        ASSERT_EQ(own.pixels, want.pixels) << size;
+        ASSERT_EQ(own.mask, want.mask) << size;
+        ASSERT_EQ(from, other);
+    };
+    const auto fill = [&](Rows& rows) {
+        for (auto& byte : rows.pixels) {
+            const auto number = random();
+            byte = static_cast<std::uint8_t>(number % 4 == 0 ? 0 : number % 4 == 1 ? 255 : number >> 8);
+        }
+        for (auto& byte : rows.mask) byte = static_cast<std::uint8_t>(random());
+    };
+    Rows own(65536), other(65536);
+    for (int round = 0; round < 3; ++round) {
+        fill(own);
+        fill(other);
+        for (std::size_t i = 0; i < 65536; ++i) {
+            own.mask[i] = static_cast<std::uint8_t>(i);
+            other.mask[i] = static_cast<std::uint8_t>(i >> 8);
+        }
+        compare(own, other, 65536);
+        std::swap(own.mask, other.mask);  // runs of one mask the other way round
+        compare(own, other, 65536);
+    }
+    for (std::size_t size = 0; size < 70; ++size) {
+        Rows a(size), b(size);
+        fill(a);
+        fill(b);
+        compare(a, b, size);
+    }
+}
+
+TEST_P(CompositeTest, OverRowIsItsRule) {
+    ExpectRowIsRule(OverRow, [](auto* under, auto& mask, const auto* over, auto overMask) {
+        OverPixel(under, mask, over, overMask);
+    });
+}
+
+TEST_P(CompositeTest, ARowIsLaidOnAColourAsOnAPictureOfIt) {
+    for (const Bgr color : {Bgr{0, 128, 255}, {255, 1, 77}})
+        ExpectRowIsRule([=](MaskedRow row, ConstMaskedRow under) { LayOnColorRow(row, color, under.mask); },
+                        [=](auto* pixel, auto& mask, const auto*, auto underMask) {
+                            Rows lower(1);
+                            for (std::size_t i = 0; i < 3; ++i)
+                                lower.pixels[i] = i == 0 ? color.blue : i == 1 ? color.green : color.red;
+                            OverPixel(lower.pixels.data(), underMask, pixel, mask);
+                            std::copy_n(lower.pixels.data(), 3, pixel);
+                            mask = underMask;
+                        });
+}
+
+TEST_P(CompositeTest, PaintInnerRowIsItsRule) {
+    for (const std::int64_t alpha : {-500, -1, 0, 1, 127, 128, 200, 253, 254, 255, 600})
+        ExpectRowIsRule(
+            [=](MaskedRow row, ConstMaskedRow) {
+                PaintInnerRow(row, {255, 0, 131}, alpha);
+            },
+            [=](auto* pixel, auto& mask, const auto*, auto) {
+                PaintInnerPixel<std::int64_t>(pixel, mask, {255, 0, 131}, alpha);
+            });
+}
+
+TEST_P(CompositeTest, InvertMaskRowIsItsRule) {
+    for (const std::int32_t percent : {INT_MIN, -1, 0, 1, 40, 50, 99, 100, 101, INT_MAX})
+        ExpectRowIsRule(
+            [=](MaskedRow row, ConstMaskedRow) {
+                InvertMaskRow(row, {255, 0, 131}, percent);
+            },
+            [=](auto* pixel, auto& mask, const auto*, auto) {
+                InvertMaskPixel(pixel, mask, {255, 0, 131}, percent);
+            });
 }
 
 TEST(LayOnBoard, FollowsTheMaskOfThePixel) {

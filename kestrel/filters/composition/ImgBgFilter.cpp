@@ -21,13 +21,14 @@ HRESULT CImgBgFilter::CommitChanges() {
 }
 
 FilterResult CImgBgFilter::MakePixels(const PixelRequest& request) {
-    return CachedWhole(request, [this] {
-        if (const FilterResult result = FetchIntoCache(); result.Failed()) return result;
-        return WalkRows(CachedPixels(m_InActive.Width, FetchedRows()),
-                        [colour = Active().Color(), alpha = kernels::BoardAlpha(Active().transparency)](
-                            std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
-                            kernels::PaintInnerRow({pixels, mask}, colour, alpha);
-                        });
+    const kernels::Bgr color = Active().Color();
+    const std::int64_t alpha = kernels::BoardAlpha(Active().transparency);
+    const std::int64_t first = std::max<std::int64_t>(0, -std::int64_t{request.srcX});
+    const std::int64_t end = std::min<std::int64_t>(request.width, std::int64_t{m_Out.Width} - request.srcX);
+    return InPlace(request, [&](int y, std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
+        if (y < 0 || y >= m_Out.Height || first >= end) return;  // there is no board beyond the picture
+        const auto from = static_cast<std::size_t>(first), count = static_cast<std::size_t>(end - first);
+        kernels::PaintInnerRow({pixels.subspan(from * 3, count * 3), mask.subspan(from, count)}, color, alpha);
     });
 }
 

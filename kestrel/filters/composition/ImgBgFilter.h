@@ -33,6 +33,7 @@ inline constexpr Description kImgBg{.progId = "TMFilter.ImgBg.1",
                                     .icon = "icons_colorfiller",
                                     .help = "HLP_IMGBG",
                                     .summary = "Fills the transparent parts of the picture with a colour.",
+                                    .inPlace = true,
                                     .reach = 0};
 
 /// A board of the picture's own size under it.

@@ -1,16 +1,19 @@
 #include "kestrel/filters/composition/SchattenFilter.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "kestrel/filters/composition/Saturated.h"
 #include "kestrel/foundation/Truncate.h"
-#include "kestrel/kernels/ByteTable.h"
+#include "kestrel/kernels/ColourRows.h"
 #include "kestrel/kernels/Composite.h"
 
 namespace kestrel {
 namespace {
 
 constexpr int kLargestLength = 255;  ///< of growth and distance, pixels of the full-size picture
+
+constexpr std::uint8_t kNothing = 255;  // mask where there is no pixel
 
 int Sign(int value) { return (value > 0) - (value < 0); }
 
@@ -118,24 +121,31 @@ FilterResult CSchattenFilter::MakePixels(const PixelRequest& request) {
     return CachedWhole(request, [this] { return Compute(); });
 }
 
-/// Makes the result in the cache. The work picture holds the shadow's mask and later its colour.
+/// Makes the result in the cache.
 FilterResult CSchattenFilter::Compute() {
-    EnsureWorkImages(m_Out.Width, m_Out.Height, m_Out.Width, m_Out.Height);
-    m_Cache->Clear();
-    if (const FilterResult result = FetchWhole(*m_Cache, m_nPadLeft, m_nPadBottom); result.Failed()) return result;
+    if (const FilterResult result = FetchPadded(); result.Failed()) return result;
     if (Active().lightIntensity != 0 && !Buttonize()) return kNotDone;
     if (Active().shadowDensity == 0) return S_OK;
-    if (Active().innerOn) return InnerShadow();
-    CopyMask(m_nPadLeft + m_nShadowDX, m_nPadBottom + m_nShadowDY);
-    if (Active().size != 0 && !Spread()) return kNotDone;
-    if (!BlurRounds(Input(m_nPadLeft + m_nShadowDX, m_nPadBottom + m_nShadowDY)) || !BlurRest()) return kNotDone;
-    return Fill(100) && DropShadow() ? kDone : kNotDone;
+    if (Active().innerOn) return InnerShadow() ? kDone : kNotDone;
+    const int x = m_nPadLeft + m_nShadowDX;
+    const int y = m_nPadBottom + m_nShadowDY;
+    const MaskPicture shadow = CopyMask(x, y);
+    if (Active().size != 0 && !Spread(shadow)) return kNotDone;
+    return Blur(shadow, Input(x, y)) && DropShadow(shadow, Opacity(100)) ? kDone : kNotDone;
+}
+
+/// Fetches the picture into the cache, with nothing in the pads around it.
+FilterResult CSchattenFilter::FetchPadded() {
+    EnsureWorkImages(0, 0, m_Out.Width, m_Out.Height);
+    m_Cache->ClearRows(0, m_nPadBottom);
+    m_Cache->ClearRows(m_nPadBottom + m_InActive.Height, m_nPadTop);
+    return FetchWhole(*m_Cache, m_nPadLeft, m_nPadBottom, true);
 }
 
 /// Raises the edges by the slope of a blurred copy of the mask.
 bool CSchattenFilter::Buttonize() {
-    CopyMask(m_nPadLeft, m_nPadBottom);
-    passes::MaskIteration blur(passes::PlanesOf(*m_Work, m_Out.Width, m_Out.Height), kernels::BinomialMaskRow);
+    const MaskPicture shape = CopyMask(m_nPadLeft, m_nPadBottom);
+    passes::MaskIteration blur(shape.Planes(), kernels::BinomialMaskRow);
     const std::int64_t rounds = std::max<std::int64_t>(std::int64_t{Active().lightIntensity} - 50, 0) + 15;
     for (std::int64_t round = 0; round < rounds && blur.Changed(); ++round)
         if (!blur.Step(Whole(), m_Abort)) return false;
@@ -151,7 +161,7 @@ bool CSchattenFilter::Buttonize() {
     for (std::int64_t y = input.bottom; y < input.top; ++y) {
         if (Aborted()) return false;
         const auto mask = [&](std::int64_t row) {
-            return kernels::ConstRow(m_Work->MaskRows()[row] + input.left - 1, columns + 2);
+            return kernels::ConstRow(shape.Row(row).subspan(static_cast<std::size_t>(input.left - 1), columns + 2));
         };
         kernels::EmbossMaskRow(weights, {mask(y - 1), mask(y), mask(y + 1)}, relief);
         kernels::ApplyReliefRow({m_Cache->Rows()[y] + input.left * 3, columns * 3}, relief, Active().innerOn);
@@ -159,38 +169,49 @@ bool CSchattenFilter::Buttonize() {
     return true;
 }
 
-/// Lays the picture on the shadow, which becomes the result.
-bool CSchattenFilter::DropShadow() {
-    if (!Over(*m_Work, *m_Cache, Whole())) return false;
-    m_Work.swap(m_Cache);
+/// Lays the picture on a shadow.
+bool CSchattenFilter::DropShadow(const MaskPicture& shadow, const kernels::ByteTable& opacity) {
+    const auto picture = passes::PlanesOf(*m_Cache, m_Out.Width, m_Out.Height);
+    for (std::int64_t y = m_Out.Height - 1; y >= 0; --y) {
+        if (Aborted()) return false;
+        kernels::TableRow(shadow.Row(y), opacity);
+        kernels::LayOnColorRow({picture.Pixels(y), picture.Mask(y)}, Color(), shadow.Row(y));
+    }
     return true;
 }
 
 /// Punches the shadow of everything that is not the picture into the picture, and, when it has a size, lays the result
 /// on a shadow that grows out evenly.
-FilterResult CSchattenFilter::InnerShadow() {
+bool CSchattenFilter::InnerShadow() {
     const int shadowX = m_nPadLeft + m_nShadowDX;
     const int shadowY = m_nPadBottom + m_nShadowDY;
-    CopyMask(shadowX, shadowY);
-    if (!BlurRounds(Input(shadowX, shadowY)) || !BlurRest()) return kNotDone;
-    const passes::MaskArea input = Input(m_nPadLeft, m_nPadBottom);
-    for (std::int64_t y = 0; y < m_Out.Height; ++y) {
-        if (Aborted()) return kNotDone;
-        std::uint8_t* shadow = m_Work->MaskRows()[y];
-        const std::uint8_t* picture = m_Cache->MaskRows()[y];
-        for (std::int64_t x = 0; x < m_Out.Width; ++x) shadow[x] = static_cast<std::uint8_t>(255 - shadow[x]);
-        if (y < input.bottom || y >= input.top) continue;
-        for (std::int64_t x = input.left; x < input.right; ++x)
-            shadow[x] = static_cast<std::uint8_t>(255 - (255 - picture[x]) * (255 - shadow[x]) / 255);
-    }
-    if (!Fill(100) || !Over(*m_Cache, *m_Work, input)) return kNotDone;
-    if (Active().size == 0) return S_OK;
-
-    m_Work->Clear();  // the picture's own mask has changed, so it is fetched again
-    if (const FilterResult result = FetchWhole(*m_Work, m_nPadLeft, m_nPadBottom); result.Failed()) return result;
-    if (!Spread() || !BlurRounds(input) || !BlurRest()) return kNotDone;
+    const MaskPicture shadow = CopyMask(shadowX, shadowY);
+    std::optional<MaskPicture> grown;
+    if (Active().size != 0) grown = CopyMask(m_nPadLeft, m_nPadBottom);  // the picture's own mask is about to change
+    if (!Blur(shadow, Input(shadowX, shadowY)) || !Punch(shadow)) return false;
+    if (!grown) return true;
     const std::int64_t percent = std::int64_t{Active().shadowDensity} * 85 / 100;
-    return Fill(static_cast<int>(std::clamp<std::int64_t>(percent, 50, 100))) && DropShadow() ? kDone : kNotDone;
+    return Spread(*grown) && Blur(*grown, Input(m_nPadLeft, m_nPadBottom)) &&
+           DropShadow(*grown, Opacity(static_cast<int>(std::clamp<std::int64_t>(percent, 50, 100))));
+}
+
+/// Lays what is not in the shadow over the picture, where there is any, in the shadow's colour.
+bool CSchattenFilter::Punch(const MaskPicture& shadow) {
+    const kernels::ByteTable opacity = Opacity(100);
+    const passes::MaskArea input = Input(m_nPadLeft, m_nPadBottom);
+    const auto picture = passes::PlanesOf(*m_Cache, m_Out.Width, m_Out.Height);
+    const auto columns = static_cast<std::size_t>(m_InActive.Width);
+    std::vector<std::uint8_t> colors(columns * 3);
+    for (std::size_t x = 0; x < columns; ++x) kernels::Store(&colors[3 * x], Color());
+    for (std::int64_t y = input.top - 1; y >= input.bottom; --y) {
+        if (Aborted()) return false;
+        const kernels::MaskedRow part = passes::Part(picture, y, input.left, input.right);
+        const kernels::Row mask = shadow.Row(y).subspan(static_cast<std::size_t>(input.left), columns);
+        kernels::OutsideMaskRow(mask, part.mask);
+        kernels::TableRow(mask, opacity);
+        kernels::OverRow(part, {colors, mask});
+    }
+    return true;
 }
 
 // Steps
@@ -200,76 +221,57 @@ passes::MaskArea CSchattenFilter::Input(int x, int y) const {
     return {x, y, std::int64_t{x} + m_InActive.Width, std::int64_t{y} + m_InActive.Height};
 }
 
-/// Puts the picture's mask, alone, into the work picture with its corner at (`x`, `y`).
-void CSchattenFilter::CopyMask(int x, int y) {
-    const auto width = static_cast<std::size_t>(m_Out.Width);
-    for (int row = 0; row < m_Out.Height; ++row) std::fill_n(m_Work->MaskRows()[row], width, std::uint8_t{255});
-    for (int row = 0; row < m_InActive.Height; ++row)
-        std::copy_n(m_Cache->MaskRows()[m_nPadBottom + row] + m_nPadLeft, m_InActive.Width,
-                    m_Work->MaskRows()[y + row] + x);
+/// The picture's mask, alone, with its corner at (`x`, `y`) of the output.
+CSchattenFilter::MaskPicture CSchattenFilter::CopyMask(int x, int y) const {
+    MaskPicture copy(m_Out.Width, m_Out.Height);
+    const auto columns = static_cast<std::size_t>(m_InActive.Width);
+    const auto left = static_cast<std::size_t>(x);
+    for (std::int64_t row = 0; row < m_Out.Height; ++row) {
+        const kernels::Row to = copy.Row(row);
+        if (row < y || row >= std::int64_t{y} + m_InActive.Height) {
+            std::ranges::fill(to, kNothing);
+            continue;
+        }
+        std::ranges::fill(to.first(left), kNothing);
+        std::copy_n(m_Cache->MaskRows()[m_nPadBottom + row - y] + m_nPadLeft, columns, to.data() + left);
+        std::ranges::fill(to.subspan(left + columns), kNothing);
+    }
+    return copy;
 }
 
-/// Grows the shape in the work picture by `m_nSize` pixels; a ring of that width stays as it is.
-bool CSchattenFilter::Spread() {
+/// Grows a shape by `m_nSize` pixels; a ring of that width stays as it is.
+bool CSchattenFilter::Spread(const MaskPicture& shape) const {
     const std::int64_t n = Active().size;
-    passes::MaskIteration grow(passes::PlanesOf(*m_Work, m_Out.Width, m_Out.Height), kernels::MinimumMaskRow);
+    passes::MaskIteration grow(shape.Planes(), kernels::MinimumMaskRow);
     for (std::int64_t round = 0; round < n && grow.Changed(); ++round)
         if (!grow.Step({n, n, m_Out.Width - n, m_Out.Height - n}, m_Abort)) return false;
     return true;
 }
 
-/// Blurs the mask of the work picture, each round over `area` grown by one pixel more.
-bool CSchattenFilter::BlurRounds(passes::MaskArea area) {
-    if (m_nBlurRounds == 0) return true;
-    passes::MaskIteration blur(passes::PlanesOf(*m_Work, m_Out.Width, m_Out.Height), kernels::SmoothMaskRow);
-    for (std::int32_t round = 0; round < m_nBlurRounds; ++round) {
-        area = {area.left - 1, area.bottom - 1, area.right + 1, area.top + 1};
-        if (!blur.Step(area, m_Abort)) return false;
+/// Blurs a mask, each round over `area` grown by one pixel more, and last by the part of a round that is left.
+bool CSchattenFilter::Blur(const MaskPicture& shape, passes::MaskArea area) const {
+    if (m_nBlurRounds != 0) {
+        passes::MaskIteration blur(shape.Planes(), kernels::SmoothMaskRow);
+        for (std::int32_t round = 0; round < m_nBlurRounds; ++round) {
+            area = {area.left - 1, area.bottom - 1, area.right + 1, area.top + 1};
+            if (!blur.Step(area, m_Abort)) return false;
+        }
     }
-    return true;
-}
-
-/// The part of a round that is left.
-bool CSchattenFilter::BlurRest() {
     if (m_nBlurRest == 0) return true;
-    passes::MaskIteration blur(passes::PlanesOf(*m_Work, m_Out.Width, m_Out.Height),
+    passes::MaskIteration rest(shape.Planes(),
                                [fifths = m_nBlurRest](const kernels::MaskNeighbours& rows, kernels::Row out) {
                                    kernels::SmoothMaskRowInPart(fifths, rows, out);
                                });
-    return blur.Step(Whole(), m_Abort);
+    return rest.Step(Whole(), m_Abort);
 }
 
-/// Gives the work picture the shadow's colour, and its mask `percent` of the shadow's density.
-bool CSchattenFilter::Fill(int percent) {
-    const SchattenParameters& shadow = Active();
-    const std::int64_t k = std::int64_t{shadow.shadowDensity} * 255 * percent / 10000;
+/// What a mask byte of the shape becomes in its shadow, at `percent` of the shadow's density.
+kernels::ByteTable CSchattenFilter::Opacity(int percent) const {
+    const std::int64_t k = std::int64_t{Active().shadowDensity} * 255 * percent / 10000;
     kernels::ByteTable opacity;
     for (int m = 0; m < 256; ++m)
         opacity[static_cast<std::size_t>(m)] = static_cast<std::uint8_t>(255 - k * (255 - m) / 255);
-    for (int y = 0; y < m_Out.Height; ++y) {
-        if (Aborted()) return false;
-        std::uint8_t* pixels = m_Work->Rows()[y];
-        std::uint8_t* mask = m_Work->MaskRows()[y];
-        for (int x = 0; x < m_Out.Width; ++x) {
-            pixels[3 * x] = shadow.shadowBlue;
-            pixels[3 * x + 1] = shadow.shadowGreen;
-            pixels[3 * x + 2] = shadow.shadowRed;
-            mask[x] = opacity[mask[x]];
-        }
-    }
-    return true;
-}
-
-/// Lays `over` over `under`, which takes the result, within an area.
-bool CSchattenFilter::Over(CWorkImage& under, const CWorkImage& over, const passes::MaskArea& area) {
-    const auto part = [&](const CWorkImage& image, std::int64_t y) {
-        return passes::Part(passes::PlanesOf(image, m_Out.Width, m_Out.Height), y, area.left, area.right);
-    };
-    for (std::int64_t y = area.top - 1; y >= area.bottom; --y) {
-        if (Aborted()) return false;
-        kernels::OverRow(part(under, y), part(over, y));
-    }
-    return true;
+    return opacity;
 }
 
 }  // namespace kestrel

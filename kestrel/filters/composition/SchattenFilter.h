@@ -1,5 +1,7 @@
 #pragma once
 #include "kestrel/framework/TwinFilter.h"
+#include "kestrel/kernels/ByteTable.h"
+#include "kestrel/kernels/Hsl.h"
 #include "kestrel/passes/MaskIteration.h"
 
 namespace kestrel {
@@ -99,18 +101,32 @@ private:
     void RecalcGeometry();
     void RecalcLight();
 
+    /// A mask of the output's size without a picture.
+    class MaskPicture {
+    public:
+        MaskPicture(int width, int height) : rows_(width, height, false, true), width_(width), height_(height) {}
+        passes::Planes Planes() const { return passes::PlanesOf(rows_, width_, height_); }
+        kernels::Row Row(std::int64_t y) const { return Planes().Mask(y); }
+
+    private:
+        CWorkImage rows_;
+        int width_;
+        int height_;
+    };
+
     FilterResult Compute();
+    FilterResult FetchPadded();
     bool Buttonize();
-    bool DropShadow();
-    FilterResult InnerShadow();
+    bool DropShadow(const MaskPicture& shadow, const kernels::ByteTable& opacity);
+    bool InnerShadow();
+    bool Punch(const MaskPicture& shadow);
 
     passes::MaskArea Input(int x, int y) const;
-    void CopyMask(int x, int y);
-    bool Spread();
-    bool BlurRounds(passes::MaskArea area);
-    bool BlurRest();
-    bool Fill(int percent);
-    bool Over(CWorkImage& under, const CWorkImage& over, const passes::MaskArea& area);
+    MaskPicture CopyMask(int x, int y) const;
+    bool Spread(const MaskPicture& shape) const;
+    bool Blur(const MaskPicture& shape, passes::MaskArea area) const;
+    kernels::ByteTable Opacity(int percent) const;
+    kernels::Bgr Color() const { return {Active().shadowBlue, Active().shadowGreen, Active().shadowRed}; }
     passes::MaskArea Whole() const { return {0, 0, m_Out.Width, m_Out.Height}; }
 
     std::int32_t m_nBlurRounds = 0;

@@ -1,5 +1,8 @@
 #pragma once
+#include <vector>
+
 #include "kestrel/framework/TwinFilter.h"
+#include "kestrel/kernels/FadeRow.h"
 
 namespace kestrel {
 
@@ -65,6 +68,21 @@ protected:
     FilterResult MakePixels(const PixelRequest& request) override;
     /// The version takes effect without a commit.
     SoftFrameParameters Shown() const override;
+
+private:
+    /// How a row fades towards the left and the right edge; the same for all rows of a picture.
+    struct ColumnFade {
+        bool left = false;
+        bool right = false;
+        std::int64_t width = 0;                ///< of the fade, pixels
+        std::vector<kernels::FadeStep> steps;  ///< one for each column; those that do not fade have any
+    };
+    /// Brings the steps up to date for a fade of this width.
+    void SetColumnFade(const SoftFrameParameters& frame, std::int64_t width);
+    /// Fades the part of row `y` that begins at column `x`.
+    void FadePart(const SoftFrameParameters& frame, std::int64_t y, std::int64_t x, std::span<std::uint8_t> mask) const;
+
+    ColumnFade columns_;
 };
 
 }  // namespace kestrel

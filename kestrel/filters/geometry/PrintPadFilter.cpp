@@ -1,25 +1,12 @@
 #include "kestrel/filters/geometry/PrintPadFilter.h"
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 #include <utility>
 
 #include "kestrel/filters/geometry/SizeFrom.h"
+#include "kestrel/kernels/Composite.h"
 
 namespace kestrel {
-namespace {
-
-/// Lays a pixel over the pad.
-void FlattenPixel(std::uint8_t* pixel, std::uint8_t* mask, const std::array<std::uint8_t, 3>& pad) {
-    const int m = *mask;
-    if (m == 0) return;
-    for (std::size_t c = 0; c < 3; ++c) pixel[c] = static_cast<std::uint8_t>((pad[c] * m + pixel[c] * (255 - m)) / 255);
-    *mask = 0;
-}
-
-}  // namespace
-
 HRESULT CPrintPadFilter::CommitChanges() {
     committed_ = Pending();
     const std::int32_t copies = Active().copies;
@@ -56,11 +43,11 @@ FilterResult CPrintPadFilter::MakePixels(const PixelRequest& request) {
 FilterResult CPrintPadFilter::Pad() {
     if (const FilterResult result = FetchPadded(); result.Failed()) return result;
     const auto color = static_cast<std::uint32_t>(Active().padColor);
-    const std::array<std::uint8_t, 3> pad{static_cast<std::uint8_t>(color), static_cast<std::uint8_t>(color >> 8),
-                                          static_cast<std::uint8_t>(color >> 16)};
+    const kernels::Bgr pad{static_cast<std::uint8_t>(color), static_cast<std::uint8_t>(color >> 8),
+                           static_cast<std::uint8_t>(color >> 16)};
     return WalkRows(CachedPixels(m_Out.Width, m_Out.Height),
                     [&pad](std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
-                        for (std::size_t x = 0; x < mask.size(); ++x) FlattenPixel(&pixels[3 * x], &mask[x], pad);
+                        kernels::PaintInnerRow({pixels, mask}, pad, 0);  // an opaque board
                     });
 }
 

@@ -2,29 +2,9 @@
 
 #include <algorithm>
 
+#include "kestrel/kernels/Composite.h"
+
 namespace kestrel {
-namespace {
-
-/// Works one pixel and its mask byte in place.
-void Rule(std::uint8_t* pixel, std::uint8_t& mask, const InvertMaskParameters& p) {
-    const std::int64_t shown = 255 - mask;
-    const std::int64_t hidden = mask;
-    const std::int64_t stays = 100 - std::int64_t{p.transparency};
-    const std::int64_t turns = p.transparency;
-    const std::int64_t a = shown * stays;
-    const std::int64_t b = hidden * turns;
-    if (a + b == 0) {
-        mask = 255;
-        return;
-    }
-    pixel[0] = static_cast<std::uint8_t>((pixel[0] * a + p.blue * b) / (a + b));
-    pixel[1] = static_cast<std::uint8_t>((pixel[1] * a + p.green * b) / (a + b));
-    pixel[2] = static_cast<std::uint8_t>((pixel[2] * a + p.red * b) / (a + b));
-    mask = static_cast<std::uint8_t>((hidden * stays + shown * turns) / 100);
-}
-
-}  // namespace
-
 HRESULT CInvertMaskFilter::CommitChanges() {
     TwinFilter::CommitChanges();
     // The cache holds the whole frame. For a picture with an offset this leaves the accepted geometry unlike the
@@ -43,13 +23,13 @@ FilterResult CInvertMaskFilter::InvertCache() {
     if (const FilterResult result = FetchIntoCache(); result.Failed()) return result;
     return WalkRows(CachedPixels(m_InActive.Width, FetchedRows()),
                     [this](std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
-                        for (std::size_t x = 0; x < mask.size(); ++x) Rule(&pixels[3 * x], mask[x], Active());
+                        kernels::InvertMaskRow({pixels, mask}, Active().Color(), Active().transparency);
                     });
 }
 
 HRESULT CInvertMaskFilter::TransformColor(unsigned char* pixel) {
     const HRESULT result = CPdibFilter::TransformColor(pixel);
-    Rule(pixel, pixel[3], Active());
+    kernels::InvertMaskPixel(pixel, pixel[3], Active().Color(), Active().transparency);
     return result;
 }
 

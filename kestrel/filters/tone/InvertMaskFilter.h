@@ -1,5 +1,6 @@
 #pragma once
 #include "kestrel/framework/TwinFilter.h"
+#include "kestrel/kernels/Hsl.h"
 
 namespace kestrel {
 
@@ -8,6 +9,8 @@ struct InvertMaskParameters {
     std::uint8_t green = 255;
     std::uint8_t blue = 255;
     std::int32_t transparency = 0;  ///< percent of the opposite mask, 0..100
+
+    kernels::Bgr Color() const { return {blue, green, red}; }
 };
 
 inline constexpr ParameterTable<InvertMaskParameters, 4> kInvertMaskText{
