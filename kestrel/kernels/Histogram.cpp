@@ -1,15 +1,102 @@
-#include "kestrel/kernels/Histogram.h"
+#include "kestrel/kernels/Histogram.h"  // plain headers first: nothing shared may be compiled for one target
+
+#include <algorithm>
+#include <cstring>
 
 #include "kestrel/kernels/ColourRows.h"
 
-namespace kestrel::kernels {
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "kestrel/kernels/Histogram.cpp"
+#include <hwy/foreach_target.h>  // compiles this file once for each instruction set
 
+#include "kestrel/kernels/Rows-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace kestrel::kernels::HWY_NAMESPACE {
+
+void MeasureLuminance(ConstRow row, std::uint8_t* HWY_RESTRICT out) {
+    std::size_t i = 0;
+#if HWY_TARGET != HWY_SCALAR
+    const hn::ScalableTag<std::uint16_t> d;
+    const hn::Rebind<std::uint8_t, decltype(d)> d8;
+    for (; i + 3 * hn::Lanes(d) <= row.size(); i += 3 * hn::Lanes(d)) {
+        hn::Vec<decltype(d8)> blue, green, red;
+        hn::LoadInterleaved3(d8, row.data() + i, blue, green, red);
+        const auto y = LuminanceLanes(d, hn::PromoteTo(d, blue), hn::PromoteTo(d, green), hn::PromoteTo(d, red));
+        hn::StoreU(hn::DemoteTo(d8, hn::BitCast(hn::RebindToSigned<decltype(d)>(), y)), d8, out + i / 3);
+    }
+#endif
+    for (; i + 2 < row.size(); i += 3) out[i / 3] = Luminance(Load(&row[i]));
+}
+
+}  // namespace kestrel::kernels::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace kestrel::kernels {
+namespace {
+
+/// Counts of bytes in four tables, so that the same tone many times in a row does not wait for its own counts.
+class SplitCount {
+public:
+    void Add(std::size_t table, std::uint64_t byte) { ++tables_[table % kTables][byte & 255]; }
+    void AddTo(Histogram& histogram) const {
+        for (const Histogram& table : tables_)
+            for (std::size_t i = 0; i < table.size(); ++i) histogram[i] += table[i];
+    }
+
+private:
+    static constexpr std::size_t kTables = 4;
+    std::array<Histogram, kTables> tables_{};
+};
+
+/// Rows of fewer pixels are not worth the tables.
+constexpr std::size_t kShortRow = 512;
+
+void CountBytes(ConstRow bytes, SplitCount& count) {
+    std::size_t i = 0;
+    for (; i + 8 <= bytes.size(); i += 8) {
+        std::uint64_t eight;
+        std::memcpy(&eight, bytes.data() + i, 8);
+        for (std::size_t k = 0; k < 8; ++k) count.Add(k, eight >> (8 * k));
+    }
+    for (; i < bytes.size(); ++i) count.Add(0, bytes[i]);
+}
+
+}  // namespace
+
+HWY_EXPORT(MeasureLuminance);
 void CountLuminance(ConstRow row, Histogram& luminance) {
-    for (std::size_t i = 0; i + 2 < row.size(); i += 3) ++luminance[Luminance(Load(&row[i]))];
+    if (row.size() < 3 * kShortRow) {
+        for (std::size_t i = 0; i + 2 < row.size(); i += 3) ++luminance[Luminance(Load(&row[i]))];
+        return;
+    }
+    constexpr std::size_t kPart = 1024;  // pixels; their luminance stays in the nearest cache
+    std::array<std::uint8_t, kPart> bytes;
+    SplitCount count;
+    for (std::size_t i = 0; i < row.size(); i += 3 * kPart) {
+        const ConstRow part = row.subspan(i, std::min(3 * kPart, row.size() - i));
+        HWY_DYNAMIC_DISPATCH(MeasureLuminance)(part, bytes.data());
+        CountBytes(ConstRow(bytes).first(part.size() / 3), count);
+    }
+    count.AddTo(luminance);
 }
 
 void CountChannels(ConstRow row, ChannelHistograms& channels) {
-    for (std::size_t i = 0; i + 2 < row.size(); i += 3) {
+    std::size_t i = 0;
+    if (row.size() >= 3 * kShortRow) {
+        SplitCount blue, green, red;
+        for (; i + 12 <= row.size(); i += 12)
+            for (std::size_t k = 0; k < 4; ++k) {
+                blue.Add(k, row[i + 3 * k]);
+                green.Add(k, row[i + 3 * k + 1]);
+                red.Add(k, row[i + 3 * k + 2]);
+            }
+        blue.AddTo(channels.blue);
+        green.AddTo(channels.green);
+        red.AddTo(channels.red);
+    }
+    for (; i + 2 < row.size(); i += 3) {
         ++channels.blue[row[i]];
         ++channels.green[row[i + 1]];
         ++channels.red[row[i + 2]];
@@ -38,3 +125,4 @@ ByteTable LevelsTable(std::int64_t low, std::int64_t high) {
 }
 
 }  // namespace kestrel::kernels
+#endif

@@ -2,12 +2,18 @@
 #include "kestrel/kernels/Histogram.h"
 
 #include <gtest/gtest.h>
+#include <hwy/highway.h>
+#include <hwy/tests/hwy_gtest.h>
 
 #include <climits>
+#include <random>
 #include <vector>
 
 namespace kestrel::kernels {
 namespace {
+
+struct HistogramTest : hwy::TestWithParamTarget {};
+HWY_TARGET_INSTANTIATE_TEST_SUITE_P(HistogramTest);
 
 TEST(Histogram, CountsEveryPixelOfARow) {
     // Blue alone weighs 28/256, green 151/256, red 77/256, each cut.
@@ -29,6 +35,26 @@ TEST(Histogram, CountsEveryPixelOfARow) {
     EXPECT_EQ(channels.blue[7], 1U);
     EXPECT_EQ(channels.green[8], 1U);
     EXPECT_EQ(channels.red[9], 3U);
+}
+
+TEST_P(HistogramTest, LongRowsAreCountedLikeTheirPixels) {
+    std::mt19937 random(4);
+    for (const std::size_t pixels : {510u, 511u, 512u, 513u, 530u, 1023u, 1024u, 1025u, 1500u, 3079u}) {
+        std::vector<std::uint8_t> row(pixels * 3);
+        for (auto& byte : row) byte = static_cast<std::uint8_t>(random() % 5 ? random() : 255);
+        Histogram luminance{}, wanted{};
+        ChannelHistograms channels, want;
+        for (std::size_t i = 0; i < row.size(); i += 3) {
+            ++wanted[static_cast<std::size_t>(77 * row[i + 2] + 151 * row[i + 1] + 28 * row[i]) / 256];
+            ++want.blue[row[i]], ++want.green[row[i + 1]], ++want.red[row[i + 2]];
+        }
+        CountLuminance(row, luminance);
+        CountChannels(row, channels);
+        EXPECT_EQ(luminance, wanted) << pixels;
+        EXPECT_EQ(channels.blue, want.blue) << pixels;
+        EXPECT_EQ(channels.green, want.green) << pixels;
+        EXPECT_EQ(channels.red, want.red) << pixels;
+    }
 }
 
 TEST(Histogram, ClipGivesUpTonesUntilEnoughPixelsAreGone) {

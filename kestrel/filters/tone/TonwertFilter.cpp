@@ -11,14 +11,21 @@
 namespace kestrel {
 
 FilterResult CTonwertFilter::Measure(const PixelRequest& request) {
-    if (FetchIntoCache() != S_OK) return kNotDone;
+    const TonwertParameters& p = Active();
+    const bool needsLuma = p.autoTone || (p.autoContrast && !p.autoContrastRGB);
+    const bool needsChannels = p.autoContrast && p.autoContrastRGB;
     HistLuma = {};
     const auto channels = std::make_unique<kernels::ChannelHistograms>();  // too large for a stack of many links
     const auto count = [&](std::span<const std::uint8_t> pixels) {
-        kernels::CountLuminance(pixels, HistLuma);
-        kernels::CountChannels(pixels, *channels);
+        if (needsLuma) kernels::CountLuminance(pixels, HistLuma);
+        if (needsChannels) kernels::CountChannels(pixels, *channels);
     };
-    if (WalkRows(CachedPixels(m_InActive.Width, m_InActive.Height), count) != S_OK) return kNotDone;
+    const auto countBand = [&](int first, int end) {
+        PixelRequest band = CachedPixels(m_InActive.Width, end - first);
+        band.dstY = first;
+        return WalkRows(band, count);
+    };
+    if (FetchIntoCache(countBand) != S_OK) return kNotDone;
     HistRed = channels->red;
     HistGreen = channels->green;
     HistBlue = channels->blue;

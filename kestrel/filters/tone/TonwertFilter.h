@@ -71,7 +71,7 @@ private:
         std::int64_t white;
     };
 
-    /// Fetches the whole picture into the cache and counts it.
+    /// Fetches the whole picture into the cache and counts it, as far as the counts are needed.
     FilterResult Measure(const PixelRequest& request);
     /// What each byte becomes in this request.
     kernels::ChannelTables Tables(const PixelRequest& request) const;
@@ -79,6 +79,7 @@ private:
     /// The automatic midtone, -100..100, for a request of `pixels` pixels.
     std::int64_t EstimateMidtone(double pixels, BlackWhite points) const;
 
+    // Counted only as far as the active values need them: a change of those has the picture counted again.
     kernels::Histogram HistLuma{};
     kernels::Histogram HistRed{};
     kernels::Histogram HistGreen{};
