@@ -19,6 +19,17 @@ HWY_INLINE V MixPercent16(D d, V over, V under, std::uint16_t opacity) {
     return hn::ShiftRight<3>(hn::MulHigh(mix, hn::Set(d, std::uint16_t{5243})));  // mix / 100, proved below
 }
 
+/// The whole negative.
+void NegativeRow(Row row) {
+    std::size_t i = 0;
+#if HWY_TARGET != HWY_SCALAR
+    const hn::ScalableTag<std::uint8_t> d;
+    for (; i + hn::Lanes(d) <= row.size(); i += hn::Lanes(d))
+        hn::StoreU(hn::Not(hn::LoadU(d, row.data() + i)), d, row.data() + i);
+#endif
+    for (; i < row.size(); ++i) row[i] = InvertByte(row[i], 100);
+}
+
 void InvertRow(Row row, std::int32_t inversity) {
     const auto opacity = static_cast<std::uint16_t>(inversity);
     const auto wide = [opacity](auto d, auto p)
@@ -121,8 +132,10 @@ constexpr bool IsPercent(std::int32_t value) { return value >= 0 && value <= 100
 
 }  // namespace
 
+HWY_EXPORT(NegativeRow);
 HWY_EXPORT(InvertRow);
 void InvertRow(Row row, std::int32_t inversity) {
+    if (inversity == 100) return HWY_DYNAMIC_DISPATCH(NegativeRow)(row);
     if (IsPercent(inversity)) return HWY_DYNAMIC_DISPATCH(InvertRow)(row, inversity);
     for (std::uint8_t& byte : row) byte = InvertByte(byte, inversity);
 }

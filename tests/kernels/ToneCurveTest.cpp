@@ -166,5 +166,16 @@ TEST(LinearTable, NodesOutOfOrderFillTheWholeTable) {
     EXPECT_EQ(first, second);
 }
 
+TEST(CurveTable, StraightNodesChangeNothingByEitherRule) {
+    const Nodes straight = {{0, 0}, {255, 255}};
+    for (const auto form : {SplineTable, LinearTable}) {
+        ByteTable table{};
+        ASSERT_TRUE(form(straight, table));
+        EXPECT_EQ(table, kIdentityTable);
+    }
+    EXPECT_EQ(CurveTable(straight, false), kIdentityTable);
+    EXPECT_NE(CurveTable(Nodes{{0, 0}, {255, 254}}, true), kIdentityTable);
+}
+
 }  // namespace
 }  // namespace kestrel::kernels

@@ -1,5 +1,6 @@
 // Every compiled instruction set gives the bytes of the one-pixel rules of the curve, hue and mixer filters: random
 // settings, all quotients, all tails, nothing beyond.
+#define HWY_WANT_AVX3_DL  // which the byte tables are compiled for too
 #include <gtest/gtest.h>
 #include <hwy/highway.h>
 #include <hwy/tests/hwy_gtest.h>
