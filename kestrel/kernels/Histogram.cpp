@@ -14,16 +14,18 @@
 HWY_BEFORE_NAMESPACE();
 namespace kestrel::kernels::HWY_NAMESPACE {
 
-void MeasureLuminance(ConstRow row, std::uint8_t* HWY_RESTRICT out) {
+void MeasureLuminance(ConstRow row, Row luminance) {
+    std::uint8_t* const out = luminance.data();
     std::size_t i = 0;
 #if HWY_TARGET != HWY_SCALAR
-    const hn::ScalableTag<std::uint16_t> d;
-    const hn::Rebind<std::uint8_t, decltype(d)> d8;
-    for (; i + 3 * hn::Lanes(d) <= row.size(); i += 3 * hn::Lanes(d)) {
+    const hn::ScalableTag<std::uint8_t> d8;
+    const hn::RepartitionToWide<decltype(d8)> d;
+    for (; i + 3 * hn::Lanes(d8) <= row.size(); i += 3 * hn::Lanes(d8)) {
         hn::Vec<decltype(d8)> blue, green, red;
         hn::LoadInterleaved3(d8, row.data() + i, blue, green, red);
-        const auto y = LuminanceLanes(d, hn::PromoteTo(d, blue), hn::PromoteTo(d, green), hn::PromoteTo(d, red));
-        hn::StoreU(hn::DemoteTo(d8, hn::BitCast(hn::RebindToSigned<decltype(d)>(), y)), d8, out + i / 3);
+        const auto even = LuminanceLanes(d, ByteOfLanes<0>(d, blue), ByteOfLanes<0>(d, green), ByteOfLanes<0>(d, red));
+        const auto odd = LuminanceLanes(d, ByteOfLanes<1>(d, blue), ByteOfLanes<1>(d, green), ByteOfLanes<1>(d, red));
+        hn::StoreU(hn::Or(LanesToByte<0>(d, even), LanesToByte<1>(d, odd)), d8, out + i / 3);
     }
 #endif
     for (; i + 2 < row.size(); i += 3) out[i / 3] = Luminance(Load(&row[i]));
@@ -66,6 +68,8 @@ void CountBytes(ConstRow bytes, SplitCount& count) {
 }  // namespace
 
 HWY_EXPORT(MeasureLuminance);
+void MeasureLuminance(ConstRow row, Row luminance) { HWY_DYNAMIC_DISPATCH(MeasureLuminance)(row, luminance); }
+
 void CountLuminance(ConstRow row, Histogram& luminance) {
     if (row.size() < 3 * kShortRow) {
         for (std::size_t i = 0; i + 2 < row.size(); i += 3) ++luminance[Luminance(Load(&row[i]))];
@@ -76,7 +80,7 @@ void CountLuminance(ConstRow row, Histogram& luminance) {
     SplitCount count;
     for (std::size_t i = 0; i < row.size(); i += 3 * kPart) {
         const ConstRow part = row.subspan(i, std::min(3 * kPart, row.size() - i));
-        HWY_DYNAMIC_DISPATCH(MeasureLuminance)(part, bytes.data());
+        MeasureLuminance(part, bytes);
         CountBytes(ConstRow(bytes).first(part.size() / 3), count);
     }
     count.AddTo(luminance);

@@ -10,6 +10,9 @@ namespace kestrel::kernels {
 /// Number of pixels of each tone 0..255. Every pixel counts, whatever its mask.
 using Histogram = std::array<std::uint32_t, 256>;
 
+/// The luminance of each pixel of a row of blue, green, red.
+void MeasureLuminance(ConstRow row, Row luminance);
+
 /// Adds the luminance of each pixel of a row of blue, green, red.
 void CountLuminance(ConstRow row, Histogram& luminance);
 

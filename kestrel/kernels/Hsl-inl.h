@@ -25,18 +25,31 @@ struct BgrLanes {
     V red;
 };
 
+/// Bytes divided by 255.
+template <class D, class V>
+HWY_INLINE V ShareLanes(D d, V byte) {
+    return hn::Add(hn::Mul(byte, hn::Set(d, kShareHigh)), hn::Mul(byte, hn::Set(d, kShareLow)));
+}
+
+/// The lightness alone: of two channels, since a share grows with its byte.
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V LightnessLanes(D d, BgrLanes<V> p) {
+    const V max = ShareLanes(d, hn::Max(hn::Max(p.red, p.green), p.blue));
+    const V min = ShareLanes(d, hn::Min(hn::Min(p.red, p.green), p.blue));
+    return hn::Mul(hn::Add(max, min), hn::Set(d, 0.5));
+}
+
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE HslLanes<V> RgbToHslLanes(D d, BgrLanes<V> p) {
-    const V full = hn::Set(d, 255.0);
-    const V r = hn::Div(p.red, full);
-    const V g = hn::Div(p.green, full);
-    const V b = hn::Div(p.blue, full);
+    const V r = ShareLanes(d, p.red);
+    const V g = ShareLanes(d, p.green);
+    const V b = ShareLanes(d, p.blue);
     const V max = hn::Max(hn::Max(r, g), b);
     const V min = hn::Min(hn::Min(r, g), b);
     const V sum = hn::Add(max, min);
     const V spread = hn::Sub(max, min);
     const V two = hn::Set(d, 2.0);
-    const V lightness = hn::Div(sum, two);
+    const V lightness = hn::Mul(sum, hn::Set(d, 0.5));
     const auto grey = hn::Eq(max, min);
     const V base = hn::IfThenElse(hn::Le(lightness, hn::Set(d, 0.5)), sum, hn::Sub(two, sum));
     const auto redMax = hn::Eq(r, max);
@@ -48,48 +61,83 @@ HWY_INLINE HslLanes<V> RgbToHslLanes(D d, BgrLanes<V> p) {
     return {hn::IfThenZeroElse(grey, hue), lightness, hn::IfThenZeroElse(grey, hn::Div(spread, base))};
 }
 
-/// Back to channels scaled to 255, as doubles that are still to be truncated.
+/// The lower and the upper of the values that channels of a lightness and a saturation lie between.
+template <class V>
+struct ChannelRange {
+    V lower;
+    V upper;
+};
+template <class D, class V>
+HWY_INLINE ChannelRange<V> ChannelRangeLanes(D d, V lightness, V saturation) {
+    const V one = hn::Set(d, 1.0);
+    const V lower = hn::IfThenElse(hn::Le(lightness, hn::Set(d, 0.5)), hn::Mul(hn::Sub(one, saturation), lightness),
+                                   hn::Sub(lightness, hn::Mul(hn::Sub(one, lightness), saturation)));
+    return {lower, hn::Sub(hn::Mul(hn::Set(d, 2.0), lightness), lower)};
+}
+
+/// Colours of one hue and saturation, of which only the lightness varies from pixel to pixel.
+class OneHue {
+public:
+    OneHue(double hue, double saturation) : saturation_(saturation), grey_(saturation <= 0.000001) {
+        const double h = (hue >= 360 ? 0.0 : hue) / 60;
+        const int sextant = h < 1 ? 0 : h < 2 ? 1 : h < 3 ? 2 : h < 4 ? 3 : h < 5 ? 4 : 5;
+        const int even = (sextant + 1) / 2 * 2;
+        distance_ = sextant % 2 == 0 ? h - even : even - h;
+        // Which of the lower, the upper and the one between blue, green and red are.
+        constexpr int kParts[6][3] = {{0, 2, 1}, {0, 1, 2}, {2, 1, 0}, {1, 2, 0}, {1, 0, 2}, {2, 0, 1}};
+        for (int i = 0; i < 3; ++i) parts_[i] = kParts[sextant][i];
+    }
+    /// Channels scaled to 255, as doubles that are still to be truncated.
+    template <class D, class V>
+    HWY_INLINE BgrLanes<V> operator()(D d, V lightness) const {
+        const V full = hn::Set(d, 255.0);
+        if (grey_) {
+            const V all = hn::Mul(lightness, full);
+            return {all, all, all};
+        }
+        const auto range = ChannelRangeLanes(d, lightness, V{hn::Set(d, saturation_)});
+        const V between = hn::Add(hn::Mul(hn::Sub(range.upper, range.lower), hn::Set(d, distance_)), range.lower);
+        const V values[3] = {hn::Mul(range.lower, full), hn::Mul(range.upper, full), hn::Mul(between, full)};
+        return {values[parts_[0]], values[parts_[1]], values[parts_[2]]};
+    }
+
+private:
+    double saturation_;
+    double distance_;
+    int parts_[3];
+    bool grey_;
+};
+
+/// Back to channels scaled to 255, as doubles that are still to be truncated, for hues of 0 and more.
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE BgrLanes<V> HslToRgbLanes(D d, HslLanes<V> c) {
     const V one = hn::Set(d, 1.0);
     const V full = hn::Set(d, 255.0);
-    const V m1 = hn::IfThenElse(hn::Le(c.lightness, hn::Set(d, 0.5)), hn::Mul(hn::Sub(one, c.saturation), c.lightness),
-                                hn::Sub(c.lightness, hn::Mul(hn::Sub(one, c.lightness), c.saturation)));
-    const V m2 = hn::Sub(hn::Mul(hn::Set(d, 2.0), c.lightness), m1);
+    const V two = hn::Set(d, 2.0);
+    const auto range = ChannelRangeLanes(d, c.lightness, c.saturation);
+    const auto grey = hn::Le(c.saturation, hn::Set(d, 0.000001));
+    const V m1 = hn::IfThenElse(grey, c.lightness, range.lower);
+    const V m2 = hn::IfThenElse(grey, c.lightness, range.upper);
     const V hue = hn::IfThenZeroElse(hn::Ge(c.hue, hn::Set(d, 360.0)), c.hue);
     const V h = hn::Div(hue, hn::Set(d, 60.0));
-    const V spread = hn::Sub(m2, m1);
     const auto below1 = hn::Lt(h, one);
-    const auto below2 = hn::Lt(h, hn::Set(d, 2.0));
+    const auto below2 = hn::Lt(h, two);
     const auto below3 = hn::Lt(h, hn::Set(d, 3.0));
     const auto below4 = hn::Lt(h, hn::Set(d, 4.0));
     const auto below5 = hn::Lt(h, hn::Set(d, 5.0));
-    // The one channel that lies between m1 and m2: spread * (distance from the sextant's end) + m1.
-    const V distance =
-        hn::IfThenElse(below1, h,
-                       hn::IfThenElse(below2, hn::Sub(hn::Set(d, 2.0), h),
-                                      hn::IfThenElse(below3, hn::Sub(h, hn::Set(d, 2.0)),
-                                                     hn::IfThenElse(below4, hn::Sub(hn::Set(d, 4.0), h),
-                                                                    hn::IfThenElse(below5, hn::Sub(h, hn::Set(d, 4.0)),
-                                                                                   hn::Sub(hn::Set(d, 6.0), h))))));
-    const V between = hn::Add(hn::Mul(spread, distance), m1);
+    // The one channel that lies between m1 and m2 goes by the distance to the nearest of 0, 2, 4, 6. Doubles of this
+    // size are even; half way between two both are as far.
+    const V even = hn::Set(d, 0x1.8p53);
+    const V distance = hn::Abs(hn::Sub(h, hn::Sub(hn::Add(h, even), even)));
+    const V between = hn::Add(hn::Mul(hn::Sub(m2, m1), distance), m1);
     const V red = hn::IfThenElse(
         below1, m2, hn::IfThenElse(below2, between, hn::IfThenElse(below4, m1, hn::IfThenElse(below5, between, m2))));
     const V green = hn::IfThenElse(below1, between, hn::IfThenElse(below3, m2, hn::IfThenElse(below4, between, m1)));
     const V blue = hn::IfThenElse(below2, m1, hn::IfThenElse(below3, between, hn::IfThenElse(below5, m2, between)));
-    const auto grey = hn::Le(c.saturation, hn::Set(d, 0.000001));
-    return {hn::Mul(hn::IfThenElse(grey, c.lightness, blue), full),
-            hn::Mul(hn::IfThenElse(grey, c.lightness, green), full),
-            hn::Mul(hn::IfThenElse(grey, c.lightness, red), full)};
+    return {hn::Mul(blue, full), hn::Mul(green, full), hn::Mul(red, full)};
 }
 
-/// Doubles that fit 32 bits, truncated.
-template <class D, class V>
-HWY_INLINE V TruncateLanes(D d, V value) {
-    const hn::Rebind<std::int32_t, D> d32;
-    return hn::PromoteTo(d, hn::DemoteTo(d32, value));
-}
-
+#if HWY_TARGET != HWY_SCALAR  // one lane is slower than the plain form
 /// Pixels that are taken apart at once: their planes and what is made of them stay in the nearest cache.
 constexpr std::size_t kChunk = 192;
 
@@ -100,33 +148,38 @@ struct ChunkPlanes {
     HWY_ALIGN std::uint8_t to[3][kChunk];
 };
 
-/// Pixels by chunks: `chunk(planes, pixels)` makes `to` from `from` for a multiple of 16 pixels, `plain(Bgr)` does one
-/// pixel.
+/// Pixels by chunks: `chunk(planes, pixels, at)` makes `to` from `from` for a multiple of 16 pixels of the row, from
+/// `at` on, `plain(Bgr)` does one pixel.
 template <class Chunk, class Plain>
-void MapChunks(Row row, [[maybe_unused]] const Chunk& chunk, const Plain& plain) {
+void MapChunks(Row row, Chunk chunk, Plain plain) {
     std::size_t i = 0;
-#if HWY_TARGET != HWY_SCALAR
     constexpr std::size_t kBlock = 16;
-    const hn::FixedTag<std::uint8_t, kBlock> block;
+    const hn::FixedTag<std::uint8_t, kBlock> small;
+    const hn::ScalableTag<std::uint8_t> large;
     ChunkPlanes planes;
     for (std::size_t left = row.size() / (3 * kBlock) * kBlock; left > 0;) {
         const std::size_t pixels = left < kChunk ? left : kChunk;
         std::uint8_t* const bytes = row.data() + i;
-        for (std::size_t k = 0; k < pixels; k += kBlock) {
-            hn::Vec<decltype(block)> blue, green, red;
-            hn::LoadInterleaved3(block, bytes + 3 * k, blue, green, red);
-            hn::Store(blue, block, planes.from[0] + k);
-            hn::Store(green, block, planes.from[1] + k);
-            hn::Store(red, block, planes.from[2] + k);
-        }
-        chunk(planes, pixels);
-        for (std::size_t k = 0; k < pixels; k += kBlock)
-            hn::StoreInterleaved3(hn::Load(block, planes.to[0] + k), hn::Load(block, planes.to[1] + k),
-                                  hn::Load(block, planes.to[2] + k), block, bytes + 3 * k);
+        const auto part = [&](auto d8, std::size_t k) HWY_ATTR {
+            hn::Vec<decltype(d8)> blue, green, red;
+            hn::LoadInterleaved3(d8, bytes + 3 * k, blue, green, red);
+            hn::Store(blue, d8, planes.from[0] + k);
+            hn::Store(green, d8, planes.from[1] + k);
+            hn::Store(red, d8, planes.from[2] + k);
+        };
+        const auto join = [&](auto d8, std::size_t k) HWY_ATTR {
+            hn::StoreInterleaved3(hn::Load(d8, planes.to[0] + k), hn::Load(d8, planes.to[1] + k),
+                                  hn::Load(d8, planes.to[2] + k), d8, bytes + 3 * k);
+        };
+        const std::size_t end = pixels / hn::Lanes(large) * hn::Lanes(large);
+        for (std::size_t k = 0; k < end; k += hn::Lanes(large)) part(large, k);
+        for (std::size_t k = end; k < pixels; k += kBlock) part(small, k);
+        chunk(planes, pixels, i / 3);
+        for (std::size_t k = 0; k < end; k += hn::Lanes(large)) join(large, k);
+        for (std::size_t k = end; k < pixels; k += kBlock) join(small, k);
         i += 3 * pixels;
         left -= pixels;
     }
-#endif
     MapPixels(row.subspan(i), plain);
 }
 
@@ -140,37 +193,57 @@ HWY_INLINE BgrLanes<hn::Vec<D>> WidenLanes(D d, const std::uint8_t (&planes)[3][
             hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(d8, planes[2] + at)))};
 }
 
-/// The low bytes of doubles whose truncation fits 32 bits.
+/// The low bytes of two vectors of doubles whose truncation fits 32 bits.
 template <class D, class V>
-HWY_INLINE void NarrowLanes(D /*d*/, V value, std::uint8_t* to) {
-    const hn::Rebind<std::int32_t, D> d32;
-    const hn::Rebind<std::uint8_t, D> d8;
-    hn::StoreU(hn::DemoteTo(d8, hn::And(hn::DemoteTo(d32, value), hn::Set(d32, 255))), d8, to);
+HWY_INLINE void NarrowLanes(D /*d*/, V first, V second, std::uint8_t* to) {
+    const hn::Rebind<std::int32_t, D> half;
+    const hn::Twice<decltype(half)> d32;
+    const hn::Rebind<std::uint8_t, decltype(d32)> d8;
+    const auto both = hn::Combine(d32, hn::DemoteTo(half, second), hn::DemoteTo(half, first));
+    hn::StoreU(hn::DemoteTo(d8, hn::And(both, hn::Set(d32, 255))), d8, to);
 }
 
-/// Pixels as vectors of doubles: `wide(d, BgrLanes)` returns channels whose truncation fits 32 bits and whose low byte
-/// is the result, `plain(Bgr)` does one pixel.
+/// Pairs of vectors of doubles: `make(at)` returns the channels of the pixels from `at` on, as `NarrowLanes` takes
+/// them.
+template <class D, class Make>
+HWY_INLINE void NarrowPlanes(D d, ChunkPlanes& planes, std::size_t pixels, const Make& make) {
+    for (std::size_t k = 0; k < pixels; k += 2 * hn::Lanes(d)) {
+        const auto first = make(k);
+        const auto second = make(k + hn::Lanes(d));
+        NarrowLanes(d, first.blue, second.blue, planes.to[0] + k);
+        NarrowLanes(d, first.green, second.green, planes.to[1] + k);
+        NarrowLanes(d, first.red, second.red, planes.to[2] + k);
+    }
+}
+
+#endif
+
+/// Pixels as vectors of doubles: `wide(d, BgrLanes, at)` returns channels whose truncation fits 32 bits and whose low
+/// byte is the result, for the pixels of the row from `at` on, `plain(Bgr)` does one pixel.
 template <class Wide, class Plain>
-void MapDoubles(Row row, const Wide& wide, const Plain& plain) {
+void MapDoubles(Row row, [[maybe_unused]] Wide wide, Plain plain) {
+#if HWY_TARGET == HWY_SCALAR
+    MapPixels(row, plain);
+#else
     const hn::ScalableTag<double> d;
-    const auto chunk = [&](ChunkPlanes& planes, std::size_t pixels) HWY_ATTR {
-        for (std::size_t k = 0; k < pixels; k += hn::Lanes(d)) {
-            const auto out = wide(d, WidenLanes(d, planes.from, k));
-            NarrowLanes(d, out.blue, planes.to[0] + k);
-            NarrowLanes(d, out.green, planes.to[1] + k);
-            NarrowLanes(d, out.red, planes.to[2] + k);
-        }
+    const auto chunk = [&](ChunkPlanes& planes, std::size_t pixels, std::size_t at) HWY_ATTR {
+        NarrowPlanes(d, planes, pixels,
+                     [&](std::size_t k) HWY_ATTR { return wide(d, WidenLanes(d, planes.from, k), at + k); });
     };
     MapChunks(row, chunk, plain);
+#endif
 }
 
 /// Pixels by their hue, lightness and saturation: `change(d, HslLanes&)` changes them, `plain(Bgr)` does one pixel.
 /// Each of the three loops has chains short enough that several vectors are under way at once. With `keepsGreys`
 /// pixels without saturation stay as they are.
 template <class Change, class Plain>
-void MapHsl(Row row, [[maybe_unused]] bool keepsGreys, const Change& change, const Plain& plain) {
+void MapHsl(Row row, [[maybe_unused]] bool keepsGreys, [[maybe_unused]] Change change, Plain plain) {
+#if HWY_TARGET == HWY_SCALAR
+    MapPixels(row, plain);
+#else
     const hn::ScalableTag<double> d;
-    const auto chunk = [&](ChunkPlanes& planes, std::size_t pixels) HWY_ATTR {
+    const auto chunk = [&](ChunkPlanes& planes, std::size_t pixels, std::size_t /*at*/) HWY_ATTR {
         HWY_ALIGN double hue[kChunk];
         HWY_ALIGN double lightness[kChunk];
         HWY_ALIGN double saturation[kChunk];
@@ -190,7 +263,7 @@ void MapHsl(Row row, [[maybe_unused]] bool keepsGreys, const Change& change, con
             hn::Store(hsl.lightness, d, lightness + k);
             hn::Store(hsl.saturation, d, saturation + k);
         }
-        for (std::size_t k = 0; k < pixels; k += hn::Lanes(d)) {
+        NarrowPlanes(d, planes, pixels, [&](std::size_t k) HWY_ATTR {
             const HslLanes<V> hsl{hn::Load(d, hue + k), hn::Load(d, lightness + k), hn::Load(d, saturation + k)};
             auto out = HslToRgbLanes(d, hsl);
             if (keepsGreys) {
@@ -200,12 +273,11 @@ void MapHsl(Row row, [[maybe_unused]] bool keepsGreys, const Change& change, con
                 out.green = hn::IfThenElse(kept, old.green, out.green);
                 out.red = hn::IfThenElse(kept, old.red, out.red);
             }
-            NarrowLanes(d, out.blue, planes.to[0] + k);
-            NarrowLanes(d, out.green, planes.to[1] + k);
-            NarrowLanes(d, out.red, planes.to[2] + k);
-        }
+            return out;
+        });
     };
     MapChunks(row, chunk, plain);
+#endif
 }
 
 }  // namespace kestrel::kernels::HWY_NAMESPACE

@@ -20,6 +20,15 @@ struct Bgr {
     bool operator==(const Bgr&) const = default;
 };
 
+/// 1/255 in two parts: a byte times the upper part is exact, so that both products add up to the rounded quotient.
+inline constexpr double kShareHigh = static_cast<float>(1.0 / 255.0);
+inline constexpr double kShareLow = (1.0 - 255.0 * kShareHigh) / 255.0;
+static_assert([] {
+    for (int byte = 0; byte < 256; ++byte)
+        if (byte * kShareHigh + byte * kShareLow != byte / 255.0) return false;
+    return true;
+}());
+
 /// Double hexcone of three bytes; the order of the operations decides the last bit and is part of the rule.
 constexpr Hsl RgbToHsl(std::uint8_t red, std::uint8_t green, std::uint8_t blue) {
     const double r = red / 255.0;

@@ -19,11 +19,10 @@ void SaturateRow(Row row, double factor) {
 }
 
 void ColourRow(Row row, const Colouring& c) {
-    const auto wide = [&c](auto d, auto p) HWY_ATTR {
-        auto l = hn::Add(hn::Mul(RgbToHslLanes(d, p).lightness, hn::Set(d, c.scale)), hn::Set(d, c.offset));
+    const auto wide = [&c, colour = OneHue(c.colour.hue, c.colour.saturation)](auto d, auto p, std::size_t) HWY_ATTR {
+        auto l = hn::Add(hn::Mul(LightnessLanes(d, p), hn::Set(d, c.scale)), hn::Set(d, c.offset));
         l = hn::Max(hn::Min(l, hn::Set(d, 2.0)), hn::Zero(d));
-        auto over =
-            HslToRgbLanes(d, HslLanes<decltype(l)>{hn::Set(d, c.colour.hue), l, hn::Set(d, c.colour.saturation)});
+        auto over = colour(d, l);
         if (c.intensity == 1.0) return over;
         const hn::Rebind<std::int32_t, decltype(d)> d32;
         const auto mix = [&](auto a, auto b) HWY_ATTR {
@@ -40,24 +39,22 @@ void ColourRow(Row row, const Colouring& c) {
 }
 
 void TwoColourRow(Row row, const TwoColours& duo) {
-    const auto wide = [&duo](auto d, auto p) HWY_ATTR {
+    const auto wide = [&duo, dark = OneHue(duo.dark.hue, duo.dark.saturation),
+                       bright = OneHue(duo.bright.hue, duo.bright.saturation)](auto d, auto p, std::size_t) HWY_ATTR {
         const auto zero = hn::Zero(d);
         const auto one = hn::Set(d, 1.0);
-        const auto l = RgbToHslLanes(d, p).lightness;
+        const auto l = LightnessLanes(d, p);
         auto tone = hn::Add(hn::Mul(hn::Sub(one, l), hn::Add(l, hn::Set(d, duo.dark.lightness))),
                             hn::Mul(hn::Sub(l, hn::Set(d, duo.bright.lightness)), l));
         tone = hn::Min(hn::Max(tone, zero), one);
-        const auto first =
-            HslToRgbLanes(d, HslLanes<decltype(l)>{hn::Set(d, duo.dark.hue), tone, hn::Set(d, duo.dark.saturation)});
-        const auto second = HslToRgbLanes(
-            d, HslLanes<decltype(l)>{hn::Set(d, duo.bright.hue), tone, hn::Set(d, duo.bright.saturation)});
+        const auto first = dark(d, tone);
+        const auto second = bright(d, tone);
         const auto intensity = hn::Set(d, duo.intensity);
         const auto w1 = hn::Mul(hn::Sub(one, l), intensity);
         const auto w2 = hn::Mul(l, intensity);
         const auto w0 = hn::Set(d, 1.0 - duo.intensity);
         const auto mix = [&](auto a, auto b, auto old) HWY_ATTR {
-            const auto sum =
-                hn::Add(hn::Add(hn::Mul(TruncateLanes(d, a), w1), hn::Mul(TruncateLanes(d, b), w2)), hn::Mul(old, w0));
+            const auto sum = hn::Add(hn::Add(hn::Mul(hn::Trunc(a), w1), hn::Mul(hn::Trunc(b), w2)), hn::Mul(old, w0));
             return hn::Min(hn::Max(sum, zero), hn::Set(d, 255.0));
         };
         return BgrLanes<decltype(l)>{mix(first.blue, second.blue, p.blue), mix(first.green, second.green, p.green),

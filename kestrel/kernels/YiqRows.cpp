@@ -1,5 +1,7 @@
 #include "kestrel/kernels/YiqRows.h"  // plain headers first: nothing shared may be compiled for one target
 
+#include "kestrel/kernels/Histogram.h"
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kestrel/kernels/YiqRows.cpp"
 #include <hwy/foreach_target.h>  // compiles this file once for each instruction set
@@ -10,14 +12,12 @@
 HWY_BEFORE_NAMESPACE();
 namespace kestrel::kernels::HWY_NAMESPACE {
 
-void LuminanceCurveRow(Row row, const ByteTable& luminance, const ChannelTables& channels) {
-    std::array<std::int32_t, 256> tones;
-    std::copy(luminance.begin(), luminance.end(), tones.begin());
-    const auto wide = [&tones](auto d, auto p) HWY_ATTR {
+/// `tones` holds the new luminance of each pixel.
+void LuminanceCurveRow(Row row, const ByteTable& luminance, [[maybe_unused]] const std::uint8_t* tones) {
+    const auto wide = [tones](auto d, auto p, std::size_t at) HWY_ATTR {
         const hn::Rebind<std::int32_t, decltype(d)> d32;
-        const auto whole =
-            LuminanceLanes(d32, hn::DemoteTo(d32, p.blue), hn::DemoteTo(d32, p.green), hn::DemoteTo(d32, p.red));
-        const auto y = hn::PromoteTo(d, hn::GatherIndex(d32, tones.data(), whole));
+        const hn::Rebind<std::uint8_t, decltype(d)> d8;
+        const auto y = hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(d8, tones + at)));
         const auto weigh = [&](const std::array<double, 3>& m, auto a, auto b, auto c) HWY_ATTR {
             return hn::Add(hn::Add(hn::Mul(hn::Set(d, m[0]), a), hn::Mul(hn::Set(d, m[1]), b)),
                            hn::Mul(hn::Set(d, m[2]), c));
@@ -30,7 +30,6 @@ void LuminanceCurveRow(Row row, const ByteTable& luminance, const ChannelTables&
         return BgrLanes<decltype(i)>{channel(2), channel(1), channel(0)};
     };
     MapDoubles(row, wide, [&](Bgr p) { return LuminancePixel(p, luminance); });
-    ChannelTablesRow(row, channels);
 }
 
 void OptimizeRow(Row row, const ByteTable& luminance) {
@@ -63,7 +62,15 @@ namespace kestrel::kernels {
 
 HWY_EXPORT(LuminanceCurveRow);
 void LuminanceCurveRow(Row row, const ByteTable& luminance, const ChannelTables& channels) {
-    HWY_DYNAMIC_DISPATCH(LuminanceCurveRow)(row, luminance, channels);
+    constexpr std::size_t kPart = 960;
+    std::array<std::uint8_t, kPart> tones;
+    for (std::size_t i = 0; i < row.size(); i += 3 * kPart) {
+        const Row part = row.subspan(i, std::min(3 * kPart, row.size() - i));
+        MeasureLuminance(part, tones);
+        TableRow(tones, luminance);
+        HWY_DYNAMIC_DISPATCH(LuminanceCurveRow)(part, luminance, tones.data());
+        ChannelTablesRow(part, channels);
+    }
 }
 
 HWY_EXPORT(OptimizeRow);
