@@ -10,6 +10,7 @@
 #include "kestrel/codec/Exif.h"
 #include "kestrel/codec/IccProfile.h"
 #include "kestrel/codec/ImageResources.h"
+#include "kestrel/codec/SampleByte.h"
 
 namespace kestrel {
 namespace {
@@ -125,23 +126,34 @@ class ChannelReader {
 public:
     ChannelReader(ByteReader& source, const Form& form) : source_(source), form_(form), line_(form.LineBytes()) {}
 
-    /// Lengths of the packed lines of all channels.
-    bool ReadLengths() {
+    /// Where the lines of all channels lie. The source stands where they begin, with the lengths of packed ones first.
+    bool FindLines() {
+        start_ = source_.Position();
         if (!form_.packed) return true;
         const std::size_t size = form_.big ? 4 : 2;
         const std::uint64_t lines = form_.channels * form_.height;
         if (lines * size > source_.Left()) return false;
         std::vector<std::uint8_t> bytes(lines * size);
         source_.Read(bytes.data(), bytes.size());
-        lengths_.resize(lines);
-        for (std::size_t i = 0; i < lines; ++i)
-            for (std::size_t k = 0; k < size; ++k) lengths_[i] = lengths_[i] << 8 | bytes[i * size + k];
+        ends_.resize(lines);
+        std::uint64_t end = source_.Position();
+        for (std::size_t i = 0; i < lines; ++i) {
+            std::uint32_t length = 0;
+            for (std::size_t k = 0; k < size; ++k) length = length << 8 | bytes[i * size + k];
+            ends_[i] = end += length;
+        }
+        start_ = source_.Position();
         return true;
     }
 
-    bool ReadLine() {
+    /// Reads a line; they count through all channels.
+    bool ReadLine(std::uint64_t index) {
+        const std::uint64_t begin = !form_.packed ? start_ + index * line_.size()
+                                    : index > 0   ? ends_[index - 1]
+                                                  : start_;
+        if (begin != source_.Position() && !source_.Seek(begin)) return false;
         if (!form_.packed) return source_.Read(line_.data(), line_.size()) == line_.size();
-        const std::size_t length = lengths_[next_++];
+        const std::uint64_t length = ends_[index] - begin;
         if (length > source_.Left() || length > 2 * line_.size() + kLargestPackedLine) return false;
         packed_.resize(length);
         return source_.Read(packed_.data(), length) == length && UnpackLine(packed_, line_);
@@ -151,15 +163,17 @@ public:
     std::uint8_t operator[](std::size_t x) const {
         if (form_.depth == 8) return line_[x];
         if (form_.depth == 1) return line_[x / 8] >> (7 - x % 8) & 1 ? 0 : 255;
-        return static_cast<std::uint8_t>(((line_[2 * x] << 8 | line_[2 * x + 1]) + 128) / 257);
+        return SampleByte(Wide(x), 65535);
     }
+    /// A sample of 16 bits.
+    std::uint32_t Wide(std::size_t x) const { return static_cast<std::uint32_t>(line_[2 * x] << 8 | line_[2 * x + 1]); }
 
 private:
     ByteReader& source_;
     const Form& form_;
     std::vector<std::uint8_t> line_, packed_;
-    std::vector<std::uint32_t> lengths_;
-    std::size_t next_ = 0;
+    std::vector<std::uint64_t> ends_;  ///< of the packed lines
+    std::uint64_t start_ = 0;          ///< of the first line
 };
 
 /// Lays a line of channel `channel` into the row; black lets less of the three inks' light through.
@@ -181,16 +195,40 @@ void LayLine(const Form& form, const ChannelReader& line, std::size_t channel, s
     }
 }
 
+/// Inks of 16 bits, row by row, as black has to meet the others before they become bytes. Returns how many lines could
+/// be read; the others count as paper.
+std::uint64_t ReadWideInks(ChannelReader& reader, const Form& form, Dib* image) {
+    constexpr std::uint32_t kPaper = 65535;
+    const auto width = static_cast<std::size_t>(form.width);
+    std::vector<std::uint32_t> inks(4 * width);
+    std::uint64_t lines = 0;
+    for (std::uint64_t y = 0; y < form.height; ++y) {
+        for (std::size_t ink = 0; ink < 4; ++ink) {
+            const bool good = reader.ReadLine(ink * form.height + y);
+            lines += good;
+            for (std::size_t x = 0; x < width; ++x) inks[4 * x + ink] = good ? reader.Wide(x) : kPaper;
+        }
+        std::uint8_t* to = DibRow(image, static_cast<int>(form.height - 1 - y));
+        for (const std::uint32_t* ink = inks.data(); ink != inks.data() + inks.size(); ink += 4, to += 3)
+            for (int c = 0; c < 3; ++c)
+                to[2 - c] = SampleByte(std::uint64_t{ink[c]} * ink[3], std::uint64_t{kPaper} * kPaper);
+    }
+    return lines;
+}
+
 void ReadChannels(ByteReader& source, const Form& form, LoadResult& result) {
     ChannelReader reader(source, form);
     std::uint64_t lines = 0;
     const std::uint64_t all = (form.Colors() + form.alpha) * form.height;
-    if (reader.ReadLengths())
-        for (; lines < all && reader.ReadLine(); ++lines) {
+    if (reader.FindLines()) {
+        const std::uint64_t inks = form.mode == kCmyk && form.depth == 16 ? form.Colors() * form.height : 0;
+        if (inks > 0) lines = ReadWideInks(reader, form, result.image.get());
+        for (; lines >= inks && lines < all && reader.ReadLine(lines); ++lines) {
             const int row = static_cast<int>(form.height - 1 - lines % form.height);
             LayLine(form, reader, static_cast<std::size_t>(lines / form.height), DibRow(result.image.get(), row),
                     result.mask ? DibRow(result.mask.get(), row) : nullptr);
         }
+    }
     if (lines == all) return;
     const std::string text = "the file is damaged; " + std::to_string(lines / form.height) + " of " +
                              std::to_string(all / form.height) + " channels could be read";
