@@ -120,6 +120,8 @@ inline constexpr std::size_t kLargestJpegExif = 65533 - 6;
 inline constexpr std::size_t kLargestJpegProfile = 255 * (65533 - 14);  // in as many markers as there may be
 inline constexpr std::size_t kLargestJpegXmp = 65533 - 29;
 inline constexpr std::size_t kLargestJpegIptc = 65532 - 14 - 12;
+/// Its text is twice as long, and no text of over 16 MiB is read.
+inline constexpr std::size_t kLargestPngIptc = 4 << 20;
 
 /// "3 of 7 lines could be read".
 std::string LinesText(std::int64_t read, std::int64_t all);

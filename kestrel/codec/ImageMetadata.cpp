@@ -27,7 +27,7 @@ std::string BlocksLeftOut(const ImageMetadata& metadata, ImageFormat format) {
     } maximum;
     if (format == ImageFormat::Jpeg)
         maximum = {kLargestJpegExif, kLargestJpegProfile, kLargestJpegIptc, kLargestJpegXmp};
-    if (format == ImageFormat::Png) maximum = {UINT32_MAX / 2, UINT32_MAX / 2, 0, UINT32_MAX / 2};
+    if (format == ImageFormat::Png) maximum = {UINT32_MAX / 2, UINT32_MAX / 2, kLargestPngIptc, UINT32_MAX / 2};
     if (format == ImageFormat::Tiff || format == ImageFormat::Jpeg2000)
         maximum = {UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX};
     if (format == ImageFormat::WebP) maximum = {UINT32_MAX / 8, UINT32_MAX / 8, 0, UINT32_MAX / 8};

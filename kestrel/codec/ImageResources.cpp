@@ -19,4 +19,18 @@ std::span<const std::uint8_t> FindResource(std::span<const std::uint8_t> resourc
     return {};
 }
 
+void AddResource(std::vector<std::uint8_t>& resources, ImageResource resource, std::span<const std::uint8_t> data) {
+    if (data.empty()) return;
+    const auto put = [&](std::size_t value, int size) {
+        for (int shift = 8 * (size - 1); shift >= 0; shift -= 8)
+            resources.push_back(static_cast<std::uint8_t>(value >> shift));
+    };
+    put(0x3842494D, 4);  // 8BIM
+    put(static_cast<std::size_t>(resource), 2);
+    put(0, 2);  // no name
+    put(data.size(), 4);
+    resources.insert(resources.end(), data.begin(), data.end());
+    if (data.size() % 2) resources.push_back(0);
+}
+
 }  // namespace kestrel

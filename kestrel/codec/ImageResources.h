@@ -1,6 +1,7 @@
 #pragma once
 #include <cstdint>
 #include <span>
+#include <vector>
 
 namespace kestrel {
 
@@ -15,5 +16,7 @@ enum class ImageResource : std::uint16_t {
 
 /// The bytes of a resource; empty when it is not there.
 std::span<const std::uint8_t> FindResource(std::span<const std::uint8_t> resources, ImageResource resource);
+/// Adds a resource with its head, padded to an even length; nothing when `data` is empty. Less than 4 GB.
+void AddResource(std::vector<std::uint8_t>& resources, ImageResource resource, std::span<const std::uint8_t> data);
 
 }  // namespace kestrel

@@ -60,7 +60,6 @@ constexpr std::string_view kExifMark("Exif\0\0", 6);
 constexpr std::string_view kXmpMark("http://ns.adobe.com/xap/1.0/\0", 29);
 constexpr std::string_view kProfileMark("ICC_PROFILE\0", 12);  // followed by the part's number and the count of parts
 constexpr std::string_view kResourceMark("Photoshop 3.0\0", 14);
-constexpr std::string_view kIptcResource("8BIM\x04\x04\0\0", 8);  // mark, number, empty name; the size follows
 constexpr std::size_t kProfilePart = 65533 - 14;
 
 // Reading ------------------------------------------------------------------------------------------------------------
@@ -353,11 +352,9 @@ std::vector<Marker> MakeMarkers(const ImageMetadata& metadata) {
         add(2, mark, rest.first(std::min(rest.size(), kProfilePart)));
     }
     if (fits(metadata.iptc, kLargestJpegIptc)) {
-        std::string mark(kResourceMark);
-        mark.append(kIptcResource);
-        for (int shift = 24; shift >= 0; shift -= 8) mark.push_back(static_cast<char>(metadata.iptc.size() >> shift));
-        add(13, mark, metadata.iptc);
-        if (metadata.iptc.size() % 2) markers.back().data.push_back(0);
+        std::vector<std::uint8_t> resource;
+        AddResource(resource, ImageResource::Iptc, metadata.iptc);
+        add(13, kResourceMark, resource);
     }
     return markers;
 }

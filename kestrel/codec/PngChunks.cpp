@@ -9,6 +9,7 @@
 
 #include "kestrel/codec/Exif.h"
 #include "kestrel/codec/IccProfile.h"
+#include "kestrel/codec/ImageResources.h"
 
 namespace kestrel {
 namespace {
@@ -19,6 +20,9 @@ constexpr std::size_t kChecksum = 4;
 constexpr std::size_t kLongestProfile = 16 << 20;  // far beyond any real one, as is the next
 constexpr std::size_t kLongestBlock = 64 << 20;
 constexpr std::string_view kXmpKeyword("XML:com.adobe.xmp");
+// PNG has no chunk for IPTC data. What other programs agree on: image resources as a text of hexadecimal digits, after
+// a line feed, the kind of data, and its length in bytes in a line.
+constexpr std::string_view kIptcKeyword("Raw profile type iptc");
 
 std::uint32_t Number(const std::uint8_t* at) {
     return std::uint32_t{at[0]} << 24 | std::uint32_t{at[1]} << 16 | std::uint32_t{at[2]} << 8 | at[3];
@@ -58,6 +62,14 @@ Bytes Inflated(std::span<const std::uint8_t> from) {
     }
 }
 
+void AppendDeflated(Bytes& to, std::span<const std::uint8_t> bytes) {
+    const std::size_t start = to.size();
+    uLongf size = compressBound(bytes.size());
+    to.resize(start + size);
+    if (compress(to.data() + start, &size, bytes.data(), bytes.size()) != Z_OK) throw std::bad_alloc();
+    to.resize(start + size);
+}
+
 void TakeProfileChunk(std::span<const std::uint8_t> body, PngExtras& extras) {
     // A name of 1 to 79 bytes, a zero, the compression method 0, a zlib stream.
     const auto end = std::ranges::find(body, 0);
@@ -81,24 +93,72 @@ void TakeExif(const Bytes& body, PngExtras& extras) {
     ResetExifOrientation(extras.metadata.exif);
 }
 
-void TakeXmp(std::span<const std::uint8_t> body, Bytes& xmp) {
+bool TakeXmp(std::span<const std::uint8_t> body, Bytes& xmp) {
     // Keyword and zero; not compressed (0), method; language and translated keyword, each with a zero; the text.
     const std::size_t start = kXmpKeyword.size() + 1;
-    if (body.size() < start + 4 || std::memcmp(body.data(), kXmpKeyword.data(), start) != 0 || body[start] != 0) return;
+    if (body.size() < start + 4 || std::memcmp(body.data(), kXmpKeyword.data(), start) != 0 || body[start] != 0)
+        return false;
     const auto language = std::find(body.begin() + static_cast<std::ptrdiff_t>(start) + 2, body.end(), 0);
     const auto keyword = language == body.end() ? language : std::find(language + 1, body.end(), 0);
     if (keyword != body.end()) xmp.assign(keyword + 1, body.end());
+    return !xmp.empty();
 }
 
-void Take(const std::uint8_t* name, const Bytes& body, PngExtras& extras) {
-    if (Is(name, "eXIf"))
-        TakeExif(body, extras);
-    else if (Is(name, "iCCP"))
-        TakeProfileChunk(body, extras);
-    else if (Is(name, "pHYs"))
-        TakeDensity(body, extras.metadata.density);
-    else
-        TakeXmp(body, extras.metadata.xmp);
+int DigitOf(std::uint8_t c) {
+    return c >= '0' && c <= '9'   ? c - '0'
+           : c >= 'a' && c <= 'f' ? c - 'a' + 10
+           : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                  : -1;
+}
+
+/// Whether the text is one of IPTC data, sound or not.
+bool TakeIptc(std::span<const std::uint8_t> body, bool compressed, Bytes& iptc) {
+    const std::size_t start = kIptcKeyword.size() + 1 + compressed;  // with its end and the method
+    if (body.size() < start || std::memcmp(body.data(), kIptcKeyword.data(), kIptcKeyword.size() + 1) != 0)
+        return false;
+    Bytes text(body.begin() + static_cast<std::ptrdiff_t>(start), body.end());
+    if (compressed) text = Inflated(text);
+    auto at = text.begin();
+    for (int line = 0; line < 3; ++line) at = at == text.end() ? at : std::find(at, text.end(), '\n') + 1;
+    Bytes resources;
+    int high = -1;
+    for (; at != text.end(); ++at) {
+        const int digit = DigitOf(*at);
+        if (digit < 0) continue;
+        if (high >= 0) resources.push_back(static_cast<std::uint8_t>(high << 4 | digit));
+        high = high >= 0 ? -1 : digit;
+    }
+    const bool bare = !resources.empty() && resources[0] == 0x1C;
+    const auto found = bare ? std::span<const std::uint8_t>(resources) : FindResource(resources, ImageResource::Iptc);
+    iptc.assign(found.begin(), found.end());
+    return true;
+}
+
+/// Compressed.
+Bytes IptcText(const Bytes& iptc) {
+    Bytes resources;
+    AddResource(resources, ImageResource::Iptc, iptc);
+    std::string text = "\niptc\n" + std::to_string(resources.size());
+    for (std::size_t i = 0; i < resources.size(); ++i) {
+        if (i % 36 == 0) text += '\n';
+        text += "0123456789abcdef"[resources[i] >> 4];
+        text += "0123456789abcdef"[resources[i] & 15];
+    }
+    text += '\n';
+    Bytes body(kIptcKeyword.begin(), kIptcKeyword.end());
+    body.insert(body.end(), 2, 0);  // the keyword's end, and the method
+    AppendDeflated(body, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+    return body;
+}
+
+/// Whether it was a chunk of which no other is wanted: texts are of many kinds.
+bool Take(const std::uint8_t* name, const Bytes& body, PngExtras& extras) {
+    if (Is(name, "zTXt") || Is(name, "tEXt")) return TakeIptc(body, Is(name, "zTXt"), extras.metadata.iptc);
+    if (Is(name, "iTXt")) return TakeXmp(body, extras.metadata.xmp);
+    if (Is(name, "eXIf")) TakeExif(body, extras);
+    if (Is(name, "iCCP")) TakeProfileChunk(body, extras);
+    if (Is(name, "pHYs")) TakeDensity(body, extras.metadata.density);
+    return true;
 }
 
 }  // namespace
@@ -151,7 +211,7 @@ bool PngChunks::NextChunk() {
 PngExtras ReadPngExtras(ByteReader& source) {
     const std::uint64_t start = source.Position();
     PngExtras extras;
-    std::vector<std::string_view> open = {"eXIf", "iCCP", "pHYs", "iTXt"};
+    std::vector<std::string_view> open = {"eXIf", "iCCP", "pHYs", "iTXt", "zTXt", "tEXt"};
     std::uint8_t head[8];
     source.Read(head, sizeof head);  // the signature
     while (source.Read(head, sizeof head) == sizeof head) {
@@ -163,8 +223,7 @@ PngExtras ReadPngExtras(ByteReader& source) {
         if (wanted != open.end() && length <= kLongestBlock) {
             const Bytes body = ReadBody(source, head + 4, static_cast<std::size_t>(length));
             if (!body.empty()) {
-                Take(head + 4, body, extras);
-                if (*wanted != "iTXt" || !extras.metadata.xmp.empty()) open.erase(wanted);  // the first one counts
+                if (Take(head + 4, body, extras)) open.erase(wanted);  // the first one counts
             }
         }
         if (!source.Seek(next)) break;
@@ -178,11 +237,7 @@ std::vector<PngChunk> MakePngChunks(const ImageMetadata& metadata) {
     if (!metadata.profile.empty()) {
         static constexpr std::string_view kName("ICC profile\0\0", 13);  // with its end and the method
         Bytes body(kName.begin(), kName.end());
-        uLongf size = compressBound(metadata.profile.size());
-        body.resize(kName.size() + size);
-        if (compress(body.data() + kName.size(), &size, metadata.profile.data(), metadata.profile.size()) != Z_OK)
-            throw std::bad_alloc();
-        body.resize(kName.size() + size);
+        AppendDeflated(body, metadata.profile);
         chunks.push_back({"iCCP", std::move(body)});
     }
     if (const auto [x, y] = PerMeter(metadata.density); x > 0) {
@@ -199,6 +254,7 @@ std::vector<PngChunk> MakePngChunks(const ImageMetadata& metadata) {
         body.insert(body.end(), metadata.xmp.begin(), metadata.xmp.end());
         chunks.push_back({"iTXt", std::move(body)});
     }
+    if (!metadata.iptc.empty()) chunks.push_back({"zTXt", IptcText(metadata.iptc)});
     return chunks;
 }
 

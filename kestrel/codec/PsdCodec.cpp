@@ -246,16 +246,6 @@ void Put(std::vector<std::uint8_t>& bytes, std::uint64_t value, int size) {
     for (int i = size - 1; i >= 0; --i) bytes.push_back(static_cast<std::uint8_t>(value >> 8 * i));
 }
 
-void PutResource(std::vector<std::uint8_t>& bytes, ImageResource which, std::span<const std::uint8_t> data) {
-    if (data.empty()) return;
-    Put(bytes, 0x3842494D, 4);  // 8BIM
-    Put(bytes, static_cast<std::uint64_t>(which), 2);
-    Put(bytes, 0, 2);
-    Put(bytes, data.size(), 4);
-    bytes.insert(bytes.end(), data.begin(), data.end());
-    if (data.size() % 2) bytes.push_back(0);
-}
-
 std::vector<std::uint8_t> MakeResources(const ImageMetadata& metadata) {
     std::vector<std::uint8_t> bytes, density;
     if (const auto [x, y] = PerMeter(metadata.density); x > 0 && metadata.density.unit != Density::Unit::AspectOnly) {
@@ -268,11 +258,11 @@ std::vector<std::uint8_t> MakeResources(const ImageMetadata& metadata) {
             Put(density, 1, 2);
         }
     }
-    PutResource(bytes, ImageResource::Resolution, density);
-    PutResource(bytes, ImageResource::Iptc, metadata.iptc);
-    PutResource(bytes, ImageResource::Profile, metadata.profile);
-    PutResource(bytes, ImageResource::Exif, metadata.exif);
-    PutResource(bytes, ImageResource::Xmp, metadata.xmp);
+    AddResource(bytes, ImageResource::Resolution, density);
+    AddResource(bytes, ImageResource::Iptc, metadata.iptc);
+    AddResource(bytes, ImageResource::Profile, metadata.profile);
+    AddResource(bytes, ImageResource::Exif, metadata.exif);
+    AddResource(bytes, ImageResource::Xmp, metadata.xmp);
     return bytes;
 }
 

@@ -88,7 +88,7 @@ TEST(PsdLoading, ChannelsThatAreMissingAreTold) {
     for (const unsigned depth : {8u, 16u}) {
         Psd file{4, depth, 4, 1, 2, Bytes(depth, 0x80)};
         Bytes bytes = Encode(file);
-        bytes.resize(bytes.size() - depth / 4);  // black
+        bytes.erase(bytes.end() - depth / 4, bytes.end());  // black
         const LoadResult result = ImageLoader::Load(bytes);
         EXPECT_EQ(Pixels(result), std::vector<int>(6, 128));
         EXPECT_EQ(result.condition, Condition::Damaged);
