@@ -16,6 +16,7 @@ struct ApplyOptions {
     ChainOptions chain;
     PictureOptions pictures;
     bool storedChain = false;
+    bool fastLoad = false;
     std::string renderScale = "1";
     std::string printChain;
     std::string view;

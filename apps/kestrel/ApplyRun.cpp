@@ -89,6 +89,53 @@ void SetChain(const ApplyOptions& options, const ApplyTask& task, Rendering& ren
     options.chain.ApplyTo(rendering, &stored);
 }
 
+bool IsReduced(const ApplyTask& task, Rendering& rendering, Size full, Size decoded) {
+    if (decoded.width == full.width && decoded.height == full.height) return false;
+    if (rendering.SetPictureSize(full.width, full.height, false) != kestrel::S_OK ||
+        !rendering.MakesTheSameOf(decoded.width, decoded.height))
+        return false;
+    console::Detail(fmt::format("{}: decoded at {} of {} pixels (--fast-load)", InputName(task.input),
+                                SizeText(decoded.width, decoded.height), SizeText(full.width, full.height)));
+    return true;
+}
+
+/// Has the picture decoded no larger than the line needs it, as long as the size of the result stays.
+void PreferLess(const ApplyJob& job, const ApplyTask& task, Rendering& rendering, kestrel::RowDecoder& rows) {
+    const bool known = rows.ReadsRows();
+    if (rows.About().error || (!known && IsPipe(task.input))) return;
+    const kestrel::LoadResult seen = known ? kestrel::LoadResult() : InspectPicture(task.input, job.limits);
+    const kestrel::LoadResult& about = known ? rows.About() : seen;
+    const Size full{static_cast<int>(about.fullWidth), static_cast<int>(about.fullHeight)};
+    Size required;
+    if (rendering.SetPictureSize(full.width, full.height, false) != kestrel::S_OK) return;
+    rendering.GetRequiredSize(&required.width, &required.height);
+    for (int times = 1; required.width > 0 && times <= 4; times *= 2) {  // a rounded size may lead to another result
+        if (required.width > full.width / times || required.height > full.height / times) break;
+        rows.Prefer(required.width * times, required.height * times);
+        if (!rows.ReadsRows() || IsReduced(task, rendering, full, {rows.Width(), rows.Height()})) return;
+    }
+    rows.Prefer(0, 0);
+}
+
+/// The picture as a whole; one that was reduced, with another result, is decoded once more.
+kestrel::LoadResult LoadWhole(const ApplyOptions& options, const ApplyJob& job, const ApplyTask& task,
+                              Rendering& rendering, kestrel::RowDecoder* rows) {
+    if (!rows) return LoadPicture(task.input, job.limits);
+    const bool checked = rows->ReadsRows();  // whether the reduced size suits is known already
+    kestrel::LoadResult loaded = rows->LoadWhole();
+    if (options.fastLoad && !checked && loaded.image) {
+        const Size full{static_cast<int>(loaded.fullWidth), static_cast<int>(loaded.fullHeight)};
+        const Size decoded{loaded.image->biWidth, loaded.image->biHeight};
+        const bool smaller = decoded.width != full.width || decoded.height != full.height;
+        if (smaller && !IsReduced(task, rendering, full, decoded)) {
+            rows->Prefer(0, 0);
+            loaded = rows->LoadWhole();
+        }
+    }
+    TellLoaded(task.input, loaded);
+    return loaded;
+}
+
 }  // namespace
 
 int RunApply(const ApplyOptions& options, ApplyJob job, const ApplyTask& task) {
@@ -97,12 +144,13 @@ int RunApply(const ApplyOptions& options, ApplyJob job, const ApplyTask& task) {
     SetUp(job, rendering);
     if (task.alone) console::Progress("reading " + InputName(task.input));
     const auto rows = OpenRows(task.input, job.limits);
+    if (options.fastLoad && rows) PreferLess(job, task, rendering, *rows);
     const std::string whole = BandRun::WhyNot(options, job, task, rendering, rows.get());
     kestrel::LoadResult loaded;
     if (whole.empty())
         loaded.metadata = rows->About().metadata;
     else
-        loaded = rows ? LoadPicture(task.input, *rows) : LoadPicture(task.input, job.limits);
+        loaded = LoadWhole(options, job, task, rendering, rows.get());
     bool damaged = loaded.condition == kestrel::Condition::Damaged;
     if (damaged) RefuseToReplace(task.input, task.output);
     options.pictures.Edit(InputName(task.input), loaded);

@@ -183,7 +183,8 @@ std::string CommandText(const ApplyOptions& options) {
          {&options.output, &options.existing, &options.shard, &options.renderScale, &options.view, &options.region,
           &options.format, &options.quality, &options.pngLevel, &options.background, &options.pictures.strip})
         add(*part);
-    for (const bool flag : {options.pictures.toSrgb, options.pictures.lossless, options.storedChain, options.recursive})
+    for (const bool flag :
+         {options.pictures.toSrgb, options.pictures.lossless, options.storedChain, options.recursive, options.fastLoad})
         add(flag ? "1" : "0");
     add(options.chain.Identity());
     return text;

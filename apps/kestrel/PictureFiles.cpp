@@ -171,12 +171,6 @@ kestrel::LoadResult LoadPicture(const std::string& input, const kestrel::LoadOpt
     return loaded;
 }
 
-kestrel::LoadResult LoadPicture(const std::string& input, kestrel::RowDecoder& rows) {
-    kestrel::LoadResult loaded = rows.LoadWhole();
-    TellLoaded(input, loaded);
-    return loaded;
-}
-
 std::unique_ptr<kestrel::RowDecoder> OpenRows(const std::string& input, const kestrel::LoadOptions& limits) {
     if (IsPipe(input)) return std::make_unique<kestrel::RowDecoder>(stdin, limits);
     if (FindBoxPath(input, PathUse::Input)) return nullptr;

@@ -33,8 +33,6 @@ kestrel::LoadResult LoadPicture(const std::string& input, const kestrel::LoadOpt
 /// The input as rows that can be read one after the other, or be loaded whole; null for a picture in a box, which can
 /// only be loaded.
 std::unique_ptr<kestrel::RowDecoder> OpenRows(const std::string& input, const kestrel::LoadOptions& limits);
-/// The same as `LoadPicture` for an input that is open.
-kestrel::LoadResult LoadPicture(const std::string& input, kestrel::RowDecoder& rows);
 /// Shows what an input that was read is, and its warnings. Throws `console::Failure` when it has an error.
 void TellLoaded(const std::string& input, const kestrel::LoadResult& loaded);
 

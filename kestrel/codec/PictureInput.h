@@ -23,6 +23,11 @@ public:
     PictureInput(std::FILE* stream, const LoadOptions& options);
     PictureInput(std::span<const std::uint8_t> bytes, const LoadOptions& options);
 
+    /// The preferred size of the options from now on.
+    void Prefer(int width, int height) {
+        options_.preferredWidth = width;
+        options_.preferredHeight = height;
+    }
     LoadResult Load();
     /// A decoder for the lines, at the first of them; null, with the error or without one, where there is none.
     std::unique_ptr<LineDecoder> Open(LoadResult& result);
@@ -34,7 +39,7 @@ private:
     LoadResult With(const Use& use);
     bool Identify(LoadResult& result);
 
-    const LoadOptions options_;
+    LoadOptions options_;
     ImageFormat named_ = ImageFormat::Unknown;
     std::unique_ptr<std::FILE, FileCloser> file_;
     std::vector<std::uint8_t> bytes_;  ///< of what cannot seek

@@ -28,6 +28,7 @@ RowDecoder::RowDecoder(std::FILE* stream, const LoadOptions& options)
 RowDecoder::~RowDecoder() = default;
 
 void RowDecoder::Open() {
+    decoder_.reset();  // it reads from the same place
     decoder_ = input_->Open(about_);
     if (!decoder_) return;
     if (about_.orientation != kUpright && about_.orientation != kMirrored) decoder_.reset();
@@ -68,6 +69,11 @@ bool RowDecoder::Restart() {
     began_ = broken_ = finished_ = false;
     Open();
     return decoder_ != nullptr;
+}
+
+void RowDecoder::Prefer(int width, int height) {
+    input_->Prefer(width, height);
+    Restart();
 }
 
 LoadResult RowDecoder::LoadWhole() {

@@ -36,6 +36,9 @@ public:
     bool Read(std::uint8_t* pixels, std::uint8_t* mask);
     /// After the last row that was read: condition and warnings, or the error.
     const LoadResult& Finish();
+    /// Begins again, this time with the preferred size of `LoadOptions`; 0, 0: the full one. For rows and for the
+    /// whole.
+    void Prefer(int width, int height);
     /// Begins again with the first row. False when that fails.
     bool Restart();
 

@@ -232,6 +232,18 @@ void Rendering::GetRequiredSize(int* width, int* height) {
     source_->Downstream()->GetRequiredSize(width, height, aspect);
 }
 
+bool Rendering::MakesTheSameOf(int width, int height) {
+    const std::vector<LinkGeometry> before = LinkGeometries();
+    if (SetPictureSize(width, height, rowsHaveMask_) != S_OK) return false;
+    const std::vector<LinkGeometry> after = LinkGeometries();
+    for (std::size_t i = 1; i < before.size(); ++i) {
+        if (before[i].geometry == after[i].geometry) return true;
+        const ClassRow* const row = FindClass(before[i].progId);
+        if (!row || row->description->lengths != Lengths::None) return false;
+    }
+    return false;
+}
+
 std::int64_t Rendering::LargestPixelCount() {
     std::int64_t largest = std::int64_t{source_->Rows().width} * source_->Rows().height;
     for (const LinkGeometry& link : LinkGeometries())

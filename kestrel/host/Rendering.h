@@ -90,6 +90,10 @@ public:
     void GetViewSize(int* width, int* height);
     /// Size that the line would have of the picture for the view; -1, -1 when it takes every size.
     void GetRequiredSize(int* width, int* height);
+    /// Does the line make a picture of the same size if the picture whose size is set comes in another one, and do no
+    /// filters before its size is made up count in pixels? Then a reduced picture can stand for it. The other size is
+    /// set afterwards.
+    bool MakesTheSameOf(int width, int height);
     /// Pixels of the largest picture that any link of the line outputs.
     std::int64_t LargestPixelCount();
 
