@@ -179,3 +179,21 @@ int RunApply(const ApplyOptions& options, ApplyJob job, const ApplyTask& task) {
     if (!options.printChain.empty()) console::Print(rendering.ChainText(options.printChain == "active"));
     return damaged ? console::kDamagedInput : console::kDone;
 }
+
+std::uint64_t MemoryOfApply(const ApplyOptions& options, const ApplyJob& job, const ApplyTask& task, Size size) {
+    constexpr std::uint64_t kForEverything = 16 << 20;  // buffers, tables and the like
+    Rendering rendering;
+    SetChain(options, task, rendering);
+    SetUp(job, rendering);
+    const auto rows = OpenRows(task.input, job.limits);
+    if (BandRun::WhyNot(options, job, task, rendering, rows.get()).empty())
+        return kForEverything + rows->Memory() + rendering.MemoryOfRows();
+    if (rows && rows->About().fullWidth > 0) {
+        size = {static_cast<int>(rows->About().fullWidth), static_cast<int>(rows->About().fullHeight)};
+    } else if (rows) {
+        const kestrel::LoadResult seen = InspectPicture(task.input, job.limits);
+        size = {static_cast<int>(seen.fullWidth), static_cast<int>(seen.fullHeight)};
+    }
+    if (rendering.SetPictureSize(size.width, size.height, true) != kestrel::S_OK) return kForEverything;
+    return kForEverything + rendering.MemoryOfWhole();
+}

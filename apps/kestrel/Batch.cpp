@@ -27,29 +27,13 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using State = BatchEntry::State;
 
-constexpr std::uint64_t kBytesOfPixel = 4;  // three channels and the mask
-
-/// What the picture is to the line: input, output and the caches between them.
-std::uint64_t MemoryFor(const BatchEntry& entry, const ApplyJob& job, int filters) {
-    std::uint64_t pixels = entry.pixels;
-    if (pixels == 0) {
-        kestrel::LoadOptions options = job.limits;
-        options.sizeOnly = true;
-        const kestrel::LoadResult seen = kestrel::ImageLoader::Load(entry.input, options);
-        pixels = static_cast<std::uint64_t>(seen.fullWidth) * static_cast<std::uint64_t>(seen.fullHeight);
-    }
-    return pixels * kBytesOfPixel * (2 + static_cast<std::uint64_t>(filters));
-}
-
 class Batch {
 public:
-    Batch(const ApplyOptions& options, const ApplyJob& job, BatchJournal& journal, std::vector<BatchEntry> entries,
-          int filters)
+    Batch(const ApplyOptions& options, const ApplyJob& job, BatchJournal& journal, std::vector<BatchEntry> entries)
         : options_(options),
           job_(job),
           journal_(journal),
           gate_(job.memory),
-          filters_(filters),
           entries_(std::move(entries)),
           outcomes_(entries_.size()) {}
 
@@ -109,13 +93,14 @@ private:
     }
 
     const char* Apply(const BatchEntry& entry) {
-        const MemoryGate::Pass pass(gate_, MemoryFor(entry, job_, filters_));
+        ApplyJob job = job_;
+        job.save.format = entry.format;
+        const ApplyTask task{entry.input, entry.output, false};
+        const MemoryGate::Pass pass(gate_, MemoryOfApply(options_, job, task, entry.size));
         if (interrupt::Happened()) return "not begun";
         if (!FindBoxPath(entry.output, PathUse::Output)) MakeWay(entry);
         journal_.Begin(entry.input, entry.output);
-        ApplyJob job = job_;
-        job.save.format = entry.format;
-        const int code = RunApply(options_, job, {entry.input, entry.output, false});
+        const int code = RunApply(options_, job, task);
         if (code != console::kDone && code != console::kDamagedInput) return "not begun";
         journal_.Finish(entry.input, entry.output);
         return code == console::kDone ? "done" : "damaged";
@@ -149,7 +134,6 @@ private:
     const ApplyJob& job_;
     BatchJournal& journal_;
     MemoryGate gate_;
-    int filters_;
     std::vector<BatchEntry> entries_;
     std::vector<PictureOutcome> outcomes_;
     std::atomic<std::size_t> next_{0}, done_{0};
@@ -200,7 +184,7 @@ int RunBatch(ApplyOptions& options, const ApplyJob& job) {
     kestrel::Rendering line;  // what is wrong with the chain is told once, before anything begins
     options.chain.ApplyTo(line);
     BatchJournal journal(CommandText(options), options.resume, !options.dryRun);
-    Batch batch(options, job, journal, PlanBatch(options, job, journal), line.FilterCount());
+    Batch batch(options, job, journal, PlanBatch(options, job, journal));
     {
         const interrupt::Remembered scope;
         batch.Run();

@@ -29,7 +29,7 @@ struct Source {
     std::string folder = ".";
     std::string stem{};
     std::string extension{};
-    std::uint64_t pixels = 0;
+    Size size{};
     std::string problem{};  ///< why it is no input
 };
 
@@ -73,8 +73,7 @@ void AddBoxPictures(const BoxPath& place, std::vector<Source>& sources) {
         source.stem = WithoutExtension(entry.stream);
         const int type = picture.IsFile() ? static_cast<int>(picture.about.format) : 0;
         source.extension = !told.empty() ? told : type != 0 ? kestrel::PicTypeName(type) : "png";
-        source.pixels =
-            static_cast<std::uint64_t>(picture.about.width) * static_cast<std::uint64_t>(picture.about.height);
+        source.size = {static_cast<int>(picture.about.width), static_cast<int>(picture.about.height)};
         sources.push_back(std::move(source));
     }
 }
@@ -205,7 +204,7 @@ std::vector<BatchEntry> PlanBatch(const ApplyOptions& options, const ApplyJob& j
     std::vector<BatchEntry> entries;
     for (std::size_t i = 0; i < sources.size(); ++i) {
         const Source& source = sources[i];
-        BatchEntry entry{.input = source.input, .problem = source.problem, .pixels = source.pixels};
+        BatchEntry entry{.input = source.input, .problem = source.problem, .size = source.size};
         try {
             if (!entry.problem.empty()) throw console::Failure{entry.problem};
             const std::string extension =

@@ -20,8 +20,8 @@ struct BatchEntry {
     kestrel::ImageFormat format = kestrel::ImageFormat::Unknown;
     State state = State::Planned;
     std::string problem{};
-    bool mayReplace = false;   ///< what is under the output's name may give way
-    std::uint64_t pixels = 0;  ///< of the input, where that is known already
+    bool mayReplace = false;  ///< what is under the output's name may give way
+    Size size{};              ///< of the input, where that is known already
 };
 
 /// The inputs in the order of their names, each with an output of its own: no output is another one's, or another

@@ -24,6 +24,8 @@ public:
     virtual int Width() const = 0;
     virtual int Height() const = 0;
     virtual bool HasAlpha() const = 0;
+    /// Bytes that are kept while lines are decoded, where it is more than a few of them.
+    virtual std::uint64_t Memory() const { return 0; }
     /// Decodes the next line, and its mask where the file has alpha. False when it cannot be read, nor any later one;
     /// its bytes are then of no meaning.
     virtual bool Read(std::uint8_t* pixels, std::uint8_t* mask) = 0;

@@ -120,6 +120,7 @@ public:
     int Width() const override { return static_cast<int>(info_.output_width); }
     int Height() const override { return static_cast<int>(info_.output_height); }
     bool HasAlpha() const override { return false; }
+    std::uint64_t Memory() const override;
 
     /// Hands over what stands beside the pixels and returns the orientation.
     int TakeMetadata(LoadResult& result) const;
@@ -181,6 +182,16 @@ void Reader::Reduce(std::int64_t width, std::int64_t height) {
     const std::int64_t denominator = info_.scale_denom;
     info_.output_width = static_cast<JDIMENSION>((FullWidth() + denominator - 1) / denominator);
     info_.output_height = static_cast<JDIMENSION>((FullHeight() + denominator - 1) / denominator);
+}
+
+/// Coefficients of all components at once where scans have to be put together.
+std::uint64_t Reader::Memory() const {
+    if (!jpeg_has_multiple_scans(const_cast<j_decompress_ptr>(&info_))) return 0;  // which only reads
+    std::uint64_t coefficients = 0;
+    for (int i = 0; i < info_.num_components; ++i)
+        coefficients +=
+            std::uint64_t{info_.comp_info[i].width_in_blocks} * info_.comp_info[i].height_in_blocks * DCTSIZE2;
+    return coefficients * sizeof(JCOEF);
 }
 
 bool Reader::Read(std::uint8_t* pixels, std::uint8_t*) {

@@ -37,6 +37,8 @@ void RowDecoder::Open() {
     height_ = decoder_->Height();
 }
 
+std::uint64_t RowDecoder::Memory() const { return decoder_ ? decoder_->Memory() : 0; }
+
 bool RowDecoder::Read(std::uint8_t* pixels, std::uint8_t* mask) {
     bool read = false;
     try {

@@ -30,6 +30,8 @@ public:
     int Width() const { return width_; }
     int Height() const { return height_; }
     bool HasAlpha() const { return about_.hasAlpha; }
+    /// Bytes that decoding keeps beside a few rows: a progressive JPEG file has the parts of every row all over it.
+    std::uint64_t Memory() const;
 
     /// The next of `Height` rows: 24-bit pixels, and the mask of a picture with alpha. A row that cannot be read is
     /// black and hidden. False when not even the first one can; `Finish` then has the error.

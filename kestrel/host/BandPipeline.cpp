@@ -11,16 +11,6 @@ constexpr int kRowsAtATime = 16;  ///< that a thread reads before it looks aroun
 
 std::size_t Aligned(std::size_t size) { return (size + 63) / 64 * 64; }
 
-/// Rows that have to be in memory at once so that `ahead` bands after any one can be made beside it.
-int RowsToKeep(const std::vector<BandPipeline::Band>& bands, std::size_t ahead, int height) {
-    int rows = 1;
-    for (std::size_t i = 0; i < bands.size(); ++i) {
-        const RowSpan& last = bands[std::min(i + ahead, bands.size() - 1)].input;
-        rows = std::max(rows, bands[i].input.End() - last.first);
-    }
-    return std::min(rows, std::max(height, 1));
-}
-
 }  // namespace
 
 BandPipeline::BandPipeline(int inputWidth, int inputHeight, bool inputHasMask, std::vector<Band> bands, int width,
@@ -28,7 +18,7 @@ BandPipeline::BandPipeline(int inputWidth, int inputHeight, bool inputHasMask, s
     : bands_(std::move(bands)), slots_(static_cast<std::size_t>(threads) + 1), unread_(inputHeight) {
     window_.width = inputWidth;
     window_.height = inputHeight;
-    window_.kept = RowsToKeep(bands_, static_cast<std::size_t>(threads), inputHeight);
+    window_.kept = RowsToKeep(bands_, threads, inputHeight);
     window_.pixelStride = Aligned(static_cast<std::size_t>(inputWidth) * 3);
     pixels_.resize(window_.pixelStride * static_cast<std::size_t>(window_.kept));
     window_.pixels = pixels_.data();
@@ -47,6 +37,15 @@ BandPipeline::BandPipeline(int inputWidth, int inputHeight, bool inputHasMask, s
             slot.masks.push_back(DibRow(slot.picture.mask.get(), y));
         }
     }
+}
+
+int BandPipeline::RowsToKeep(const std::vector<Band>& bands, int ahead, int inputHeight) {
+    int rows = 1;
+    for (std::size_t i = 0; i < bands.size(); ++i) {
+        const RowSpan& last = bands[std::min(i + static_cast<std::size_t>(ahead), bands.size() - 1)].input;
+        rows = std::max(rows, bands[i].input.End() - last.first);
+    }
+    return std::min(rows, std::max(inputHeight, 1));
 }
 
 void BandPipeline::SetEnds(RowFeed feed, RowTaker take) {

@@ -33,6 +33,8 @@ public:
     /// `bands` in their order from the top; `width` is that of the result. Throws `std::bad_alloc`.
     BandPipeline(int inputWidth, int inputHeight, bool inputHasMask, std::vector<Band> bands, int width, int threads);
 
+    /// Input rows that have to be in memory at once so that `ahead` bands after any one can be made beside it.
+    static int RowsToKeep(const std::vector<Band>& bands, int ahead, int inputHeight);
     /// The rows that are in memory now and in the course of the run.
     const RowWindow& Rows() const { return window_; }
     void SetEnds(RowFeed feed, RowTaker take);

@@ -24,6 +24,8 @@ namespace {
 constexpr const char* kFieldSeparator = "\t";
 constexpr const char* kRecordSeparator = "\n";
 
+constexpr std::uint64_t kBytesOfPixel = 4;  ///< three channels and the mask
+
 /// Text of a program's user, as a message can show it: in quotes, without control characters, of bounded length.
 std::string Quoted(std::string_view text) {
     std::string quoted = "\"";
@@ -249,6 +251,41 @@ std::int64_t Rendering::LargestPixelCount() {
     for (const LinkGeometry& link : LinkGeometries())
         largest = std::max(largest, std::int64_t{link.geometry.Width} * link.geometry.Height);
     return largest;
+}
+
+std::uint64_t Rendering::MemoryOfWhole() {
+    const auto bytesOf = [](const FilterGeometry& g) {
+        return kBytesOfPixel * static_cast<std::uint64_t>(std::max(g.Width, 0)) *
+               static_cast<std::uint64_t>(std::max(g.Height, 0));
+    };
+    const std::vector<LinkGeometry> links = LinkGeometries();
+    std::uint64_t kept = bytesOf(links.front().geometry) + bytesOf(links.back().geometry), largestWork = 0;
+    for (std::size_t i = 1; i < links.size(); ++i) {
+        const ClassRow* const row = FindClass(links[i].progId);
+        if (row && row->description->inPlace) continue;
+        kept += bytesOf(links[i].geometry);
+        largestWork = std::max(largestWork, bytesOf(links[i - 1].geometry));
+    }
+    return kept + largestWork;
+}
+
+std::uint64_t Rendering::MemoryOfRows() {
+    int width = 0, height = 0;
+    GetOutputSize(&width, &height);
+    if (width < 1 || height < 1 || !NeedsWholePicture().empty()) return 0;
+    const std::vector<BandPipeline::Band> bands = BandsOf({0, height}, width, 0);
+    const auto threads = static_cast<std::uint64_t>(threads_);
+    const auto inputRows =
+        static_cast<std::uint64_t>(BandPipeline::RowsToKeep(bands, threads_, source_->Rows().height));
+    std::uint64_t keeping = 1;  // a band for each filter with a cache, in each line
+    for (const LinkGeometry& link : LinkGeometries())
+        if (const ClassRow* const row = FindClass(link.progId); row && !row->description->inPlace) keeping += 2;
+    std::uint64_t highest = 0;
+    for (const BandPipeline::Band& band : bands)
+        highest = std::max(
+            {highest, static_cast<std::uint64_t>(band.input.count), static_cast<std::uint64_t>(band.output.count)});
+    const auto widest = static_cast<std::uint64_t>(std::max(width, source_->Rows().width));
+    return kBytesOfPixel * widest * (inputRows + (threads + 1) * highest * keeping);
 }
 
 // Output

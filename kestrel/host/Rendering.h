@@ -97,6 +97,11 @@ public:
     /// Pixels of the largest picture that any link of the line outputs.
     std::int64_t LargestPixelCount();
 
+    /// Bytes that `Render` and `RenderRows` need for the picture whose size is set, roughly: of the picture, of what
+    /// filters keep, and of the output. 0 for a line without one.
+    std::uint64_t MemoryOfWhole();
+    std::uint64_t MemoryOfRows();
+
     /// Makes the output picture. The input stays for another rendering. Not 0: `S_FALSE` after an abort,
     /// `E_INVALIDARG` for an output without pixels, `E_OUTOFMEMORY`, or what a filter answered.
     [[nodiscard]] HRESULT Render(Picture& result);

@@ -160,6 +160,26 @@ TEST(RenderRows, KeepNoMoreRowsThanTheBandsAtWorkNeed) {
     EXPECT_LE(ahead, 4 * 10);
 }
 
+TEST(RenderRows, MemoryIsEstimatedFromAllLinks) {
+    Rendering rendering;
+    const auto whole = [&](const std::string& text) {
+        EXPECT_FALSE(rendering.SetChainText(text));
+        EXPECT_EQ(rendering.SetPictureSize(1000, 500, false), S_OK);
+        return rendering.MemoryOfWhole() / 2'000'000;  // in pictures
+    };
+    EXPECT_EQ(whole("TMFilter.Sepia.1\tSepia=060\n"), 2u);
+    EXPECT_EQ(whole("TMFilter.Sharpen.1\tSharpness=060\nTMFilter.Sepia.1\tSepia=060\n"), 4u);
+    // The input, the output, what the filter keeps, and its input while it works.
+    EXPECT_EQ(whole("TMFilter.Scale100.1\tKeepProportions=1,AllowEnlarge=1,HorizontalProz=300,VerticalProz=300\n"), 20u);
+    EXPECT_EQ(rendering.MemoryOfRows(), 0u) << "it needs the whole picture";
+
+    ASSERT_FALSE(rendering.SetChainText("TMFilter.Sepia.1\tSepia=060\nTMFilter.Sharpen.1\tSharpness=060\n"));
+    ASSERT_EQ(rendering.SetThreads(2), S_OK);
+    ASSERT_EQ(rendering.SetPictureSize(20000, 20000, false), S_OK);
+    EXPECT_GT(rendering.MemoryOfRows(), 20'000'000u);
+    EXPECT_LT(rendering.MemoryOfRows(), 100'000'000u);
+}
+
 TEST(RenderRows, EndWithTheFirstFailure) {
     for (const int threads : {1, 3}) {
         Rendering rendering;
