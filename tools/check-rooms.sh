@@ -27,6 +27,7 @@ webp/           kestrel/codec
 libheif/        kestrel/codec
 lcms2.h         kestrel/codec
 zlib.h          kestrel/storage kestrel/codec
+libdeflate.h    kestrel/codec
 pango/          kestrel/host
 cairo           kestrel/host
 sqlite3.h       kestrel/settings

@@ -1,5 +1,5 @@
-// PNG by libpng. Its errors come back by longjmp: every function with a `setjmp` below calls C functions only and keeps
-// what it changes in members, so that nothing with a destructor is jumped over.
+// PNG: reading by libpng. Its errors come back by longjmp: every function with a `setjmp` below calls C functions only
+// and keeps what it changes in members, so that nothing with a destructor is jumped over.
 #include <png.h>
 
 #include <algorithm>
@@ -14,6 +14,7 @@
 
 #include "kestrel/codec/Codecs.h"
 #include "kestrel/codec/PngChunks.h"
+#include "kestrel/codec/PngEncoder.h"
 #include "kestrel/codec/ScanlineOrienter.h"
 
 namespace kestrel {
@@ -191,79 +192,6 @@ void Reader::Finish(LoadResult& result) {
     result.warnings.insert(result.warnings.end(), extras_.notes.begin(), extras_.notes.end());
 }
 
-// Writing ------------------------------------------------------------------------------------------------------------
-
-class Writer final : public LineEncoder {
-public:
-    explicit Writer(ByteWriter& to) : target_(to) {
-        png_ = png_create_write_struct(PNG_LIBPNG_VER_STRING, &messages_, Messages::OnError, Messages::OnWarning);
-        info_ = png_ ? png_create_info_struct(png_) : nullptr;
-    }
-    ~Writer() override { png_destroy_write_struct(&png_, &info_); }
-
-    bool IsMade() const { return info_ != nullptr; }
-    bool Start(PictureForm form, int compression, const std::vector<PngChunk>& extras);
-    bool Write(const std::uint8_t* pixels, const std::uint8_t* mask) override;
-    CodecError Finish() override { return failed_ || !End() ? Error() : CodecError(); }
-    /// Why something failed.
-    CodecError Error();
-    void MakeLine(PictureForm form) { line_.resize(4 * static_cast<std::size_t>(form.width)); }
-
-private:
-    bool WriteRow(const std::uint8_t* row);
-    bool End();
-
-    Messages messages_;
-    ByteWriter& target_;
-    png_structp png_ = nullptr;
-    png_infop info_ = nullptr;
-    std::vector<std::uint8_t> line_;  // of a picture with alpha
-    bool failed_ = false;             // a line could not be written
-};
-
-bool Writer::Start(PictureForm form, int compression, const std::vector<PngChunk>& extras) {
-    if (setjmp(png_jmpbuf(png_))) return false;
-    png_set_write_fn(
-        png_, &target_,
-        [](png_structp png, png_bytep from, std::size_t count) {
-            if (!static_cast<ByteWriter*>(png_get_io_ptr(png))->Write(from, count)) png_error(png, "cannot write");
-        },
-        [](png_structp) {});
-    png_set_user_limits(png_, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
-    png_set_compression_level(png_, compression);
-    png_set_IHDR(png_, info_, static_cast<png_uint_32>(form.width), static_cast<png_uint_32>(form.height), 8,
-                 form.alpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
-                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    png_write_info(png_, info_);
-    for (const PngChunk& chunk : extras)
-        png_write_chunk(png_, reinterpret_cast<png_const_bytep>(chunk.name), chunk.body.data(), chunk.body.size());
-    png_set_bgr(png_);
-    return true;
-}
-
-bool Writer::Write(const std::uint8_t* pixels, const std::uint8_t* mask) {
-    if (!line_.empty()) Join(pixels, mask, line_.size() / 4, line_.data());
-    failed_ = !WriteRow(line_.empty() ? pixels : line_.data());
-    return !failed_;
-}
-
-bool Writer::WriteRow(const std::uint8_t* row) {
-    if (setjmp(png_jmpbuf(png_))) return false;
-    png_write_row(png_, row);
-    return true;
-}
-
-bool Writer::End() {
-    if (setjmp(png_jmpbuf(png_))) return false;
-    png_write_end(png_, nullptr);
-    return true;
-}
-
-CodecError Writer::Error() {
-    if (!target_.Write(nullptr, 0)) return WriteError();
-    return {CodecFault::CannotHold, messages_.fatal};
-}
-
 /// Interlaced files are read upright and brought into their orientation afterwards.
 void ReadInterlaced(Reader& reader, int orientation, LoadResult& result) {
     reader.ReadPasses(result.image.get(), result.mask.get());
@@ -311,16 +239,10 @@ void LoadPng(ByteReader& source, const LoadOptions& options, LoadResult& result)
     reader->Finish(result);
 }
 
-std::unique_ptr<LineEncoder> CreatePng(ByteWriter& target, PictureForm form, const SaveOptions& options,
-                                       CodecError& error) {
-    auto writer = std::make_unique<Writer>(target);
-    if (!writer->IsMade()) throw std::bad_alloc();
-    if (form.alpha) writer->MakeLine(form);
+std::unique_ptr<LineEncoder> CreatePng(ByteWriter& target, PictureForm form, const SaveOptions& options, CodecError&) {
     std::vector<PngChunk> extras;
     if (options.metadata) extras = MakePngChunks(*options.metadata);
-    if (writer->Start(form, std::clamp(options.pngCompression, 0, 9), extras)) return writer;
-    error = writer->Error();
-    return nullptr;
+    return std::make_unique<PngEncoder>(target, form, options.pngCompression, extras);
 }
 
 }  // namespace kestrel
