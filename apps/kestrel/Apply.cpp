@@ -64,6 +64,10 @@ void AddApply(const Command& program) {
                  "sharp edges; sharpening afterwards triples that");
     command.Option("--format", options->format, "FORMAT", "Format of OUTPUT, in place of the one that its name tells");
     command.Option("--quality", options->quality, "N", "Quality of a JPEG file, 1 to 100 [92]");
+    command.Option("--chroma", options->chroma, "auto|444|422|420|411",
+                   "Colors of a JPEG file: 444 keeps one for each pixel, 420 one\n"
+                   "for four, which is a fifth smaller and softens edges between\n"
+                   "colors; auto is 444 from quality 90 on, 420 below [auto]");
     command.Option("--png-level", options->pngLevel, "N", "Compression of a PNG file, 0 (none) to 9 (smallest) [6]");
     command.Option("--threads", options->threads, "N",
                    "Threads for chains whose filters work row by row; the\nresult is the same for any N [the cores]");

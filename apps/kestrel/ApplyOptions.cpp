@@ -100,6 +100,8 @@ ApplyJob CheckApply(const ApplyOptions& options) {
     const auto scale = ParseNumber(options.renderScale);
     job.renderScale = Checked(scale, scale > 0.0, "--render-scale", options.renderScale, "a number above 0");
     job.save.jpegQuality = ParseQuality(options.quality);
+    const auto chroma = kestrel::ChromaSamplingOfName(options.chroma);
+    job.save.chroma = Checked(chroma, true, "--chroma", options.chroma, "auto, 444, 422, 420 or 411");
     const auto level = ParseInteger(options.pngLevel);
     job.save.pngCompression = static_cast<int>(
         Checked(level, level >= 0 && level <= 9, "--png-level", options.pngLevel, "a whole number from 0 to 9"));

@@ -23,6 +23,7 @@ struct ApplyOptions {
     std::string region;
     std::string format;
     std::string quality = "92";
+    std::string chroma = "auto";
     std::string pngLevel = "6";
     std::string threads;
     std::string background = "#FFFFFF";

@@ -163,9 +163,9 @@ std::string CommandText(const ApplyOptions& options) {
     std::string text;
     const auto add = [&](const std::string& part) { text.append(part).append(1, '\0'); };
     for (const std::string& file : options.files) add(file);
-    for (const std::string* part :
-         {&options.output, &options.existing, &options.shard, &options.renderScale, &options.view, &options.region,
-          &options.format, &options.quality, &options.pngLevel, &options.background, &options.pictures.strip})
+    for (const std::string* part : {&options.output, &options.existing, &options.shard, &options.renderScale,
+                                    &options.view, &options.region, &options.format, &options.quality, &options.chroma,
+                                    &options.pngLevel, &options.background, &options.pictures.strip})
         add(*part);
     for (const bool flag :
          {options.pictures.toSrgb, options.pictures.lossless, options.storedChain, options.recursive, options.fastLoad})

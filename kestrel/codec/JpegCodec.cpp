@@ -25,7 +25,6 @@ namespace kestrel {
 namespace {
 
 constexpr std::size_t kBuffer = 1 << 16;
-constexpr int kFullColorQuality = 90;
 
 /// First member first: the library hands the base back.
 struct Errors {
@@ -375,13 +374,15 @@ public:
     explicit Writer(ByteWriter& to) : target_(to) { info_.err = &errors_.base; }
     ~Writer() override { jpeg_destroy_compress(&info_); }
 
-    bool Start(PictureForm form, int quality, const Density& density, const std::vector<Marker>& markers);
+    bool Start(PictureForm form, int quality, ChromaSampling chroma, const Density& density,
+               const std::vector<Marker>& markers);
     bool Write(const std::uint8_t* pixels, const std::uint8_t* mask) override;
     CodecError Finish() override { return failed_ || !End() ? Error() : CodecError(); }
     /// Why something failed.
     CodecError Error();
 
 private:
+    void SetChroma(int quality, ChromaSampling chroma);
     void SetDensity(const Density& density);
     bool End();
 
@@ -390,6 +391,15 @@ private:
     Target target_;
     bool failed_ = false;  // a line could not be written
 };
+
+/// The library counts samples of brightness for each of color, across and down.
+void Writer::SetChroma(int quality, ChromaSampling chroma) {
+    if (chroma == ChromaSampling::Auto)
+        chroma = quality >= SaveOptions::kFullChromaQuality ? ChromaSampling::S444 : ChromaSampling::S420;
+    jpeg_component_info& brightness = info_.comp_info[0];
+    brightness.h_samp_factor = chroma == ChromaSampling::S444 ? 1 : chroma == ChromaSampling::S411 ? 4 : 2;
+    brightness.v_samp_factor = chroma == ChromaSampling::S420 ? 2 : 1;
+}
 
 /// The format takes whole numbers for each inch or centimetre: whichever keeps them.
 void Writer::SetDensity(const Density& density) {
@@ -408,7 +418,8 @@ void Writer::SetDensity(const Density& density) {
     info_.Y_density = static_cast<UINT16>(std::lround(y));
 }
 
-bool Writer::Start(PictureForm form, int quality, const Density& density, const std::vector<Marker>& markers) {
+bool Writer::Start(PictureForm form, int quality, ChromaSampling chroma, const Density& density,
+                   const std::vector<Marker>& markers) {
     if (setjmp(errors_.jump)) return false;
     jpeg_create_compress(&info_);
     info_.dest = &target_.base;
@@ -418,7 +429,7 @@ bool Writer::Start(PictureForm form, int quality, const Density& density, const 
     info_.in_color_space = JCS_EXT_BGR;
     jpeg_set_defaults(&info_);
     jpeg_set_quality(&info_, quality, TRUE);
-    if (quality >= kFullColorQuality) info_.comp_info[0].h_samp_factor = info_.comp_info[0].v_samp_factor = 1;
+    SetChroma(quality, chroma);
     SetDensity(density);
     jpeg_start_compress(&info_, TRUE);
     for (const Marker& marker : markers)
@@ -468,12 +479,27 @@ std::unique_ptr<LineDecoder> OpenJpeg(ByteReader& source, const LoadOptions& opt
     return reader;
 }
 
+std::optional<ChromaSampling> ChromaSamplingOfName(std::string_view name) {
+    static constexpr struct {
+        ChromaSampling sampling;
+        std::string_view name, colons;
+    } kNames[] = {{ChromaSampling::Auto, "auto", "auto"},
+                  {ChromaSampling::S444, "444", "4:4:4"},
+                  {ChromaSampling::S422, "422", "4:2:2"},
+                  {ChromaSampling::S420, "420", "4:2:0"},
+                  {ChromaSampling::S411, "411", "4:1:1"}};
+    for (const auto& row : kNames)
+        if (name == row.name || name == row.colons) return row.sampling;
+    return std::nullopt;
+}
+
 std::unique_ptr<LineEncoder> CreateJpeg(ByteWriter& target, PictureForm form, const SaveOptions& options,
                                         CodecError& error) {
     static const ImageMetadata kNone;
     const ImageMetadata& metadata = options.metadata ? *options.metadata : kNone;
     auto writer = std::make_unique<Writer>(target);
-    if (writer->Start(form, std::clamp(options.jpegQuality, 1, 100), metadata.density, MakeMarkers(metadata)))
+    if (writer->Start(form, std::clamp(options.jpegQuality, 1, 100), options.chroma, metadata.density,
+                      MakeMarkers(metadata)))
         return writer;
     error = writer->Error();
     return nullptr;

@@ -266,6 +266,7 @@ TEST_F(KestrelTest, WrongCommandsEndWithTwoAndOneLine) {
              "apply in.png out.png --quality 80x",
              "apply in.png out.png --threads 0",
              "apply in.png out.png --png-level 10",
+             "apply in.png out.jpg --chroma 443",
              "apply in.png out.png --quality 80 --quality 90",
              "apply in.png out.png --format gargle",
              "apply in.png out.png --background 12345",
@@ -562,6 +563,8 @@ TEST_F(KestrelTest, ListsFormats) {
     };
     EXPECT_EQ(jpeg(""), jpeg("--quality 92"));
     EXPECT_NE(jpeg(""), jpeg("--quality 91"));
+    EXPECT_EQ(jpeg("--quality 80"), jpeg("--quality 80 --chroma 4:2:0"));
+    EXPECT_NE(jpeg("--quality 80"), jpeg("--quality 80 --chroma 444"));
     EXPECT_EQ(Run("apply in.png out.tif").code + Run("apply out.tif out.psd").code, 0);
     EXPECT_TRUE(Load("out.psd"));
 }

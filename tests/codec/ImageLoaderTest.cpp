@@ -61,6 +61,28 @@ TEST(ImageLoader, PngKeepsTheMaskAndTheColoursUnderIt) {
     EXPECT_TRUE(samples::SamePixels(back.mask.get(), mask.get()));
 }
 
+TEST(ImageLoader, PngOfManyPiecesAtEveryLevel) {
+    // Lines and pieces of the stream end at different places; noise makes blocks of stored bytes in the stream.
+    const DibPtr pictures[] = {samples::Noise(24, 1021, 777, 5), samples::Gradient(1021, 777)};
+    const DibPtr mask = samples::Noise(8, 1021, 777, 6);
+    for (const DibPtr& image : pictures) {
+        std::size_t before = SIZE_MAX;
+        for (const int level : {0, 1, 4, 6, 9}) {
+            const SaveOptions png{.format = ImageFormat::Png, .pngCompression = level};
+            const Bytes file = Saved(image.get(), mask.get(), png);
+            const LoadResult back = ImageLoader::Load(file);
+            ASSERT_TRUE(back) << back.error.text;
+            EXPECT_EQ(back.warnings, std::vector<std::string>()) << level;
+            EXPECT_TRUE(samples::SamePixels(back.image.get(), image.get())) << level;
+            EXPECT_TRUE(samples::SamePixels(back.mask.get(), mask.get())) << level;
+            EXPECT_LE(file.size(), before + before / 1000) << level;
+            before = file.size();
+        }
+    }
+    // A fifth filter or a wrong choice among them shows in the size only.
+    EXPECT_LT(Saved(pictures[1].get(), nullptr, {.format = ImageFormat::Png}).size(), 40'000u);
+}
+
 TEST(ImageLoader, AMaskThatHidesNothingIsNotWritten) {
     const DibPtr image = samples::Noise(24, 5, 5, 1);
     const DibPtr mask(DibCreate(8, 5, 5));
@@ -103,6 +125,14 @@ TEST(ImageLoader, ColourIsWholeFromQuality90On) {
     EXPECT_EQ(sampling(1000), 0x11);
     EXPECT_EQ(sampling(-5), 0x22);
     EXPECT_EQ(Sampling(Saved(image.get(), nullptr, {.format = ImageFormat::Jpeg})), 0x11);
+    const std::pair<const char*, int> names[] = {{"444", 0x11}, {"422", 0x21},   {"420", 0x22},
+                                                 {"411", 0x41}, {"4:2:0", 0x22}, {"auto", 0x11}};
+    for (const auto& [name, factors] : names) {
+        const auto chroma = ChromaSamplingOfName(name);
+        ASSERT_TRUE(chroma) << name;
+        EXPECT_EQ(Sampling(Saved(image.get(), nullptr, {.format = ImageFormat::Jpeg, .chroma = *chroma})), factors);
+    }
+    EXPECT_FALSE(ChromaSamplingOfName("443"));
 }
 
 TEST(ImageLoader, BmpBytesByHand) {
