@@ -22,7 +22,8 @@ elseif(KESTREL_BUILD_DIALOGS)
     set(KESTREL_WITH_DIALOGS ON)
 endif()
 
-# Loaded at run time, by the first file that needs them.
+# Loaded at run time, by the first file or text that needs them.
+find_library(KESTREL_TEXT_FILE NAMES pangocairo-1.0 REQUIRED)
 pkg_check_modules(LIBTIFF REQUIRED libtiff-4)
 pkg_check_modules(LIBRAW REQUIRED libraw_r)
 pkg_check_modules(MAGICK REQUIRED GraphicsMagick)

@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "kestrel/codec/Exif.h"
-#include "kestrel/codec/SharedLibrary.h"
+#include "kestrel/foundation/SharedLibrary.h"
 
 namespace kestrel {
 namespace {

@@ -12,7 +12,7 @@
 #include "kestrel/codec/Exif.h"
 #include "kestrel/codec/IccProfile.h"
 #include "kestrel/codec/SampleByte.h"
-#include "kestrel/codec/SharedLibrary.h"
+#include "kestrel/foundation/SharedLibrary.h"
 
 namespace kestrel {
 namespace {

@@ -13,7 +13,7 @@
 #include "kestrel/codec/Jp2Boxes.h"
 #include "kestrel/codec/MemoryTarget.h"
 #include "kestrel/codec/SampleByte.h"
-#include "kestrel/codec/SharedLibrary.h"
+#include "kestrel/foundation/SharedLibrary.h"
 
 namespace kestrel {
 namespace {

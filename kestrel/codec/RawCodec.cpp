@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "kestrel/codec/Codecs.h"
-#include "kestrel/codec/SharedLibrary.h"
+#include "kestrel/foundation/SharedLibrary.h"
 
 namespace kestrel {
 namespace {

@@ -14,7 +14,7 @@
 #include "kestrel/codec/MemoryTarget.h"
 #include "kestrel/codec/SampleByte.h"
 #include "kestrel/codec/ScanlineOrienter.h"
-#include "kestrel/codec/SharedLibrary.h"
+#include "kestrel/foundation/SharedLibrary.h"
 #include "kestrel/codec/TiffBlocks.h"
 
 namespace kestrel {

@@ -13,7 +13,7 @@
 #include "kestrel/codec/Exif.h"
 #include "kestrel/codec/IccProfile.h"
 #include "kestrel/codec/ScanlineOrienter.h"
-#include "kestrel/codec/SharedLibrary.h"
+#include "kestrel/foundation/SharedLibrary.h"
 #include "kestrel/codec/WebPChunks.h"
 
 namespace kestrel {

@@ -1,7 +1,5 @@
 #include "kestrel/host/TextRenderer.h"
 
-#include <pango/pangocairo.h>
-
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
@@ -13,18 +11,19 @@
 
 #include "kestrel/foundation/CodePage.h"
 #include "kestrel/host/CharSets.h"
+#include "kestrel/host/TextLibrary.h"
 #include "kestrel/kernels/Composite.h"
 
 namespace kestrel {
 namespace {
 
 struct Unref {
-    void operator()(gpointer object) const { g_object_unref(object); }
-    void operator()(cairo_t* context) const { cairo_destroy(context); }
-    void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
-    void operator()(cairo_font_options_t* options) const { cairo_font_options_destroy(options); }
-    void operator()(PangoFontDescription* description) const { pango_font_description_free(description); }
-    void operator()(PangoAttrList* list) const { pango_attr_list_unref(list); }
+    void operator()(gpointer object) const { Pango().g_object_unref(object); }
+    void operator()(cairo_t* context) const { Pango().cairo_destroy(context); }
+    void operator()(cairo_surface_t* surface) const { Pango().cairo_surface_destroy(surface); }
+    void operator()(cairo_font_options_t* options) const { Pango().cairo_font_options_destroy(options); }
+    void operator()(PangoFontDescription* description) const { Pango().pango_font_description_free(description); }
+    void operator()(PangoAttrList* list) const { Pango().pango_attr_list_unref(list); }
 };
 template <class T>
 using Owned = std::unique_ptr<T, Unref>;
@@ -56,35 +55,37 @@ int PixelSize(const FontProperty& font) {
 }
 
 Owned<PangoContext> MakeContext() {
-    Owned<PangoContext> context(pango_font_map_create_context(pango_cairo_font_map_get_default()));
+    Owned<PangoContext> context(Pango().pango_font_map_create_context(Pango().pango_cairo_font_map_get_default()));
     // Grey coverage without hints and whole-pixel places: a text looks alike at every size and in every direction, so
     // that a preview shows what the full size will be.
-    const Owned<cairo_font_options_t> options(cairo_font_options_create());
-    cairo_font_options_set_antialias(options.get(), CAIRO_ANTIALIAS_GRAY);
-    cairo_font_options_set_hint_style(options.get(), CAIRO_HINT_STYLE_NONE);
-    cairo_font_options_set_hint_metrics(options.get(), CAIRO_HINT_METRICS_OFF);
-    pango_cairo_context_set_font_options(context.get(), options.get());
-    pango_context_set_round_glyph_positions(context.get(), FALSE);
+    const Owned<cairo_font_options_t> options(Pango().cairo_font_options_create());
+    Pango().cairo_font_options_set_antialias(options.get(), CAIRO_ANTIALIAS_GRAY);
+    Pango().cairo_font_options_set_hint_style(options.get(), CAIRO_HINT_STYLE_NONE);
+    Pango().cairo_font_options_set_hint_metrics(options.get(), CAIRO_HINT_METRICS_OFF);
+    Pango().pango_cairo_context_set_font_options(context.get(), options.get());
+    Pango().pango_context_set_round_glyph_positions(context.get(), FALSE);
     return context;
 }
 
 Owned<PangoFontDescription> Describe(const FontProperty& font) {
-    Owned<PangoFontDescription> description(pango_font_description_new());
-    pango_font_description_set_family(description.get(), Families(font).c_str());
-    pango_font_description_set_absolute_size(description.get(), double{PANGO_SCALE} * PixelSize(font));
-    pango_font_description_set_weight(description.get(), font.IsBold() ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
-    pango_font_description_set_style(description.get(), font.IsItalic() ? PANGO_STYLE_ITALIC : PANGO_STYLE_NORMAL);
+    Owned<PangoFontDescription> description(Pango().pango_font_description_new());
+    Pango().pango_font_description_set_family(description.get(), Families(font).c_str());
+    Pango().pango_font_description_set_absolute_size(description.get(), double{PANGO_SCALE} * PixelSize(font));
+    Pango().pango_font_description_set_weight(description.get(),
+                                              font.IsBold() ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
+    Pango().pango_font_description_set_style(description.get(),
+                                             font.IsItalic() ? PANGO_STYLE_ITALIC : PANGO_STYLE_NORMAL);
     return description;
 }
 
 Owned<PangoLayout> MakeLayout(const FontProperty& font, const std::string& words) {
-    Owned<PangoLayout> layout(pango_layout_new(MakeContext().get()));
-    pango_layout_set_font_description(layout.get(), Describe(font).get());
-    pango_layout_set_text(layout.get(), words.data(), static_cast<int>(words.size()));
+    Owned<PangoLayout> layout(Pango().pango_layout_new(MakeContext().get()));
+    Pango().pango_layout_set_font_description(layout.get(), Describe(font).get());
+    Pango().pango_layout_set_text(layout.get(), words.data(), static_cast<int>(words.size()));
     if (font.IsUnderline()) {
-        const Owned<PangoAttrList> attributes(pango_attr_list_new());
-        pango_attr_list_insert(attributes.get(), pango_attr_underline_new(PANGO_UNDERLINE_SINGLE));
-        pango_layout_set_attributes(layout.get(), attributes.get());
+        const Owned<PangoAttrList> attributes(Pango().pango_attr_list_new());
+        Pango().pango_attr_list_insert(attributes.get(), Pango().pango_attr_underline_new(PANGO_UNDERLINE_SINGLE));
+        Pango().pango_layout_set_attributes(layout.get(), attributes.get());
     }
     return layout;
 }
@@ -118,13 +119,13 @@ class TextBlock {
 public:
     TextBlock(const FontProperty& font, const std::string& words, int flush) : layout_(MakeLayout(font, words)) {
         const std::unique_ptr<PangoLayoutIter, decltype(&pango_layout_iter_free)> at(
-            pango_layout_get_iter(layout_.get()), &pango_layout_iter_free);
+            Pango().pango_layout_get_iter(layout_.get()), Pango().pango_layout_iter_free);
         int width = 0;
         do {
-            PangoLayoutLine* const line = pango_layout_iter_get_line_readonly(at.get());
-            lines_.push_back({line, 0, pango_layout_iter_get_baseline(at.get())});
+            PangoLayoutLine* const line = Pango().pango_layout_iter_get_line_readonly(at.get());
+            lines_.push_back({line, 0, Pango().pango_layout_iter_get_baseline(at.get())});
             width = std::max(width, LogicalWidth(line));
-        } while (pango_layout_iter_next_line(at.get()));
+        } while (Pango().pango_layout_iter_next_line(at.get()));
         for (Line& line : lines_) line.x = (width - LogicalWidth(line.line)) * flush / 2;
         Measure();
     }
@@ -134,8 +135,9 @@ public:
 
     void Show(cairo_t* context) const {
         for (const Line& line : lines_) {
-            cairo_move_to(context, pango_units_to_double(line.x), pango_units_to_double(line.baseline));
-            pango_cairo_show_layout_line(context, line.line);
+            Pango().cairo_move_to(context, Pango().pango_units_to_double(line.x),
+                                  Pango().pango_units_to_double(line.baseline));
+            Pango().pango_cairo_show_layout_line(context, line.line);
         }
     }
 
@@ -149,7 +151,7 @@ private:
 
     static int LogicalWidth(PangoLayoutLine* line) {
         PangoRectangle logical;
-        pango_layout_line_get_extents(line, nullptr, &logical);
+        Pango().pango_layout_line_get_extents(line, nullptr, &logical);
         return logical.width;
     }
 
@@ -157,13 +159,13 @@ private:
         int left = INT_MAX, top = INT_MAX, right = INT_MIN, bottom = INT_MIN;
         for (const Line& line : lines_) {
             PangoRectangle parts[2];  // the ink, the line
-            pango_layout_line_get_extents(line.line, &parts[0], &parts[1]);
+            Pango().pango_layout_line_get_extents(line.line, &parts[0], &parts[1]);
             for (PangoRectangle& part : parts) {
                 part.x += line.x;
                 part.y += line.baseline;
             }
-            pango_extents_to_pixels(&parts[0], nullptr);  // every pixel that is touched
-            pango_extents_to_pixels(nullptr, &parts[1]);  // the nearest ones
+            Pango().pango_extents_to_pixels(&parts[0], nullptr);  // every pixel that is touched
+            Pango().pango_extents_to_pixels(nullptr, &parts[1]);  // the nearest ones
             for (const PangoRectangle& part : parts) {
                 left = std::min(left, part.x);
                 top = std::min(top, part.y);
@@ -203,11 +205,11 @@ cairo_matrix_t Turned(const Box& extents, std::int32_t direction) {
     const double x = extents.x;
     const double y = extents.y;
     if (direction == 90)  // upward: what was right is up
-        cairo_matrix_init(&turned, 0, -1, 1, 0, -y, extents.width + x);
+        Pango().cairo_matrix_init(&turned, 0, -1, 1, 0, -y, extents.width + x);
     else if (direction == 270)
-        cairo_matrix_init(&turned, 0, 1, -1, 0, extents.height + y, -x);
+        Pango().cairo_matrix_init(&turned, 0, 1, -1, 0, extents.height + y, -x);
     else
-        cairo_matrix_init_translate(&turned, -x, -y);
+        Pango().cairo_matrix_init_translate(&turned, -x, -y);
     return turned;
 }
 
@@ -219,15 +221,15 @@ Coverage Draw(const TextBlock& text, const cairo_matrix_t& turned, const Box& ar
         for (int x = 0; x < area.width; x += kTile) {
             const int width = std::min(kTile, area.width - x);
             const int height = std::min(kTile, area.height - y);
-            const Owned<cairo_surface_t> surface(cairo_image_surface_create(CAIRO_FORMAT_A8, width, height));
-            const Owned<cairo_t> context(cairo_create(surface.get()));
-            cairo_translate(context.get(), -area.x - x, -area.y - y);
-            cairo_transform(context.get(), &turned);
+            const Owned<cairo_surface_t> surface(Pango().cairo_image_surface_create(CAIRO_FORMAT_A8, width, height));
+            const Owned<cairo_t> context(Pango().cairo_create(surface.get()));
+            Pango().cairo_translate(context.get(), -area.x - x, -area.y - y);
+            Pango().cairo_transform(context.get(), &turned);
             text.Show(context.get());
-            cairo_surface_flush(surface.get());
-            if (cairo_status(context.get()) != CAIRO_STATUS_SUCCESS) throw std::bad_alloc();
-            const unsigned char* bytes = cairo_image_surface_get_data(surface.get());
-            const std::ptrdiff_t stride = cairo_image_surface_get_stride(surface.get());
+            Pango().cairo_surface_flush(surface.get());
+            if (Pango().cairo_status(context.get()) != CAIRO_STATUS_SUCCESS) throw std::bad_alloc();
+            const unsigned char* bytes = Pango().cairo_image_surface_get_data(surface.get());
+            const std::ptrdiff_t stride = Pango().cairo_image_surface_get_stride(surface.get());
             for (int row = 0; row < height; ++row) std::copy_n(bytes + row * stride, width, coverage.Row(y + row) + x);
         }
     return coverage;
@@ -371,6 +373,7 @@ HRESULT TextRenderer::RenderText(TextRenderRequest& request) try {
     const std::string words = WithoutControls(Utf8FromCharSet(request.text, request.font->GetCharSet()));
     if (words.find_first_not_of("\n\t ") == std::string::npos || PixelSize(*request.font) == 0) return S_OK;
 
+    if (!Pango().IsThere()) return E_FAIL;
     const TextBlock block(*request.font, words, Flush(request.pos, request.dir));
     const Shadow shadow(request);
     const Placement placed(request, block.Extents(), shadow);
