@@ -11,24 +11,24 @@
 namespace kestrel::bench {
 namespace {
 
-/// The search over as many pixels as the picture has, in rows of bytes of `least`..`least` + `spread`.
-void AddSearch(const char* name, unsigned least, unsigned spread) {
+/// The search over as many pixels as the picture has, in rows of bytes of `minimum`..`minimum` + `spread`.
+void AddSearch(Worker& worker, const char* name, unsigned minimum, unsigned spread) {
     struct Work {
         std::array<std::vector<std::int16_t>, kernels::kDustWindow> rows;
         std::vector<std::uint8_t> specks;
     };
-    const int width = BenchPicture()->biWidth;
-    const int height = BenchPicture()->biHeight;
+    const int width = BenchPicture().Width();
+    const int height = BenchPicture().Height();
     const auto work = std::make_shared<Work>();
     work->specks.resize(static_cast<std::size_t>(width) + kernels::kDustSlack);
     std::mt19937 random(1);
     std::vector<std::uint8_t> bytes(static_cast<std::size_t>(width) * 3);
     for (auto& row : work->rows) {
-        for (auto& byte : bytes) byte = static_cast<std::uint8_t>(least + random() % (spread + 1));
+        for (auto& byte : bytes) byte = static_cast<std::uint8_t>(minimum + random() % (spread + 1));
         row.resize(kernels::DustRowLength(width));
         kernels::MeasureBrightness(bytes, row);
     }
-    Add(name, [=] {
+    worker.Add(name, "FindSpecks", [=] {
         kernels::DustWindow rows;
         for (int y = 0; y < height; ++y) {
             for (std::size_t i = 0; i < work->rows.size(); ++i)
@@ -40,10 +40,10 @@ void AddSearch(const char* name, unsigned least, unsigned spread) {
 
 }  // namespace
 
-void AddDust() {
-    AddSearch("dust/flat", 100, 0);
-    AddSearch("dust/soft noise", 100, 40);
-    AddSearch("dust/noise", 0, 255);
+void AddDust(Worker& worker) {
+    AddSearch(worker, "dust/flat", 100, 0);
+    AddSearch(worker, "dust/soft noise", 100, 40);
+    AddSearch(worker, "dust/noise", 0, 255);
 }
 
 }  // namespace kestrel::bench

@@ -2,6 +2,7 @@
 #include <cstring>
 #include <memory>
 #include <stdexcept>
+#include <vector>
 
 #include "bench/Bench.h"
 #include "kestrel/codec/ImageLoader.h"
@@ -9,22 +10,24 @@
 namespace kestrel::bench {
 namespace {
 
-void AddScale(const char* name, int width, int height) {
-    Add(name, [=] {
-        if (!DibPtr(DibScale(BenchPicture(), width, height))) throw std::runtime_error("no memory");
+void AddScale(Worker& worker, const char* name, int width, int height) {
+    worker.Add<DibPtr>(name, "DibScale", [=](DibPtr& out) {
+        out.reset();
+        out.reset(DibScale(BenchPicture().image.get(), width, height));
+        if (!out) throw std::runtime_error("no memory");
     });
 }
 
-/// Encoding from the picture's rows into memory, and decoding what that gave.
-void AddCodec(ImageFormat format) {
+/// Encoding from the picture's rows into memory, and decoding what that made.
+void AddCodec(Worker& worker, ImageFormat format) {
     const auto file = std::make_shared<std::vector<std::uint8_t>>();
     const auto encode = [=] {
         file->clear();
-        const CodecError error = ImageLoader::Save(*file, BenchPicture(), nullptr, {.format = format});
+        const CodecError error = ImageLoader::Save(*file, BenchPicture().image.get(), nullptr, {.format = format});
         if (error) throw std::runtime_error(error.text);
     };
-    Add(std::string("encode/") + FormatName(format), encode);
-    Add(std::string("decode/") + FormatName(format), [=] {
+    worker.Add(std::string("codec/encode ") + FormatName(format), "ImageLoader::Save", encode);
+    worker.Add(std::string("codec/decode ") + FormatName(format), "ImageLoader::Load", [=] {
         if (file->empty()) encode();
         const LoadResult loaded = ImageLoader::Load(*file);
         if (!loaded) throw std::runtime_error(loaded.error.text);
@@ -33,18 +36,17 @@ void AddCodec(ImageFormat format) {
 
 }  // namespace
 
-void AddPictures() {
-    const Dib* picture = BenchPicture();
-    const auto pixels = static_cast<std::size_t>(picture->biWidth) * static_cast<std::size_t>(picture->biHeight);
-    const auto from = std::make_shared<std::vector<std::uint8_t>>(pixels * 4, std::uint8_t{1});
-    const auto to = std::make_shared<std::vector<std::uint8_t>>(pixels * 4, std::uint8_t{2});
-    Add(kCopy, [=] { std::memcpy(to->data(), from->data(), to->size()); });
-
-    AddScale("scale/half", picture->biWidth / 2, picture->biHeight / 2);
-    AddScale("scale/eighth", picture->biWidth / 8, picture->biHeight / 8);
-    AddScale("scale/up by a third", picture->biWidth * 4 / 3, picture->biHeight * 4 / 3);
-
-    for (const ImageFormat format : {ImageFormat::Jpeg, ImageFormat::Png}) AddCodec(format);
+void AddPictures(Worker& worker) {
+    const Dib* picture = BenchPicture().image.get();
+    const std::size_t size = DibRowSize(picture) * static_cast<std::size_t>(picture->biHeight);
+    worker.Add<std::vector<std::uint8_t>>("line/copy", "memcpy", [=](auto& out) {
+        out.resize(size);
+        std::memcpy(out.data(), DibRow(picture, 0), size);
+    });
+    AddScale(worker, "scale/half", picture->biWidth / 2, picture->biHeight / 2);
+    AddScale(worker, "scale/eighth", picture->biWidth / 8, picture->biHeight / 8);
+    AddScale(worker, "scale/up by a third", picture->biWidth * 4 / 3, picture->biHeight * 4 / 3);
+    for (const ImageFormat format : {ImageFormat::Jpeg, ImageFormat::Png}) AddCodec(worker, format);
 }
 
 }  // namespace kestrel::bench

@@ -94,20 +94,20 @@ void ReadStream(const std::string& path, int number, std::size_t size) {
 
 }  // namespace
 
-void AddStorage() {
-    const bool dry = BenchPicture()->biWidth < 1000;
-    const std::size_t blocks = dry ? 1 : 1024;
-    const int some = dry ? 10 : 10000;
-    const int many = dry ? 10 : 100000;
+void AddStorage(Worker& worker) {
+    const std::size_t blocks = IsDry() ? 1 : 1024;
+    const int some = IsDry() ? 10 : 10000;
+    const int many = IsDry() ? 10 : 100000;
     const auto folder = std::make_shared<Folder>();
-    Add("storage/write 1 GB", [=] { WriteStreams(folder->File("large"), 1, kBlock, blocks); });
-    Add(
-        "plain file/write 1 GB", [=] { WritePlain(folder->File("plain"), blocks); }, "storage/write 1 GB");
-    Add("storage/read 1 GB", [=] { ReadStream(folder->File("large"), 0, blocks * kBlock); });
-    Add(
-        "plain file/read 1 GB", [=] { ReadPlain(folder->File("plain"), blocks); }, "storage/read 1 GB");
-    Add("storage/10,000 streams of 4 KB", [=] { WriteStreams(folder->File("some"), some, 4096, 1); });
-    Add("storage/one of 100,000 streams", [=] {
+    const auto add = [&](const char* name, const char* call, std::function<void()> work) {
+        worker.Add(std::string("storage/") + name, call, std::move(work));
+    };
+    add("write 1 GB", "a stream", [=] { WriteStreams(folder->File("large"), 1, kBlock, blocks); });
+    add("write 1 GB, plain file", "write", [=] { WritePlain(folder->File("plain"), blocks); });
+    add("read 1 GB", "a stream", [=] { ReadStream(folder->File("large"), 0, blocks * kBlock); });
+    add("read 1 GB, plain file", "read", [=] { ReadPlain(folder->File("plain"), blocks); });
+    add("10,000 streams of 4 KB", "a commit", [=] { WriteStreams(folder->File("some"), some, 4096, 1); });
+    add("one of 100,000 streams", "a stream", [=] {
         if (!std::filesystem::exists(folder->File("many"))) WriteStreams(folder->File("many"), many, 4096, 1);
         ReadStream(folder->File("many"), many / 2, 4096);
     });
