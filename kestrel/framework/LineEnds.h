@@ -8,11 +8,12 @@
 #include "kestrel/framework/FilterGeometry.h"
 #include "kestrel/framework/IFilterGeometry.h"
 #include "kestrel/framework/IFilterPixels.h"
+#include "kestrel/framework/OneShot.h"
 
 namespace kestrel {
 
 /// The head of a line, complete but for its pixels: a host's source derives from it and makes `TransformArea`.
-class KESTREL_API LineSource : public Counted<IFilterPixels>, public BandLink {
+class KESTREL_API LineSource : public Counted<IFilterPixels>, public BandLink, public OneShotLink {
 public:
     HRESULT SetAbort(bool abort) override;
     /// Pushes the geometry downstream; each consumer sees each `MarkNew` once.
@@ -21,6 +22,9 @@ public:
     HRESULT ConnectDownstream(IUnknown* next) override;
     /// A host's source gets requests whole unless it says that it takes them in bands.
     bool ServesBands() const override { return false; }
+    /// A host's source keeps its picture, unless it says what to drop.
+    void SetOneShot(bool) override {}
+    void ReleaseOutput() override {}
     /// Colours and events end here.
     HRESULT TransformColor(unsigned char* pixel) override;
     HRESULT SendEvent(void* event) override;

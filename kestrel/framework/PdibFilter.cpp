@@ -82,6 +82,17 @@ void CPdibFilter::WorkInBands(bool bands) {
     m_Dirty = true;
 }
 
+void CPdibFilter::SetOneShot(bool oneShot) {
+    oneShot_ = oneShot;
+    kestrel::SetOneShot(m_Upstream.get(), oneShot);
+}
+
+void CPdibFilter::ReleaseOutput() {
+    m_Cache.reset();
+    m_Dirty = true;
+    kestrel::ReleaseOutput(m_Upstream.get());
+}
+
 // Identity
 
 HRESULT CPdibFilter::GetProgID(char* buffer, int size) {
@@ -344,7 +355,9 @@ FilterResult CPdibFilter::FetchUpstream(const PixelRequest& request) {
 FilterResult CPdibFilter::FetchIntoWork(int cacheWidth, int cacheHeight) {
     EnsureImage(m_Work, m_InActive.Width, FetchedRows());
     EnsureImage(m_Cache, cacheWidth, cacheHeight);
-    return FetchRows(fetched_, *m_Work, 0, 0, true, NoWork());
+    const FilterResult result = FetchRows(fetched_, *m_Work, 0, 0, true, NoWork());
+    if (result.Ok() && oneShot_ && !inBands_) kestrel::ReleaseOutput(m_Upstream.get());
+    return result;
 }
 
 HRESULT CPdibFilter::SetAbort(bool abort) {

@@ -22,6 +22,7 @@
 #include "kestrel/framework/IFilterParameters.h"
 #include "kestrel/framework/IFilterPixels.h"
 #include "kestrel/framework/Module.h"
+#include "kestrel/framework/OneShot.h"
 #include "kestrel/framework/PixelRequest.h"
 #include "kestrel/framework/RowSpan.h"
 #include "kestrel/image/WorkImage.h"
@@ -35,7 +36,8 @@ namespace kestrel {
 /// to each other, so a line lives until its links are cut.
 class KESTREL_API CPdibFilter : public ModuleObject,
                                 public Counted<IFilterObject, IFilterGeometry, IFilterPixels, IFilterParameters>,
-                                public BandLink {
+                                public BandLink,
+                                public OneShotLink {
 public:
     explicit CPdibFilter(const Description& description);
 
@@ -55,6 +57,10 @@ public:
     /// one: for hosts that ask for each row once and cannot hold the whole picture. Only for filters that answer
     /// `InputRows`. Not during a request.
     void WorkInBands(bool bands);
+
+    // OneShotLink
+    void SetOneShot(bool oneShot) override;
+    void ReleaseOutput() override;
 
     // IFilterObject
     HRESULT GetProgID(char* buffer, int size) override;
@@ -227,6 +233,7 @@ private:
 
     RowSpan fetched_;                ///< rows of the input that the work picture and the cache hold
     bool inBands_ = false;           ///< `WorkInBands`
+    bool oneShot_ = false;           ///< `SetOneShot`
     const Description description_;  ///< the texts that it points to live as long as the process
 };
 
@@ -265,6 +272,7 @@ FilterResult CPdibFilter::CachedWhole(const PixelRequest& request, const Compute
             if (fetched_.count == 0) return Finished(S_OK);
         }
         if (const FilterResult result = compute(); result.Failed()) return result;
+        if (oneShot_ && !inBands_) kestrel::ReleaseOutput(m_Upstream.get());
     }
     if (!m_Cache || request.srcX < 0 || request.srcY < 0) return Finished(S_OK);
     PixelRequest inside = request;  // a cache that was reused may be larger than the picture

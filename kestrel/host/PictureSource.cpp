@@ -13,6 +13,12 @@ void PictureSource::SetRows(const RowWindow& rows) {
     MarkNew();
 }
 
+void PictureSource::ReleaseOutput() {
+    if (!release_) return;
+    rows_.pixels = rows_.mask = nullptr;
+    release_();
+}
+
 HRESULT PictureSource::TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height,
                                      std::uint8_t* const* rows, std::uint8_t* const* maskRows) {
     // 64 bits: a corner far outside plus a size may not fit 32.
@@ -22,6 +28,7 @@ HRESULT PictureSource::TransformArea(int dstX, int dstY, int srcX, int srcY, int
     const std::int64_t top = std::min<std::int64_t>(height, std::int64_t{rows_.height} - srcY);
     if (Aborted()) return S_FALSE;
     if (right <= left) return S_OK;
+    if (!rows_.pixels) return E_FAIL;
     const auto columns = static_cast<std::size_t>(right - left);
     for (std::int64_t y = bottom; y < top; ++y) {
         if (Aborted()) return S_FALSE;

@@ -1,4 +1,7 @@
 #pragma once
+#include <functional>
+#include <utility>
+
 #include "kestrel/foundation/Export.h"
 #include "kestrel/framework/LineEnds.h"
 #include "kestrel/framework/Module.h"
@@ -18,6 +21,11 @@ public:
     void SetRows(const RowWindow& rows);
     const RowWindow& Rows() const { return rows_; }
 
+    /// Has `release` called when a one-shot rendering has used the picture, which may then be freed: requests fail
+    /// until another one is set. Empty: the picture stays.
+    void OnRelease(std::function<void()> release) { release_ = std::move(release); }
+    void ReleaseOutput() override;
+
     bool ServesBands() const override { return true; }
     /// A row that is its own destination is left as it is, so that a line may work on the picture's own rows.
     HRESULT TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height, std::uint8_t* const* rows,
@@ -27,6 +35,7 @@ private:
     ~PictureSource() = default;
 
     RowWindow rows_;
+    std::function<void()> release_;
 };
 
 }  // namespace kestrel

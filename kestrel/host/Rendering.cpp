@@ -9,9 +9,11 @@
 #include <thread>
 #include <vector>
 
+#include "kestrel/foundation/HelperThreads.h"
 #include "kestrel/framework/Bands.h"
 #include "kestrel/framework/IFilterObject.h"
 #include "kestrel/framework/IFilterParameters.h"
+#include "kestrel/framework/OneShot.h"
 #include "kestrel/framework/PdibFilter.h"
 #include "kestrel/framework/ZeroFilter.h"
 #include "kestrel/host/BandWork.h"
@@ -316,7 +318,7 @@ FilterResult Rendering::Bounded(const Work& work) {
     }
 }
 
-FilterResult Rendering::RenderInto(Picture& result) {
+FilterResult Rendering::RenderInto(Picture& result, bool inBands) {
     const auto rows = RowTable(result.image.get());
     const auto maskRows = RowTable(result.mask.get());
     const auto ask = [&](const Rendering& line, int first, int count) {
@@ -325,16 +327,21 @@ FilterResult Rendering::RenderInto(Picture& result) {
                                                          maskRows.data());
         });
     };
-    if (!ServesBands(sink_->Upstream())) return ask(*this, 0, result.Height());
+    const bool whole = !ServesBands(sink_->Upstream());
+    BandWork work(result.Height(),
+                  inBands ? BandHeight({0, result.Height()}, result.Width()) : BandRows(result.Width()));
+    const int helperCount = whole ? 0 : HelperCount(work.Count(), inBands);
+    const HelperThreads passes(helperCount == 0 ? threads_ : 1);
+    if (whole) return ask(*this, 0, result.Height());
 
-    BandWork work(result.Height(), BandRows(result.Width()));
-    const int helperCount = HelperCount(work.Count());
     const std::string pending = helperCount > 0 ? ChainText(false) : "";
     const std::string active = helperCount > 0 ? ChainText(true) : "";
     const auto help = [&] {
         try {
             Rendering line;
-            if (line.Follow(*this, pending, active)) work.Take([&](int first, int n) { return ask(line, first, n); });
+            if (!line.Follow(*this, pending, active)) return;
+            line.WorkInBands(inBands);
+            work.Take([&](int first, int n) { return ask(line, first, n); });
         } catch (const std::bad_alloc&) {  // the others do its bands
         }
     };
@@ -352,11 +359,12 @@ void Rendering::WithHelpers(int count, const Help& help, const Work& work) {
     work();
 }
 
-int Rendering::HelperCount(int bands) const {
+int Rendering::HelperCount(int bands, bool inBands) const {
     constexpr int kBandsPerThread = 4;  // fewer are made before a thread has its line
-    if (threads_ == 1 || FilterCount() == 0 || !CanBeFollowed()) return 0;
-    const bool rowByRow =
-        EveryFilter([](const Description& description) { return description.inPlace && !description.measuresRequest; });
+    if (threads_ == 1 || FilterCount() == 0 || !CanBeFollowed() || (inBands && servedByHost_)) return 0;
+    const bool rowByRow = inBands || EveryFilter([](const Description& description) {
+                              return description.inPlace && !description.measuresRequest;
+                          });
     return rowByRow ? std::clamp(bands / kBandsPerThread - 1, 0, threads_ - 1) : 0;
 }
 
@@ -383,7 +391,9 @@ bool Rendering::Follow(const Rendering& other, const std::string& pending, const
     return ChainText(true) == active;
 }
 
-HRESULT Rendering::Render(Picture& result) {
+HRESULT Rendering::Render(Picture& result) { return RenderWhole(result, false); }
+
+HRESULT Rendering::RenderWhole(Picture& result, bool inBands) {
     return Bounded([&] {
         result = {};
         int width = 0, height = 0;
@@ -391,7 +401,7 @@ HRESULT Rendering::Render(Picture& result) {
         if (width <= 0 || height <= 0) return E_INVALIDARG;
         Picture made = MakePicture(width, height);
         if (!made.image) return E_OUTOFMEMORY;
-        const HRESULT done = RenderInto(made);
+        const HRESULT done = RenderInto(made, inBands);
         if (done == S_OK) result = std::move(made);
         return done;
     });
@@ -400,19 +410,46 @@ HRESULT Rendering::Render(Picture& result) {
 HRESULT Rendering::RenderAndRelease(Picture& result) {
     const FilterResult rendered = Bounded([&] {
         Update();
-        if (!picture_.image || !WorksInPlace()) return Render(result);
-        // Each filter asks upstream once, with the request as it stands, before it touches a row: the source meets its
-        // own rows as the destination while they still are the input picture.
-        result = {};
-        if (!picture_.mask) picture_.mask.reset(DibCreate(8, picture_.Width(), picture_.Height()));
-        if (!picture_.mask) return E_OUTOFMEMORY;
-        const HRESULT done = RenderInto(picture_);
-        if (done == S_OK) result = std::move(picture_);
-        return done;
+        return picture_.image && WorksInPlace() ? RenderInPlace(result) : RenderOnce(result);
     });
     picture_ = {};
     source_->SetPicture(nullptr, nullptr);
     return rendered;
+}
+
+/// Makes the output in the input's rows. Each filter asks upstream once, with the request as it stands, before it
+/// touches a row: the source meets its own rows as the destination while they still are the input picture.
+HRESULT Rendering::RenderInPlace(Picture& result) {
+    result = {};
+    if (!picture_.mask) picture_.mask.reset(DibCreate(8, picture_.Width(), picture_.Height()));
+    if (!picture_.mask) return E_OUTOFMEMORY;
+    const HRESULT done = RenderInto(picture_, false);
+    if (done == S_OK) result = std::move(picture_);
+    return done;
+}
+
+/// Makes the output in bands, where no filter has to keep a picture, or else drops each picture, the input first, once
+/// the next filter has used it.
+HRESULT Rendering::RenderOnce(Picture& result) {
+    const bool inBands = NeedsWholePicture().empty();
+    const Ref<IFilterPixels> last(sink_->Upstream());
+    const struct Scope {
+        Rendering& line;
+        IFilterPixels* last;
+        ~Scope() {
+            line.WorkInBands(false);
+            kestrel::ReleaseOutput(last);
+            kestrel::SetOneShot(last, false);
+            line.source_->OnRelease(nullptr);
+        }
+    } scope{*this, last.get()};
+    if (inBands) {
+        WorkInBands(true);
+    } else {
+        kestrel::SetOneShot(last.get(), true);
+        source_->OnRelease([this] { picture_ = {}; });
+    }
+    return RenderWhole(result, inBands);
 }
 
 // Rows
@@ -447,23 +484,28 @@ void Rendering::WorkInBands(bool bands) {
     });
 }
 
-/// Bands from the top, high enough that what neighbours share is a small part of the work.
-std::vector<BandPipeline::Band> Rendering::BandsOf(RowSpan rows, int width, int bandRows) const {
+RowSpan Rendering::InputRows(RowSpan output) const {
+    EachFilterUpstream([&output](CPdibFilter& filter) {
+        output = filter.InputRows(output).value_or(RowSpan{});
+        return true;
+    });
+    return output;
+}
+
+int Rendering::BandHeight(RowSpan rows, int width) const {
     constexpr int kSharedPart = 16;
-    const auto inputOf = [this](RowSpan output) {
-        EachFilterUpstream([&output](CPdibFilter& filter) {
-            output = filter.InputRows(output).value_or(RowSpan{});
-            return true;
-        });
-        return output;
-    };
-    const int shared = rows.count > 2 ? inputOf({rows.first + rows.count / 2, 1}).count - 1 : 0;
-    const int height = bandRows > 0 ? bandRows : std::max(BandRows(width), std::min(shared * kSharedPart, rows.count));
+    const int shared = rows.count > 2 ? InputRows({rows.first + rows.count / 2, 1}).count - 1 : 0;
+    return std::max(BandRows(width), std::min(shared * kSharedPart, rows.count));
+}
+
+/// Bands from the top.
+std::vector<BandPipeline::Band> Rendering::BandsOf(RowSpan rows, int width, int bandRows) const {
+    const int height = bandRows > 0 ? bandRows : BandHeight(rows, width);
     std::vector<BandPipeline::Band> bands;
     for (int top = rows.End(); top > rows.first; top -= std::min(height, top - rows.first)) {
         const int first = std::max(top - height, rows.first);
         const RowSpan band{first, top - first};
-        bands.push_back({band, inputOf(band)});
+        bands.push_back({band, InputRows(band)});
     }
     return bands;
 }

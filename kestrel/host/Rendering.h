@@ -72,8 +72,9 @@ public:
     /// is what the host's end answers when the line asks for a size.
     void SetViewSize(int width, int height);
 
-    /// Threads that make a picture, the caller's among them; 1 in a new rendering. More than one serve chains whose
-    /// filters all work row by row. The bytes are the same for any number. `E_INVALIDARG` below 1.
+    /// Threads that make a picture, the caller's among them; 1 in a new rendering. They make bands of rows where the
+    /// line works in bands, and share the passes of filters that need the whole picture. The bytes are the same for any
+    /// number. `E_INVALIDARG` below 1.
     [[nodiscard]] HRESULT SetThreads(int threads);
 
     /// Puts the host's own services (text drawing, descriptors) in the place of the text renderer; null: none.
@@ -105,8 +106,10 @@ public:
     /// Makes the output picture. The input stays for another rendering. Not 0: `S_FALSE` after an abort,
     /// `E_INVALIDARG` for an output without pixels, `E_OUTOFMEMORY`, or what a filter answered.
     [[nodiscard]] HRESULT Render(Picture& result);
-    /// The same, and the input picture is consumed: a line of filters that all work in place makes the output in the
-    /// input's own rows, so that one picture and its mask are all the memory that is needed.
+    /// The same once, for a host that does not ask again: the input picture is consumed, and no filter keeps a picture
+    /// that has been used. A line of filters that all work in place makes the output in the input's own rows, so that
+    /// one picture and its mask are all the memory that is needed; where filters need the whole picture, that of one
+    /// and its input are in memory at a time.
     [[nodiscard]] HRESULT RenderAndRelease(Picture& result);
     /// Why the output cannot be made in bands of rows: the ProgID of the first filter that needs the whole picture at
     /// once. Empty when it can.
@@ -133,11 +136,19 @@ private:
     bool EveryFilter(bool (*test)(const Description&)) const;
     /// May the output go into the input's rows?
     bool WorksInPlace() const;
-    FilterResult RenderInto(Picture& result);
+    /// With `inBands` the filters work in bands.
+    FilterResult RenderInto(Picture& result, bool inBands);
+    HRESULT RenderWhole(Picture& result, bool inBands);
+    HRESULT RenderInPlace(Picture& result);
+    HRESULT RenderOnce(Picture& result);
     /// Visits the filters from the last to the first; false when there is a link of another kind, or `visit` says so.
     template <class Visit>
     bool EachFilterUpstream(const Visit& visit) const;
     void WorkInBands(bool bands);
+    /// The rows of the picture that rows of the output are made of.
+    RowSpan InputRows(RowSpan output) const;
+    /// Height of bands for rows of the output, high enough that what neighbours share is a small part of the work.
+    int BandHeight(RowSpan rows, int width) const;
     std::vector<BandPipeline::Band> BandsOf(RowSpan rows, int width, int bandRows) const;
     FilterResult RunBands(BandPipeline& pipeline, int width);
     /// Has `help` called on so many threads beside `work` on this one.
@@ -146,7 +157,7 @@ private:
     /// Can a thread have a line of its own?
     bool CanBeFollowed() const;
     /// How many threads beside the caller's are worth their start for a picture of so many bands.
-    int HelperCount(int bands) const;
+    int HelperCount(int bands, bool inBands) const;
     /// Is the head of the line this rendering's source, and not one that the host put there? Asked of a line with
     /// filters.
     bool ServesOwnPicture() const;

@@ -22,7 +22,8 @@ public:
     /// Takes the mask of a picture, whose outermost bytes are read and never written.
     MaskIteration(const Planes& picture, RowRule rule);
 
-    /// Runs one round over an area that contains that of the round before. False when `abort` was set.
+    /// Runs one round, shared with helper threads where there are any, over an area that contains that of the round
+    /// before. False when `abort` was set.
     bool Step(MaskArea area, const AbortFlag& abort);
     /// Did the last round change a byte?
     bool Changed() const { return changedAny_; }
@@ -30,8 +31,17 @@ public:
 private:
     static constexpr std::int64_t kPiece = 128;  ///< columns that are skipped or made together
 
+    /// Neighbouring rows that one thread makes, with the rows around them as they were before the round.
+    struct Strip {
+        std::vector<std::uint8_t> below, above;  ///< rows of the neighbouring strips
+        std::vector<std::uint8_t> lines[2];      ///< the row at work and the one before it, of this strip
+        bool changed = false;
+    };
+
     bool MayChange(std::int64_t piece, std::int64_t y) const;
-    bool MakeRow(const MaskArea& area, std::int64_t y, const std::uint8_t* below);
+    bool MakeStrip(Strip& strip, const MaskArea& area, const AbortFlag& abort);
+    bool MakeRow(Strip& strip, const MaskArea& area, std::int64_t y, const std::uint8_t* below,
+                 const std::uint8_t* above);
 
     std::uint8_t* const* rows_;
     std::int64_t width_;
@@ -40,7 +50,7 @@ private:
     std::int64_t pieces_;                   ///< of one row
     std::vector<std::uint8_t> changed_;     ///< pieces that the last round changed, by rows
     std::vector<std::uint8_t> nowChanged_;  ///< the same of the round that is running
-    std::vector<std::uint8_t> lines_[2];    ///< rows as they were before this round
+    std::vector<Strip> strips_;
     MaskArea last_{};
     bool changedAny_ = true;
 };

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "kestrel/filters/composition/Saturated.h"
+#include "kestrel/foundation/HelperThreads.h"
 #include "kestrel/foundation/Truncate.h"
 #include "kestrel/kernels/ColourRows.h"
 #include "kestrel/kernels/Composite.h"
@@ -157,27 +158,31 @@ bool CSchattenFilter::Buttonize() {
     const passes::MaskArea input =
         Input(m_nPadLeft, m_nPadBottom);  // a light always leaves a pad of one pixel around it
     const auto columns = static_cast<std::size_t>(m_InActive.Width);
-    std::vector<std::uint8_t> relief(columns);
-    for (std::int64_t y = input.bottom; y < input.top; ++y) {
-        if (Aborted()) return false;
-        const auto mask = [&](std::int64_t row) {
-            return kernels::ConstRow(shape.Row(row).subspan(static_cast<std::size_t>(input.left - 1), columns + 2));
-        };
-        kernels::EmbossMaskRow(weights, {mask(y - 1), mask(y), mask(y + 1)}, relief);
-        kernels::ApplyReliefRow({m_Cache->Rows()[y] + input.left * 3, columns * 3}, relief, Active().innerOn);
-    }
-    return true;
+    return ShareRows(input.bottom, input.top, [&](std::int64_t from, std::int64_t to) {
+        std::vector<std::uint8_t> relief(columns);
+        for (std::int64_t y = from; y < to; ++y) {
+            if (Aborted()) return false;
+            const auto mask = [&](std::int64_t row) {
+                return kernels::ConstRow(shape.Row(row).subspan(static_cast<std::size_t>(input.left - 1), columns + 2));
+            };
+            kernels::EmbossMaskRow(weights, {mask(y - 1), mask(y), mask(y + 1)}, relief);
+            kernels::ApplyReliefRow({m_Cache->Rows()[y] + input.left * 3, columns * 3}, relief, Active().innerOn);
+        }
+        return true;
+    });
 }
 
 /// Lays the picture on a shadow.
 bool CSchattenFilter::DropShadow(const MaskPicture& shadow, const kernels::ByteTable& opacity) {
     const auto picture = passes::PlanesOf(*m_Cache, m_Out.Width, m_Out.Height);
-    for (std::int64_t y = m_Out.Height - 1; y >= 0; --y) {
-        if (Aborted()) return false;
-        kernels::TableRow(shadow.Row(y), opacity);
-        kernels::LayOnColorRow({picture.Pixels(y), picture.Mask(y)}, Color(), shadow.Row(y));
-    }
-    return true;
+    return ShareRows(0, m_Out.Height, [&](std::int64_t from, std::int64_t to) {
+        for (std::int64_t y = from; y < to; ++y) {
+            if (Aborted()) return false;
+            kernels::TableRow(shadow.Row(y), opacity);
+            kernels::LayOnColorRow({picture.Pixels(y), picture.Mask(y)}, Color(), shadow.Row(y));
+        }
+        return true;
+    });
 }
 
 /// Punches the shadow of everything that is not the picture into the picture, and, when it has a size, lays the result
@@ -203,15 +208,17 @@ bool CSchattenFilter::Punch(const MaskPicture& shadow) {
     const auto columns = static_cast<std::size_t>(m_InActive.Width);
     std::vector<std::uint8_t> colors(columns * 3);
     for (std::size_t x = 0; x < columns; ++x) kernels::Store(&colors[3 * x], Color());
-    for (std::int64_t y = input.top - 1; y >= input.bottom; --y) {
-        if (Aborted()) return false;
-        const kernels::MaskedRow part = passes::Part(picture, y, input.left, input.right);
-        const kernels::Row mask = shadow.Row(y).subspan(static_cast<std::size_t>(input.left), columns);
-        kernels::OutsideMaskRow(mask, part.mask);
-        kernels::TableRow(mask, opacity);
-        kernels::OverRow(part, {colors, mask});
-    }
-    return true;
+    return ShareRows(input.bottom, input.top, [&](std::int64_t from, std::int64_t to) {
+        for (std::int64_t y = from; y < to; ++y) {
+            if (Aborted()) return false;
+            const kernels::MaskedRow part = passes::Part(picture, y, input.left, input.right);
+            const kernels::Row mask = shadow.Row(y).subspan(static_cast<std::size_t>(input.left), columns);
+            kernels::OutsideMaskRow(mask, part.mask);
+            kernels::TableRow(mask, opacity);
+            kernels::OverRow(part, {colors, mask});
+        }
+        return true;
+    });
 }
 
 // Steps

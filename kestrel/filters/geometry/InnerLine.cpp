@@ -31,6 +31,8 @@ public:
         return upstream ? upstream->TransformArea(dstX, dstY, srcX, srcY, width, height, rows, maskRows) : E_FAIL;
     }
     bool ServesBands() const override { return kestrel::ServesBands(Upstream()); }
+    void SetOneShot(bool oneShot) override { kestrel::SetOneShot(Upstream(), oneShot); }
+    void ReleaseOutput() override { kestrel::ReleaseOutput(Upstream()); }
     HRESULT SetAbort(bool abort) override {
         IFilterPixels* const upstream = Upstream();
         return upstream ? upstream->SetAbort(abort) : S_OK;

@@ -47,6 +47,11 @@ public:
         this->m_Abort.Set(abort);
         return result;
     }
+    void SetOneShot(bool oneShot) override { kestrel::SetOneShot(&m_Line.Last(), oneShot); }
+    void ReleaseOutput() override {
+        this->m_Dirty = true;
+        kestrel::ReleaseOutput(&m_Line.Last());
+    }
 
 protected:
     WrapperFilter(const Record& active, std::initializer_list<const char*> progIds)
