@@ -14,8 +14,8 @@
 #include "kestrel/codec/MemoryTarget.h"
 #include "kestrel/codec/SampleByte.h"
 #include "kestrel/codec/ScanlineOrienter.h"
-#include "kestrel/foundation/SharedLibrary.h"
 #include "kestrel/codec/TiffBlocks.h"
+#include "kestrel/foundation/SharedLibrary.h"
 
 namespace kestrel {
 namespace {

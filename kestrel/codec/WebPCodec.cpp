@@ -13,8 +13,8 @@
 #include "kestrel/codec/Exif.h"
 #include "kestrel/codec/IccProfile.h"
 #include "kestrel/codec/ScanlineOrienter.h"
-#include "kestrel/foundation/SharedLibrary.h"
 #include "kestrel/codec/WebPChunks.h"
+#include "kestrel/foundation/SharedLibrary.h"
 
 namespace kestrel {
 namespace {

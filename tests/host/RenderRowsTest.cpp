@@ -170,7 +170,8 @@ TEST(RenderRows, MemoryIsEstimatedFromAllLinks) {
     EXPECT_EQ(whole("TMFilter.Sepia.1\tSepia=060\n"), 2u);
     EXPECT_EQ(whole("TMFilter.Sharpen.1\tSharpness=060\nTMFilter.Sepia.1\tSepia=060\n"), 4u);
     // The input, the output, what the filter keeps, and its input while it works.
-    EXPECT_EQ(whole("TMFilter.Scale100.1\tKeepProportions=1,AllowEnlarge=1,HorizontalProz=300,VerticalProz=300\n"), 20u);
+    EXPECT_EQ(whole("TMFilter.Scale100.1\tKeepProportions=1,AllowEnlarge=1,HorizontalProz=300,VerticalProz=300\n"),
+              20u);
     EXPECT_EQ(rendering.MemoryOfRows(), 0u) << "it needs the whole picture";
 
     ASSERT_FALSE(rendering.SetChainText("TMFilter.Sepia.1\tSepia=060\nTMFilter.Sharpen.1\tSharpness=060\n"));
