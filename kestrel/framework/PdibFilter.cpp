@@ -356,7 +356,7 @@ FilterResult CPdibFilter::FetchIntoWork(int cacheWidth, int cacheHeight) {
     EnsureImage(m_Work, m_InActive.Width, FetchedRows());
     EnsureImage(m_Cache, cacheWidth, cacheHeight);
     const FilterResult result = FetchRows(fetched_, *m_Work, 0, 0, true, NoWork());
-    if (result.Ok() && oneShot_ && !inBands_) kestrel::ReleaseOutput(m_Upstream.get());
+    if (result.Ok()) ReleaseUpstream();
     return result;
 }
 

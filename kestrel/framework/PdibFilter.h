@@ -160,7 +160,9 @@ protected:
     /// Fetches the whole input picture into `image` with its corner at (`x`, `y`), in bands where the line serves them.
     /// With `clear` each of these rows of `image` is cleared first.
     FilterResult FetchWhole(CWorkImage& image, int x, int y, bool clear = false) {
-        return FetchRows({0, m_InActive.Height}, image, x, y, clear, NoWork());
+        const FilterResult result = FetchRows({0, m_InActive.Height}, image, x, y, clear, NoWork());
+        if (result.Ok()) ReleaseUpstream();
+        return result;
     }
     /// Fetches the input rows into a cache of their size, where they are worked in place.
     FilterResult FetchIntoCache() { return FetchIntoCache(NoWork()); }
@@ -227,6 +229,10 @@ private:
     FilterResult FetchRows(RowSpan from, CWorkImage& image, int x, int y, bool clear, const Rows& rows);
     /// Keeps or remakes one picture, as `EnsureWorkImages` says; true when a new one was made, of undefined bytes.
     static bool EnsureImage(std::unique_ptr<CWorkImage>& image, int width, int height);
+    /// Drops the pictures upstream where nobody will ask for them again.
+    void ReleaseUpstream() {
+        if (oneShot_ && !inBands_) kestrel::ReleaseOutput(m_Upstream.get());
+    }
     /// The interface of a neighbour, or of whatever an overriding class answers in its place.
     Ref<IFilterGeometry> PassDownstream();
     Ref<IFilterPixels> PassUpstream();
@@ -272,7 +278,7 @@ FilterResult CPdibFilter::CachedWhole(const PixelRequest& request, const Compute
             if (fetched_.count == 0) return Finished(S_OK);
         }
         if (const FilterResult result = compute(); result.Failed()) return result;
-        if (oneShot_ && !inBands_) kestrel::ReleaseOutput(m_Upstream.get());
+        ReleaseUpstream();
     }
     if (!m_Cache || request.srcX < 0 || request.srcY < 0) return Finished(S_OK);
     PixelRequest inside = request;  // a cache that was reused may be larger than the picture

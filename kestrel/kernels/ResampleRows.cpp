@@ -9,37 +9,37 @@ HWY_BEFORE_NAMESPACE();
 namespace kestrel::kernels::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
+/// Interpolates all bytes: `lanes(d16, i)` and `share(i)` are the shares from byte `i` on.
+template <class Lanes, class Share>
+HWY_INLINE void Interpolate(ConstRow previous, ConstRow bytes, [[maybe_unused]] const Lanes& lanes, const Share& share,
+                            Row to) {
+    std::size_t i = 0;
 #if HWY_TARGET != HWY_SCALAR  // one lane is slower than the plain form
-/// Interpolates whole vectors of the tag's size; returns the number of bytes done.
-template <class D16>
-HWY_INLINE std::size_t InterpolateLanes(D16 d16, const std::uint8_t* previous, const std::uint8_t* bytes,
-                                        const std::int16_t* shares, std::uint8_t* to, std::size_t from,
-                                        std::size_t size) {
-    const hn::Rebind<std::uint8_t, D16> d8;
-    const std::size_t lanes = hn::Lanes(d16);
-    std::size_t i = from;
-    for (; i + lanes <= size; i += lanes) {
-        const auto before = hn::PromoteTo(d16, hn::LoadU(d8, previous + i));
-        const auto byte = hn::PromoteTo(d16, hn::LoadU(d8, bytes + i));
-        const auto product = hn::Add(hn::Mul(hn::LoadU(d16, shares + i), hn::Sub(byte, before)), hn::Set(d16, 16));
+    const hn::ScalableTag<std::int16_t> d16;
+    const hn::Rebind<std::uint8_t, decltype(d16)> d8;
+    for (; i + hn::Lanes(d16) <= to.size(); i += hn::Lanes(d16)) {
+        const auto before = hn::PromoteTo(d16, hn::LoadU(d8, previous.data() + i));
+        const auto byte = hn::PromoteTo(d16, hn::LoadU(d8, bytes.data() + i));
+        const auto product = hn::Add(hn::Mul(lanes(d16, i), hn::Sub(byte, before)), hn::Set(d16, 16));
         // A shift rounds down: 31 is added below zero, so that it cuts toward zero as the division does.
         const auto up = hn::And(hn::ShiftRight<15>(product), hn::Set(d16, 31));
         const auto moved = hn::ShiftRight<5>(hn::Add(product, up));
-        hn::StoreU(hn::DemoteTo(d8, hn::Add(before, moved)), d8, to + i);
+        hn::StoreU(hn::DemoteTo(d8, hn::Add(before, moved)), d8, to.data() + i);
     }
-    return i;
+#endif
+    for (; i < to.size(); ++i) to[i] = InterpolatedByte(previous[i], bytes[i], share(i));
 }
-#endif
 
-void InterpolateRow(const std::uint8_t* previous, const std::uint8_t* bytes, const std::int16_t* shares,
-                    std::uint8_t* to, std::size_t size) {
-    std::size_t i = 0;
-#if HWY_TARGET != HWY_SCALAR
-    // Columns that are sheared alike are often fewer than a long vector's lanes.
-    i = InterpolateLanes(hn::ScalableTag<std::int16_t>(), previous, bytes, shares, to, i, size);
-    i = InterpolateLanes(hn::CappedTag<std::int16_t, 8>(), previous, bytes, shares, to, i, size);
-#endif
-    for (; i < size; ++i) to[i] = InterpolatedByte(previous[i], bytes[i], shares[i]);
+void InterpolateRow(ConstRow previous, ConstRow bytes, std::span<const std::int16_t> shares, Row to) {
+    Interpolate(
+        previous, bytes, [shares](auto d, std::size_t i) HWY_ATTR { return hn::LoadU(d, shares.data() + i); },
+        [shares](std::size_t i) { return shares[i]; }, to);
+}
+
+void InterpolateRowEvenly(ConstRow previous, ConstRow bytes, std::int16_t share, Row to) {
+    Interpolate(
+        previous, bytes, [share](auto d, std::size_t) HWY_ATTR { return hn::Set(d, share); },
+        [share](std::size_t) { return share; }, to);
 }
 
 void CubicRow(const CubicTap& tap, const std::array<ConstRow, 4>& from, Row out) {
@@ -74,7 +74,12 @@ namespace kestrel::kernels {
 
 HWY_EXPORT(InterpolateRow);
 void InterpolateRow(ConstRow previous, ConstRow bytes, std::span<const std::int16_t> shares, Row to) {
-    HWY_DYNAMIC_DISPATCH(InterpolateRow)(previous.data(), bytes.data(), shares.data(), to.data(), to.size());
+    HWY_DYNAMIC_DISPATCH(InterpolateRow)(previous, bytes, shares, to);
+}
+
+HWY_EXPORT(InterpolateRowEvenly);
+void InterpolateRow(ConstRow previous, ConstRow bytes, std::int16_t share, Row to) {
+    HWY_DYNAMIC_DISPATCH(InterpolateRowEvenly)(previous, bytes, share, to);
 }
 
 HWY_EXPORT(CubicRow);

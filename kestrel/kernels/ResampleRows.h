@@ -14,9 +14,10 @@ constexpr std::uint8_t InterpolatedByte(std::uint8_t previous, std::uint8_t byte
     return static_cast<std::uint8_t>(previous + (share * (byte - previous) + 16) / 32);
 }
 
-/// Interpolates between two rows of bytes with a share for each byte of `to`. That may be either row, beginning at the
-/// same byte; otherwise the rows do not overlap it.
+/// Interpolates between two rows of bytes with a share for each byte of `to`, which they do not overlap.
 void InterpolateRow(ConstRow previous, ConstRow bytes, std::span<const std::int16_t> shares, Row to);
+/// The same with one share for all.
+void InterpolateRow(ConstRow previous, ConstRow bytes, std::int16_t share, Row to);
 
 /// The four source pixels behind one result pixel: `weight[k]` in units of 1/4096 belongs to source index base - 1 + k.
 struct CubicTap {

@@ -1,10 +1,15 @@
 #include "kestrel/passes/Shear.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <span>
+#include <utility>
+#include <vector>
 
+#include "kestrel/foundation/HelperThreads.h"
 #include "kestrel/kernels/ResampleRows.h"
 
 namespace kestrel::passes {
@@ -39,9 +44,6 @@ Move MoveOf(double shift) {
     return move;
 }
 
-/// What stands before the first pixel of a line: nothing, in white.
-constexpr std::uint8_t kNothing[3] = {255, 255, 255};
-
 /// Blends a pixel with the one walked over before it.
 void BlendPixel(const Move& move, const std::uint8_t* previous, int previousMask, const std::uint8_t* pixel, int mask,
                 std::uint8_t* to, std::uint8_t* toMask) {
@@ -73,160 +75,295 @@ Area Inside(const Area& area, const ConstPlanes& picture) {
             std::min(area.top, picture.height)};
 }
 
-/// Pixels that are blended at a time where the mask does not change.
-constexpr int kChunk = 64;
+/// Hidden white: what stands before the first pixel of a line.
+constexpr std::uint8_t kNothing = 255;
 
-/// Stores the blends of the pixels `left` to `right` of a row `by` pixels further, from the far end of the move. What
-/// stands before a pixel is read from the row itself: stores go at least one pixel beyond it.
-void BlendedRow(const std::uint8_t* row, const std::uint8_t* masks, int left, int right, const Move& move,
-                std::uint8_t* to, std::uint8_t* toMasks, int targetWidth, std::int64_t by) {
-    const int before = move.forward ? 1 : -1;
-    std::int16_t shares[kChunk * 3];
-    std::fill_n(shares, kChunk * 3, move.share);
-    int done = 0;
-    const int count = right - left;
-    while (done < count) {
-        // The chunk's pixels from the lowest up; its far end is walked first.
-        const int size = done == 0 ? 1 : std::min(kChunk, count - done);
-        const int x = move.forward ? right - done - size : left + done;
-        done += size;
-        if (size > 1 && std::memcmp(masks + x, masks + x + before, static_cast<std::size_t>(size)) == 0) {
-            std::uint8_t blended[kChunk * 3];
-            std::uint8_t kept[kChunk];
-            const auto bytes = static_cast<std::size_t>(size) * 3;
-            kernels::InterpolateRow({row + std::ptrdiff_t{x + before} * 3, bytes}, {row + std::ptrdiff_t{x} * 3, bytes},
-                                    {shares, bytes}, {blended, bytes});
-            std::memcpy(kept, masks + x, static_cast<std::size_t>(size));
-            const std::int64_t first = std::max<std::int64_t>(x + by, 0);
-            const std::int64_t end = std::min<std::int64_t>(x + by + size, targetWidth);
-            if (first >= end) continue;
-            const auto skipped = static_cast<std::size_t>(first - (x + by));
-            const auto stored = static_cast<std::size_t>(end - first);
-            std::memcpy(to + first * 3, blended + skipped * 3, stored * 3);
-            std::memcpy(toMasks + first, kept + skipped, stored);
-            continue;
-        }
-        for (int n = 0; n < size; ++n) {
-            const int at = move.forward ? x + size - 1 - n : x + n;
-            const std::int64_t target = at + by;
-            if (target < 0 || target >= targetWidth) continue;
-            const bool atEnd = at == (move.forward ? right - 1 : left);
-            const std::uint8_t* const previous = atEnd ? kNothing : row + std::ptrdiff_t{at + before} * 3;
-            const std::uint8_t pixel[3] = {row[at * 3], row[at * 3 + 1], row[at * 3 + 2]};
-            BlendPixel(move, previous, atEnd ? 255 : masks[at + before], pixel, masks[at], to + target * 3,
-                       toMasks + target);
-        }
+/// Pixels of a line, or of several lines side by side, and their masks.
+struct Line {
+    const std::uint8_t* pixels;
+    const std::uint8_t* masks;
+};
+struct OutLine {
+    std::uint8_t* pixels;
+    std::uint8_t* masks;
+};
+
+/// Pixels `first` to `end` − 1 of a line.
+struct Range {
+    std::size_t first;
+    std::size_t end;
+};
+
+/// Blends pixels of a line with those walked over before them. `alike(first, count)` blends neighbours whose masks are
+/// the same, `moveOf(i)` tells the move of a single pixel.
+template <class Alike, class MoveOf>
+void BlendPixels(const Line& previous, const Line& line, const OutLine& out, Range range, const Alike& alike,
+                 const MoveOf& moveOf) {
+    constexpr std::size_t kFew = 16;
+    const auto [first, end] = range;
+    if (std::memcmp(previous.masks + first, line.masks + first, end - first) == 0) {
+        alike(first, end - first);
+        std::memcpy(out.masks + first, line.masks + first, end - first);
+    } else if (end - first > kFew) {
+        const std::size_t middle = first + (end - first) / 2;
+        BlendPixels(previous, line, out, {first, middle}, alike, moveOf);
+        BlendPixels(previous, line, out, {middle, end}, alike, moveOf);
+    } else {
+        for (std::size_t i = first; i < end; ++i)
+            BlendPixel(moveOf(i), previous.pixels + i * 3, previous.masks[i], line.pixels + i * 3, line.masks[i],
+                       out.pixels + i * 3, out.masks + i);
     }
 }
 
-/// Moves the pixels `left` to `right` of one row by `move` and, in the target, `cropX` to the left.
-void MoveRow(const std::uint8_t* row, const std::uint8_t* masks, int left, int right, const Move& move,
-             std::uint8_t* to, std::uint8_t* toMasks, int targetWidth, int cropX) {
-    const std::int64_t by = (move.forward ? move.Reach() : -move.Reach()) - cropX;
-    const auto erase = [&](std::int64_t from, std::int64_t end) {
-        from = std::max<std::int64_t>(from, 0);
-        end = std::min<std::int64_t>(end, targetWidth);
-        if (from < end) std::memset(toMasks + from, 255, static_cast<std::size_t>(end - from));
-    };
-    if (move.fraction == 0) {
+/// Moves parts of rows, of which it holds one at a time.
+class RowMover {
+public:
+    /// Moves the pixels `left` to `right` of one row by `move` and, in the target, `cropX` to the left.
+    void operator()(const Line& row, int left, int right, const Move& move, const OutLine& to, int targetWidth,
+                    int cropX) {
+        const std::int64_t by = (move.forward ? move.Reach() : -move.Reach()) - cropX;
+        // What lands inside the target.
         const std::int64_t first = std::max<std::int64_t>(left, -by);
         const std::int64_t end = std::min<std::int64_t>(right, targetWidth - by);
         if (first < end) {
-            std::memmove(to + (first + by) * 3, row + first * 3, static_cast<std::size_t>(end - first) * 3);
-            std::memmove(toMasks + first + by, masks + first, static_cast<std::size_t>(end - first));
+            const OutLine out{to.pixels + (first + by) * 3, to.masks + first + by};
+            const auto size = static_cast<std::size_t>(end - first);
+            if (move.fraction == 0) {
+                std::memmove(out.pixels, row.pixels + first * 3, size * 3);
+                std::memmove(out.masks, row.masks + first, size);
+            } else {
+                // One pixel more at the end where the walk begins: what the first is blended with.
+                Hold(row, move.forward ? first : first - 1, size + 1, left, right);
+                Blend(move, size, out);
+            }
         }
-    } else {
-        BlendedRow(row, masks, left, right, move, to, toMasks, targetWidth, by);
-    }
-    if (move.forward)
-        erase(left + by - move.whole, left + by);
-    else
-        erase(right + by, right + by + move.whole);
-}
-
-/// Columns that are walked together.
-constexpr int kStrip = 512;
-
-/// Columns side by side that move up or down, each by its own way.
-class Strip {
-public:
-    Strip(const Planes& picture, const Area& inside, int left) : picture_(picture), inside_(inside), left_(left) {}
-
-    void Add(const Move& move) {
-        if (count_ == 0 || !Alike(moves_[count_ - 1], move)) runStart_[runs_++] = count_;
-        moves_[count_] = move;
-        std::fill_n(shares_ + count_ * 3, 3, move.share);
-        runStart_[runs_] = ++count_;
-    }
-
-    /// Moves the columns that go up or those that go down, from the far end of the move. A row's predecessor still
-    /// stands in the picture when it is needed: stores go at least one row beyond it. False when aborted.
-    bool Walk(bool forward, const AbortFlag& abort) const {
-        const int step = forward ? -1 : 1;
-        const int start = forward ? inside_.top - 1 : inside_.bottom;
-        for (int n = 0, y = start; n < inside_.top - inside_.bottom; ++n, y += step) {
-            if (abort.IsSet()) return false;
-            for (int run = 0; run < runs_; ++run)
-                if (moves_[runStart_[run]].forward == forward)
-                    MoveRun(runStart_[run], runStart_[run + 1], y, n == 0 ? -1 : y - step);
-        }
-        return true;
-    }
-
-    /// Makes the places that the moved columns left transparent.
-    void Erase() const {
-        for (int i = 0; i < count_; ++i) {
-            const Move& move = moves_[i];
-            const std::int64_t from =
-                move.forward ? inside_.bottom + move.Reach() - move.whole : inside_.top - move.Reach();
-            const std::int64_t end = std::min<std::int64_t>(from + move.whole, picture_.height);
-            for (std::int64_t y = std::max<std::int64_t>(from, 0); y < end; ++y) picture_.maskRows[y][left_ + i] = 255;
-        }
+        const std::int64_t vacated = move.forward ? left + by - move.whole : right + by;
+        Erase(vacated, vacated + move.whole, to.masks, targetWidth);
     }
 
 private:
-    static bool Alike(const Move& a, const Move& b) {
-        return a.forward == b.forward && a.whole == b.whole && (a.fraction == 0) == (b.fraction == 0);
+    static void Erase(std::int64_t from, std::int64_t end, std::uint8_t* masks, int width) {
+        from = std::max<std::int64_t>(from, 0);
+        end = std::min<std::int64_t>(end, width);
+        if (from < end) std::memset(masks + from, 255, static_cast<std::size_t>(end - from));
     }
 
-    /// Stores the pixels of one row and a run of columns; `before` is the row walked last, -1 for none.
-    void MoveRun(int first, int end, int y, int before) const {
-        const Move& run = moves_[first];
-        const std::int64_t to = y + (run.forward ? run.Reach() : -run.Reach());
-        if (to < 0 || to >= picture_.height) return;
-        const auto size = static_cast<std::size_t>(end - first);
-        const std::ptrdiff_t x = left_ + first;
-        const std::uint8_t* const pixels = picture_.rows[y] + x * 3;
-        const std::uint8_t* const masks = picture_.maskRows[y] + x;
-        std::uint8_t* const toPixels = picture_.rows[to] + x * 3;
-        std::uint8_t* const toMasks = picture_.maskRows[to] + x;
-        if (run.fraction == 0) {
-            if (to == y) return;
-            std::memcpy(toPixels, pixels, size * 3);
-            std::memcpy(toMasks, masks, size);
-            return;
-        }
-        const std::uint8_t* const previous = before < 0 ? nullptr : picture_.rows[before] + x * 3;
-        const std::uint8_t* const previousMasks = before < 0 ? nullptr : picture_.maskRows[before] + x;
-        if (previous && std::memcmp(masks, previousMasks, size) == 0) {
-            kernels::InterpolateRow({previous, size * 3}, {pixels, size * 3}, {shares_ + first * 3, size * 3},
-                                    {toPixels, size * 3});
-            std::memmove(toMasks, masks, size);
-            return;
-        }
-        for (std::size_t i = 0; i < size; ++i)
-            BlendPixel(moves_[static_cast<std::size_t>(first) + i], previous ? previous + i * 3 : kNothing,
-                       previous ? previousMasks[i] : 255, pixels + i * 3, masks[i], toPixels + i * 3, toMasks + i);
+    /// Copies `size` pixels from `from` on, since the row may be the one that is written. One of them, the first or
+    /// the last, may lie outside `left` to `right`, where nothing is.
+    void Hold(const Line& row, std::int64_t from, std::size_t size, int left, int right) {
+        pixels_.resize(size * 3);
+        masks_.resize(size);
+        const auto hide = [this](std::size_t i) {
+            std::fill_n(pixels_.data() + i * 3, 3, kNothing);
+            masks_[i] = kNothing;
+        };
+        if (from < left) hide(0);
+        if (from + static_cast<std::int64_t>(size) > right) hide(size - 1);
+        const std::int64_t first = std::max<std::int64_t>(from, left);
+        const std::int64_t end = std::min<std::int64_t>(from + static_cast<std::int64_t>(size), right);
+        std::memcpy(pixels_.data() + (first - from) * 3, row.pixels + first * 3,
+                    static_cast<std::size_t>(end - first) * 3);
+        std::memcpy(masks_.data() + (first - from), row.masks + first, static_cast<std::size_t>(end - first));
     }
+
+    /// Blends the held pixels with each other into `size` ones.
+    void Blend(const Move& move, std::size_t size, const OutLine& out) const {
+        const Line lower{pixels_.data(), masks_.data()};
+        const Line upper{lower.pixels + 3, lower.masks + 1};
+        const Line& previous = move.forward ? upper : lower;
+        const Line& line = move.forward ? lower : upper;
+        const auto alike = [&](std::size_t first, std::size_t count) {
+            kernels::InterpolateRow({previous.pixels + first * 3, count * 3}, {line.pixels + first * 3, count * 3},
+                                    move.share, {out.pixels + first * 3, count * 3});
+        };
+        BlendPixels(previous, line, out, {0, size}, alike, [&](std::size_t) -> const Move& { return move; });
+    }
+
+    std::vector<std::uint8_t> pixels_;
+    std::vector<std::uint8_t> masks_;
+};
+
+/// Columns that are walked together.
+constexpr int kStrip = 1024;
+/// Rows that a strip's walk asks for ahead of itself, and bytes that one such request gets.
+constexpr int kRowsAhead = 8;
+constexpr int kCacheLine = 64;
+
+/// What stands before the pixels of a strip's first row.
+constexpr auto kNothingBytes = [] {
+    std::array<std::uint8_t, kStrip * 3> bytes{};
+    bytes.fill(kNothing);
+    return bytes;
+}();
+
+/// Columns side by side that all move up or all move down, each by its own way. Rows of the picture are made one by one
+/// from the far end of the move: the pixels that land in a row stand in different rows before and are gathered first.
+class Strip {
+public:
+    Strip(const Planes& picture, const Area& inside, int left, bool forward)
+        : picture_(picture),
+          inside_(inside),
+          left_(left),
+          forward_(forward),
+          rows_(inside.top - inside.bottom),
+          begin_(forward ? inside.top - 1 : inside.bottom) {}
+
+    bool Takes(const Move& move) const { return count_ < kStrip && move.forward == forward_; }
+    void Add(const Move& move) {
+        if (runs_ == 0 || !Alike(moves_[count_ - 1], move)) {
+            run_[runs_++] = {.first = count_, .reach = move.Reach(), .whole = move.whole, .copies = move.fraction == 0};
+            leastReach_ = runs_ == 1 ? move.Reach() : std::min(leastReach_, move.Reach());
+            mostReach_ = std::max(mostReach_, move.Reach());
+            copies_ = copies_ || move.fraction == 0;
+        }
+        moves_[count_] = move;
+        std::fill_n(shares_ + count_ * 3, 3, move.share);
+        ++count_;
+        ++run_[runs_ - 1].count;
+    }
+
+    /// Moves the columns and hides the places that they leave. False when aborted.
+    bool Walk(const AbortFlag& abort) {
+        // Rows are numbered in the order of the walk from the first that moves; the row before the first one that is
+        // made is gathered too, since it is blended with that.
+        const std::int64_t first = std::max(-mostReach_, forward_ ? begin_ + 1 - picture_.height : -begin_);
+        const std::int64_t end = std::min(rows_ - leastReach_, forward_ ? begin_ + 1 : picture_.height - begin_);
+        Gather(first - 1);
+        for (std::int64_t n = first; n < end; ++n) {
+            if (abort.IsSet()) return false;
+            Prefetch(n + mostReach_ + kRowsAhead);  // where pixels come from
+            Prefetch(n + kRowsAhead);               // where they go
+            Gather(n);
+            Make(n);
+        }
+        Erase();
+        return true;
+    }
+
+private:
+    /// Columns that go equally far.
+    struct Run {
+        int first;
+        int count = 0;
+        std::int64_t reach;
+        int whole;
+        bool copies;  ///< whole pixels only
+    };
+    struct HeldRow {
+        HeldRow() {
+            std::ranges::fill(pixels, kNothing);
+            std::ranges::fill(masks, kNothing);
+        }
+        std::uint8_t pixels[kStrip * 3];
+        std::uint8_t masks[kStrip];
+    };
+
+    static bool Alike(const Move& a, const Move& b) {
+        return a.whole == b.whole && (a.fraction == 0) == (b.fraction == 0);
+    }
+    std::span<const Run> Runs() const { return {run_, static_cast<std::size_t>(runs_)}; }
+    std::int64_t RowAt(std::int64_t n) const { return forward_ ? begin_ - n : begin_ + n; }
+
+    /// Asks for a row's part before it is used: the machine does not guess steps of this size.
+    void Prefetch(std::int64_t n) const {
+        const std::int64_t y = RowAt(n);
+        if (y < 0 || y >= picture_.height) return;
+        for (int x = 0; x < count_ * 3; x += kCacheLine)
+            __builtin_prefetch(picture_.rows[y] + std::ptrdiff_t{left_} * 3 + x, 1);
+        for (int x = 0; x < count_; x += kCacheLine) __builtin_prefetch(picture_.maskRows[y] + left_ + x, 1);
+    }
+
+    /// Gathers the pixels that land in row `n`; those of the row before become the previous ones. Of columns
+    /// that have no pixel left for it, nothing is used.
+    void Gather(std::int64_t n) {
+        std::swap(line_, previous_);
+        HeldRow& line = *line_;  // and the rest in locals: any byte that is stored could be a part of this object
+        const std::int64_t rows = rows_;
+        const std::int64_t begin = begin_;
+        const std::int64_t step = forward_ ? -1 : 1;
+        const Planes picture = picture_;
+        const std::ptrdiff_t left = left_;
+        const int count = count_;
+        for (const Run& run : Runs()) {
+            const std::int64_t from = n + run.reach;
+            if (from >= rows) continue;
+            const std::int64_t y = begin + step * from;
+            const std::ptrdiff_t x = left + run.first;
+            const std::uint8_t* const pixels = from < 0 ? kNothingBytes.data() : picture.rows[y] + x * 3;
+            const std::uint8_t* const masks = from < 0 ? kNothingBytes.data() : picture.maskRows[y] + x;
+            if (run.count <= kShortRun && run.first + kFixedMasks <= count) {
+                // Fixed sizes are faster; the next run is gathered over what is too much.
+                std::memcpy(line.pixels + run.first * 3, pixels, kFixedPixels);
+                std::memcpy(line.masks + run.first, masks, kFixedMasks);
+            } else {
+                const auto size = static_cast<std::size_t>(run.count);
+                std::memcpy(line.pixels + run.first * 3, pixels, size * 3);
+                std::memcpy(line.masks + run.first, masks, size);
+            }
+        }
+    }
+
+    /// Makes row `n` of what was gathered.
+    void Make(std::int64_t n) {
+        const std::int64_t y = RowAt(n);
+        const OutLine to{picture_.rows[y] + std::ptrdiff_t{left_} * 3, picture_.maskRows[y] + left_};
+        if (!copies_ && n + leastReach_ >= 0 && n + mostReach_ < rows_) return Blend(to);
+        // Only some runs land here, and some may need no blending.
+        std::memcpy(made_.pixels, to.pixels, static_cast<std::size_t>(count_) * 3);
+        Blend({made_.pixels, made_.masks});
+        for (const Run& run : Runs()) {
+            if (n + run.reach < 0 || n + run.reach >= rows_) continue;
+            const HeldRow& from = run.copies ? *line_ : made_;
+            const auto size = static_cast<std::size_t>(run.count);
+            std::memcpy(to.pixels + run.first * 3, from.pixels + run.first * 3, size * 3);
+            std::memcpy(to.masks + run.first, from.masks + run.first, size);
+        }
+    }
+
+    void Blend(const OutLine& out) const {
+        const Line previous{previous_->pixels, previous_->masks};
+        const Line line{line_->pixels, line_->masks};
+        const auto alike = [&](std::size_t first, std::size_t count) {
+            kernels::InterpolateRow({previous.pixels + first * 3, count * 3}, {line.pixels + first * 3, count * 3},
+                                    {shares_ + first * 3, count * 3}, {out.pixels + first * 3, count * 3});
+        };
+        BlendPixels(previous, line, out, {0, static_cast<std::size_t>(count_)}, alike,
+                    [this](std::size_t i) -> const Move& { return moves_[i]; });
+    }
+
+    void Erase() const {
+        for (const Run& run : Runs()) {
+            const std::int64_t from = forward_ ? inside_.bottom + run.reach - run.whole : inside_.top - run.reach;
+            const std::int64_t end = std::min<std::int64_t>(from + run.whole, picture_.height);
+            for (std::int64_t y = std::max<std::int64_t>(from, 0); y < end; ++y)
+                std::memset(picture_.maskRows[y] + left_ + run.first, 255, static_cast<std::size_t>(run.count));
+        }
+    }
+
+    /// The longest run that is gathered by a fixed number of bytes, which is more than its own.
+    static constexpr int kShortRun = 10;
+    static constexpr int kFixedPixels = 32;
+    static constexpr int kFixedMasks = 16;
+    static_assert(kShortRun * 3 <= kFixedPixels && kFixedPixels <= kFixedMasks * 3 && kShortRun <= kFixedMasks);
 
     const Planes picture_;
     const Area inside_;
     const int left_;
+    const bool forward_;
+    const std::int64_t rows_;   ///< that move
+    const std::int64_t begin_;  ///< row where the walk begins
     int count_ = 0;
     int runs_ = 0;
-    int runStart_[kStrip + 1];  ///< columns that go equally far are one run
+    std::int64_t leastReach_ = 0;
+    std::int64_t mostReach_ = 0;
+    bool copies_ = false;  ///< a run does
+    Run run_[kStrip];
     Move moves_[kStrip];
     std::int16_t shares_[kStrip * 3];
+    HeldRow held_[2];
+    HeldRow made_;
+    HeldRow* line_ = &held_[0];
+    HeldRow* previous_ = &held_[1];
 };
 
 /// Where a turned picture comes to stand.
@@ -302,32 +439,46 @@ bool TurnQuarter(const ConstPlanes& source, const Planes& target, int turns, boo
 }
 
 bool XShear(const ConstPlanes& source, const Planes& target, const Shear& shear, int cropX, int cropY,
-            const AbortFlag& abort) {
+            TargetRows targetRows, const AbortFlag& abort) {
     const Area inside = Inside(shear.area, source);
-    if (inside.left >= inside.right) return true;
-    for (int y = inside.bottom; y < inside.top; ++y) {
-        if (abort.IsSet()) return false;
-        const std::int64_t to = std::int64_t{y} - cropY;
-        if (to < 0 || to >= target.height) continue;
-        const Move move = MoveOf(ShiftOf(shear, y - shear.area.bottom, shear.area.top - shear.area.bottom));
-        MoveRow(source.rows[y], source.maskRows[y], inside.left, inside.right, move, target.rows[to],
-                target.maskRows[to], target.width, cropX);
-    }
-    return true;
+    const int lines = shear.area.top - shear.area.bottom;
+    return ShareRows(0, target.height, [&](std::int64_t from, std::int64_t end) {
+        RowMover mover;
+        for (std::int64_t row = from; row < end; ++row) {
+            const std::int64_t y = row + cropY;
+            const bool moves = y >= inside.bottom && y < inside.top && inside.left < inside.right;
+            if (!moves && targetRows == TargetRows::Kept) continue;
+            if (abort.IsSet()) return false;
+            if (targetRows == TargetRows::Cleared) {
+                std::ranges::fill(target.Pixels(row), std::uint8_t{0});
+                std::ranges::fill(target.Mask(row), std::uint8_t{255});
+            }
+            if (!moves) continue;
+            mover({source.rows[y], source.maskRows[y]}, inside.left, inside.right,
+                  MoveOf(ShiftOf(shear, static_cast<int>(y) - shear.area.bottom, lines)),
+                  {target.rows[row], target.maskRows[row]}, target.width, cropX);
+        }
+        return true;
+    });
 }
 
 bool YShear(const Planes& picture, const Shear& shear, const AbortFlag& abort) {
     const Area inside = Inside(shear.area, picture);
-    const int lines = shear.area.right - shear.area.left;
-    // A strip of columns is walked row by row, so that its part of the picture stays near.
-    for (int left = inside.left; left < inside.right; left += kStrip) {
-        const int count = std::min(kStrip, inside.right - left);
-        Strip strip(picture, inside, left);
-        for (int i = 0; i < count; ++i) strip.Add(MoveOf(ShiftOf(shear, left + i - shear.area.left, lines)));
-        if (!strip.Walk(true, abort) || !strip.Walk(false, abort)) return false;
-        strip.Erase();
-    }
-    return true;
+    if (inside.bottom >= inside.top) return true;
+    const auto moveAt = [&](int x) {
+        return MoveOf(ShiftOf(shear, x - shear.area.left, shear.area.right - shear.area.left));
+    };
+    const int parts = std::max(inside.right - inside.left + kStrip - 1, 0) / kStrip;
+    return HelperThreads::Share(parts, [&](int part) {
+        int left = inside.left + part * kStrip;
+        const int right = std::min(left + kStrip, inside.right);
+        while (left < right) {  // a second strip where the columns turn from one direction to the other
+            Strip strip(picture, inside, left, moveAt(left).forward);
+            for (; left < right && strip.Takes(moveAt(left)); ++left) strip.Add(moveAt(left));
+            if (!strip.Walk(abort)) return false;
+        }
+        return true;
+    });
 }
 
 }  // namespace kestrel::passes

@@ -32,11 +32,15 @@ struct Shear {
     Area area;  ///< lines that are moved and what of each is
 };
 
+/// What a shear's target holds before: something that pixels are stored over, or nothing that counts. Then each of its
+/// rows is first made hidden black.
+enum class TargetRows { Kept, Cleared };
+
 /// Shears the rows of `area` from `source` into `target`, whose corner lies at (`cropX`, `cropY`) of the source. Both
-/// may be one picture; the place that a row leaves is then made transparent. Pixels that land outside the target are
-/// dropped. False when aborted, which is looked for before each row.
+/// may be one picture that is kept; the place that a row leaves is then made transparent. Pixels that land outside the
+/// target are dropped. False when aborted, which is looked for before each row. Throws `std::bad_alloc`.
 [[nodiscard]] bool XShear(const ConstPlanes& source, const Planes& target, const Shear& shear, int cropX, int cropY,
-                          const AbortFlag& abort);
+                          TargetRows targetRows, const AbortFlag& abort);
 
 /// Shears the columns of `area` in place, the bottom row of the area being the start of each line.
 [[nodiscard]] bool YShear(const Planes& picture, const Shear& shear, const AbortFlag& abort);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "kestrel/foundation/HelperThreads.h"
 #include "tests/support/Picture.h"
 
 namespace kestrel::passes {
@@ -68,7 +69,7 @@ Picture Moved(const std::array<Pixel, 5>& pixels, double shift) {
     Picture row(11, 1, kNothing);
     for (int i = 0; i < 5; ++i) row.Set(3 + i, 0, pixels[static_cast<std::size_t>(i)]);
     // A single line is not sheared at all; its move is the fraction.
-    EXPECT_TRUE(XShear(Of(row), Of(row), {0.0, -shift, {2, 0, 9, 1}}, 0, 0, false));
+    EXPECT_TRUE(XShear(Of(row), Of(row), {0.0, -shift, {2, 0, 9, 1}}, 0, 0, TargetRows::Kept, false));
     EXPECT_TRUE(row.GuardsIntact());
     return row;
 }
@@ -122,7 +123,7 @@ TEST(XShear, KeepsTheWeightOfARow) {
     for (double shift = -3; shift < 3; shift += 0.37) {
         Picture row(80, 1, kNothing);
         for (int x = 0; x < 60; ++x) row.Set(10 + x, 0, random.At(x, 0));
-        ASSERT_TRUE(XShear(Of(row), Of(row), {0.0, -shift, {9, 0, 71, 1}}, 0, 0, false));
+        ASSERT_TRUE(XShear(Of(row), Of(row), {0.0, -shift, {9, 0, 71, 1}}, 0, 0, TargetRows::Kept, false));
         double before = 0, after = 0;
         for (int x = 0; x < 60; ++x) before += 255 - random.At(x, 0).mask;
         for (int x = 0; x < 80; ++x) after += 255 - row.At(x, 0).mask;
@@ -133,7 +134,7 @@ TEST(XShear, KeepsTheWeightOfARow) {
 TEST(XShear, LinesMoveByTheirDistanceFromTheMiddle) {
     Picture picture(9, 5, kNothing);
     for (int y = 0; y < 5; ++y) picture.Set(4, y, Pixel{9, 9, 9, 0});
-    ASSERT_TRUE(XShear(Of(picture), Of(picture), {1.0, 0.0, {3, 0, 6, 5}}, 0, 0, false));
+    ASSERT_TRUE(XShear(Of(picture), Of(picture), {1.0, 0.0, {3, 0, 6, 5}}, 0, 0, TargetRows::Kept, false));
     for (int y = 0; y < 5; ++y)
         for (int x = 0; x < 9; ++x) EXPECT_EQ(picture.At(x, y).mask, x == y + 2 ? 0 : 255) << x << ", " << y;
 }
@@ -142,9 +143,18 @@ TEST(XShear, DropsWhatLandsOutside) {
     for (const double shift : {-40.0, -3.5, -0.5, 0.5, 3.5, 40.0, 1e300}) {
         Picture source = Picture::Random(10, 3, 9);
         Picture target(4, 2, kNothing);
-        ASSERT_TRUE(XShear(Of(source), Of(target), {0.0, -shift, {0, -5, 10, 9}}, 3, 1, false));
+        ASSERT_TRUE(XShear(Of(source), Of(target), {0.0, -shift, {0, -5, 10, 9}}, 3, 1, TargetRows::Kept, false));
         EXPECT_TRUE(target.GuardsIntact());
     }
+}
+
+TEST(XShear, HidesWhatATargetHeldBefore) {
+    Picture source = Picture::Random(40, 40, 5);
+    Picture empty(50, 45, kNothing), used = Picture::Random(50, 45, 6);
+    const Shear shear{0.3, 0.4, {2, 3, 38, 36}};
+    ASSERT_TRUE(XShear(Of(source), Of(empty), shear, -6, -2, TargetRows::Kept, false));
+    ASSERT_TRUE(XShear(Of(source), Of(used), shear, -6, -2, TargetRows::Cleared, false));
+    EXPECT_EQ(used.Difference(empty), "");
 }
 
 /// Rows and columns exchanged.
@@ -152,26 +162,47 @@ Picture Transposed(const Picture& p) {
     return Picture(p.Height(), p.Width(), [&](int x, int y) { return p.At(y, x); });
 }
 
-TEST(YShear, IsTheXShearOfTheTransposedPicture) {
-    for (const double shear : {0.7071, -0.31, 0.01, 1.0, 0.0}) {
-        Picture picture(150, 90, kNothing);
-        const Picture inner = Picture::Random(100, 30, 11);
+/// A picture inside a hidden frame, and the area of it that is sheared: more columns than are walked together.
+struct Framed {
+    Picture picture{1150, 90, kNothing};
+    Area area{20, 29, 1120, 61};
+
+    Framed() {
+        const Picture inner = Picture::Random(1100, 30, 11);
         for (int y = 0; y < 30; ++y)
-            for (int x = 0; x < 100; ++x) picture.Set(20 + x, 30 + y, inner.At(x, y));
+            for (int x = 0; x < 1100; ++x) picture.Set(20 + x, 30 + y, inner.At(x, y));
+    }
+};
+
+TEST(YShear, IsTheXShearOfTheTransposedPicture) {
+    for (const double shear : {0.7071, -0.31, 0.12, 0.01, 1.0, 0.0}) {
+        auto [picture, area] = Framed();
         Picture other = Transposed(picture);
-        const Area area{20, 29, 120, 61};
-        const Area transposed{29, 20, 61, 120};
+        const Area transposed{area.bottom, area.left, area.top, area.right};
         ASSERT_TRUE(YShear(Of(picture), {shear, 0.13, area}, false));
-        ASSERT_TRUE(XShear(Of(other), Of(other), {shear, 0.13, transposed}, 0, 0, false));
+        ASSERT_TRUE(XShear(Of(other), Of(other), {shear, 0.13, transposed}, 0, 0, TargetRows::Kept, false));
         EXPECT_EQ(Transposed(other).Difference(picture), "") << shear;
         EXPECT_TRUE(picture.GuardsIntact());
     }
 }
 
+TEST(Shears, AreTheSameWithAnyNumberOfThreads) {
+    auto [alone, area] = Framed();
+    Picture shared = alone;
+    const auto run = [&](int threads, Picture& picture) {
+        const HelperThreads help(threads);
+        EXPECT_TRUE(XShear(Of(picture), Of(picture), {0.2, 0.3, area}, 0, 0, TargetRows::Kept, false));
+        EXPECT_TRUE(YShear(Of(picture), {0.02, 0.13, area}, false));
+    };
+    run(1, alone);
+    run(3, shared);
+    EXPECT_EQ(shared.Difference(alone), "");
+}
+
 TEST(Shears, EndAtAnAbort) {
     const Picture before = Picture::Random(8, 8, 2);
     Picture picture = before;
-    EXPECT_FALSE(XShear(Of(picture), Of(picture), {1.0, 0.5, {0, 0, 8, 8}}, 0, 0, true));
+    EXPECT_FALSE(XShear(Of(picture), Of(picture), {1.0, 0.5, {0, 0, 8, 8}}, 0, 0, TargetRows::Kept, true));
     EXPECT_FALSE(YShear(Of(picture), {1.0, 0.5, {0, 0, 8, 8}}, true));
     EXPECT_FALSE(TurnQuarter(Of(picture), Of(picture), 0, false, 0, 0, true));
     EXPECT_EQ(picture.Difference(before), "");

@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
+#include <memory>
 #include <numbers>
+#include <utility>
 
 #include "kestrel/filters/geometry/ExceptionGuards.h"
 #include "kestrel/filters/geometry/SizeFrom.h"
+#include "kestrel/foundation/HelperThreads.h"
 #include "kestrel/foundation/Truncate.h"
 #include "kestrel/passes/Planes.h"
 #include "kestrel/passes/Shear.h"
@@ -29,15 +31,22 @@ int EvenSpan(double span, double shear) {
     return SizeFrom(static_cast<double>(rounded) + rounded % 2);
 }
 
-/// Colour 0 and mask 255, row by row.
-bool FillNothing(CWorkImage& image, const AbortFlag& abort) {
-    const auto width = static_cast<std::size_t>(image.Width());
-    for (int y = 0; y < image.Height(); ++y) {
-        if (abort.IsSet()) return false;
-        std::memset(image.Rows()[y], 0, width * 3);
-        std::memset(image.MaskRows()[y], 255, width);
-    }
-    return true;
+/// Hidden black around a rectangle, row by row; the rectangle itself is left alone.
+bool ClearAround(const passes::Planes& picture, const passes::Area& kept, const AbortFlag& abort) {
+    const auto clear = [&](std::int64_t y, int left, int right) {
+        const kernels::MaskedRow row = passes::Part(picture, y, left, right);
+        std::ranges::fill(row.pixels, std::uint8_t{0});
+        std::ranges::fill(row.mask, std::uint8_t{255});
+    };
+    return ShareRows(0, picture.height, [&](std::int64_t y, std::int64_t end) {
+        for (; y < end; ++y) {
+            if (abort.IsSet()) return false;
+            const bool beside = y >= kept.bottom && y < kept.top;
+            clear(y, 0, beside ? kept.left : picture.width);
+            if (beside) clear(y, kept.right, picture.width);
+        }
+        return true;
+    });
 }
 
 }  // namespace
@@ -144,28 +153,43 @@ HRESULT CRotateFilter::GetRequiredSize(int* width, int* height, double aspect) {
 
 FilterResult CRotateFilter::MakePixels(const PixelRequest& request) {
     if (m_InActive.Width < 1 || m_InActive.Height < 1) return Finished(E_INVALIDARG);
-    return CachedWhole(request, [this] {
-        const FilterResult result = FetchIntoWork(m_nOutWidth, m_nOutHeight);
-        return result != S_OK || Turn() ? result : kNotDone;
-    });
+    return CachedWhole(request, [this] { return IsRightAngle() ? TurnQuarters() : TurnByShears(); });
 }
 
-bool CRotateFilter::Turn() {
-    const passes::Planes source = passes::PlanesOf(*m_Work, m_InActive.Width, m_InActive.Height);
+FilterResult CRotateFilter::TurnQuarters() {
+    if (const FilterResult result = FetchIntoWork(m_nOutWidth, m_nOutHeight); result != S_OK) return result;
     const passes::Planes result = passes::PlanesOf(*m_Cache, m_nOutWidth, m_nOutHeight);
-    const bool mirror = Active().mirror;
-    const bool covered = m_nOutWidth == m_nTurnedWidth && m_nOutHeight == m_nTurnedHeight && IsRightAngle();
-    if (!covered && !FillNothing(*m_Cache, m_Abort)) return false;
-    if (IsRightAngle()) return passes::TurnQuarter(source, result, m_nQuarterTurns, mirror, 0, 0, m_Abort);
+    const bool covered = m_nOutWidth == m_nTurnedWidth && m_nOutHeight == m_nTurnedHeight;
+    if (!covered && !ClearAround(result, {}, m_Abort)) return kNotDone;
+    const passes::Planes source = passes::PlanesOf(*m_Work, m_InActive.Width, m_InActive.Height);
+    return passes::TurnQuarter(source, result, m_nQuarterTurns, Active().mirror, 0, 0, m_Abort) ? kDone : kNotDone;
+}
 
-    CWorkImage intermediate(m_nInterWidth, m_nInterHeight);
-    if (!FillNothing(intermediate, m_Abort)) return false;
-    const passes::Planes inter = passes::PlanesOf(intermediate, m_nInterWidth, m_nInterHeight);
+FilterResult CRotateFilter::MakeIntermediate(int left, int bottom) {
+    if (m_nQuarterTurns == 0 && !Active().mirror) {
+        EnsureWorkImages(m_nInterWidth, m_nInterHeight, m_nOutWidth, m_nOutHeight);
+        if (const FilterResult result = FetchWhole(*m_Work, left, bottom, true); result != S_OK) return result;
+    } else {
+        if (const FilterResult result = FetchIntoWork(m_nOutWidth, m_nOutHeight); result != S_OK) return result;
+        const passes::Planes source = passes::PlanesOf(*m_Work, m_InActive.Width, m_InActive.Height);
+        auto turned = std::make_unique<CWorkImage>(m_nInterWidth, m_nInterHeight);
+        const passes::Planes target = passes::PlanesOf(*turned, m_nInterWidth, m_nInterHeight);
+        if (!passes::TurnQuarter(source, target, m_nQuarterTurns, Active().mirror, left, bottom, m_Abort))
+            return kNotDone;
+        m_Work = std::move(turned);
+    }
+    const passes::Area picture{left, bottom, left + m_nTurnedWidth, bottom + m_nTurnedHeight};
+    const passes::Planes inter = passes::PlanesOf(*m_Work, m_nInterWidth, m_nInterHeight);
+    return ClearAround(inter, picture, m_Abort) ? kDone : kNotDone;
+}
+
+FilterResult CRotateFilter::TurnByShears() {
     const int spanX = std::abs(m_nSpanX);
     const int spanY = std::abs(m_nSpanY);
-    const int left = spanX + kMarginX / 2;
     const int bottom = spanY / 2 + kMarginY / 2;
-    if (!passes::TurnQuarter(source, inter, m_nQuarterTurns, mirror, left, bottom, m_Abort)) return false;
+    if (const FilterResult made = MakeIntermediate(spanX + kMarginX / 2, bottom); made != S_OK) return made;
+    const passes::Planes inter = passes::PlanesOf(*m_Work, m_nInterWidth, m_nInterHeight);
+    const passes::Planes result = passes::PlanesOf(*m_Cache, m_nOutWidth, m_nOutHeight);
 
     // All three areas lie around the picture's centre. A hidden pixel at each end of a line takes part, so that the
     // line's own ends are blended with nothing.
@@ -175,19 +199,17 @@ bool CRotateFilter::Turn() {
     const int cut = TruncateToInt(std::abs(m_dShearY) / 2 * (spanX - m_nTurnedWidth));
     const passes::Area whole{0, spanY / 2 + cut + 1, m_nInterWidth, spanY / 2 + m_nTurnedHeight + 5 - cut};
 
-    // Only the last shear moves by the centre's fraction.
-    const auto shearX = [&](const passes::Planes& target, const passes::Area& area, double fraction, int cropX,
-                            int cropY) {
-        return GuardShear("XShear", area, __LINE__, [&] {
-            return passes::XShear(inter, target, {m_dShearX, fraction, area}, cropX, cropY, m_Abort);
-        });
+    const auto firstX = [&] {
+        return passes::XShear(inter, inter, {m_dShearX, 0.0, upright}, 0, 0, passes::TargetRows::Kept, m_Abort);
     };
-    const auto shearY = [&] {
-        return GuardShear("YShear", slanted, __LINE__, [&] {
-            return passes::YShear(inter, {m_dShearY, 0.0, slanted}, m_Abort);
-        });
+    const auto shearY = [&] { return passes::YShear(inter, {m_dShearY, 0.0, slanted}, m_Abort); };
+    const auto lastX = [&] {  // only this one moves by the centre's fraction
+        return passes::XShear(inter, result, {m_dShearX, m_dFracX, whole}, m_nCropX, m_nCropY,
+                              passes::TargetRows::Cleared, m_Abort);
     };
-    return shearX(inter, upright, 0.0, 0, 0) && shearY() && shearX(result, whole, m_dFracX, m_nCropX, m_nCropY);
+    const bool done = GuardShear("XShear", upright, __LINE__, firstX) &&
+                      GuardShear("YShear", slanted, __LINE__, shearY) && GuardShear("XShear", whole, __LINE__, lastX);
+    return done ? kDone : kNotDone;
 }
 
 }  // namespace kestrel

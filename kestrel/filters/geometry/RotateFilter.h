@@ -60,8 +60,12 @@ private:
     void SetupRotation(int w, int h);
     void SetOutput();
     bool IsRightAngle() const { return m_nMarginX == 0; }
-    /// The pass from the work picture into the cache; false when aborted or failed.
-    bool Turn();
+    /// The two ways of the pass into the cache.
+    FilterResult TurnQuarters();
+    FilterResult TurnByShears();
+    /// Makes the work picture the one that is sheared: the input after its quarter turns at (`left`, `bottom`), hidden
+    /// black around it. An input that does not turn is fetched to where it is sheared.
+    FilterResult MakeIntermediate(int left, int bottom);
 
     double m_dRoundedAngle = 0;
     int m_nQuarterTurns = 0;
