@@ -28,9 +28,14 @@ constexpr Codec kCodecs[] = {
     {ImageFormat::Psd, LoadPsd, SavePsd},
     {ImageFormat::Raw, LoadRaw, nullptr},
     {ImageFormat::SunRaster, LoadMagick, SaveMagick},
-    {ImageFormat::Tiff, LoadTiff, SaveTiff},
+    {ImageFormat::Tiff, LoadTiff, nullptr, OpenTiff, CreateTiff},
     {ImageFormat::WebP, LoadWebP, SaveWebP},
 };
+
+void LoadByLines(OpenFunction* open, ByteReader& source, const LoadOptions& options, LoadResult& result) {
+    const std::uint64_t bytes = source.Left();
+    if (const auto decoder = open(source, options, result)) LoadLines(*decoder, bytes, options, result);
+}
 
 }  // namespace
 
@@ -94,8 +99,11 @@ bool MakePlanes(std::int64_t width, std::int64_t height, bool alpha, std::uint64
 }
 
 void LoadJpeg(ByteReader& source, const LoadOptions& options, LoadResult& result) {
-    const std::uint64_t bytes = source.Left();
-    if (const auto decoder = OpenJpeg(source, options, result)) LoadLines(*decoder, bytes, options, result);
+    LoadByLines(OpenJpeg, source, options, result);
+}
+
+void LoadTiff(ByteReader& source, const LoadOptions& options, LoadResult& result) {
+    LoadByLines(OpenTiff, source, options, result);
 }
 
 void LoadLines(LineDecoder& decoder, std::uint64_t fileBytes, const LoadOptions& options, LoadResult& result) {

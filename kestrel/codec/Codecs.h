@@ -63,9 +63,9 @@ using CreateFunction = std::unique_ptr<LineEncoder>(ByteWriter& target, PictureF
                                                     CodecError& error);
 
 LoadFunction LoadBmp, LoadHeif, LoadJpeg, LoadJpeg2000, LoadMagick, LoadPng, LoadPsd, LoadRaw, LoadTiff, LoadWebP;
-SaveFunction SaveBmp, SaveJpeg2000, SaveMagick, SavePsd, SaveTiff, SaveWebP;
-OpenFunction OpenJpeg, OpenPng;
-CreateFunction CreateJpeg, CreatePng;
+SaveFunction SaveBmp, SaveJpeg2000, SaveMagick, SavePsd, SaveWebP;
+OpenFunction OpenJpeg, OpenPng, OpenTiff;
+CreateFunction CreateJpeg, CreatePng, CreateTiff;
 
 /// What reads and writes a format. `LoadMagick` and `LoadHeif` look at the format that the result has.
 struct Codec {

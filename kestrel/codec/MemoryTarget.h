@@ -7,21 +7,27 @@
 
 namespace kestrel {
 
-/// A file in memory, for libraries that go back in what they have written. Gaps are zeros.
+/// Lays bytes down at a place of `to`, which grows where it has to; gaps are zeros. False without memory.
+inline bool LayBytes(std::vector<std::uint8_t>& to, std::uint64_t at, const void* from, std::size_t count) noexcept {
+    try {
+        if (at + count > to.size()) to.resize(at + count);
+    } catch (const std::exception&) {
+        return false;
+    }
+    if (count > 0) std::memcpy(to.data() + at, from, count);
+    return true;
+}
+
+/// A file in memory, for libraries that go back in what they have written.
 struct MemoryTarget {
     std::vector<std::uint8_t> bytes{};
     std::uint64_t position = 0;
 
     /// False without memory.
     bool Write(const void* from, std::size_t count) noexcept {
-        try {
-            if (position + count > bytes.size()) bytes.resize(position + count);
-        } catch (const std::exception&) {
-            return false;
-        }
-        if (count > 0) std::memcpy(bytes.data() + position, from, count);
-        position += count;
-        return true;
+        const bool laid = LayBytes(bytes, position, from, count);
+        if (laid) position += count;
+        return laid;
     }
     /// Bytes that were there.
     std::size_t Read(void* to, std::size_t count) noexcept {

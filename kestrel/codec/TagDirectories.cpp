@@ -32,6 +32,13 @@ TagReader::TagReader(ByteReader source) : source_(source), start_(source.Positio
     if (valid_) first_ = large_ ? Get(8, 8) : Get(4, 4);
 }
 
+TagReader::TagReader(ByteReader head, ByteReader rest, std::uint64_t from) : TagReader(head) {
+    source_ = rest;
+    start_ = rest.Position() - from;
+    lowest_ = from;
+    size_ = from + rest.Left();
+}
+
 std::uint64_t TagReader::Get(std::uint64_t at, std::size_t size) {
     std::uint8_t bytes[8];
     if (!Holds(at, size) || !source_.Seek(start_ + at) || source_.Read(bytes, size) != size) return 0;

@@ -37,6 +37,8 @@ std::size_t TagTypeSize(unsigned type);
 class TagReader {
 public:
     explicit TagReader(ByteReader source);
+    /// Of data in two pieces: the head, 8 or 16 bytes, and all from position `from` on.
+    TagReader(ByteReader head, ByteReader rest, std::uint64_t from);
 
     /// Whether the data begin as such data do.
     bool IsValid() const { return valid_; }
@@ -61,10 +63,13 @@ public:
 
 private:
     std::uint64_t Get(std::uint64_t at, std::size_t size);
-    bool Holds(std::uint64_t at, std::uint64_t size) const { return at <= size_ && size <= size_ - at; }
+    bool Holds(std::uint64_t at, std::uint64_t size) const {
+        return at >= lowest_ && at <= size_ && size <= size_ - at;
+    }
 
     ByteReader source_;
-    std::uint64_t start_;
+    std::uint64_t start_;       ///< position in the source of the data's first byte, modulo 2^64
+    std::uint64_t lowest_ = 0;  ///< of the positions that are there
     std::uint64_t size_;
     bool valid_ = false, bigEndian_ = false, large_ = false;
     std::uint64_t first_ = 0;

@@ -76,7 +76,9 @@ struct Lower {
 /// Lays directories down at the end of the data, in their form.
 class Writer {
 public:
-    Writer(Bytes& bytes, bool bigEndian, bool large) : bytes_(bytes), bigEndian_(bigEndian), large_(large) {}
+    /// The bytes have the data from position `from` on.
+    Writer(Bytes& bytes, std::uint64_t from, bool bigEndian, bool large)
+        : bytes_(bytes), from_(from), bigEndian_(bigEndian), large_(large) {}
 
     /// A field of the main directory that points to one below it.
     void Point(Fields& fields, unsigned tag, const Fields& below) {
@@ -93,7 +95,7 @@ public:
     std::uint64_t Write(Fields fields);
     void PutAt(std::uint64_t at, std::uint64_t value, std::size_t size) {
         for (std::size_t i = 0; i < size; ++i)
-            bytes_[at + (bigEndian_ ? size - 1 - i : i)] = static_cast<std::uint8_t>(value >> 8 * i);
+            bytes_[at - from_ + (bigEndian_ ? size - 1 - i : i)] = static_cast<std::uint8_t>(value >> 8 * i);
     }
 
 private:
@@ -106,12 +108,14 @@ private:
     }
     void Put(std::uint64_t value, std::size_t size) {
         bytes_.resize(bytes_.size() + size);
-        PutAt(bytes_.size() - size, value, size);
+        PutAt(End() - size, value, size);
     }
     std::size_t PlaceSize() const { return large_ ? 8 : 4; }
-    void Align() { bytes_.resize(bytes_.size() + bytes_.size() % 2); }
+    std::uint64_t End() const { return from_ + bytes_.size(); }
+    void Align() { bytes_.resize(bytes_.size() + End() % 2); }
 
     Bytes& bytes_;
+    const std::uint64_t from_;
     bool bigEndian_, large_;
 };
 
@@ -120,11 +124,11 @@ std::uint64_t Writer::Write(Fields fields) {
     std::vector<std::uint64_t> places;
     for (const Field& field : fields) {
         Align();
-        places.push_back(bytes_.size());
+        places.push_back(End());
         if (field.value.size() > PlaceSize()) bytes_.insert(bytes_.end(), field.value.begin(), field.value.end());
     }
     Align();
-    const std::uint64_t directory = bytes_.size();
+    const std::uint64_t directory = End();
     Put(fields.size(), large_ ? 8 : 2);
     for (std::size_t i = 0; i < fields.size(); ++i) {
         const Field& field = fields[i];
@@ -171,7 +175,7 @@ void ReadTiffBlocks(ByteReader source, std::uint64_t directory, ImageMetadata& m
     if (fields.empty() && lower.camera.empty() && lower.place.empty()) return;
     const std::uint8_t order = reader.IsBigEndian() ? 'M' : 'I';
     Bytes exif = {order, order, 0, 0, 0, 0, 0, 0};
-    Writer writer(exif, reader.IsBigEndian(), false);
+    Writer writer(exif, 0, reader.IsBigEndian(), false);
     writer.PutAt(2, 42, 2);
     writer.WriteLower(fields, lower);
     const std::uint64_t first = writer.Write(std::move(fields));
@@ -179,14 +183,14 @@ void ReadTiffBlocks(ByteReader source, std::uint64_t directory, ImageMetadata& m
     metadata.exif = std::move(exif);
 }
 
-void AddTiffBlocks(Bytes& file, const ImageMetadata& metadata) {
+void AddTiffBlocks(TiffEnds& file, const ImageMetadata& metadata) {
     TagReader exif{ByteReader(metadata.exif)};
     const bool useful = exif.IsValid() && !exif.IsLarge();
     if (!useful && metadata.iptc.empty()) return;
-    TagReader reader{ByteReader(file)};
+    TagReader reader(ByteReader(file.head), ByteReader(file.tail), file.tailAt);
     if (!reader.IsValid()) return;
     Fields fields = FieldReader(reader, UINT64_MAX).All(reader.Read(reader.First()));
-    Writer writer(file, reader.IsBigEndian(), reader.IsLarge());
+    Writer writer(file.tail, file.tailAt, reader.IsBigEndian(), reader.IsLarge());
     if (!metadata.iptc.empty()) fields.push_back({kIptc, kTagBlock, metadata.iptc.size(), metadata.iptc});
     if (useful) {
         FieldReader taking(exif, kLongest);
@@ -196,7 +200,7 @@ void AddTiffBlocks(Bytes& file, const ImageMetadata& metadata) {
         writer.WriteLower(fields, Lower(taking, main));
     }
     const std::uint64_t first = writer.Write(std::move(fields));
-    writer.PutAt(reader.IsLarge() ? 8 : 4, first, reader.IsLarge() ? 8 : 4);
+    Writer(file.head, 0, reader.IsBigEndian(), reader.IsLarge()).PutAt(reader.PlaceSize(), first, reader.PlaceSize());
 }
 
 }  // namespace kestrel

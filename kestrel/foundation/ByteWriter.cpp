@@ -1,5 +1,9 @@
 #include "kestrel/foundation/ByteWriter.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <new>
 #include <stdexcept>
@@ -8,9 +12,9 @@ namespace kestrel {
 
 bool ByteWriter::Write(const void* from, std::size_t count) noexcept {
     if (error_ == 0 && count > 0) {
+        errno = 0;
         if (file_) {
-            errno = 0;
-            if (std::fwrite(from, 1, count, file_) != count) error_ = errno ? errno : EIO;
+            if (std::fwrite(from, 1, count, file_) != count) Fail();
         } else {
             const auto* bytes = static_cast<const std::uint8_t*>(from);
             try {
@@ -21,9 +25,41 @@ bool ByteWriter::Write(const void* from, std::size_t count) noexcept {
                 error_ = ENOMEM;
             }
         }
+        written_ += count;
     }
     errno = error_;
     return error_ == 0;
+}
+
+bool ByteWriter::CanReplace() const noexcept {
+    if (!file_) return true;
+    const int descriptor = fileno(file_);
+    struct stat status {};
+    if (descriptor < 0 || fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return false;
+    return (fcntl(descriptor, F_GETFL) & O_APPEND) == 0;
+}
+
+bool ByteWriter::Replace(std::uint64_t position, const void* from, std::size_t count) noexcept {
+    if (error_ == 0 && count > 0) {
+        errno = 0;
+        if (!file_) {
+            const auto* bytes = static_cast<const std::uint8_t*>(from);
+            std::copy_n(bytes, count, bytes_->end() - static_cast<std::ptrdiff_t>(written_ - position));
+        } else {
+            const off_t end = ftello(file_);
+            const off_t at = end - static_cast<off_t>(written_ - position);
+            if (end < 0 || fseeko(file_, at, SEEK_SET) != 0 || std::fwrite(from, 1, count, file_) != count ||
+                fseeko(file_, end, SEEK_SET) != 0)
+                Fail();
+        }
+    }
+    errno = error_;
+    return error_ == 0;
+}
+
+bool ByteWriter::Fail() noexcept {
+    error_ = errno ? errno : EIO;
+    return false;
 }
 
 }  // namespace kestrel

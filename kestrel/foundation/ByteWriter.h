@@ -13,10 +13,17 @@ public:
 
     /// False, and `errno` says why, when not all was written.
     bool Write(const void* from, std::size_t count) noexcept;
+    /// Whether written bytes can be replaced: not in a pipe, and not in a file that is open for appending.
+    bool CanReplace() const noexcept;
+    /// Replaces bytes, `position` counts from the first that was written. False likewise.
+    bool Replace(std::uint64_t position, const void* from, std::size_t count) noexcept;
 
 private:
+    bool Fail() noexcept;
+
     std::FILE* file_ = nullptr;
     std::vector<std::uint8_t>* bytes_ = nullptr;
+    std::uint64_t written_ = 0;
     int error_ = 0;
 };
 
