@@ -129,15 +129,21 @@ private:
         std::uint8_t* to = blocks_.data();
         for (std::size_t plane = 0; plane < planes_; ++plane)
             for (std::uint32_t left = 0; left < form_.width; left += Columns(left), to += bytes_)
-                if (ReadBlock(left, top, static_cast<std::uint16_t>(plane), to) < 0) return false;
+                if (!ReadBlock(left, top, static_cast<std::uint16_t>(plane), to)) return false;
         return true;
     }
 
-    tmsize_t ReadBlock(std::uint32_t left, std::uint32_t top, std::uint16_t plane, std::uint8_t* to) {
+    bool ReadBlock(std::uint32_t left, std::uint32_t top, std::uint16_t plane, std::uint8_t* to) {
         TIFF* const file = page_.File();
+        const std::uint32_t block =
+            tiled_ ? library_.TIFFComputeTile(file, left, top, 0, plane) : library_.TIFFComputeStrip(file, top, plane);
+        if (library_.TIFFGetStrileByteCount(file, block) == 0) {  // plain ones would be read from the file's start
+            page_.SetError("a strip or tile is missing");
+            return false;
+        }
         const auto size = static_cast<tmsize_t>(bytes_);
-        if (!tiled_) return library_.TIFFReadEncodedStrip(file, library_.TIFFComputeStrip(file, top, plane), to, size);
-        return library_.TIFFReadEncodedTile(file, library_.TIFFComputeTile(file, left, top, 0, plane), to, size);
+        return (tiled_ ? library_.TIFFReadEncodedTile(file, block, to, size)
+                       : library_.TIFFReadEncodedStrip(file, block, to, size)) >= 0;
     }
 
     const bool tiled_;

@@ -1,4 +1,5 @@
 // Runs in bands of rows through the program: the bytes, the memory, and what a run leaves that was stopped.
+#include <fmt/format.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -19,11 +20,11 @@ struct BandsTest : test::ProgramTest {
         const DibPtr image = samples::Noise(24, width, height, 4), mask = samples::Noise(8, width, height, 5);
         ASSERT_FALSE(ImageLoader::Save(Path(name), image.get(), alpha ? mask.get() : nullptr));
     }
-    /// A JPEG file of 60 megapixels, whose rows all look alike.
+    /// A file of 60 megapixels, whose rows all look alike.
     void MakeHuge(const std::string& name) const {
         constexpr int kWidth = 8000, kHeight = 7500;
         std::FILE* const file = std::fopen(Path(name).c_str(), "wb");
-        RowEncoder encoder(file, kWidth, kHeight, false, {.format = ImageFormat::Jpeg});
+        RowEncoder encoder(file, kWidth, kHeight, false, {.format = FormatOfPath(name)});
         std::vector<std::uint8_t> row(3 * kWidth);
         for (std::size_t i = 0; i < row.size(); ++i) row[i] = static_cast<std::uint8_t>(i / 97);
         for (int y = 0; y < kHeight; ++y) encoder.Write(row.data(), nullptr);
@@ -51,12 +52,13 @@ TEST_F(BandsTest, WriteTheBytesOfTheWhole) {
     Make("a.png", 211, 190);
     Make("a.jpg", 190, 333);
     Make("alpha.png", 97, 160, true);
+    Make("alpha.tif", 97, 160, true);
     const std::string soft = std::string(kBandLine) + " -f SoftFrame:FrameWidth=10,SoftCorner=1";
-    for (const std::string input : {"a.png", "a.jpg", "alpha.png"})
+    for (const std::string input : {"a.png", "a.jpg", "alpha.png", "alpha.tif[0]"})
         for (const std::string& line : {std::string(kBandLine), soft})
             for (const std::string options :
                  {"", " --region 3,5,60,70 --threads 3", " --threads 2 --background '#102030'"})
-                for (const std::string format : {"png", "jpeg"}) {
+                for (const std::string format : {"png", "jpeg", "tiff"}) {
                     SCOPED_TRACE(input + line + options + " as " + format);
                     const std::string output = "out." + format;
                     const Outcome run = Run("apply " + input + " " + output + line + options + " --verbose");
@@ -75,24 +77,26 @@ TEST_F(BandsTest, WriteTheBytesOfTheWhole) {
 }
 
 TEST_F(BandsTest, TakeLittleMemory) {
-    MakeHuge("huge.jpg");
-    const pid_t child = Start({"apply", "huge.jpg", "out.jpg", "-f", "Sepia:Sepia=060", "-f", "Sharpen:Sharpness=070",
-                               "--threads", "2", "--quiet"});
-    int state = 0;
-    rusage used{};
-    ASSERT_EQ(wait4(child, &state, 0, &used), child);
-    EXPECT_EQ(state, 0);
-    EXPECT_TRUE(fs::exists(Path("out.jpg")));
+    for (const std::string huge : {"huge.jpg", "huge.tif"}) {
+        MakeHuge(huge);
+        const pid_t child = Start({"apply", huge, "out-" + huge, "-f", "Sepia:Sepia=060", "-f", "Sharpen:Sharpness=070",
+                                   "--threads", "2", "--quiet"});
+        int state = 0;
+        rusage used{};
+        ASSERT_EQ(wait4(child, &state, 0, &used), child);
+        EXPECT_EQ(state, 0);
+        EXPECT_TRUE(fs::exists(Path("out-" + huge)));
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-    EXPECT_LT(used.ru_maxrss, 60 * 1024) << "kilobytes; the picture alone has four times as many";
+        EXPECT_LT(used.ru_maxrss, 60 * 1024) << huge << ": kilobytes; the picture alone has four times as many";
 #endif
+    }
 }
 
 TEST_F(BandsTest, LeaveNothingWhenTheyAreStopped) {
     MakeHuge("huge.jpg");
     const std::string before = Content("huge.jpg");
     for (const int signal : {SIGINT, SIGTERM, SIGKILL})
-        for (const std::string output : {"out.jpg", "huge.jpg"}) {
+        for (const std::string output : {"out.jpg", "out.tif", "huge.jpg"}) {
             const pid_t child = Start({"apply", "huge.jpg", output, "-f", "Sharpen:Sharpness=070", "--quiet"});
             // The file without a name that the output is written to shows that the work is on its way.
             bool writing = false;
@@ -112,14 +116,23 @@ TEST_F(BandsTest, LeaveNothingWhenTheyAreStopped) {
             EXPECT_TRUE(Content("huge.jpg") == before);
             for (const auto& entry : fs::directory_iterator(Path("")))
                 EXPECT_TRUE(entry.path().filename() == "huge.jpg" || signal == SIGKILL) << entry.path();
-            EXPECT_FALSE(fs::exists(Path("out.jpg")));
+            EXPECT_FALSE(fs::exists(Path("out.jpg")) || fs::exists(Path("out.tif")));
         }
-    // A disk that is full in the middle.
-    const Outcome full =
-        Run("--version; trap '' XFSZ; ulimit -f 100; " KESTREL_APP " apply huge.jpg out.jpg -f Invert:Inversity=100");
-    EXPECT_EQ(full.code, 1);
-    EXPECT_NE(full.err.find("out.jpg: cannot write"), std::string::npos) << full.err;
-    EXPECT_FALSE(fs::exists(Path("out.jpg")));
+    // A disk that is full at the start, in the middle, and at the end, where the head of a TIFF file is written.
+    for (const std::string output : {"out.jpg", "out.tif"}) {
+        ASSERT_EQ(Run("apply huge.jpg " + output + " -f Invert:Inversity=100").code, 0);
+        const auto size = static_cast<std::intmax_t>(fs::file_size(Path(output)));
+        fs::remove(Path(output));
+        for (const std::intmax_t limit : {std::intmax_t{512}, size / 2, size - 600}) {
+            const Outcome full =
+                Run(fmt::format("--version; trap '' XFSZ; ulimit -f {}; {} apply huge.jpg {} -f "
+                                "Invert:Inversity=100",
+                                limit / 512, KESTREL_APP, output));
+            EXPECT_EQ(full.code, 1) << output << ' ' << limit;
+            EXPECT_NE(full.err.find(output + ": cannot write"), std::string::npos) << full.err;
+            EXPECT_EQ(std::distance(fs::directory_iterator(Path("")), {}), 1) << "something is left beside the input";
+        }
+    }
 }
 
 }  // namespace

@@ -5,97 +5,18 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <tuple>
 
 #include "kestrel/codec/ImageLoader.h"
 #include "kestrel/codec/PolyImagePro.h"
 #include "tests/codec/Samples.h"
+#include "tests/codec/TiffSamples.h"
 
 namespace kestrel {
 namespace {
 
+using namespace samples::tiff;
 using samples::Bytes;
-
-/// A little-endian TIFF file of one directory. Numbers of a tag are shorts, or longs where one is larger; those of the
-/// pixels' place are filled in.
-struct Tiff {
-    std::map<unsigned, std::vector<std::uint32_t>> tags{};
-    std::vector<Bytes> blocks{};  // strips or tiles
-    bool tiled = false;
-};
-
-/// Adds a page; `link` is where its directory's position belongs, then where that of the next one does.
-void AddPage(Bytes& bytes, Tiff file, std::size_t& link) {
-    const auto put = [&](std::uint32_t value, int size) {
-        for (int i = 0; i < size; ++i) bytes.push_back(static_cast<std::uint8_t>(value >> 8 * i));
-    };
-    auto& places = file.tags[file.tiled ? 324 : 273];
-    auto& sizes = file.tags[file.tiled ? 325 : 279];
-    for (const Bytes& block : file.blocks) {
-        places.push_back(static_cast<std::uint32_t>(bytes.size()));
-        sizes.push_back(static_cast<std::uint32_t>(block.size()));
-        bytes.insert(bytes.end(), block.begin(), block.end());
-    }
-    bytes.resize((bytes.size() + 1) / 2 * 2);
-    std::map<unsigned, std::size_t> outside;
-    const auto width = [](unsigned tag, const std::vector<std::uint32_t>& values) {
-        if (tag == 50706 || tag == 33422) return 1;
-        return std::ranges::any_of(values, [](std::uint32_t v) { return v > 65535; }) ? 4 : 2;
-    };
-    for (const auto& [tag, values] : file.tags) {
-        outside[tag] = bytes.size();
-        if (values.size() * static_cast<std::size_t>(width(tag, values)) > 4)
-            for (const std::uint32_t value : values) put(value, width(tag, values));
-    }
-    for (std::size_t i = 0; i < 4; ++i) bytes[link + i] = static_cast<std::uint8_t>(bytes.size() >> 8 * i);
-    put(static_cast<std::uint32_t>(file.tags.size()), 2);
-    for (const auto& [tag, values] : file.tags) {
-        const int size = width(tag, values);
-        put(tag, 2), put(size == 4 ? 4 : size == 2 ? 3 : 1, 2), put(static_cast<std::uint32_t>(values.size()), 4);
-        if (values.size() * static_cast<std::size_t>(size) > 4) {
-            put(static_cast<std::uint32_t>(outside[tag]), 4);
-            continue;
-        }
-        const std::size_t end = bytes.size() + 4;
-        for (const std::uint32_t value : values) put(value, size);
-        bytes.resize(end);
-    }
-    link = bytes.size();
-    put(0, 4);
-}
-
-Bytes Encode(const std::vector<Tiff>& pages) {
-    Bytes bytes = {'I', 'I', 42, 0, 0, 0, 0, 0};
-    std::size_t link = 4;
-    for (const Tiff& page : pages) AddPage(bytes, page, link);
-    return bytes;
-}
-Bytes Encode(const Tiff& file) { return Encode(std::vector{file}); }
-
-enum : unsigned {
-    kBits = 258,
-    kPhotometric = 262,
-    kOrientation = 274,
-    kSamples = 277,
-    kRows = 278,
-    kPlanar = 284,
-    kColors = 320,
-    kTileWidth = 322,
-    kTileLength = 323,
-    kExtra = 338
-};
-
-std::map<unsigned, std::vector<std::uint32_t>> Tags(std::uint32_t width, std::uint32_t height, std::uint32_t bits,
-                                                    std::uint32_t photometric, std::uint32_t samples) {
-    return {{256, {width}},
-            {257, {height}},
-            {kBits, std::vector<std::uint32_t>(samples, bits)},
-            {259, {1}},
-            {kPhotometric, {photometric}},
-            {kSamples, {samples}},
-            {kRows, {height}}};
-}
 
 /// Blue, green, red and the mask of each pixel, line for line.
 std::vector<int> Pixels(const LoadResult& result) {

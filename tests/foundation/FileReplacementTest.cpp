@@ -280,5 +280,31 @@ TEST_F(FileReplacementTest, WriterKeepsItsFirstError) {
     EXPECT_EQ(bytes, (Bytes{9, 'a', 'b'}));
 }
 
+TEST_F(FileReplacementTest, WriterReplacesWhatItWrote) {
+    const auto put = [](ByteWriter& writer) {
+        return writer.Write("abcdef", 6) && writer.Replace(1, "XY", 2) && writer.Replace(4, "Z", 1) &&
+               writer.Write("g", 1);
+    };
+    Bytes bytes = {9};
+    ByteWriter memory(bytes);
+    EXPECT_TRUE(memory.CanReplace() && put(memory));
+    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "\taXYdZfg");
+    std::FILE* file = std::tmpfile();
+    std::fputs("before", file);
+    ByteWriter writer(file);
+    EXPECT_TRUE(writer.CanReplace() && put(writer));
+    char text[20] = {};
+    std::rewind(file);
+    EXPECT_EQ(std::fread(text, 1, sizeof text, file), 13u);
+    EXPECT_STREQ(text, "beforeaXYdZfg");
+    std::fclose(file);
+    for (const auto& [name, mode] :
+         {std::pair<std::string, const char*>("/dev/full", "wb"), {Path("appended"), "ab"}}) {
+        file = std::fopen(name.c_str(), mode);
+        EXPECT_FALSE(ByteWriter(file).CanReplace()) << name;
+        std::fclose(file);
+    }
+}
+
 }  // namespace
 }  // namespace kestrel
