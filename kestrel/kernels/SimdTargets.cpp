@@ -15,7 +15,7 @@ constexpr int64_t kPlain = HWY_SCALAR | HWY_EMU128;
 /// What the compiler's own question does not know.
 bool HasFeature(unsigned leaf, unsigned bitOfEcx) {
     unsigned a = 0, b = 0, c = 0, d = 0;
-    return __get_cpuid(leaf, &a, &b, &c, &d) && (c >> bitOfEcx & 1) != 0;
+    return __get_cpuid_count(leaf, 0, &a, &b, &c, &d) && (c >> bitOfEcx & 1) != 0;
 }
 
 /// The sets that CPU and system support. Each needs all the instructions that Highway's headers use for it.
@@ -30,7 +30,12 @@ int64_t Detect() {
     const bool avx3 = avx2 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
                       __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw") &&
                       __builtin_cpu_supports("avx512cd");
-    return (ssse3 ? HWY_SSSE3 : 0) | (sse4 ? HWY_SSE4 : 0) | (avx2 ? HWY_AVX2 : 0) | (avx3 ? HWY_AVX3 : 0);
+    const bool vaes = HasFeature(7, 9), vpclmulqdq = HasFeature(7, 10);
+    const bool avx3dl = avx3 && __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2") &&
+                        __builtin_cpu_supports("avx512vnni") && __builtin_cpu_supports("avx512bitalg") &&
+                        __builtin_cpu_supports("avx512vpopcntdq") && vaes && vpclmulqdq;
+    return (ssse3 ? HWY_SSSE3 : 0) | (sse4 ? HWY_SSE4 : 0) | (avx2 ? HWY_AVX2 : 0) | (avx3 ? HWY_AVX3 : 0) |
+           (avx3dl ? HWY_AVX3_DL : 0);
 }
 #else
 int64_t Detect() { return 0; }  // elsewhere the sets that the compiler may use everywhere are all there are
