@@ -38,6 +38,21 @@ inline void LocalWeights(const double weights[3][3], const std::uint8_t* const* 
     local[1][1] += moved;
 }
 
+/// Weights of which all neighbours that count have the same, so that each byte needs only two products.
+enum class Shape {
+    Any,
+    Cross,  ///< none in the corners
+    Ring,   ///< all eight neighbours
+};
+inline Shape ShapeOf(const double w[3][3]) {
+    const double edge = w[0][1];
+    if (w[1][0] != edge || w[1][2] != edge || w[2][1] != edge) return Shape::Any;
+    const auto corners = [w](double weight) {
+        return w[0][0] == weight && w[0][2] == weight && w[2][0] == weight && w[2][2] == weight;
+    };
+    return corners(0) ? Shape::Cross : corners(edge) ? Shape::Ring : Shape::Any;
+}
+
 /// Clamped and truncated; NaN becomes 0.
 inline std::uint8_t ConvolvedByte(double value) {
     const double atLeast = value > 0.0 ? value : 0.0;
@@ -175,64 +190,155 @@ void ConvolveRow3x3(const double weights[3][3], int bias, const std::uint8_t* co
 }
 
 #if HWY_TARGET != HWY_SCALAR
-/// Vectors of doubles side by side.
-constexpr std::size_t kAbreast = 4;
+/// Bytes as doubles.
+template <class D>
+HWY_INLINE hn::Vec<D> WidenLanes(D d, const std::uint8_t* bytes) {
+    const hn::Rebind<std::int32_t, D> d32;
+    return hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(hn::Rebind<std::uint8_t, D>(), bytes)));
+}
 
-/// The bytes from `at` on that `kAbreast` vectors hold, of `count` rows. Going up the rows, each row of bytes is
-/// converted once and adds to three sums: it is the upper row of the first, the middle of the second, and the lower row
-/// of the third. With `kCross` the four weights in the corners are 0, and left out.
-template <bool kCross>
-void ConvolveColumn(const double weights[3][3], const std::uint8_t* const* from, std::uint8_t* const* to,
-                    std::size_t count, std::size_t at) {
-    const hn::ScalableTag<double> d;
-    const hn::Rebind<std::int32_t, decltype(d)> d32;
-    const hn::Rebind<std::uint8_t, decltype(d)> d8;
-    const hn::Twice<decltype(d32)> two32;
-    const hn::Twice<decltype(d8)> two8;
-    using V = hn::Vec<decltype(d)>;
-    const auto widen = [=](const std::uint8_t* bytes)
-                           HWY_ATTR { return hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(d8, bytes))); };
-    V w[3][3];  // held by value: a store of a byte could change the others
-    for (int i = 0; i < 9; ++i) w[i / 3][i % 3] = hn::Set(d, weights[i / 3][i % 3]);
-    V one[kAbreast];  // have their lower row
-    V two[kAbreast];  // have their lower and middle rows
-    V sum[kAbreast];  // have all
-    for (std::size_t v = 0; v < kAbreast; ++v) one[v] = two[v] = hn::Zero(d);
-    for (std::size_t row = 0; row < count + 2; ++row) {
-        const std::uint8_t* HWY_RESTRICT const bytes = from[row] + at;
-        for (std::size_t v = 0; v < kAbreast; ++v) {
-            const std::uint8_t* const here = bytes + v * hn::Lanes(d);
-            const V left = widen(here);
-            const V centre = widen(here + 3);
-            const V right = widen(here + 6);
-            sum[v] = two[v];
-            if (!kCross) sum[v] = hn::Add(sum[v], hn::Mul(w[2][0], left));
-            sum[v] = hn::Add(sum[v], hn::Mul(w[2][1], centre));
-            if (!kCross) sum[v] = hn::Add(sum[v], hn::Mul(w[2][2], right));
-            two[v] = hn::Add(hn::Add(hn::Add(one[v], hn::Mul(w[1][0], left)), hn::Mul(w[1][1], centre)),
-                             hn::Mul(w[1][2], right));
-            one[v] = hn::Mul(w[0][1], centre);
-            if (!kCross) one[v] = hn::Add(hn::Add(hn::Mul(w[0][0], left), one[v]), hn::Mul(w[0][2], right));
-        }
-        if (row < 2) continue;
-        std::uint8_t* const out = to[row - 2] + at;
-        for (std::size_t v = 0; v < kAbreast; v += 2) {  // what is beyond a byte is held to it by the last step
-            const auto whole = hn::Combine(two32, hn::DemoteTo(d32, sum[v + 1]), hn::DemoteTo(d32, sum[v]));
-            hn::StoreU(hn::DemoteTo(two8, whole), two8, out + v * hn::Lanes(d));
-        }
-    }
+/// The vectors that begin three lanes before `there` and three lanes after `here`, of two neighbours.
+#if HWY_TARGET <= HWY_AVX3
+constexpr bool kShifts = true;
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V PixelBefore(D d, V here, V there) {
+    const hn::RebindToSigned<D> di;
+    const auto a = hn::BitCast(di, here), b = hn::BitCast(di, there);
+    return hn::BitCast(d, hn::Vec<decltype(di)>{_mm512_alignr_epi64(b.raw, a.raw, 5)});
+}
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V PixelAfter(D d, V here, V there) {
+    const hn::RebindToSigned<D> di;
+    const auto a = hn::BitCast(di, here), b = hn::BitCast(di, there);
+    return hn::BitCast(d, hn::Vec<decltype(di)>{_mm512_alignr_epi64(b.raw, a.raw, 3)});
+}
+#elif HWY_TARGET == HWY_AVX2
+constexpr bool kShifts = true;
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V PixelBefore(D /*d*/, V here, V there) {
+    return V{_mm256_shuffle_pd(here.raw, _mm256_permute2f128_pd(here.raw, there.raw, 0x21), 5)};
+}
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V PixelAfter(D /*d*/, V here, V there) {
+    return V{_mm256_shuffle_pd(_mm256_permute2f128_pd(here.raw, there.raw, 0x21), there.raw, 5)};
+}
+#else
+constexpr bool kShifts = false;  // no vector holds a pixel
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V PixelBefore(D /*d*/, V /*here*/, V there) {
+    return there;
+}
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V PixelAfter(D /*d*/, V here, V /*there*/) {
+    return here;
 }
 #endif
 
+/// Two vectors of sums as bytes; what is beyond a byte is held to it by the last step.
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE void StoreSums(D /*d*/, V first, V second, std::uint8_t* to) {
+    const hn::Rebind<std::int32_t, D> d32;
+    const hn::Twice<decltype(d32)> two32;
+    const hn::Rebind<std::uint8_t, decltype(two32)> two8;
+    const auto whole = hn::Combine(two32, hn::DemoteTo(d32, second), hn::DemoteTo(d32, first));
+    hn::StoreU(hn::DemoteTo(two8, whole), two8, to);
+}
+
+/// Sums of bytes side by side, in vectors of doubles, on their way up the rows: each row of bytes is converted once and
+/// adds to three sums of a byte. It is the upper row of the first, the middle of the second, and the lower row of the
+/// third.
+template <Shape kShape>
+struct Column;
+
+/// Any weights.
+template <>
+struct Column<Shape::Any> {
+    static constexpr std::size_t kAbreast = 4;
+
+    template <class D>
+    static void Make(D d, const double weights[3][3], const std::uint8_t* const* from, std::uint8_t* const* to,
+                     std::size_t count, std::size_t at) {
+        using V = hn::Vec<D>;
+        V w[3][3];  // held by value: a store of a byte could change the others
+        for (int i = 0; i < 9; ++i) w[i / 3][i % 3] = hn::Set(d, weights[i / 3][i % 3]);
+        V one[kAbreast];  // have their lower row
+        V two[kAbreast];  // have their lower and middle rows
+        V sum[kAbreast];  // have all
+        for (std::size_t v = 0; v < kAbreast; ++v) one[v] = two[v] = hn::Zero(d);
+        for (std::size_t row = 0; row < count + 2; ++row) {
+            for (std::size_t v = 0; v < kAbreast; ++v) {
+                const std::uint8_t* const here = from[row] + at + v * hn::Lanes(d);
+                const V left = WidenLanes(d, here);
+                const V centre = WidenLanes(d, here + 3);
+                const V right = WidenLanes(d, here + 6);
+                sum[v] = hn::Add(hn::Add(hn::Add(two[v], hn::Mul(w[2][0], left)), hn::Mul(w[2][1], centre)),
+                                 hn::Mul(w[2][2], right));
+                two[v] = hn::Add(hn::Add(hn::Add(one[v], hn::Mul(w[1][0], left)), hn::Mul(w[1][1], centre)),
+                                 hn::Mul(w[1][2], right));
+                one[v] = hn::Add(hn::Add(hn::Mul(w[0][0], left), hn::Mul(w[0][1], centre)), hn::Mul(w[0][2], right));
+            }
+            for (std::size_t v = 0; v < kAbreast && row >= 2; v += 2)
+                StoreSums(d, sum[v], sum[v + 1], to[row - 2] + at + v * hn::Lanes(d));
+        }
+    }
+};
+
+/// All neighbours weigh the same: the products of a row are made once, and shifted by a pixel for the neighbours.
+template <Shape kShape>
+struct Column {
+    static constexpr std::size_t kAbreast = 4;
+
+    template <class D>
+    static void Make(D d, const double weights[3][3], const std::uint8_t* const* from, std::uint8_t* const* to,
+                     std::size_t count, std::size_t at) {
+        using V = hn::Vec<D>;
+        const V edge = hn::Set(d, weights[0][1]);
+        const V middle = hn::Set(d, weights[1][1]);
+        V one[kAbreast], two[kAbreast], sum[kAbreast];  // as above
+        for (std::size_t v = 0; v < kAbreast; ++v) one[v] = two[v] = hn::Zero(d);
+        for (std::size_t row = 0; row < count + 2; ++row) {
+            const std::uint8_t* const bytes = from[row] + at;
+            V before = edge, after = edge;  // the products to the left and to the right
+            V value = WidenLanes(d, bytes + 3);
+            V product = hn::Mul(edge, value);
+            for (std::size_t v = 0; v < kAbreast; ++v) {
+                const std::uint8_t* const here = bytes + v * hn::Lanes(d);
+                const bool last = v + 1 == kAbreast;
+                const V centre = hn::Mul(middle, value);
+                if (!last) value = WidenLanes(d, here + hn::Lanes(d) + 3);
+                if (!last) after = hn::Mul(edge, value);
+                const V left =
+                    v == 0 || !kShifts ? hn::Mul(edge, WidenLanes(d, here)) : PixelBefore(d, before, product);
+                const V right =
+                    last || !kShifts ? hn::Mul(edge, WidenLanes(d, here + 6)) : PixelAfter(d, product, after);
+                if constexpr (kShape == Shape::Cross) {
+                    sum[v] = hn::Add(two[v], product);
+                    two[v] = hn::Add(hn::Add(hn::Add(one[v], left), centre), right);
+                    one[v] = product;
+                } else {
+                    sum[v] = hn::Add(hn::Add(hn::Add(two[v], left), product), right);
+                    two[v] = hn::Add(hn::Add(hn::Add(one[v], left), centre), right);
+                    one[v] = hn::Add(hn::Add(left, product), right);
+                }
+                before = product;
+                product = after;
+                if (row >= 2 && v % 2 == 1) StoreSums(d, sum[v - 1], sum[v], to[row - 2] + at + (v - 1) * hn::Lanes(d));
+            }
+        }
+    }
+};
+#endif
+
 /// `size` bytes of `count` rows of which no neighbour is missing; `from` begins with the left neighbour of the first.
-template <bool kCross>
+template <Shape kShape>
 void ConvolveOpaque(const double weights[3][3], const std::uint8_t* const* from, std::uint8_t* const* to,
                     std::size_t count, std::size_t size) {
 #if HWY_TARGET != HWY_SCALAR
-    const std::size_t step = kAbreast * hn::Lanes(hn::ScalableTag<double>());
-    for (std::size_t at = 0; at + step <= size; at += step) ConvolveColumn<kCross>(weights, from, to, count, at);
+    const hn::ScalableTag<double> d;
+    const std::size_t step = Column<kShape>::kAbreast * hn::Lanes(d);
+    for (std::size_t at = 0; at + step <= size; at += step) Column<kShape>::Make(d, weights, from, to, count, at);
     if (size >= step) {  // the rows are not in place, so that bytes may be made twice
-        if (size % step) ConvolveColumn<kCross>(weights, from, to, count, size - step);
+        if (size % step) Column<kShape>::Make(d, weights, from, to, count, size - step);
         return;
     }
 #endif
@@ -242,8 +348,14 @@ void ConvolveOpaque(const double weights[3][3], const std::uint8_t* const* from,
 
 void ConvolveOpaqueRows(const double weights[3][3], const std::uint8_t* const* from, std::uint8_t* const* to,
                         std::size_t count, std::size_t size) {
-    const bool cross = weights[0][0] == 0 && weights[0][2] == 0 && weights[2][0] == 0 && weights[2][2] == 0;
-    (cross ? ConvolveOpaque<true> : ConvolveOpaque<false>)(weights, from, to, count, size);
+    switch (ShapeOf(weights)) {
+        case Shape::Cross:
+            return ConvolveOpaque<Shape::Cross>(weights, from, to, count, size);
+        case Shape::Ring:
+            return ConvolveOpaque<Shape::Ring>(weights, from, to, count, size);
+        case Shape::Any:
+            return ConvolveOpaque<Shape::Any>(weights, from, to, count, size);
+    }
 }
 
 }  // namespace kestrel::kernels::HWY_NAMESPACE
