@@ -79,19 +79,46 @@ struct OverMix {
           mask(Cut(hn::Div(hn::Mul(over, under), Set(255)))) {}
 };
 
-/// Is each of a run of bytes `value`?
-HWY_INLINE bool All(Bytes bytes, std::uint8_t value) {
-    return hn::AllTrue(ByteLanes(), hn::Eq(bytes, hn::Set(ByteLanes(), value)));
-}
+/// Pixels of one colour, to be laid over many.
+class Fill {
+public:
+    explicit Fill(Bgr color) {
+        hn::StoreInterleaved3(hn::Set(d_, color.blue), hn::Set(d_, color.green), hn::Set(d_, color.red), d_, bytes_);
+    }
+    /// Writes as many pixels as a vector has bytes.
+    HWY_INLINE void Store(std::uint8_t* to) const {
+        const std::size_t lanes = hn::Lanes(d_);
+        for (std::size_t i = 0; i < 3 * lanes; i += lanes) hn::StoreU(hn::Load(d_, bytes_ + i), d_, to + i);
+    }
+
+private:
+    const hn::ScalableTag<std::uint8_t> d_;
+    HWY_ALIGN std::uint8_t bytes_[3 * HWY_MAX_BYTES];
+};
 #endif
 
-/// Columns from 0 on for which `step(x, lanes)` did runs of lanes; the others are the caller's.
-template <class Step>
-std::size_t Runs([[maybe_unused]] std::size_t size, [[maybe_unused]] const Step& step) {
+/// Goes over a mask and does runs of pixels by what it says, so that the large parts of a picture that are there, or
+/// not, cost little: `there(x, count)` where it is 0, `gone(x, count)` where it is 255, for as many pixels as a vector
+/// has bytes, `mix(x)` for as many as a vector has numbers. Returns the number of pixels done; the others are the
+/// caller's.
+template <class There, class Gone, class Blend>
+std::size_t Runs([[maybe_unused]] ConstRow mask, [[maybe_unused]] const There& there, [[maybe_unused]] const Gone& gone,
+                 [[maybe_unused]] const Blend& mix) {
     std::size_t x = 0;
 #if HWY_TARGET != HWY_SCALAR
-    const std::size_t lanes = hn::Lanes(Lanes());
-    for (; x + lanes <= size; x += lanes) step(x, lanes);
+    const hn::ScalableTag<std::uint8_t> d;
+    const std::size_t count = hn::Lanes(d), lanes = hn::Lanes(Lanes());
+    for (; x + count <= mask.size(); x += count) {
+        const auto m = hn::LoadU(d, mask.data() + x);
+        const auto all = [&](int value) HWY_ATTR { return hn::AllTrue(d, hn::Eq(m, hn::Set(d, value))); };
+        if (all(0))
+            there(x, count);
+        else if (all(255))
+            gone(x, count);
+        else
+            for (std::size_t k = x; k < x + count; k += lanes) mix(k);
+    }
+    for (; x + lanes <= mask.size(); x += lanes) mix(x);
 #endif
     return x;
 }
@@ -104,17 +131,15 @@ void OverRow(MaskedRow under, ConstMaskedRow over) {
     const std::size_t size = under.mask.size();
     std::size_t x = 0;
 #if HWY_TARGET != HWY_SCALAR
-    x = Runs(size, [&](std::size_t i, std::size_t lanes) HWY_ATTR {
-        const auto m = hn::LoadU(ByteLanes(), upperMask + i);
-        if (All(m, 255)) return;
-        if (All(m, 0)) {
-            std::memcpy(pixels + 3 * i, upper + 3 * i, 3 * lanes);
-            std::memset(mask + i, 0, lanes);
-            return;
-        }
-        const OverMix over(hn::LoadU(ByteLanes(), mask + i), m);
-        over.mix.Of(Pixels(upper + 3 * i), Pixels(pixels + 3 * i)).Store(pixels + 3 * i);
-        hn::StoreU(over.mask, ByteLanes(), mask + i);
+    const auto there = [&](std::size_t i, std::size_t count) {
+        std::memcpy(pixels + 3 * i, upper + 3 * i, 3 * count);
+        std::memset(mask + i, 0, count);
+    };
+    const auto gone = [](std::size_t, std::size_t) {};
+    x = Runs(over.mask.first(size), there, gone, [&](std::size_t i) HWY_ATTR {
+        const OverMix laid(hn::LoadU(ByteLanes(), mask + i), hn::LoadU(ByteLanes(), upperMask + i));
+        laid.mix.Of(Pixels(upper + 3 * i), Pixels(pixels + 3 * i)).Store(pixels + 3 * i);
+        hn::StoreU(laid.mask, ByteLanes(), mask + i);
     });
 #endif
     for (; x < size; ++x) OverPixel(pixels + 3 * x, mask[x], upper + 3 * x, upperMask[x]);
@@ -127,10 +152,14 @@ void LayOnColorRow(MaskedRow row, Bgr color, ConstRow colorMask) {
     const std::size_t size = row.mask.size();
     std::size_t x = 0;
 #if HWY_TARGET != HWY_SCALAR
-    x = Runs(size, [&](std::size_t i, std::size_t) HWY_ATTR {
-        const auto m = hn::LoadU(ByteLanes(), mask + i);
-        if (All(m, 0)) return;
-        const OverMix over(hn::LoadU(ByteLanes(), under + i), m);
+    const Fill fill(color);
+    const auto there = [](std::size_t, std::size_t) {};
+    const auto gone = [&](std::size_t i, std::size_t count) HWY_ATTR {
+        fill.Store(pixels + 3 * i);
+        std::memcpy(mask + i, under + i, count);
+    };
+    x = Runs(row.mask, there, gone, [&](std::size_t i) HWY_ATTR {
+        const OverMix over(hn::LoadU(ByteLanes(), under + i), hn::LoadU(ByteLanes(), mask + i));
         over.mix.Of(Pixels(pixels + 3 * i), Pixels(color)).Store(pixels + 3 * i);
         hn::StoreU(over.mask, ByteLanes(), mask + i);
     });
@@ -145,10 +174,16 @@ void PaintInnerRow(MaskedRow row, Bgr board, std::int32_t alpha) {
     std::size_t x = 0;
 #if HWY_TARGET != HWY_SCALAR
     const Pixels shown(ShownBoard(board, alpha));
-    x = Runs(size, [&](std::size_t i, std::size_t) HWY_ATTR {
-        const auto m = hn::LoadU(ByteLanes(), mask + i);
-        if (All(m, 0)) return;  // most pixels of most pictures
-        const auto weight = Widened(m);
+    std::uint8_t bare[3] = {}, bareMask = 255;
+    PaintInnerPixel(bare, bareMask, board, alpha);
+    const Fill fill({bare[0], bare[1], bare[2]});
+    const auto there = [](std::size_t, std::size_t) {};
+    const auto gone = [&](std::size_t i, std::size_t count) HWY_ATTR {
+        fill.Store(pixels + 3 * i);
+        std::memset(mask + i, bareMask, count);
+    };
+    x = Runs(row.mask, there, gone, [&](std::size_t i) HWY_ATTR {
+        const auto weight = Widened(hn::LoadU(ByteLanes(), mask + i));
         const auto n = Cut(hn::Div(hn::Mul(weight, Set(alpha)), Set(255)));
         Mix mix(hn::Sub(Set(255), weight), weight);
         mix.sum = hn::Sub(Set(255), Widened(n));
@@ -168,7 +203,16 @@ void InvertMaskRow(MaskedRow row, Bgr color, std::int32_t percent) {
     const Pixels behind(color);
     const auto stays = Set(100 - percent);
     const auto turns = Set(percent);
-    x = Runs(size, [&](std::size_t i, std::size_t) HWY_ATTR {
+    std::uint8_t seen[3] = {}, seenMask = 0, bare[3] = {}, bareMask = 255;
+    InvertMaskPixel(seen, seenMask, color, percent);
+    InvertMaskPixel(bare, bareMask, color, percent);
+    const Fill fill({bare[0], bare[1], bare[2]});
+    const auto there = [&](std::size_t i, std::size_t count) { std::memset(mask + i, seenMask, count); };
+    const auto gone = [&](std::size_t i, std::size_t count) HWY_ATTR {
+        if (percent != 0) fill.Store(pixels + 3 * i);  // else they stay
+        std::memset(mask + i, bareMask, count);
+    };
+    x = Runs(row.mask, there, gone, [&](std::size_t i) HWY_ATTR {
         const auto hidden = Widened(hn::LoadU(ByteLanes(), mask + i));
         const auto shown = hn::Sub(Set(255), hidden);
         const Mix mix(hn::Mul(hidden, turns), hn::Mul(shown, stays));
