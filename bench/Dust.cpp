@@ -1,6 +1,5 @@
 // The search for specks of dust, whose cost depends on the picture: on a flat one each count ends at once, on noise it
 // goes on for long.
-#include <array>
 #include <memory>
 #include <random>
 #include <vector>
@@ -14,7 +13,7 @@ namespace {
 /// The search over as many pixels as the picture has, in rows of bytes of `minimum`..`minimum` + `spread`.
 void AddSearch(Worker& worker, const char* name, unsigned minimum, unsigned spread) {
     struct Work {
-        std::array<std::vector<std::int16_t>, kernels::kDustWindow> rows;
+        std::vector<kernels::DustRow> rows;
         std::vector<std::uint8_t> specks;
     };
     const int width = BenchPicture().Width();
@@ -23,16 +22,16 @@ void AddSearch(Worker& worker, const char* name, unsigned minimum, unsigned spre
     work->specks.resize(static_cast<std::size_t>(width) + kernels::kDustSlack);
     std::mt19937 random(1);
     std::vector<std::uint8_t> bytes(static_cast<std::size_t>(width) * 3);
+    work->rows.assign(kernels::kDustWindow, kernels::DustRow(width));
     for (auto& row : work->rows) {
         for (auto& byte : bytes) byte = static_cast<std::uint8_t>(minimum + random() % (spread + 1));
-        row.resize(kernels::DustRowLength(width));
-        kernels::MeasureBrightness(bytes, row);
+        row.Measure(bytes);
     }
     worker.Add(name, "FindSpecks", [=] {
         kernels::DustWindow rows;
         for (int y = 0; y < height; ++y) {
             for (std::size_t i = 0; i < work->rows.size(); ++i)
-                rows[i] = work->rows[(i + static_cast<std::size_t>(y)) % work->rows.size()];
+                rows[i] = &work->rows[(i + static_cast<std::size_t>(y)) % work->rows.size()];
             kernels::FindSpecks(rows, {5, 45}, work->specks);
         }
     });

@@ -1,6 +1,7 @@
 #include "kestrel/kernels/Dust.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 
@@ -16,6 +17,9 @@ namespace kestrel::kernels {
 /// The rows of the window from the middle one outward: where they are alike, the first of them decides.
 constexpr std::size_t kDustOrder[kDustWindow] = {5, 4, 6, 3, 7, 2, 8, 1, 9, 0, 10};
 
+/// So many pixels of a vector are looked at one by one.
+constexpr int kFew = 8;
+
 /// A rule with the same answers whose numbers fit 16 bits: no difference of two sums is above 765, no count above 121.
 constexpr DustRule Narrowed(DustRule rule) {
     return {std::clamp(rule.maxRegion, -1, kDustWindow * kDustWindow), std::clamp(rule.tolerance, 0, 766)};
@@ -30,35 +34,141 @@ HWY_BEFORE_NAMESPACE();
 namespace kestrel::kernels::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
+#if HWY_TARGET != HWY_SCALAR
+/// Counts near pixels exactly, in 16 bits.
+class ExactCount {
+public:
+    // Brightness t is near s where -tolerance < t - s < tolerance. With tolerance - 1 added, and half the range of 16
+    // bits taken off, that is one comparison.
+    ExactCount(const DustWindow& window, DustRule rule)
+        : shift_(hn::Set(d_, static_cast<std::int16_t>(kHalf + 1 - rule.tolerance))),
+          limit_(hn::Set(d_, static_cast<std::int16_t>(std::max(2 * rule.tolerance - 1, 0) - kHalf))),
+          most_(hn::Set(d_, static_cast<std::int16_t>(rule.maxRegion))) {
+        for (std::size_t i = 0; i < kDustWindow; ++i) rows_[i] = window[i]->sums.data();
+    }
+    static int Lanes() { return static_cast<int>(hn::Lanes(D())); }
+
+    /// Tells which of the pixels from `x` on are specks.
+    HWY_INLINE void Find(int x, std::uint8_t* specks) const {
+        const auto base = hn::Add(hn::LoadU(d_, rows_[kDustReach] + x + kDustReach), shift_);
+        auto count = hn::Zero(d_);
+        for (const std::size_t row : kDustOrder) {
+            for (int dx = 0; dx < kDustWindow; ++dx) {
+                const auto near = hn::Lt(hn::Sub(hn::LoadU(d_, rows_[row] + x + dx), base), limit_);
+                count = hn::Sub(count, hn::VecFromMask(d_, near));  // a true lane is -1
+            }
+            if (hn::AllTrue(d_, hn::Gt(count, most_))) break;
+        }
+        const auto few = hn::IfThenElse(hn::Gt(count, most_), hn::Zero(d_), hn::Set(d_, 1));
+        hn::StoreU(hn::DemoteTo(hn::Rebind<std::uint8_t, D>(), few), hn::Rebind<std::uint8_t, D>(), specks + x);
+    }
+
+    /// The number of near pixels around one.
+    HWY_INLINE int Count(int x) const {
+        const hn::CappedTag<std::int16_t, 16> d;  // a row of the window
+        const int lanes = static_cast<int>(hn::Lanes(d));
+        const auto shift = hn::Set(d, hn::GetLane(shift_)), limit = hn::Set(d, hn::GetLane(limit_));
+        const auto base = hn::Add(hn::Set(d, rows_[kDustReach][x + kDustReach]), shift);
+        auto count = hn::Zero(d);
+        for (int dx = 0; dx < kDustWindow; dx += lanes) {
+            const auto inside = hn::FirstN(d, static_cast<std::size_t>(kDustWindow - dx));
+            auto here = hn::Zero(d);
+            for (const std::int16_t* const row : rows_)
+                here = hn::Sub(here, hn::VecFromMask(d, hn::Lt(hn::Sub(hn::LoadU(d, row + x + dx), base), limit)));
+            count = hn::Add(count, hn::IfThenElseZero(inside, here));
+        }
+        return hn::GetLane(hn::SumOfLanes(d, count));
+    }
+
+private:
+    using D = hn::CappedTag<std::int16_t, kDustSlack / 2>;
+    static constexpr int kHalf = 0x8000;
+    const D d_;
+    const hn::Vec<D> shift_, limit_, most_;
+    const std::int16_t* rows_[kDustWindow];  // not read again after each store of a byte
+};
+
+/// Counts pixels that are certainly near, by the quarters of their brightness. Where these are too many for a speck, as
+/// almost everywhere, nothing needs to be counted exactly.
+class CertainCount {
+public:
+    static bool Applies(DustRule rule) { return rule.tolerance >= 4 && rule.tolerance <= kMostTolerance; }
+    static int Lanes() { return static_cast<int>(hn::Lanes(D())); }
+
+    // Where quarters are n apart, the brightness is at most 4 n + 3 apart. One comparison tells it, as above.
+    CertainCount(const DustWindow& window, DustRule rule)
+        : shift_(hn::Set(d_, static_cast<std::int8_t>(kHalf - Apart(rule)))),
+          limit_(hn::Set(d_, static_cast<std::int8_t>(2 * Apart(rule) + 1 - kHalf))),
+          most_(hn::Set(d_, static_cast<std::int8_t>(rule.maxRegion))) {
+        for (std::size_t i = 0; i < kDustWindow; ++i) rows_[i] = window[i]->quarters.data();
+    }
+
+    /// A bit for each of the pixels from `x` on, the lowest for the first: may it be a speck?
+    HWY_INLINE std::uint64_t MayBeSpecks(int x) const {
+        const auto base = hn::Add(Load(kDustReach, x + kDustReach), shift_);
+        auto count = hn::Zero(d_);
+        for (const std::size_t row : kDustOrder) {
+            auto other = hn::Zero(d_);  // two sums side by side wait less for each other
+            for (int dx = 0; dx < kDustWindow; ++dx) {
+                auto& sum = dx % 2 ? other : count;
+                sum = CountIf(sum, hn::Lt(hn::Sub(Load(row, x + dx), base), limit_));
+            }
+            count = hn::Add(count, other);
+            if (hn::AllTrue(d_, hn::Gt(count, most_))) return 0;
+        }
+        std::uint64_t few = 0;
+        hn::StoreMaskBits(d_, hn::Not(hn::Gt(count, most_)), reinterpret_cast<std::uint8_t*>(&few));
+        return few;
+    }
+
+private:
+    using D = hn::CappedTag<std::int8_t, kDustSlack>;
+    HWY_INLINE hn::Vec<D> CountIf(hn::Vec<D> count, hn::Mask<D> near) const {
+#if HWY_TARGET <= HWY_AVX3
+        return hn::IfThenElse(near, hn::Add(count, hn::Set(d_, 1)), count);  // one instruction
+#else
+        return hn::Sub(count, hn::VecFromMask(d_, near));
+#endif
+    }
+    HWY_INLINE hn::Vec<D> Load(std::size_t row, int x) const {
+        return hn::BitCast(d_, hn::LoadU(hn::RebindToUnsigned<D>(), rows_[row] + x));
+    }
+    static int Apart(DustRule rule) { return (rule.tolerance - 4) / 4; }
+
+    static constexpr int kHalf = 0x80;
+    /// So that differences of quarters that wrap around 256 do not bring together what is far apart: the darkest and
+    /// what is outside, which is 32 from either end of the range, 33 from the brightest.
+    static constexpr int kMostTolerance = 4 * 31 + 7;
+    static_assert(kDustOutsideQuarter - 765 / 4 > 31 && 256 - kDustOutsideQuarter > 31);
+    const D d_;
+    const hn::Vec<D> shift_, limit_, most_;
+    const std::uint8_t* rows_[kDustWindow];
+};
+#endif
+
 void FindSpecks(const DustWindow& window, DustRule rule, Row specks) {
 #if HWY_TARGET == HWY_SCALAR
     FindSpecksPlain(window, rule, specks);
 #else
-    const hn::CappedTag<std::int16_t, kDustSlack> d;
-    const hn::Rebind<std::uint8_t, decltype(d)> d8;
-    const int lanes = static_cast<int>(hn::Lanes(d));
-    // Brightness t is near s where -tolerance < t - s < tolerance. With tolerance - 1 added, and half the range of 16
-    // bits taken off, that is one comparison.
-    constexpr int kHalf = 0x8000;
-    const auto shift = hn::Set(d, static_cast<std::int16_t>(kHalf + 1 - rule.tolerance));
-    const auto limit = hn::Set(d, static_cast<std::int16_t>(std::max(2 * rule.tolerance - 1, 0) - kHalf));
-    const auto most = hn::Set(d, static_cast<std::int16_t>(rule.maxRegion));
-    const std::int16_t* rows[kDustWindow];  // not read again after each store of a byte
-    for (int i = 0; i < kDustWindow; ++i) rows[i] = window[static_cast<std::size_t>(i)].data();
-    std::uint8_t* const out = specks.data();
+    const ExactCount exact(window, rule);
     const int width = PixelsOf(specks);
-    for (int x = 0; x < width; x += lanes) {
-        const auto base = hn::Add(hn::LoadU(d, rows[kDustReach] + x + kDustReach), shift);
-        auto count = hn::Zero(d);
-        for (const std::size_t row : kDustOrder) {
-            for (int dx = 0; dx < kDustWindow; ++dx) {
-                const auto near = hn::Lt(hn::Sub(hn::LoadU(d, rows[row] + x + dx), base), limit);
-                count = hn::Sub(count, hn::VecFromMask(d, near));  // a true lane is -1
-            }
-            if (hn::AllTrue(d, hn::Gt(count, most))) break;
+    if (!CertainCount::Applies(rule)) {
+        for (int x = 0; x < width; x += ExactCount::Lanes()) exact.Find(x, specks.data());
+        return;
+    }
+    const CertainCount certain(window, rule);
+    const int step = CertainCount::Lanes();
+    for (int x = 0; x < width; x += step) {
+        std::uint64_t few = certain.MayBeSpecks(x);
+        if (std::popcount(few) > kFew) {
+            for (int k = x; k < x + step; k += ExactCount::Lanes()) exact.Find(k, specks.data());
+            continue;
         }
-        const auto few = hn::IfThenElse(hn::Gt(count, most), hn::Zero(d), hn::Set(d, 1));
-        hn::StoreU(hn::DemoteTo(d8, few), d8, out + x);
+        std::memset(specks.data() + x, 0, static_cast<std::size_t>(step));
+        for (; few != 0; few &= few - 1) {
+            const int k = x + std::countr_zero(few);
+            if (k < width) specks[static_cast<std::size_t>(k)] = exact.Count(k) <= rule.maxRegion;
+        }
     }
 #endif
 }
@@ -78,6 +188,19 @@ void SumPixels(ConstRow row, std::int16_t* HWY_RESTRICT out) {
     for (; i + 2 < row.size(); i += 3) out[i / 3] = static_cast<std::int16_t>(row[i] + row[i + 1] + row[i + 2]);
 }
 
+void QuarterSums(std::span<const std::int16_t> sums, std::uint8_t* HWY_RESTRICT out) {
+    std::size_t i = 0;
+#if HWY_TARGET != HWY_SCALAR
+    const hn::ScalableTag<std::int16_t> d;
+    const hn::Rebind<std::uint8_t, decltype(d)> d8;
+    for (; i + hn::Lanes(d) <= sums.size(); i += hn::Lanes(d))
+        hn::StoreU(hn::Min(hn::DemoteTo(d8, hn::ShiftRight<2>(hn::LoadU(d, sums.data() + i))),
+                           hn::Set(d8, kDustOutsideQuarter)),
+                   d8, out + i);
+#endif
+    for (; i < sums.size(); ++i) out[i] = static_cast<std::uint8_t>(std::min(sums[i] / 4, int{kDustOutsideQuarter}));
+}
+
 }  // namespace kestrel::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -85,22 +208,25 @@ HWY_AFTER_NAMESPACE();
 namespace kestrel::kernels {
 
 HWY_EXPORT(SumPixels);
-void MeasureBrightness(ConstRow row, std::span<std::int16_t> out) {
+HWY_EXPORT(QuarterSums);
+void DustRow::Measure(ConstRow row) {
+    const std::span<std::int16_t> out(sums);
     const std::size_t width = row.size() / 3;
-    std::fill_n(out.begin(), kDustReach, kDustOutside);
+    std::ranges::fill(out.first(kDustReach), kDustOutside);
     HWY_DYNAMIC_DISPATCH(SumPixels)(row, out.data() + kDustReach);
-    std::ranges::fill(out.subspan(kDustReach + width, kDustReach + kDustSlack), kDustOutside);
+    std::ranges::fill(out.subspan(kDustReach + width), kDustOutside);
+    HWY_DYNAMIC_DISPATCH(QuarterSums)(out, quarters.data());
 }
 
 void FindSpecksPlain(const DustWindow& rows, DustRule rule, Row specks) {
     rule = Narrowed(rule);
     const auto width = static_cast<std::size_t>(PixelsOf(specks));
     for (std::size_t x = 0; x < width; ++x) {
-        const int own = rows[kDustReach][x + kDustReach];
+        const int own = rows[kDustReach]->sums[x + kDustReach];
         int count = 0;
         for (std::size_t i = 0; i < kDustWindow && count <= rule.maxRegion; ++i)
             for (std::size_t dx = 0; dx < kDustWindow && count <= rule.maxRegion; ++dx)
-                if (std::abs(rows[kDustOrder[i]][x + dx] - own) < rule.tolerance) ++count;
+                if (std::abs(rows[kDustOrder[i]]->sums[x + dx] - own) < rule.tolerance) ++count;
         specks[x] = count <= rule.maxRegion;
     }
 }

@@ -2,7 +2,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <span>
+#include <vector>
 
 #include "kestrel/kernels/Row.h"
 
@@ -19,18 +19,27 @@ inline constexpr int kDustReach = 5;
 inline constexpr int kDustWindow = 2 * kDustReach + 1;
 /// Brightness of what lies outside the picture: no tolerance reaches it.
 inline constexpr std::int16_t kDustOutside = 0x4000;
+/// The same in quarters of brightness.
+inline constexpr std::uint8_t kDustOutsideQuarter = 224;
 /// Pixels beyond the end of a row that `FindSpecks` may read and write, for vectors that reach over it.
-inline constexpr int kDustSlack = 32;
+inline constexpr int kDustSlack = 64;
 
-/// Length of a row of brightness: the reach of the window on the left, and on the right with the slack.
-constexpr std::size_t DustRowLength(int width) { return static_cast<std::size_t>(width) + 2 * kDustReach + kDustSlack; }
+/// The brightness (red + green + blue) of a row's pixels, framed by what is outside: by the reach of the window, and on
+/// the right by the slack as well. Made with nothing but what is outside.
+struct DustRow {
+    /// Throws `std::bad_alloc`.
+    explicit DustRow(int width)
+        : sums(static_cast<std::size_t>(width) + 2 * kDustReach + kDustSlack, kDustOutside),
+          quarters(sums.size(), kDustOutsideQuarter) {}
+    /// Measures a row of as many pixels.
+    void Measure(ConstRow row);
 
-/// The brightness (red + green + blue) of a row's pixels, framed by what is outside. `out` has `DustRowLength` places.
-void MeasureBrightness(ConstRow row, std::span<std::int16_t> out);
+    std::vector<std::int16_t> sums;
+    std::vector<std::uint8_t> quarters;  ///< of the sums, cut
+};
 
-/// The rows of a window, the lowest first, as `MeasureBrightness` makes them; rows outside the picture hold
-/// `kDustOutside`.
-using DustWindow = std::array<std::span<const std::int16_t>, kDustWindow>;
+/// The rows of a window, the lowest first.
+using DustWindow = std::array<const DustRow*, kDustWindow>;
 
 /// Tells for each pixel of the middle row whether it is a speck (1) or not (0). `specks` has `kDustSlack` places more
 /// than pixels. Same bytes on every CPU.

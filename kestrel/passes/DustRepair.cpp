@@ -9,8 +9,7 @@ namespace kestrel::passes {
 DustRepair::DustRepair(const Planes& picture, kernels::DustRule rule)
     : picture_(picture),
       rule_(rule),
-      length_(kernels::DustRowLength(picture.width)),
-      brightness_(length_ * (kernels::kDustWindow + 1), kernels::kDustOutside),
+      brightness_(kernels::kDustWindow + 1, kernels::DustRow(picture.width)),
       old_(static_cast<std::size_t>(picture.width) * 6),
       specks_(static_cast<std::size_t>(picture.width) + kernels::kDustSlack) {}
 
@@ -20,7 +19,7 @@ bool DustRepair::Continue(int end, const AbortFlag& abort) {
     for (; done_ < complete; ++done_) {
         if (abort.IsSet()) return false;
         for (const int top = std::min(done_ + kernels::kDustReach, height - 1); measured_ <= top; ++measured_)
-            kernels::MeasureBrightness(picture_.Pixels(measured_), BrightnessOf(measured_));
+            BrightnessOf(measured_).Measure(picture_.Pixels(measured_));
         std::copy_n(picture_.rows[done_], picture_.width * 3, OldRow(done_).data());
         if (done_ > 0 && done_ < height - 1) Repair(done_);
     }
@@ -30,15 +29,14 @@ bool DustRepair::Continue(int end, const AbortFlag& abort) {
 void DustRepair::Repair(int y) {
     kernels::DustWindow window;
     for (int i = 0; i < kernels::kDustWindow; ++i)
-        window[static_cast<std::size_t>(i)] = BrightnessOf(y - kernels::kDustReach + i);
+        window[static_cast<std::size_t>(i)] = &BrightnessOf(y - kernels::kDustReach + i);
     kernels::FindSpecks(window, rule_, specks_);
     kernels::RepairSpecks({OldRow(y - 1), OldRow(y), picture_.Pixels(y + 1)}, specks_, picture_.Pixels(y));
 }
 
-std::span<std::int16_t> DustRepair::BrightnessOf(int y) {
+kernels::DustRow& DustRepair::BrightnessOf(int y) {
     const bool outside = y < 0 || y >= picture_.height;
-    const int slot = outside ? kernels::kDustWindow : y % kernels::kDustWindow;
-    return std::span(brightness_).subspan(length_ * static_cast<std::size_t>(slot), length_);
+    return brightness_[static_cast<std::size_t>(outside ? kernels::kDustWindow : y % kernels::kDustWindow)];
 }
 
 kernels::Row DustRepair::OldRow(int y) {

@@ -22,14 +22,13 @@ public:
 
 private:
     void Repair(int y);
-    std::span<std::int16_t> BrightnessOf(int y);
+    kernels::DustRow& BrightnessOf(int y);
     kernels::Row OldRow(int y);
 
     const Planes picture_;
     const kernels::DustRule rule_;
     /// Brightness of the rows of one window, each at its number modulo the window's size, and of what is outside.
-    const std::size_t length_;
-    std::vector<std::int16_t> brightness_;
+    std::vector<kernels::DustRow> brightness_;
     /// Two rows as they were, each at its number modulo 2.
     std::vector<std::uint8_t> old_;
     std::vector<std::uint8_t> specks_;

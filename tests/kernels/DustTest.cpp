@@ -21,28 +21,27 @@ struct Band {
     Band(int pixels, int missing, int spread, unsigned seed) : width(pixels) {
         std::mt19937 random(seed);
         for (int i = 0; i < kDustWindow; ++i) {
-            std::vector<std::int16_t> row(DustRowLength(width), kDustOutside);
+            DustRow& row = rows.emplace_back(width);
             std::vector<std::uint8_t> bytes(static_cast<std::size_t>(width) * 3);
             for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random() % static_cast<unsigned>(spread));
-            if (i >= missing) MeasureBrightness(bytes, row);
-            rows.push_back(row);
+            if (i >= missing) row.Measure(bytes);
         }
-        for (std::size_t i = 0; i < rows.size(); ++i) window[i] = rows[i];
+        for (std::size_t i = 0; i < rows.size(); ++i) window[i] = &rows[i];
     }
 
     int Count(int x, std::int64_t tolerance) const {
         int count = 0;
-        const std::int64_t s = rows[5][static_cast<std::size_t>(x) + 5];
+        const std::int64_t s = rows[5].sums[static_cast<std::size_t>(x) + 5];
         for (const auto& row : rows)
             for (int column = std::max(0, x - 5); column <= std::min(width - 1, x + 5); ++column) {
-                const std::int64_t t = row[static_cast<std::size_t>(column) + 5];
+                const std::int64_t t = row.sums[static_cast<std::size_t>(column) + 5];
                 if (t != kDustOutside && s - tolerance < t && t < s + tolerance) ++count;
             }
         return count;
     }
 
     int width;
-    std::vector<std::vector<std::int16_t>> rows;
+    std::vector<DustRow> rows;
     DustWindow window;
 };
 
@@ -53,6 +52,9 @@ TEST_P(DustTest, SpecksAreThoseWithFewOfTheirKindAround) {
             for (const DustRule rule : {DustRule{5, 45},
                                         {0, 1},
                                         {60, 15},
+                                        {12, 4},
+                                        {12, 131},
+                                        {12, 132},
                                         {121, 766},
                                         {120, 100000},
                                         {3, 0},
@@ -83,14 +85,17 @@ TEST_P(DustTest, BrightnessIsTheSumOfThreeBytesInAFrame) {
     for (int width = 0; width <= 140; ++width) {
         std::vector<std::uint8_t> bytes(static_cast<std::size_t>(width) * 3);
         for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random() % 3 ? random() : 255);
-        std::vector<std::int16_t> want(DustRowLength(width), kDustOutside);
+        DustRow row(width);
+        std::vector<std::int16_t> want(row.sums.size(), kDustOutside);
         for (std::size_t i = 0; i < bytes.size(); ++i) {
             std::int16_t& sum = want[kDustReach + i / 3];
             sum = static_cast<std::int16_t>((i % 3 ? sum : 0) + bytes[i]);
         }
-        std::vector<std::int16_t> row(want.size());
-        MeasureBrightness(bytes, row);
-        ASSERT_EQ(row, want) << "width " << width;
+        row.Measure(bytes);
+        ASSERT_EQ(row.sums, want) << "width " << width;
+        for (std::size_t i = 0; i < want.size(); ++i)
+            ASSERT_EQ(row.quarters[i], want[i] == kDustOutside ? kDustOutsideQuarter : want[i] / 4)
+                << "width " << width;
     }
 }
 
