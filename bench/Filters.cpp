@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "bench/Bench.h"
+#include "kestrel/foundation/HelperThreads.h"
 #include "kestrel/framework/Bands.h"
 #include "kestrel/framework/IFilterObject.h"
 #include "kestrel/framework/IFilterParameters.h"
@@ -104,6 +105,7 @@ public:
     /// The whole output, with nothing kept from the last time, asked for as a `Rendering` does.
     void Render(const Picture& picture, std::unique_ptr<CWorkImage>& out) {
         Line& first = lines_.front();
+        const HelperThreads passes(first.IsRowByRow() ? 1 : static_cast<int>(lines_.size()));
         first.Start(picture, out);
         BandWork work(out->Height(), first.CutsIntoBands() ? BandRows(out->Width()) : out->Height());
         const auto take = [&](Line& line) {

@@ -316,7 +316,6 @@ template <class RowRule>
 FilterResult CPdibFilter::WalkRows(const PixelRequest& request, const RowRule& rule) const {
     for (int h = request.height - 1; h >= 0; --h) {
         if (Aborted()) return kNotDone;
-        if (h > 0) request.Prefetch(h - 1);
         if constexpr (std::is_invocable_v<RowRule, std::span<std::uint8_t>, std::span<std::uint8_t>>)
             rule(request.Pixels(h), request.Mask(h));
         else if constexpr (std::is_invocable_v<RowRule, int, std::span<std::uint8_t>, std::span<std::uint8_t>>)

@@ -20,15 +20,6 @@ struct PixelRequest {
     std::span<std::uint8_t> Pixels(int h) const {
         return {rows[dstY + h] + std::ptrdiff_t{dstX} * 3, static_cast<std::size_t>(width) * 3};
     }
-    /// Has row `h` on its way from memory: rows are walked downwards, which no processor foresees.
-    void Prefetch(int h) const {
-        constexpr std::size_t kLine = 64;
-        const auto fetch = [](std::span<const std::uint8_t> row) {
-            for (std::size_t i = 0; i < row.size(); i += kLine) __builtin_prefetch(row.data() + i, 1);
-        };
-        fetch(Pixels(h));
-        fetch(Mask(h));
-    }
     /// The mask bytes of row `h` of the request.
     std::span<std::uint8_t> Mask(int h) const { return {maskRows[dstY + h] + dstX, static_cast<std::size_t>(width)}; }
 };

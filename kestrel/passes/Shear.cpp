@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "kestrel/foundation/HelperThreads.h"
+#include "kestrel/foundation/Prefetch.h"
 #include "kestrel/kernels/ResampleRows.h"
 
 namespace kestrel::passes {
@@ -185,9 +186,8 @@ private:
 
 /// Columns that are walked together.
 constexpr int kStrip = 1024;
-/// Rows that a strip's walk asks for ahead of itself, and bytes that one such request gets.
+/// Rows that a strip's walk asks for ahead of itself.
 constexpr int kRowsAhead = 8;
-constexpr int kCacheLine = 64;
 
 /// What stands before the pixels of a strip's first row.
 constexpr auto kNothingBytes = [] {
@@ -264,13 +264,12 @@ private:
     std::span<const Run> Runs() const { return {run_, static_cast<std::size_t>(runs_)}; }
     std::int64_t RowAt(std::int64_t n) const { return forward_ ? begin_ - n : begin_ + n; }
 
-    /// Asks for a row's part before it is used: the machine does not guess steps of this size.
     void Prefetch(std::int64_t n) const {
         const std::int64_t y = RowAt(n);
         if (y < 0 || y >= picture_.height) return;
-        for (int x = 0; x < count_ * 3; x += kCacheLine)
-            __builtin_prefetch(picture_.rows[y] + std::ptrdiff_t{left_} * 3 + x, 1);
-        for (int x = 0; x < count_; x += kCacheLine) __builtin_prefetch(picture_.maskRows[y] + left_ + x, 1);
+        const kernels::MaskedRow row = Part(picture_, y, left_, left_ + count_);
+        PrefetchToWrite(row.pixels);
+        PrefetchToWrite(row.mask);
     }
 
     /// Gathers the pixels that land in row `n`; those of the row before become the previous ones. Of columns
@@ -366,37 +365,6 @@ private:
     HeldRow* previous_ = &held_[1];
 };
 
-/// Where a turned picture comes to stand.
-struct Place {
-    int x, y, width, height;
-};
-
-/// An odd number of quarter turns. Blocks are small enough for both pictures' lines to stay near: walked row by row,
-/// each pixel of one of the two would be in another line.
-bool TurnBlocks(const ConstPlanes& source, const Planes& target, bool counterclockwise, bool mirror, const Place& place,
-                const AbortFlag& abort) {
-    constexpr int kBlock = 32;
-    const int lastRow = source.height - 1;
-    const int lastColumn = source.width - 1;
-    for (int bottom = 0; bottom < place.height; bottom += kBlock)
-        for (int left = 0; left < place.width; left += kBlock) {
-            const int top = std::min(bottom + kBlock, place.height);
-            const int right = std::min(left + kBlock, place.width);
-            for (int r = bottom; r < top; ++r) {
-                if (abort.IsSet()) return false;
-                const int x = counterclockwise != mirror ? r : lastColumn - r;
-                std::uint8_t* const to = target.rows[place.y + r] + std::ptrdiff_t{place.x} * 3;
-                std::uint8_t* const toMask = target.maskRows[place.y + r] + place.x;
-                for (int c = left; c < right; ++c) {
-                    const int y = counterclockwise ? lastRow - c : c;
-                    std::memcpy(to + std::ptrdiff_t{c} * 3, source.rows[y] + std::ptrdiff_t{x} * 3, 3);
-                    toMask[c] = source.maskRows[y][x];
-                }
-            }
-        }
-    return true;
-}
-
 }  // namespace
 
 const std::array<std::array<std::int32_t, 512>, 32>& BlendTable() {
@@ -409,33 +377,6 @@ const std::array<std::array<std::int32_t, 512>, 32>& BlendTable() {
         return shares;
     }();
     return table;
-}
-
-bool TurnQuarter(const ConstPlanes& source, const Planes& target, int turns, bool mirror, int offsetX, int offsetY,
-                 const AbortFlag& abort) {
-    const bool odd = turns % 2 != 0;
-    const int width = std::min(odd ? source.height : source.width, target.width - offsetX);
-    const int height = std::min(odd ? source.width : source.height, target.height - offsetY);
-    if (odd) return TurnBlocks(source, target, turns == 1, mirror, {offsetX, offsetY, width, height}, abort);
-    const bool reverse = (turns == 2) != mirror;
-    for (int r = 0; r < height; ++r) {
-        if (abort.IsSet()) return false;
-        const int y = turns == 2 ? source.height - 1 - r : r;
-        std::uint8_t* to = target.rows[offsetY + r] + std::ptrdiff_t{offsetX} * 3;
-        std::uint8_t* const toMask = target.maskRows[offsetY + r] + offsetX;
-        if (!reverse) {
-            std::memcpy(to, source.rows[y], static_cast<std::size_t>(width) * 3);
-            std::memcpy(toMask, source.maskRows[y], static_cast<std::size_t>(width));
-            continue;
-        }
-        const std::uint8_t* pixel = source.rows[y] + std::ptrdiff_t{source.width - 1} * 3;
-        const std::uint8_t* const mask = source.maskRows[y] + (source.width - 1);
-        for (int c = 0; c < width; ++c, to += 3, pixel -= 3) {
-            std::memcpy(to, pixel, 3);
-            toMask[c] = *(mask - c);
-        }
-    }
-    return true;
 }
 
 bool XShear(const ConstPlanes& source, const Planes& target, const Shear& shear, int cropX, int cropY,

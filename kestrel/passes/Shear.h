@@ -18,12 +18,6 @@ struct Area {
 /// Shares of colour differences: `T[k][255 + d]` is k/32 of the difference d, rounded.
 const std::array<std::array<std::int32_t, 512>, 32>& BlendTable();
 
-/// Copies both planes of `source`, turned counterclockwise by quarters of a circle, to (`offsetX`, `offsetY`) of the
-/// target; with `mirror` the picture is flipped left-right before it turns. Each pixel moves once. What does not fit
-/// into the target is dropped. False when aborted, which is looked for before each row.
-[[nodiscard]] bool TurnQuarter(const ConstPlanes& source, const Planes& target, int turns, bool mirror, int offsetX,
-                               int offsetY, const AbortFlag& abort);
-
 /// One shear: line r of n is moved by (r - (n - 1) / 2) × `shear` - `fraction` pixels, to the right or up when that is
 /// positive. Between pixels the mask weighs the colours, so that nothing transparent bleeds in.
 struct Shear {

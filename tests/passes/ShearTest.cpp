@@ -17,41 +17,6 @@ constexpr Pixel kNothing{0, 0, 0, 255};
 
 Planes Of(Picture& picture) { return {picture.Rows(), picture.MaskRows(), picture.Width(), picture.Height()}; }
 
-Picture Turned(Picture source, int turns, bool mirror) {
-    const bool odd = turns % 2 != 0;
-    Picture target(odd ? source.Height() : source.Width(), odd ? source.Width() : source.Height());
-    EXPECT_TRUE(TurnQuarter(Of(source), Of(target), turns, mirror, 0, 0, false));
-    EXPECT_TRUE(target.GuardsIntact());
-    return target;
-}
-
-TEST(TurnQuarter, TurnsCounterclockwise) {
-    // Two pixels side by side, 1 left and 2 right, row 0 being the bottom row.
-    Picture pair(2, 1);
-    pair.Set(0, 0, Pixel{1, 1, 1, 10});
-    pair.Set(1, 0, Pixel{2, 2, 2, 20});
-    const struct {
-        int turns;
-        bool mirror;
-        int firstX, firstY;  ///< where pixel 1 comes to
-    } cases[] = {{0, false, 0, 0}, {1, false, 0, 0}, {2, false, 1, 0}, {3, false, 0, 1},
-                 {0, true, 1, 0},  {1, true, 0, 1},  {2, true, 0, 0},  {3, true, 0, 0}};
-    for (const auto& c : cases)
-        EXPECT_EQ(Turned(pair, c.turns, c.mirror).At(c.firstX, c.firstY), (Pixel{1, 1, 1, 10}))
-            << c.turns << (c.mirror ? " mirrored" : "");
-}
-
-TEST(TurnQuarter, MovesEveryPixelOnce) {
-    const Picture picture = Picture::Random(7, 4, 1);
-    EXPECT_EQ(Turned(picture, 0, false).Difference(picture), "");
-    EXPECT_EQ(Turned(Turned(picture, 1, false), 3, false).Difference(picture), "");
-    EXPECT_EQ(Turned(Turned(picture, 2, false), 2, false).Difference(picture), "");
-    EXPECT_EQ(Turned(Turned(picture, 0, true), 0, true).Difference(picture), "");
-    EXPECT_EQ(Turned(Turned(picture, 1, false), 1, false).Difference(Turned(picture, 2, false)), "");
-    // The flip comes before the turn.
-    EXPECT_EQ(Turned(picture, 1, true).Difference(Turned(Turned(picture, 0, true), 1, false)), "");
-}
-
 TEST(BlendTable, HoldsRoundedShares) {
     const auto& table = BlendTable();
     const auto share = [&](std::size_t k, int d) { return table[k][static_cast<std::size_t>(255 + d)]; };
@@ -204,7 +169,6 @@ TEST(Shears, EndAtAnAbort) {
     Picture picture = before;
     EXPECT_FALSE(XShear(Of(picture), Of(picture), {1.0, 0.5, {0, 0, 8, 8}}, 0, 0, TargetRows::Kept, true));
     EXPECT_FALSE(YShear(Of(picture), {1.0, 0.5, {0, 0, 8, 8}}, true));
-    EXPECT_FALSE(TurnQuarter(Of(picture), Of(picture), 0, false, 0, 0, true));
     EXPECT_EQ(picture.Difference(before), "");
 }
 

@@ -12,6 +12,7 @@
 #include "kestrel/foundation/HelperThreads.h"
 #include "kestrel/foundation/Truncate.h"
 #include "kestrel/passes/Planes.h"
+#include "kestrel/passes/QuarterTurn.h"
 #include "kestrel/passes/Shear.h"
 
 namespace kestrel {
