@@ -45,6 +45,7 @@ std::string BandRun::WhyNot(const ApplyOptions& options, const ApplyJob& job, co
         return fmt::format("{} files are not written row by row", kestrel::FormatName(format));
     if (kind == OutputKind::Pipe && kestrel::FormatHoldsAlpha(format))
         return "whether it has transparency must be known before the first byte goes into a pipe";
+    if (kind == OutputKind::Pipe && format == kestrel::ImageFormat::Bmp) return "a BMP file begins with the last row";
     if (kind == OutputKind::Pipe && IsSamePicture(task.input, task.output)) return "it is overwritten as it stands";
     if (options.pictures.toSrgb && !rows->About().metadata.profile.empty()) return "its colors are converted";
     if (rendering.SetPictureSize(rows->Width(), rows->Height(), rows->HasAlpha()) != kestrel::S_OK)

@@ -1,6 +1,7 @@
 #include "apps/kestrel/Files.h"
 
 #include <fmt/format.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -32,6 +33,14 @@ std::string ReadWhole(const std::string& path, std::size_t longest) {
 }
 
 std::unique_ptr<std::FILE, StreamCloser> InterruptibleStream(std::FILE* target) {
+    struct stat status {};
+    const bool regular = fstat(fileno(target), &status) == 0 && S_ISREG(status.st_mode);
+    const auto seek = [](void* in, off64_t* offset, int from) -> int {
+        auto* const file = static_cast<std::FILE*>(in);
+        if (fseeko(file, *offset, from) != 0) return -1;
+        *offset = ftello(file);
+        return *offset < 0 ? -1 : 0;
+    };
     const cookie_io_functions_t functions{
         .read = nullptr,
         .write = [](void* to, const char* bytes, std::size_t size) -> ssize_t {
@@ -40,7 +49,7 @@ std::unique_ptr<std::FILE, StreamCloser> InterruptibleStream(std::FILE* target) 
             errno = EINTR;
             return 0;  // an error, to the stream
         },
-        .seek = nullptr,
+        .seek = regular ? static_cast<cookie_seek_function_t*>(seek) : nullptr,
         .close = nullptr};
     return std::unique_ptr<std::FILE, StreamCloser>(fopencookie(target, "wb", functions));
 }

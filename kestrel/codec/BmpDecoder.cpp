@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -100,12 +101,16 @@ void CutShort(std::int64_t linesRead, const BmpHeader& header, LoadResult& resul
     result.warnings.push_back(text);
 }
 
+/// Bytes of a line in the file, and those of its pixels, as the last one may lack its padding.
+std::uint64_t LineBytes(const BmpHeader& header) {
+    return (static_cast<std::uint64_t>(header.width) * static_cast<unsigned>(header.bits) + 31) / 32 * 4;
+}
+std::uint64_t NeededBytes(const BmpHeader& header) {
+    return (static_cast<std::uint64_t>(header.width) * static_cast<unsigned>(header.bits) + 7) / 8;
+}
+
 void ReadPlain(ByteReader& source, const BmpHeader& header, LoadResult& result) {
-    const std::uint64_t lineBytes =
-        (static_cast<std::uint64_t>(header.width) * static_cast<unsigned>(header.bits) + 31) / 32 * 4;
-    // The last line may lack its padding.
-    const std::uint64_t needed =
-        (static_cast<std::uint64_t>(header.width) * static_cast<unsigned>(header.bits) + 7) / 8;
+    const std::uint64_t lineBytes = LineBytes(header), needed = NeededBytes(header);
     if (source.Left() < needed) return CutShort(0, header, result);
     std::vector<std::uint8_t> line(lineBytes);
     const LineConverter converter(header);
@@ -116,6 +121,37 @@ void ReadPlain(ByteReader& source, const BmpHeader& header, LoadResult& result) 
                           result.mask ? DibRow(result.mask.get(), row) : nullptr);
     }
 }
+
+/// Lines that are not packed, from the top, which in most files is the end.
+class BmpDecoder final : public LineDecoder {
+public:
+    BmpDecoder(ByteReader& source, const BmpHeader& header)
+        : source_(source), header_(header), converter_(header_), line_(LineBytes(header)) {}
+
+    int Width() const override { return static_cast<int>(header_.width); }
+    int Height() const override { return static_cast<int>(header_.height); }
+    bool HasAlpha() const override { return header_.hasFields && header_.masks[3] != 0; }
+
+    bool Read(std::uint8_t* pixels, std::uint8_t* mask) override {
+        const std::int64_t line = header_.topDown ? linesRead_ : header_.height - 1 - linesRead_;
+        if (!source_.Seek(header_.pixelsAt + static_cast<std::uint64_t>(line) * line_.size()) ||
+            source_.Read(line_.data(), line_.size()) < NeededBytes(header_))
+            return false;
+        converter_.Convert(line_.data(), pixels, mask);
+        ++linesRead_;
+        return true;
+    }
+    void Finish(LoadResult& result) override {
+        if (linesRead_ < header_.height) CutShort(linesRead_, header_, result);
+    }
+
+private:
+    ByteReader& source_;
+    const BmpHeader header_;
+    const LineConverter converter_;
+    std::vector<std::uint8_t> line_;
+    std::int64_t linesRead_ = 0;
+};
 
 /// Runs of indices or of 24-bit pixels. Pixels that no run covers stay hidden.
 class RunReader {
@@ -244,6 +280,22 @@ void TakeMetadata(ByteReader& source, const BmpHeader& header, LoadResult& resul
 }
 
 }  // namespace
+
+std::unique_ptr<LineDecoder> OpenBmp(ByteReader& source, const LoadOptions& options, LoadResult& result) {
+    const std::uint64_t bytes = source.Left();
+    BmpHeader header;
+    result.error = ReadBmpHeader(source, header);
+    // Whether there is alpha shows the last pixel only.
+    if (result.error || header.packing != BmpPacking::Plain || header.alphaIsDoubtful) return nullptr;
+    TakeMetadata(source, header, result);
+    if (!SizeIsAllowed(header.width, header.height, bytes, options, result)) return nullptr;
+    // A file that was cut has lost its top, and is read from the bottom.
+    const std::uint64_t lastLine = header.pixelsAt + static_cast<std::uint64_t>(header.height - 1) * LineBytes(header);
+    if (!header.topDown && lastLine + NeededBytes(header) > source.Size()) return nullptr;
+    result.fullWidth = header.width;
+    result.fullHeight = header.height;
+    return std::make_unique<BmpDecoder>(source, header);
+}
 
 void LoadBmp(ByteReader& source, const LoadOptions& options, LoadResult& result) {
     const std::uint64_t bytes = source.Left();

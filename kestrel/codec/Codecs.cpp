@@ -17,7 +17,7 @@ namespace {
 
 constexpr Codec kCodecs[] = {
     {ImageFormat::Avif, LoadHeif, nullptr},
-    {ImageFormat::Bmp, LoadBmp, SaveBmp},
+    {ImageFormat::Bmp, LoadBmp, SaveBmp, OpenBmp, CreateBmp},
     {ImageFormat::Gif, LoadMagick, SaveMagick},
     {ImageFormat::Heic, LoadHeif, nullptr},
     {ImageFormat::Jpeg, LoadJpeg, nullptr, OpenJpeg, CreateJpeg},
@@ -25,7 +25,7 @@ constexpr Codec kCodecs[] = {
     {ImageFormat::PhotoCd, LoadMagick, SaveMagick},
     {ImageFormat::Png, LoadPng, nullptr, OpenPng, CreatePng},
     {ImageFormat::Pnm, LoadMagick, SaveMagick},
-    {ImageFormat::Psd, LoadPsd, SavePsd},
+    {ImageFormat::Psd, LoadPsd, SavePsd, OpenPsd},
     {ImageFormat::Raw, LoadRaw, nullptr},
     {ImageFormat::SunRaster, LoadMagick, SaveMagick},
     {ImageFormat::Tiff, LoadTiff, nullptr, OpenTiff, CreateTiff},
@@ -100,6 +100,10 @@ bool MakePlanes(std::int64_t width, std::int64_t height, bool alpha, std::uint64
 
 void LoadJpeg(ByteReader& source, const LoadOptions& options, LoadResult& result) {
     LoadByLines(OpenJpeg, source, options, result);
+}
+
+void LoadPsd(ByteReader& source, const LoadOptions& options, LoadResult& result) {
+    LoadByLines(OpenPsd, source, options, result);
 }
 
 void LoadTiff(ByteReader& source, const LoadOptions& options, LoadResult& result) {

@@ -64,14 +64,14 @@ using CreateFunction = std::unique_ptr<LineEncoder>(ByteWriter& target, PictureF
 
 LoadFunction LoadBmp, LoadHeif, LoadJpeg, LoadJpeg2000, LoadMagick, LoadPng, LoadPsd, LoadRaw, LoadTiff, LoadWebP;
 SaveFunction SaveBmp, SaveJpeg2000, SaveMagick, SavePsd, SaveWebP;
-OpenFunction OpenJpeg, OpenPng, OpenTiff;
-CreateFunction CreateJpeg, CreatePng, CreateTiff;
+OpenFunction OpenBmp, OpenJpeg, OpenPng, OpenPsd, OpenTiff;
+CreateFunction CreateBmp, CreateJpeg, CreatePng, CreateTiff;
 
 /// What reads and writes a format. `LoadMagick` and `LoadHeif` look at the format that the result has.
 struct Codec {
     ImageFormat format;
     LoadFunction* load;
-    SaveFunction* save;                ///< null where nothing is written, or lines are
+    SaveFunction* save;                ///< null where nothing is written, or only lines are
     OpenFunction* open = nullptr;      ///< null where a file is only read as a whole
     CreateFunction* create = nullptr;  ///< null where a file is only written as a whole
 };

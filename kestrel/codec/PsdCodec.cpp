@@ -1,8 +1,9 @@
-// PSD and PSB: the composite that stands at the end of the file. It lies there channel by channel, and each is laid
-// into the rows as it comes.
+// PSD and PSB: the composite that stands at the end of the file. It lies there channel by channel; a line of the
+// picture is put together from one of each.
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -124,12 +125,14 @@ bool UnpackLine(std::span<const std::uint8_t> from, std::vector<std::uint8_t>& l
 
 class ChannelReader {
 public:
-    ChannelReader(ByteReader& source, const Form& form) : source_(source), form_(form), line_(form.LineBytes()) {}
+    /// The source stands where the lines of all channels begin, with the lengths of packed ones first.
+    ChannelReader(ByteReader& source, const Form& form)
+        : source_(source), form_(form), line_(form.LineBytes()), start_(source.Position()) {}
 
-    /// Where the lines of all channels lie. The source stands where they begin, with the lengths of packed ones first.
+    /// Where the lines lie.
     bool FindLines() {
-        start_ = source_.Position();
         if (!form_.packed) return true;
+        source_.Seek(start_);
         const std::size_t size = form_.big ? 4 : 2;
         const std::uint64_t lines = form_.channels * form_.height;
         if (lines * size > source_.Left()) return false;
@@ -173,66 +176,89 @@ private:
     const Form& form_;
     std::vector<std::uint8_t> line_, packed_;
     std::vector<std::uint64_t> ends_;  ///< of the packed lines
-    std::uint64_t start_ = 0;          ///< of the first line
+    std::uint64_t start_;              ///< of the first line
 };
 
-/// Lays a line of channel `channel` into the row; black lets less of the three inks' light through.
-void LayLine(const Form& form, const ChannelReader& line, std::size_t channel, std::uint8_t* row,
-             std::uint8_t* hidden) {
-    const auto width = static_cast<std::size_t>(form.width);
-    if (channel == form.Colors()) {
-        for (std::size_t x = 0; x < width; ++x) hidden[x] = static_cast<std::uint8_t>(255 - line[x]);
-    } else if (form.mode == kCmyk && channel == 3) {
-        for (std::size_t x = 0; x < 3 * width; ++x)
-            row[x] = static_cast<std::uint8_t>((row[x] * line[x / 3] + 127) / 255);
-    } else if (form.Colors() > 1) {
-        for (std::size_t x = 0; x < width; ++x) row[3 * x + 2 - channel] = line[x];  // inks are stored as light
-    } else if (form.mode == kIndexed) {
-        for (std::size_t x = 0; x < width; ++x)
-            for (std::size_t c = 0; c < 3; ++c) row[3 * x + 2 - c] = form.palette[256 * c + line[x]];
+/// The picture's lines, each from as many places of the file as there are channels. What cannot be read is black, or
+/// hidden; what follows it is read none the less.
+class PsdDecoder final : public LineDecoder {
+public:
+    PsdDecoder(ByteReader& source, Form form) : form_(std::move(form)), reader_(source, form_) {}
+
+    int Width() const override { return static_cast<int>(form_.width); }
+    int Height() const override { return static_cast<int>(form_.height); }
+    bool HasAlpha() const override { return form_.alpha; }
+    bool Read(std::uint8_t* pixels, std::uint8_t* mask) override;
+    void Finish(LoadResult& result) override;
+
+private:
+    bool ReadChannel(std::size_t channel) {
+        const bool good = reader_.ReadLine(channel * form_.height + line_);
+        linesRead_ += good;
+        return good;
+    }
+    void ReadWideInks(std::uint8_t* to);
+    void Lay(std::size_t channel, std::uint8_t* row, std::uint8_t* hidden) const;
+
+    const Form form_;
+    ChannelReader reader_;
+    std::vector<std::uint32_t> inks_;
+    std::uint64_t line_ = 0;
+    std::uint64_t linesRead_ = 0;  ///< of all channels
+};
+
+bool PsdDecoder::Read(std::uint8_t* pixels, std::uint8_t* mask) {
+    if (line_ == 0 && !reader_.FindLines()) return false;
+    ClearLine(pixels, mask, Width());
+    if (form_.mode == kCmyk && form_.depth == 16) {
+        ReadWideInks(pixels);
     } else {
-        for (std::size_t x = 0; x < width; ++x) std::memset(row + 3 * x, line[x], 3);
+        for (std::size_t channel = 0; channel < form_.Colors(); ++channel)
+            if (ReadChannel(channel)) Lay(channel, pixels, mask);
+    }
+    if (mask && ReadChannel(form_.Colors())) Lay(form_.Colors(), pixels, mask);
+    ++line_;
+    return linesRead_ > 0;
+}
+
+/// Lays the line of a channel into the row; black lets less of the three inks' light through.
+void PsdDecoder::Lay(std::size_t channel, std::uint8_t* row, std::uint8_t* hidden) const {
+    const auto width = static_cast<std::size_t>(form_.width);
+    if (channel == form_.Colors()) {
+        for (std::size_t x = 0; x < width; ++x) hidden[x] = static_cast<std::uint8_t>(255 - reader_[x]);
+    } else if (form_.mode == kCmyk && channel == 3) {
+        for (std::size_t x = 0; x < 3 * width; ++x)
+            row[x] = static_cast<std::uint8_t>((row[x] * reader_[x / 3] + 127) / 255);
+    } else if (form_.Colors() > 1) {
+        for (std::size_t x = 0; x < width; ++x) row[3 * x + 2 - channel] = reader_[x];  // inks are stored as light
+    } else if (form_.mode == kIndexed) {
+        for (std::size_t x = 0; x < width; ++x)
+            for (std::size_t c = 0; c < 3; ++c) row[3 * x + 2 - c] = form_.palette[256 * c + reader_[x]];
+    } else {
+        for (std::size_t x = 0; x < width; ++x) std::memset(row + 3 * x, reader_[x], 3);
     }
 }
 
-/// Inks of 16 bits, row by row, as black has to meet the others before they become bytes. Returns how many lines could
-/// be read; the others count as paper.
-std::uint64_t ReadWideInks(ChannelReader& reader, const Form& form, Dib* image) {
+/// Inks of 16 bits, as black has to meet the others before they become bytes. Those that cannot be read count as paper.
+void PsdDecoder::ReadWideInks(std::uint8_t* to) {
     constexpr std::uint32_t kPaper = 65535;
-    const auto width = static_cast<std::size_t>(form.width);
-    std::vector<std::uint32_t> inks(4 * width);
-    std::uint64_t lines = 0;
-    for (std::uint64_t y = 0; y < form.height; ++y) {
-        for (std::size_t ink = 0; ink < 4; ++ink) {
-            const bool good = reader.ReadLine(ink * form.height + y);
-            lines += good;
-            for (std::size_t x = 0; x < width; ++x) inks[4 * x + ink] = good ? reader.Wide(x) : kPaper;
-        }
-        std::uint8_t* to = DibRow(image, static_cast<int>(form.height - 1 - y));
-        for (const std::uint32_t* ink = inks.data(); ink != inks.data() + inks.size(); ink += 4, to += 3)
-            for (int c = 0; c < 3; ++c)
-                to[2 - c] = SampleByte(std::uint64_t{ink[c]} * ink[3], std::uint64_t{kPaper} * kPaper);
+    const auto width = static_cast<std::size_t>(form_.width);
+    inks_.resize(4 * width);
+    for (std::size_t ink = 0; ink < 4; ++ink) {
+        const bool good = ReadChannel(ink);
+        for (std::size_t x = 0; x < width; ++x) inks_[4 * x + ink] = good ? reader_.Wide(x) : kPaper;
     }
-    return lines;
+    for (const std::uint32_t* ink = inks_.data(); ink != inks_.data() + inks_.size(); ink += 4, to += 3)
+        for (int c = 0; c < 3; ++c)
+            to[2 - c] = SampleByte(std::uint64_t{ink[c]} * ink[3], std::uint64_t{kPaper} * kPaper);
 }
 
-void ReadChannels(ByteReader& source, const Form& form, LoadResult& result) {
-    ChannelReader reader(source, form);
-    std::uint64_t lines = 0;
-    const std::uint64_t all = (form.Colors() + form.alpha) * form.height;
-    if (reader.FindLines()) {
-        const std::uint64_t inks = form.mode == kCmyk && form.depth == 16 ? form.Colors() * form.height : 0;
-        if (inks > 0) lines = ReadWideInks(reader, form, result.image.get());
-        for (; lines >= inks && lines < all && reader.ReadLine(lines); ++lines) {
-            const int row = static_cast<int>(form.height - 1 - lines % form.height);
-            LayLine(form, reader, static_cast<std::size_t>(lines / form.height), DibRow(result.image.get(), row),
-                    result.mask ? DibRow(result.mask.get(), row) : nullptr);
-        }
-    }
-    if (lines == all) return;
-    const std::string text = "the file is damaged; " + std::to_string(lines / form.height) + " of " +
-                             std::to_string(all / form.height) + " channels could be read";
-    if (lines == 0) {
+void PsdDecoder::Finish(LoadResult& result) {
+    const std::uint64_t all = (form_.Colors() + form_.alpha) * form_.height;
+    if (linesRead_ == all) return;
+    const std::string text = "the file is damaged; " + std::to_string(linesRead_ / form_.height) + " of " +
+                             std::to_string(all / form_.height) + " channels could be read";
+    if (linesRead_ == 0) {
         result.error = {CodecFault::Broken, text};
         return;
     }
@@ -291,33 +317,33 @@ void PackLine(std::span<const std::uint8_t> line, std::vector<std::uint8_t>& to)
 
 }  // namespace
 
-void LoadPsd(ByteReader& source, const LoadOptions& options, LoadResult& result) {
+std::unique_ptr<LineDecoder> OpenPsd(ByteReader& source, const LoadOptions& options, LoadResult& result) {
     const std::uint64_t bytes = source.Left();
     Form form;
     if (bytes < kHeader) {
         result.error = {CodecFault::Broken, "the file ends in its header"};
-        return;
+        return nullptr;
     }
     result.error = ReadHeader(source, form);
-    if (result.error) return;
+    if (result.error) return nullptr;
     std::vector<std::uint8_t> resources;
     if (!ReadSection(source, form.palette) || !ReadSection(source, resources) || !SkipLayers(source, form)) {
         result.error = {CodecFault::Broken, "the file ends before its pixels"};
-        return;
+        return nullptr;
     }
     form.palette.resize(768);
     const std::uint64_t compression = Number(source, 2);
     if (compression > 1) {
         result.error = NotSupported("with compression " + std::to_string(compression));
-        return;
+        return nullptr;
     }
     form.packed = compression == 1;
     TakeMetadata(resources, result);
-    if (!MakePlanes(static_cast<std::int64_t>(form.width), static_cast<std::int64_t>(form.height), form.alpha, bytes,
-                    options, result))
-        return;
-    if (result.mask) HideAll(result.mask.get());
-    ReadChannels(source, form, result);
+    const auto width = static_cast<std::int64_t>(form.width), height = static_cast<std::int64_t>(form.height);
+    if (!SizeIsAllowed(width, height, bytes, options, result)) return nullptr;
+    result.fullWidth = width;
+    result.fullHeight = height;
+    return std::make_unique<PsdDecoder>(source, std::move(form));
 }
 
 CodecError SavePsd(ByteWriter& target, const Dib* image, const Dib* mask, const SaveOptions& options) {

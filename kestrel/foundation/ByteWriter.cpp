@@ -34,9 +34,29 @@ bool ByteWriter::Write(const void* from, std::size_t count) noexcept {
 bool ByteWriter::CanReplace() const noexcept {
     if (!file_) return true;
     const int descriptor = fileno(file_);
+    if (descriptor < 0) return ftello(file_) >= 0;  // a stream of the program's own that can seek
     struct stat status {};
-    if (descriptor < 0 || fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return false;
+    if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return false;
     return (fcntl(descriptor, F_GETFL) & O_APPEND) == 0;
+}
+
+bool ByteWriter::Reserve(std::uint64_t count) noexcept {
+    constexpr std::uint8_t kZero = 0;
+    if (count == 0) return Write(nullptr, 0);
+    if (error_ == 0 && file_) {
+        errno = 0;
+        if (fseeko(file_, static_cast<off_t>(count - 1), SEEK_CUR) != 0) Fail();
+    } else if (error_ == 0) {
+        try {
+            bytes_->resize(bytes_->size() + count - 1);
+        } catch (const std::bad_alloc&) {
+            error_ = ENOMEM;
+        } catch (const std::length_error&) {
+            error_ = ENOMEM;
+        }
+    }
+    written_ += count - 1;
+    return Write(&kZero, 1);
 }
 
 bool ByteWriter::Replace(std::uint64_t position, const void* from, std::size_t count) noexcept {

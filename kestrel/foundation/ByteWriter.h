@@ -15,6 +15,8 @@ public:
     bool Write(const void* from, std::size_t count) noexcept;
     /// Whether written bytes can be replaced: not in a pipe, and not in a file that is open for appending.
     bool CanReplace() const noexcept;
+    /// Makes room for bytes that `Replace` is to write; only where it can. False likewise.
+    bool Reserve(std::uint64_t count) noexcept;
     /// Replaces bytes, `position` counts from the first that was written. False likewise.
     bool Replace(std::uint64_t position, const void* from, std::size_t count) noexcept;
 

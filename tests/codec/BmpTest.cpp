@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "kestrel/codec/ImageLoader.h"
+#include "tests/codec/Rows.h"
 #include "tests/codec/Samples.h"
 
 namespace kestrel {
@@ -218,6 +219,7 @@ TEST(Bmp, Forms) {
         EXPECT_TRUE(result.warnings.empty()) << c.about;
         EXPECT_EQ(result.mask != nullptr, std::string(c.seen).find('-') != std::string::npos) << c.about;
         EXPECT_EQ(result.metadata.density.x, c.file.header > 16 ? 3000 : 0) << c.about;
+        samples::ExpectTheWhole(Encode(c.file));
     }
     Bytes array = Encode(cases[3].file);
     array.insert(array.begin(), {'B', 'A', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
@@ -309,6 +311,7 @@ TEST(Bmp, WhatIsLeftOfACutFile) {
         const char* const left[] = {"b/g/r", "k/g/r", "k/k/r"};
         if (cut < 10) {
             EXPECT_EQ(Seen(rows), left[(cut + 2) / 4]) << cut;
+            samples::ExpectTheWhole({plain.begin(), plain.end() - static_cast<std::ptrdiff_t>(cut)}, cut < 2);
         }
         EXPECT_EQ(rows.condition, cut < 2    ? Condition::Whole
                                   : cut < 10 ? Condition::Damaged

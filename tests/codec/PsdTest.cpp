@@ -1,8 +1,7 @@
 // PSD files in the forms that Kestrel never writes, made byte by byte.
 #include <gtest/gtest.h>
 
-#include "kestrel/codec/ImageLoader.h"
-#include "tests/codec/Samples.h"
+#include "tests/codec/Rows.h"
 
 namespace kestrel {
 namespace {
@@ -81,6 +80,7 @@ TEST(PsdLoading, FormsOfPixels) {
         const LoadResult result = ImageLoader::Load(Encode(c.file));
         EXPECT_EQ(Pixels(result), c.pixels) << c.about << ": " << result.error.text;
         EXPECT_EQ(result.condition, Condition::Whole) << c.about;
+        samples::ExpectTheWhole(Encode(c.file), true);
     }
 }
 
@@ -94,6 +94,7 @@ TEST(PsdLoading, ChannelsThatAreMissingAreTold) {
         EXPECT_EQ(result.condition, Condition::Damaged);
         ASSERT_EQ(result.warnings.size(), 1u);
         EXPECT_EQ(result.warnings[0], "the file is damaged; 3 of 4 channels could be read");
+        samples::ExpectTheWhole(bytes, true);
     }
 }
 

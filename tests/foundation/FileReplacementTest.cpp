@@ -282,8 +282,8 @@ TEST_F(FileReplacementTest, WriterKeepsItsFirstError) {
 
 TEST_F(FileReplacementTest, WriterReplacesWhatItWrote) {
     const auto put = [](ByteWriter& writer) {
-        return writer.Write("abcdef", 6) && writer.Replace(1, "XY", 2) && writer.Replace(4, "Z", 1) &&
-               writer.Write("g", 1);
+        return writer.Write("a", 1) && writer.Reserve(4) && writer.Write("f", 1) && writer.Replace(1, "XYde", 4) &&
+               writer.Replace(4, "Z", 1) && writer.Write("g", 1);
     };
     Bytes bytes = {9};
     ByteWriter memory(bytes);
