@@ -1,8 +1,10 @@
 #pragma once
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "kestrel/kernels/Row.h"
 
@@ -52,5 +54,23 @@ struct OpaqueDivision {
 
 /// Weighs four rows of opaque bytes into one.
 void CubicRow(const CubicTap& tap, const std::array<ConstRow, 4>& from, Row to);
+
+/// The taps of a row of pixels, and the same in lanes for the three colours and nothing.
+struct CubicLine {
+    std::vector<CubicTap> taps;
+    std::vector<OpaqueDivision> divisions;               ///< of each tap
+    std::vector<std::array<std::int32_t, 4>> weights;    ///< of each tap
+    std::vector<std::array<float, 4>> divisionsInLanes;  ///< sum and reciprocal of each division, and two zeros
+
+    /// Throws `std::bad_alloc`.
+    explicit CubicLine(std::vector<CubicTap> ofPixels);
+};
+
+/// Bytes that `CubicPixels` may read beyond the last of the pixels that it weighs.
+inline constexpr std::size_t kCubicPadding = 4;
+
+/// Weighs four opaque pixels of a row into each pixel of `to`. `from` holds one pixel more than the row at its
+/// beginning, so that the four of a tap begin at pixel `base`.
+void CubicPixels(const CubicLine& line, const std::uint8_t* from, Row to);
 
 }  // namespace kestrel::kernels

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstddef>
 
+#include "kestrel/foundation/HelperThreads.h"
+
 namespace kestrel::passes {
 namespace {
 
@@ -99,10 +101,9 @@ void LoadPadded(const ConstPlanes& source, int y, HeldRow& into) {
 /// The first pass: one padded source row to the width of the result.
 class RowPass {
 public:
-    RowPass(const ConstPlanes& source, const std::vector<kernels::CubicTap>& taps)
-        : source_(source), taps_(taps), padded_(source, source.width + kBefore + kBehind) {
-        divisions_.reserve(taps.size());
-        for (const kernels::CubicTap& tap : taps) divisions_.emplace_back(tap);
+    RowPass(const ConstPlanes& source, const kernels::CubicLine& line)
+        : source_(source), line_(line), padded_(source, source.width + kBefore + kBehind) {
+        padded_.colour.resize(padded_.colour.size() + kernels::kCubicPadding);
     }
 
     void operator()(int y, HeldRow& into) {
@@ -125,40 +126,35 @@ private:
     const std::uint8_t* Opacity(const kernels::CubicTap& tap) const { return padded_.opacity.data() + tap.base; }
 
     void Colour(std::uint8_t* to) const {
-        for (const kernels::CubicTap& tap : taps_) {
+        for (const kernels::CubicTap& tap : line_.taps) {
             const std::uint8_t* p = Pixel(tap);
             for (int c = 0; c < 3; ++c) *to++ = PlainValue(tap, p[c], p[c + 3], p[c + 6], p[c + 9]);
         }
     }
 
     void Mask(std::uint8_t* to) const {
-        for (const kernels::CubicTap& tap : taps_) {
+        for (const kernels::CubicTap& tap : line_.taps) {
             const std::uint8_t* o = Opacity(tap);
             *to++ = PlainValue(tap, o[0], o[1], o[2], o[3]);
         }
     }
 
     void Opaque(HeldRow& into) const {
-        std::uint8_t* to = into.colour.data();
-        for (std::size_t j = 0; j < taps_.size(); ++j) {
-            const std::uint8_t* p = Pixel(taps_[j]);
-            for (int c = 0; c < 3; ++c) *to++ = divisions_[j](taps_[j].Weigh(p[c], p[c + 3], p[c + 6], p[c + 9]));
-        }
+        kernels::CubicPixels(line_, padded_.colour.data(), into.colour);
         std::fill(into.opacity.begin(), into.opacity.end(), std::uint8_t{255});
     }
 
     void Both(HeldRow& into) const {
-        for (std::size_t j = 0; j < taps_.size(); ++j) {
-            const std::uint8_t* p = Pixel(taps_[j]);
-            const std::uint8_t* o = Opacity(taps_[j]);
-            MixPixel(taps_[j], divisions_[j], {{p, p + 3, p + 6, p + 9}, {o[0], o[1], o[2], o[3]}},
+        for (std::size_t j = 0; j < line_.taps.size(); ++j) {
+            const std::uint8_t* p = Pixel(line_.taps[j]);
+            const std::uint8_t* o = Opacity(line_.taps[j]);
+            MixPixel(line_.taps[j], line_.divisions[j], {{p, p + 3, p + 6, p + 9}, {o[0], o[1], o[2], o[3]}},
                      into.colour.data() + j * 3, into.opacity.data() + j);
         }
     }
 
     const ConstPlanes source_;
-    const std::vector<kernels::CubicTap>& taps_;
-    std::vector<kernels::OpaqueDivision> divisions_;
+    const kernels::CubicLine& line_;
     HeldRow padded_;
 };
 
@@ -195,6 +191,35 @@ void ColumnPass(const kernels::CubicTap& tap, const std::array<const HeldRow*, 4
     }
 }
 
+/// Makes rows of the result. The second pass looks at four rows that follow each other, so that no more of the
+/// intermediate is held: the row of source row y stands at y % 4 once it is made.
+class CubicRows {
+public:
+    CubicRows(const ConstPlanes& source, int targetWidth, const kernels::CubicLine& columns)
+        : last_(source.height - 1), rowPass_(source, columns), held_(4, HeldRow(source, targetWidth)) {}
+
+    void Make(const kernels::CubicTap& row, const Planes& target, int y) {
+        ColumnPass(row, {At(row.base - 1), At(row.base), At(row.base + 1), At(row.base + 2)}, target, y);
+    }
+
+private:
+    /// Below the first row its copy stands; above the last its copy and then the last but one.
+    const HeldRow* At(int padded) {
+        const int y = padded < 0 ? 0 : padded <= last_ ? padded : padded == last_ + 1 ? last_ : std::max(last_ - 1, 0);
+        const auto at = static_cast<std::size_t>(y % 4);
+        if (holds_[at] != y) {
+            rowPass_(y, held_[at]);
+            holds_[at] = y;
+        }
+        return &held_[at];
+    }
+
+    const int last_;
+    RowPass rowPass_;
+    std::vector<HeldRow> held_;
+    std::array<int, 4> holds_{-1, -1, -1, -1};
+};
+
 }  // namespace
 
 std::vector<kernels::CubicTap> BuildCubicTaps(int inSize, int outSize) {
@@ -214,38 +239,17 @@ std::vector<kernels::CubicTap> BuildCubicTaps(int inSize, int outSize) {
 }
 
 bool ScaleCubic(const ConstPlanes& source, const Planes& target, const AbortFlag& abort) {
-    if (source.width < 3 || source.height < 1) return true;
-    const std::vector<kernels::CubicTap> columns = BuildCubicTaps(source.width, target.width);
+    if (source.width < kNarrowestCubic || source.height < 1) return true;
+    const kernels::CubicLine columns(BuildCubicTaps(source.width, target.width));
     const std::vector<kernels::CubicTap> rows = BuildCubicTaps(source.height, target.height);
-    RowPass rowPass(source, columns);
-
-    // The second pass looks at four rows that follow each other, so that no more of the intermediate is held: the row
-    // of source row y stands at y % 4 once it is made.
-    std::vector<HeldRow> held(4, HeldRow(source, target.width));
-    std::array<int, 4> holds{-1, -1, -1, -1};
-    const auto intermediate = [&](int y) {
-        const auto at = static_cast<std::size_t>(y % 4);
-        if (holds[at] != y) {
-            rowPass(y, held[at]);
-            holds[at] = y;
+    return ShareRows(0, target.height, [&](std::int64_t y, std::int64_t end) {
+        CubicRows result(source, target.width, columns);
+        for (; y < end; ++y) {
+            if (abort.IsSet()) return false;
+            result.Make(rows[static_cast<std::size_t>(y)], target, static_cast<int>(y));
         }
-        return &held[at];
-    };
-    // Below the first row its copy stands; above the last its copy and then the last but one.
-    const int last = source.height - 1;
-    const auto padded = [last](int y) {
-        return y < 0 ? 0 : y <= last ? y : y == last + 1 ? last : std::max(last - 1, 0);
-    };
-
-    for (int y = 0; y < target.height; ++y) {
-        if (abort.IsSet()) return false;
-        const kernels::CubicTap& tap = rows[static_cast<std::size_t>(y)];
-        ColumnPass(tap,
-                   {intermediate(padded(tap.base - 1)), intermediate(padded(tap.base)),
-                    intermediate(padded(tap.base + 1)), intermediate(padded(tap.base + 2))},
-                   target, y);
-    }
-    return true;
+        return true;
+    });
 }
 
 }  // namespace kestrel::passes

@@ -8,6 +8,7 @@
 #include <span>
 #include <vector>
 
+#include "kestrel/foundation/HelperThreads.h"
 #include "kestrel/kernels/GaussWeights.h"
 
 namespace kestrel::passes {
@@ -314,13 +315,17 @@ private:
     std::int64_t next_ = std::numeric_limits<std::int64_t>::min();  ///< source row that is added next
 };
 
-/// Makes the rows of the result one by one; false when aborted.
-bool MakeRows(const Planes& target, const AbortFlag& abort, auto&& makeRow) {
-    for (int y = 0; y < target.height; ++y) {
-        if (abort.IsSet()) return false;
-        makeRow(y);
-    }
-    return true;
+/// Makes the rows of the result, each part of them by a `makeRow(y)` of its own, which `maker()` returns; it is called
+/// for one row after the other. False when aborted.
+bool MakeRows(const Planes& target, const AbortFlag& abort, const auto& maker) {
+    return ShareRows(0, target.height, [&](std::int64_t y, std::int64_t end) {
+        auto makeRow = maker();
+        for (; y < end; ++y) {
+            if (abort.IsSet()) return false;
+            makeRow(static_cast<int>(y));
+        }
+        return true;
+    });
 }
 
 /// Without transparency the whole result is there.
@@ -350,7 +355,7 @@ bool ReduceGaussByTaps(const ConstPlanes& source, const Planes& target, const Ta
     const bool transparent = HasTransparency(source);
     if (!transparent) ShowAll(target);
     if (!transparent && !target.rows) return true;
-    return MakeRows(target, abort, [&](int y) {
+    const auto makeRow = [&](int y) {
         const ScaleTap& row = rows.taps[static_cast<std::size_t>(y)];
         for (int x = 0; x < target.width; ++x) {
             const ScaleTap& column = columns.taps[static_cast<std::size_t>(x)];
@@ -359,7 +364,8 @@ bool ReduceGaussByTaps(const ConstPlanes& source, const Planes& target, const Ta
                                                    : CollectOpaque(source, column, row, opaqueSums, shift);
             Store(totals, shift, PixelAt(target, x, y), MaskAt(target, transparent, x, y));
         }
-    });
+    };
+    return MakeRows(target, abort, [&] { return makeRow; });
 }
 
 bool ReduceGauss(const ConstPlanes& source, const Planes& target, const TapTable& columns, const TapTable& rows,
@@ -370,8 +376,9 @@ bool ReduceGauss(const ConstPlanes& source, const Planes& target, const TapTable
     const bool transparent = HasTransparency(source);
     if (!transparent) ShowAll(target);
     if (!transparent && !target.rows) return true;
-    const auto run = [&](auto reduction) {
-        return MakeRows(target, abort, [&](int y) { reduction.MakeRow(target, y); });
+    const auto run = [&](const auto& reduction) {
+        return MakeRows(target, abort,
+                        [&] { return [part = reduction, &target](int y) mutable { part.MakeRow(target, y); }; });
     };
     return MostTaps(columns) * MostTaps(rows) <= 255
                ? run(ReductionByColumns(source, columns, rows, transparent))

@@ -36,7 +36,7 @@ bool Resampler::Calculate(const CWorkImage& sourceImage, CWorkImage& targetImage
                           const AbortFlag& abort) {
     const Planes source = PlanesOf(sourceImage, columns_.inSize, rows_.inSize);
     const Planes target = PlanesOf(targetImage, std::max(columns_.outSize, 1), std::max(rows_.outSize, 1));
-    targetImage.Clear();
+    if (Shrinks() || source.width < kNarrowestCubic) targetImage.Clear();  // the cubic makes every pixel
     if (!Shrinks()) return ScaleCubic(source, target, abort);
     const TapTable columns = std::exchange(columnTaps_, {});
     const TapTable rows = std::exchange(rowTaps_, {});

@@ -80,6 +80,26 @@ TEST_P(ResampleRowsTest, WeighingFourRows) {
     }
 }
 
+/// Rows of every width that a vector may end in, whose bytes end where their block does.
+TEST_P(ResampleRowsTest, WeighingFourPixels) {
+    std::mt19937 random(4);
+    for (const int width : {3, 4, 40, 150})
+        for (int result = 1; result < 200; result += 1 + result / 40) {
+            const CubicLine line(passes::BuildCubicTaps(width, result));
+            Bytes from = RandomRow(random, static_cast<std::size_t>(width + 3) * 3 + kCubicPadding);
+            if (result % 4 == 0)  // overshoots on both sides
+                for (std::size_t i = 0; i < from.size(); ++i) from[i] = i % 7 < 3 ? 255 : 0;
+            Bytes to(static_cast<std::size_t>(result) * 3 + 1, 77);
+            CubicPixels(line, from.data(), Row(to).first(to.size() - 1));
+            for (std::size_t i = 0; i + 1 < to.size(); ++i) {
+                const CubicTap& tap = line.taps[i / 3];
+                const std::uint8_t* const p = from.data() + static_cast<std::size_t>(tap.base) * 3 + i % 3;
+                ASSERT_EQ(to[i], OpaqueDivision(tap)(tap.Weigh(p[0], p[3], p[6], p[9]))) << width << " to " << result;
+            }
+            ASSERT_EQ(to.back(), 77);
+        }
+}
+
 /// The quotient that the estimate stands for, over the sums that weights can have.
 TEST(OpaqueDivision, IsExactForEverySumOfWeights) {
     for (int sum = 4080; sum <= 4360; ++sum) {

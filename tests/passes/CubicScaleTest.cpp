@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 
+#include "kestrel/foundation/HelperThreads.h"
 #include "tests/support/Picture.h"
 
 namespace kestrel::passes {
@@ -198,6 +199,13 @@ TEST(ScaleCubic, APlaneAloneKeepsItsSumsAboveOne) {
     Picture mask(300, 1, Pixel{5, 5, 5, 0});
     ASSERT_TRUE(ScaleCubic(MaskOf(source), MaskOf(mask), false));
     EXPECT_EQ(mask.At(0, 0), (Pixel{5, 5, 5, 149}));  // of its opacity of 100
+}
+
+TEST(ScaleCubic, GivesTheSameBytesWithAnyNumberOfThreads) {
+    const Picture source = Picture::Random(30, 50, 8);
+    const Picture alone = Scaled(source, 41, 130);
+    const HelperThreads help(3);
+    EXPECT_EQ(Scaled(source, 41, 130).Difference(alone), "");
 }
 
 TEST(ScaleCubic, TooNarrowSourcesLeaveTheTarget) {

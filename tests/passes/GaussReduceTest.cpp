@@ -5,6 +5,7 @@
 #include <cmath>
 #include <new>
 
+#include "kestrel/foundation/HelperThreads.h"
 #include "kestrel/passes/SharpenReduced.h"
 #include "tests/support/Picture.h"
 
@@ -189,6 +190,16 @@ TEST(GaussReduce, AMaskAloneIsReducedLikeThatOfAPicture) {
                 ASSERT_EQ(p, (Pixel{1, 2, 3, whole.At(x, y).mask}));
             }
     }
+}
+
+TEST(GaussReduce, GivesTheSameBytesWithAnyNumberOfThreads) {
+    for (const bool masked : {false, true})
+        for (const auto& [from, to] : {std::pair{Size{30, 200}, Size{15, 100}}, {Size{50, 1600}, Size{3, 80}}}) {
+            const Picture source = Picture::Random(from.width, from.height, 12, masked);
+            const Picture alone = Reduced(source, to);
+            const HelperThreads help(3);
+            EXPECT_EQ(Reduced(source, to).Difference(alone), "") << to.height << masked;
+        }
 }
 
 TEST(GaussReduce, EndsAtAnAbort) {
