@@ -2,10 +2,13 @@
 
 #include "kestrel/kernels/Divides.h"
 
+// Of the longer AVX-512 that has permutes of bytes.
+#define HWY_WANT_AVX3_DL
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kestrel/kernels/ColourRows.cpp"
 #include <hwy/foreach_target.h>  // compiles this file once for each instruction set
 
+#include "kestrel/kernels/PixelSums-inl.h"
 #include "kestrel/kernels/Rows-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -53,7 +56,92 @@ HWY_INLINE V WeighLanes16(D d, V blue, V green, V red, std::uint16_t b, std::uin
     return hn::Add(hn::Add(hn::Mul(blue, hn::Set(d, b)), hn::Mul(green, hn::Set(d, g))), hn::Mul(red, hn::Set(d, r)));
 }
 
+#if HWY_TARGET == HWY_AVX3_DL
+/// Does as many pixels of the row as come in groups of 64; returns the bytes done.
+std::size_t BlackWhite64(Row row, std::int32_t percent) {
+    const hn::ScalableTag<std::uint8_t> d;
+    const hn::ScalableTag<std::uint16_t> d16;
+    const __m512i shares = _mm512_set1_epi16(static_cast<std::int16_t>(percent << 8 | (100 - percent)));
+    std::size_t i = 0;
+    for (; i + kBytes64 <= row.size(); i += kBytes64) {
+        const Pixels64 pixels(&row[i]);
+        Sums16 sums[4];
+        pixels.Sum({71, 164, 74, 181, 3}, sums);  // in total 71, 707, 222
+        Words32 greys[2];
+        for (std::size_t k = 0; k < 2; ++k) {
+            const auto eighths = Pack(hn::ShiftRight<3>(sums[2 * k]), hn::ShiftRight<3>(sums[2 * k + 1]));
+            const auto whole = hn::Add(eighths, hn::Set(d16, std::uint16_t{128 * 1000 / 8}));
+            greys[k] =
+                hn::ShiftRight<6>(hn::MulHigh(whole, hn::Set(d16, std::uint16_t{33555})));  // sum / 1000, proved below
+        }
+        for (std::size_t k = 0; k < 3; ++k) {
+            auto grey = SpreadWords(greys[0], greys[1], k);
+            if (percent != 100)
+                grey = MapPairs(pixels.bytes[k], grey, [&](__m512i pairs, int) HWY_ATTR {
+                    const Words32 mix{_mm512_maddubs_epi16(pairs, shares)};
+                    return hn::ShiftRight<3>(hn::MulHigh(mix, hn::Set(d16, 5243))).raw;  // mix / 100, proved below
+                });
+            hn::StoreU(grey, d, &row[i + 64 * k]);
+        }
+    }
+    return i;
+}
+
+/// What a half of each vector of a row, as `MapPairs` takes them, gets of the tint.
+struct TintPattern {
+    alignas(64) std::int16_t tints[3][2][32];
+};
+constexpr TintPattern kSepiaTints = [] {
+    TintPattern pattern{};
+    constexpr int kTints[3] = {kSepiaBlueTint, kSepiaGreenTint, kSepiaRedTint};
+    for (unsigned vector = 0; vector < 3; ++vector)
+        for (unsigned half = 0; half < 2; ++half)
+            for (unsigned word = 0; word < 32; ++word)
+                pattern.tints[vector][half][word] =
+                    static_cast<std::int16_t>(kTints[(64 * vector + word / 8 * 16 + half * 8 + word % 8) % 3]);
+    return pattern;
+}();
+
+/// Does as many pixels of the row as come in groups of 64; returns the bytes done.
+std::size_t Sepia64(Row row, std::uint8_t keep) {
+    const hn::ScalableTag<std::uint8_t> d;
+    const hn::ScalableTag<std::int16_t> d16;
+    const auto tone = static_cast<std::int16_t>(255 - keep);
+    const __m512i shares = _mm512_set1_epi16(static_cast<std::int16_t>(tone << 8 | keep));
+    hn::Vec<decltype(d16)> tints[3][2];
+    for (std::size_t k = 0; k < 3; ++k)
+        for (std::size_t half = 0; half < 2; ++half)
+            tints[k][half] = hn::Mul(hn::Load(d16, kSepiaTints.tints[k][half]), hn::Set(d16, tone));
+    std::size_t i = 0;
+    for (; i + kBytes64 <= row.size(); i += kBytes64) {
+        const Pixels64 pixels(&row[i]);
+        Sums16 sums[4];
+        pixels.Sum({28, 151, 77, 0, 1}, sums);  // second bytes are luminances without 128
+        for (std::size_t k = 0; k < 3; ++k) {
+            // Both factors have 128 taken off, so that their sum misses 128 * 255. The tint saturates from 65408 on,
+            // where the quotient is above 255.
+            const auto mixed =
+                MapPairs(Signed(pixels.bytes[k]), SpreadSecondBytes(sums, k), [&](__m512i pairs, int half) HWY_ATTR {
+                    constexpr std::int16_t kMissing = 128 * 255;
+                    const hn::Vec<decltype(d16)> sum{_mm512_maddubs_epi16(shares, pairs)};
+                    const auto tinted = hn::Max(hn::SaturatedAdd(sum, tints[k][half]), hn::Set(d16, -kMissing));
+                    const auto above =
+                        hn::BitCast(hn::RebindToUnsigned<decltype(d16)>(), hn::Add(tinted, hn::Set(d16, kMissing + 1)));
+                    return hn::MulHigh(above, hn::Set(hn::RebindToUnsigned<decltype(d16)>(), 257))
+                        .raw;  // / 255, proved below
+                });
+            hn::StoreU(mixed, d, &row[i + 64 * k]);
+        }
+    }
+    return i;
+}
+#else
+std::size_t BlackWhite64(Row, std::int32_t) { return 0; }
+std::size_t Sepia64(Row, std::uint8_t) { return 0; }
+#endif
+
 void BlackWhiteRow(Row row, std::int32_t percent) {
+    row = row.subspan(BlackWhite64(row, percent));
     const auto opacity = static_cast<std::uint16_t>(percent);
     const auto wide = [opacity](auto d, auto& blue, auto& green, auto& red) HWY_ATTR {
         // The weights in 1/256 miss the grey by one at most, and the rest tells by how much: proved below.
@@ -72,6 +160,7 @@ void BlackWhiteRow(Row row, std::int32_t percent) {
 }
 
 void SepiaRow(Row row, std::uint8_t keep) {
+    row = row.subspan(Sepia64(row, keep));
     const auto wide = [keep](auto d, auto& blue, auto& green, auto& red) HWY_ATTR {
         const auto stays = hn::Set(d, std::uint16_t{keep});
         const auto share = static_cast<std::uint16_t>(255 - keep);
@@ -125,6 +214,12 @@ namespace {
 
 static_assert(Divides(5243, 19, 100, 25500));
 static_assert(Divides(0x8081, 23, 255, 65535));
+static_assert(Divides(33555, 22, 125, 255 * 1000 / 8));
+static_assert([] {  // and 65408 / 255 is above 255
+    for (unsigned x = 0; x <= 65407; ++x)
+        if (((x + 1) * 257) >> 16 != x / 255) return false;
+    return true;
+}());
 // 18 b + 181 g + 57 r over 256 is less than 1 from 71 b + 707 g + 222 r over 1000 before either is cut.
 static_assert(255 * ((0.071 - 18.0 / 256) + (181.0 / 256 - 0.707) + (57.0 / 256 - 0.222)) < 1);
 

@@ -1,6 +1,7 @@
 // Every compiled instruction set gives the bytes of the one-pixel rules: all settings, all tails, nothing beyond.
 #include "kestrel/kernels/ColourRows.h"
 
+#define HWY_WANT_AVX3_DL  // which some rows are compiled for too
 #include <gtest/gtest.h>
 #include <hwy/highway.h>
 #include <hwy/tests/hwy_gtest.h>
