@@ -11,6 +11,7 @@
 #include "kestrel/foundation/AbortFlag.h"
 #include "kestrel/foundation/Counted.h"
 #include "kestrel/foundation/Export.h"
+#include "kestrel/foundation/HelperThreads.h"
 #include "kestrel/foundation/QvString.h"
 #include "kestrel/foundation/Ref.h"
 #include "kestrel/framework/Bands.h"
@@ -179,6 +180,9 @@ protected:
     /// Passes each row of a request to `rule`, as `InPlace` does; `kNotDone` when aborted.
     template <class RowRule>
     FilterResult WalkRows(const PixelRequest& request, const RowRule& rule) const;
+    /// The same with the help of threads that a host lends: `rule` is called from several at a time.
+    template <class RowRule>
+    FilterResult ShareWalk(const PixelRequest& request, const RowRule& rule) const;
     /// The part of the cached picture that is in use, as a request for `WalkRows`.
     PixelRequest CachedPixels(int width, int height) const {
         return {0, 0, 0, 0, width, height, m_Cache->Rows(), m_Cache->MaskRows()};
@@ -310,6 +314,14 @@ FilterResult CPdibFilter::FetchRows(RowSpan from, CWorkImage& image, int x, int 
         row = end;
     } while (row < from.count);
     return S_OK;
+}
+
+template <class RowRule>
+FilterResult CPdibFilter::ShareWalk(const PixelRequest& request, const RowRule& rule) const {
+    const bool done = ShareRows(0, request.height, [&](std::int64_t from, std::int64_t end) {
+        return WalkRows(request.Part(static_cast<int>(from), static_cast<int>(end)), rule).Ok();
+    });
+    return done ? kDone : kNotDone;
 }
 
 template <class RowRule>

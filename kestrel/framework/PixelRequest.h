@@ -16,6 +16,10 @@ struct PixelRequest {
     std::uint8_t* const* rows;      ///< 24-bit rows by number, bottom row first
     std::uint8_t* const* maskRows;  ///< 8-bit mask rows likewise
 
+    /// Its rows `from` to `end` − 1.
+    PixelRequest Part(int from, int end) const {
+        return {dstX, dstY + from, srcX, srcY + from, width, end - from, rows, maskRows};
+    }
     /// The colour bytes of row `h` of the request: blue, green, red of each of `width` pixels.
     std::span<std::uint8_t> Pixels(int h) const {
         return {rows[dstY + h] + std::ptrdiff_t{dstX} * 3, static_cast<std::size_t>(width) * 3};

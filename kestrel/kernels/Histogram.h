@@ -1,5 +1,6 @@
 #pragma once
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 #include "kestrel/kernels/ByteTable.h"
@@ -9,6 +10,11 @@ namespace kestrel::kernels {
 
 /// Number of pixels of each tone 0..255. Every pixel counts, whatever its mask.
 using Histogram = std::array<std::uint32_t, 256>;
+
+/// Adds what was counted in another part of a picture.
+constexpr void AddCounts(const Histogram& part, Histogram& whole) {
+    for (std::size_t i = 0; i < whole.size(); ++i) whole[i] += part[i];
+}
 
 /// The luminance of each pixel of a row of blue, green, red.
 void MeasureLuminance(ConstRow row, Row luminance);

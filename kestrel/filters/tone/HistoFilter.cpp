@@ -1,6 +1,7 @@
 #include "kestrel/filters/tone/HistoFilter.h"
 
 #include <cmath>
+#include <mutex>
 
 #include "kestrel/kernels/GainRow.h"
 #include "kestrel/kernels/Histogram.h"
@@ -27,10 +28,19 @@ kernels::LuminanceGains Gains(const kernels::Histogram& histogram, double power)
 FilterResult CHistoFilter::MakePixels(const PixelRequest& request) {
     return InPlacePasses(request, [&] {
         kernels::Histogram luminance{};
-        const auto count = [&](std::span<const std::uint8_t> pixels) { kernels::CountLuminance(pixels, luminance); };
-        if (WalkRows(request, count) != S_OK) return kNotDone;
+        std::mutex guard;
+        const bool counted = ShareRows(0, request.height, [&](std::int64_t from, std::int64_t end) {
+            kernels::Histogram part{};
+            const auto count = [&](std::span<const std::uint8_t> pixels) { kernels::CountLuminance(pixels, part); };
+            const PixelRequest rows = request.Part(static_cast<int>(from), static_cast<int>(end));
+            if (WalkRows(rows, count) != S_OK) return false;
+            const std::lock_guard lock(guard);
+            kernels::AddCounts(part, luminance);
+            return true;
+        });
+        if (!counted) return kNotDone;
         const kernels::LuminanceGains gains = Gains(luminance, Active().intensity / 100.0);
-        return WalkRows(request, [&](std::span<std::uint8_t> pixels) { kernels::GainRow(pixels, gains); });
+        return ShareWalk(request, [&](std::span<std::uint8_t> pixels) { kernels::GainRow(pixels, gains); });
     });
 }
 

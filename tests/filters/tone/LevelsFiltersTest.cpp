@@ -3,6 +3,7 @@
 
 #include <cmath>
 
+#include "kestrel/foundation/HelperThreads.h"
 #include "tests/support/Line.h"
 
 namespace kestrel {
@@ -235,6 +236,15 @@ TEST(Histo, MeasuresTheRegionThatIsAskedFor) {
     EXPECT_EQ(line.Render(3, 5, 11, 7).Difference(Apply(kEqualize, "Intensity=70", picture.Cut(3, 5, 11, 7))), "");
     EXPECT_EQ(Apply(kEqualize, "Intensity=2147483647", Picture(2, 1, Grey(9))).At(0, 0), Grey(0))
         << "a sum beyond all numbers leaves no factor";
+}
+
+TEST(Histo, CountsTheSameWithAnyNumberOfThreads) {
+    const Picture picture = Picture::Random(13, 203, 9);
+    const Picture alone = Apply(kEqualize, "Intensity=80", picture);
+    for (const int threads : {2, 3, 7}) {
+        const HelperThreads help(threads);
+        EXPECT_EQ(Apply(kEqualize, "Intensity=80", picture).Difference(alone), "") << threads;
+    }
 }
 
 // Exposure by the luminance
