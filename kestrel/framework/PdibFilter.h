@@ -152,6 +152,10 @@ protected:
     /// each delivered row goes through.
     template <class Compute, class Prepare>
     FilterResult CachedWhole(const PixelRequest& request, const Compute& compute, const Prepare& prepare);
+    /// The same for a cache that is not the output yet: `deliver(inside)` makes the part of the request that lies
+    /// inside the output picture of it, whenever it is asked for, and returns `S_OK` when done.
+    template <class Compute, class Deliver>
+    FilterResult CachedPass(const PixelRequest& request, const Compute& compute, const Deliver& deliver);
 
     /// Moving pattern, and the end of all patterns: an output that is made has clean flags, any other is out of date.
     FilterResult Finished(FilterResult result);
@@ -265,8 +269,8 @@ FilterResult CPdibFilter::CachedWhole(const PixelRequest& request, const Compute
     return CachedWhole(request, compute, [] { return [](std::span<std::uint8_t>) {}; });
 }
 
-template <class Compute, class Prepare>
-FilterResult CPdibFilter::CachedWhole(const PixelRequest& request, const Compute& compute, const Prepare& prepare) {
+template <class Compute, class Deliver>
+FilterResult CPdibFilter::CachedPass(const PixelRequest& request, const Compute& compute, const Deliver& deliver) {
     const bool stale = IsStale() && m_Out.Width > 0 && m_Out.Height > 0;
     m_Dirty = true;  // until the request is done, however it ends
     if (stale) {
@@ -285,17 +289,26 @@ FilterResult CPdibFilter::CachedWhole(const PixelRequest& request, const Compute
         ReleaseUpstream();
     }
     if (!m_Cache || request.srcX < 0 || request.srcY < 0) return Finished(S_OK);
-    PixelRequest inside = request;  // a cache that was reused may be larger than the picture
-    inside.width = std::max(0, std::min({request.width, m_Cache->Width() - request.srcX, m_Out.Width - request.srcX}));
-    const int first = inBands_ ? fetched_.first : 0;  // row of the picture that is row 0 of the cache
-    inside.height = std::min({request.height, m_Cache->Height() - (request.srcY - first), m_Out.Height - request.srcY});
-    if (inside.width == 0) return Finished(S_OK);
-    const auto rule = prepare();
-    return Finished(WalkRows(inside, [&](int y, std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
-        std::copy_n(m_Cache->Rows()[y - first] + std::ptrdiff_t{inside.srcX} * 3, pixels.size(), pixels.begin());
-        std::copy_n(m_Cache->MaskRows()[y - first] + inside.srcX, mask.size(), mask.begin());
-        rule(pixels);
-    }));
+    PixelRequest inside = request;
+    inside.width = std::min(request.width, m_Out.Width - request.srcX);
+    inside.height = std::min(request.height, m_Out.Height - request.srcY);
+    return Finished(inside.width > 0 ? deliver(inside) : kDone);
+}
+
+template <class Compute, class Prepare>
+FilterResult CPdibFilter::CachedWhole(const PixelRequest& request, const Compute& compute, const Prepare& prepare) {
+    return CachedPass(request, compute, [&](PixelRequest inside) {
+        const int first = inBands_ ? fetched_.first : 0;  // row of the picture that is row 0 of the cache
+        inside.width = std::min(inside.width, m_Cache->Width() - inside.srcX);
+        inside.height = std::min(inside.height, m_Cache->Height() - (inside.srcY - first));
+        if (inside.width <= 0) return kDone;
+        const auto rule = prepare();
+        return WalkRows(inside, [&](int y, std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
+            std::copy_n(m_Cache->Rows()[y - first] + std::ptrdiff_t{inside.srcX} * 3, pixels.size(), pixels.begin());
+            std::copy_n(m_Cache->MaskRows()[y - first] + inside.srcX, mask.size(), mask.begin());
+            rule(pixels);
+        });
+    });
 }
 
 template <class Rows>

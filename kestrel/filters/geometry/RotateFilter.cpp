@@ -6,6 +6,7 @@
 #include <memory>
 #include <numbers>
 #include <utility>
+#include <vector>
 
 #include "kestrel/filters/geometry/ExceptionGuards.h"
 #include "kestrel/filters/geometry/SizeFrom.h"
@@ -154,7 +155,9 @@ HRESULT CRotateFilter::GetRequiredSize(int* width, int* height, double aspect) {
 
 FilterResult CRotateFilter::MakePixels(const PixelRequest& request) {
     if (m_InActive.Width < 1 || m_InActive.Height < 1) return Finished(E_INVALIDARG);
-    return CachedWhole(request, [this] { return IsRightAngle() ? TurnQuarters() : TurnByShears(); });
+    if (IsRightAngle()) return CachedWhole(request, [this] { return TurnQuarters(); });
+    return CachedPass(
+        request, [this] { return ShearTwice(); }, [this](const PixelRequest& part) { return Shear(part); });
 }
 
 FilterResult CRotateFilter::TurnQuarters() {
@@ -166,51 +169,69 @@ FilterResult CRotateFilter::TurnQuarters() {
     return passes::TurnQuarter(source, result, m_nQuarterTurns, Active().mirror, 0, 0, m_Abort) ? kDone : kNotDone;
 }
 
-FilterResult CRotateFilter::MakeIntermediate(int left, int bottom) {
-    if (m_nQuarterTurns == 0 && !Active().mirror) {
-        EnsureWorkImages(m_nInterWidth, m_nInterHeight, m_nOutWidth, m_nOutHeight);
-        if (const FilterResult result = FetchWhole(*m_Work, left, bottom, true); result != S_OK) return result;
-    } else {
-        if (const FilterResult result = FetchIntoWork(m_nOutWidth, m_nOutHeight); result != S_OK) return result;
+FilterResult CRotateFilter::MakeIntermediate() {
+    const passes::Area picture = UprightPicture();
+    const bool upright = m_nQuarterTurns == 0 && !Active().mirror;
+    EnsureWorkImages(upright ? m_nInterWidth : m_InActive.Width, upright ? m_nInterHeight : m_InActive.Height, 0, 0);
+    const FilterResult fetched = FetchWhole(*m_Work, upright ? picture.left : 0, upright ? picture.bottom : 0, true);
+    if (fetched != S_OK) return fetched;
+    if (!upright) {
         const passes::Planes source = passes::PlanesOf(*m_Work, m_InActive.Width, m_InActive.Height);
         auto turned = std::make_unique<CWorkImage>(m_nInterWidth, m_nInterHeight);
         const passes::Planes target = passes::PlanesOf(*turned, m_nInterWidth, m_nInterHeight);
-        if (!passes::TurnQuarter(source, target, m_nQuarterTurns, Active().mirror, left, bottom, m_Abort))
+        if (!passes::TurnQuarter(source, target, m_nQuarterTurns, Active().mirror, picture.left, picture.bottom,
+                                 m_Abort))
             return kNotDone;
         m_Work = std::move(turned);
     }
-    const passes::Area picture{left, bottom, left + m_nTurnedWidth, bottom + m_nTurnedHeight};
     const passes::Planes inter = passes::PlanesOf(*m_Work, m_nInterWidth, m_nInterHeight);
     return ClearAround(inter, picture, m_Abort) ? kDone : kNotDone;
 }
 
-FilterResult CRotateFilter::TurnByShears() {
+// The areas of all three shears lie around the picture's centre. A hidden pixel at each end of a line takes part, so
+// that the line's own ends are blended with nothing.
+
+passes::Area CRotateFilter::UprightPicture() const {
+    const int left = std::abs(m_nSpanX) + kMarginX / 2;
+    const int bottom = std::abs(m_nSpanY) / 2 + kMarginY / 2;
+    return {left, bottom, left + m_nTurnedWidth, bottom + m_nTurnedHeight};
+}
+
+FilterResult CRotateFilter::ShearTwice() {
+    m_Cache.reset();
+    if (const FilterResult made = MakeIntermediate(); made != S_OK) return made;
     const int spanX = std::abs(m_nSpanX);
-    const int spanY = std::abs(m_nSpanY);
-    const int bottom = spanY / 2 + kMarginY / 2;
-    if (const FilterResult made = MakeIntermediate(spanX + kMarginX / 2, bottom); made != S_OK) return made;
+    const passes::Area picture = UprightPicture();
+    const passes::Area upright{picture.left - 1, picture.bottom, picture.right + 1, picture.top};
+    const passes::Area slanted{spanX / 2, picture.bottom - 1, spanX / 2 + m_nTurnedWidth + spanX + 2, picture.top + 1};
     const passes::Planes inter = passes::PlanesOf(*m_Work, m_nInterWidth, m_nInterHeight);
-    const passes::Planes result = passes::PlanesOf(*m_Cache, m_nOutWidth, m_nOutHeight);
-
-    // All three areas lie around the picture's centre. A hidden pixel at each end of a line takes part, so that the
-    // line's own ends are blended with nothing.
-    const passes::Area upright{spanX, bottom, spanX + m_nTurnedWidth + 2, bottom + m_nTurnedHeight};
-    const passes::Area slanted{spanX / 2, bottom - 1, spanX / 2 + m_nTurnedWidth + spanX + 2,
-                               bottom + m_nTurnedHeight + 1};
-    const int cut = TruncateToInt(std::abs(m_dShearY) / 2 * (spanX - m_nTurnedWidth));
-    const passes::Area whole{0, spanY / 2 + cut + 1, m_nInterWidth, spanY / 2 + m_nTurnedHeight + 5 - cut};
-
-    const auto firstX = [&] {
+    const auto shearX = [&] {
         return passes::XShear(inter, inter, {m_dShearX, 0.0, upright}, 0, 0, passes::TargetRows::Kept, m_Abort);
     };
     const auto shearY = [&] { return passes::YShear(inter, {m_dShearY, 0.0, slanted}, m_Abort); };
-    const auto lastX = [&] {  // only this one moves by the centre's fraction
-        return passes::XShear(inter, result, {m_dShearX, m_dFracX, whole}, m_nCropX, m_nCropY,
-                              passes::TargetRows::Cleared, m_Abort);
+    if (!GuardShear("XShear", upright, __LINE__, shearX) || !GuardShear("YShear", slanted, __LINE__, shearY))
+        return kNotDone;
+    m_Cache = std::move(m_Work);
+    return kDone;
+}
+
+FilterResult CRotateFilter::Shear(const PixelRequest& part) {
+    const int spanX = std::abs(m_nSpanX);
+    const int spanY = std::abs(m_nSpanY);
+    const int cut = TruncateToInt(std::abs(m_dShearY) / 2 * (spanX - m_nTurnedWidth));
+    const passes::Area whole{0, spanY / 2 + cut + 1, m_nInterWidth, spanY / 2 + m_nTurnedHeight + 5 - cut};
+    const auto shear = [&] {
+        std::vector<std::uint8_t*> rows, maskRows;
+        for (int h = 0; h < part.height; ++h) {
+            rows.push_back(part.Pixels(h).data());
+            maskRows.push_back(part.Mask(h).data());
+        }
+        // Only this one moves by the centre's fraction.
+        return passes::XShear(passes::PlanesOf(*m_Cache, m_nInterWidth, m_nInterHeight),
+                              {rows.data(), maskRows.data(), part.width, part.height}, {m_dShearX, m_dFracX, whole},
+                              m_nCropX + part.srcX, m_nCropY + part.srcY, passes::TargetRows::Cleared, m_Abort);
     };
-    const bool done = GuardShear("XShear", upright, __LINE__, firstX) &&
-                      GuardShear("YShear", slanted, __LINE__, shearY) && GuardShear("XShear", whole, __LINE__, lastX);
-    return done ? kDone : kNotDone;
+    return GuardShear("XShear", whole, __LINE__, shear) ? kDone : kNotDone;
 }
 
 }  // namespace kestrel

@@ -1,5 +1,6 @@
 #pragma once
 #include "kestrel/framework/TwinFilter.h"
+#include "kestrel/passes/Shear.h"
 
 namespace kestrel {
 
@@ -60,12 +61,17 @@ private:
     void SetupRotation(int w, int h);
     void SetOutput();
     bool IsRightAngle() const { return m_nMarginX == 0; }
-    /// The two ways of the pass into the cache.
+    /// The pass of a right angle, into the cache.
     FilterResult TurnQuarters();
-    FilterResult TurnByShears();
-    /// Makes the work picture the one that is sheared: the input after its quarter turns at (`left`, `bottom`), hidden
-    /// black around it. An input that does not turn is fetched to where it is sheared.
-    FilterResult MakeIntermediate(int left, int bottom);
+    /// Any other angle takes three shears, along rows, along columns and along rows again. The cache holds what two of
+    /// them make; `Shear` makes a part of the output of that.
+    FilterResult ShearTwice();
+    FilterResult Shear(const PixelRequest& part);
+    /// Makes the work picture the one that is sheared: the input after its quarter turns, hidden black around it. An
+    /// input that does not turn is fetched to where it is sheared.
+    FilterResult MakeIntermediate();
+    /// Where in it the input stands.
+    passes::Area UprightPicture() const;
 
     double m_dRoundedAngle = 0;
     int m_nQuarterTurns = 0;
