@@ -116,7 +116,7 @@ std::size_t Sepia64(Row row, std::uint8_t keep) {
     for (; i + kBytes64 <= row.size(); i += kBytes64) {
         const Pixels64 pixels(&row[i]);
         Sums16 sums[4];
-        pixels.Sum({28, 151, 77, 0, 1}, sums);  // second bytes are luminances without 128
+        pixels.Sum(kLuminanceWeights, sums);
         for (std::size_t k = 0; k < 3; ++k) {
             // Both factors have 128 taken off, so that their sum misses 128 * 255. The tint saturates from 65408 on,
             // where the quotient is above 255.

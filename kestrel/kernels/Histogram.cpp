@@ -5,10 +5,13 @@
 
 #include "kestrel/kernels/ColourRows.h"
 
+// Of the longer AVX-512 that has permutes of bytes.
+#define HWY_WANT_AVX3_DL
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kestrel/kernels/Histogram.cpp"
 #include <hwy/foreach_target.h>  // compiles this file once for each instruction set
 
+#include "kestrel/kernels/PixelSums-inl.h"
 #include "kestrel/kernels/Rows-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -17,7 +20,15 @@ namespace kestrel::kernels::HWY_NAMESPACE {
 void MeasureLuminance(ConstRow row, Row luminance) {
     std::uint8_t* const out = luminance.data();
     std::size_t i = 0;
-#if HWY_TARGET != HWY_SCALAR
+#if HWY_TARGET == HWY_AVX3_DL
+    for (; i + kBytes64 <= row.size(); i += kBytes64) {
+        Sums16 sums[4];
+        Pixels64(row.data() + i).Sum(kLuminanceWeights, sums);
+        for (auto& sum : sums) sum = hn::ShiftRight<8>(sum);
+        const auto bytes = NarrowWords(Pack(sums[0], sums[1]), Pack(sums[2], sums[3]));
+        hn::StoreU(Signed(bytes), hn::ScalableTag<std::uint8_t>(), out + i / 3);
+    }
+#elif HWY_TARGET != HWY_SCALAR
     const hn::ScalableTag<std::uint8_t> d8;
     const hn::RepartitionToWide<decltype(d8)> d;
     for (; i + 3 * hn::Lanes(d8) <= row.size(); i += 3 * hn::Lanes(d8)) {

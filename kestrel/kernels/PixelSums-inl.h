@@ -24,6 +24,7 @@ constexpr std::size_t kBytes64 = 192;
 struct PixelPermutes {
     alignas(64) std::uint8_t gather[4][64];       ///< blue, green, red, green of 16 pixels of a row
     alignas(64) std::uint8_t spread[3][64];       ///< the second byte of a pixel's sum for each byte of the row
+    alignas(64) std::uint8_t narrowWords[64];     ///< the first byte of words packed from sums for each pixel
     alignas(64) std::uint8_t spreadWords[3][64];  ///< the same of the first byte of words packed from sums
 };
 inline constexpr PixelPermutes kPixelPermutes = [] {
@@ -33,13 +34,15 @@ inline constexpr PixelPermutes kPixelPermutes = [] {
         for (unsigned i = 0; i < 64; ++i)
             permutes.gather[part][i] =
                 static_cast<std::uint8_t>((16 * part + i / 4) * 3 + kChannels[i % 4] - part / 2 * 64);
+    // Packing takes four sums of the one vector and four of the other in turn.
+    for (unsigned i = 0; i < 64; ++i)
+        permutes.narrowWords[i] =
+            static_cast<std::uint8_t>(2 * (i / 32 * 32 + i % 16 / 4 * 8 + i / 16 % 2 * 4 + i % 4));
     for (unsigned vector = 0; vector < 3; ++vector)
         for (unsigned i = 0; i < 64; ++i) {
             const unsigned pixel = (64 * vector + i) / 3;
             permutes.spread[vector][i] = static_cast<std::uint8_t>((pixel - 16 * vector) * 4 + 1);
-            // Packing takes four sums of the one vector and four of the other in turn.
-            const unsigned word = pixel / 32 * 32 + pixel % 16 / 4 * 8 + pixel / 16 % 2 * 4 + pixel % 4;
-            permutes.spreadWords[vector][i] = static_cast<std::uint8_t>(2 * word);
+            permutes.spreadWords[vector][i] = permutes.narrowWords[pixel];
         }
     return permutes;
 }();
@@ -79,13 +82,21 @@ struct Pixels64 {
     }
 };
 
+/// Sums whose second bytes are luminances without 128.
+constexpr PairWeights kLuminanceWeights{28, 151, 77, 0, 1};
+
 /// Vector `i` of a row whose bytes are the second bytes of the sums of their pixels.
 HWY_INLINE Bytes64 SpreadSecondBytes(const Sums16 (&sums)[4], std::size_t i) {
     const hn::ScalableTag<std::uint8_t> d;
     return Permute(hn::BitCast(d, sums[i]), hn::BitCast(d, sums[i + 1]), kPixelPermutes.spread[i]);
 }
-/// Sums that fit words, as `SpreadWords` takes them.
+/// Sums that fit words, as the functions below take them.
 HWY_INLINE Words32 Pack(Sums16 first, Sums16 second) { return Words32{_mm512_packs_epi32(first.raw, second.raw)}; }
+/// The words as a byte for each pixel.
+HWY_INLINE Bytes64 NarrowWords(Words32 first, Words32 second) {
+    const hn::ScalableTag<std::uint8_t> d;
+    return Permute(hn::BitCast(d, first), hn::BitCast(d, second), kPixelPermutes.narrowWords);
+}
 /// Vector `i` of a row whose bytes are the words of their pixels.
 HWY_INLINE Bytes64 SpreadWords(Words32 first, Words32 second, std::size_t i) {
     const hn::ScalableTag<std::uint8_t> d;

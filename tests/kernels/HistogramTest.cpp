@@ -1,6 +1,7 @@
 // Counting, clipping and stretching of tones.
 #include "kestrel/kernels/Histogram.h"
 
+#define HWY_WANT_AVX3_DL  // which luminance is compiled for too
 #include <gtest/gtest.h>
 #include <hwy/highway.h>
 #include <hwy/tests/hwy_gtest.h>
