@@ -1,5 +1,8 @@
 #include "kestrel/kernels/YiqRows.h"  // plain headers first: nothing shared may be compiled for one target
 
+#include <algorithm>
+#include <array>
+
 #include "kestrel/kernels/Histogram.h"
 
 #undef HWY_TARGET_INCLUDE
@@ -12,12 +15,17 @@
 HWY_BEFORE_NAMESPACE();
 namespace kestrel::kernels::HWY_NAMESPACE {
 
-/// `tones` holds the new luminance of each pixel.
-void LuminanceCurveRow(Row row, const ByteTable& luminance, [[maybe_unused]] const std::uint8_t* tones) {
-    const auto wide = [tones](auto d, auto p, std::size_t at) HWY_ATTR {
+void LuminanceCurveRow(Row row, const ByteTable& luminance) {
+    const auto plain = [&luminance](Bgr p) { return LuminancePixel(p, luminance); };
+#if HWY_TARGET == HWY_SCALAR
+    MapPixels(row, plain);
+#else
+    constexpr std::size_t kPart = 960;
+    std::array<std::uint8_t, kPart> tones;  // the new luminance of each pixel
+    const auto wide = [&tones](auto d, auto p, std::size_t at) HWY_ATTR {
         const hn::Rebind<std::int32_t, decltype(d)> d32;
         const hn::Rebind<std::uint8_t, decltype(d)> d8;
-        const auto y = hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(d8, tones + at)));
+        const auto y = hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(d8, tones.data() + at)));
         const auto weigh = [&](const std::array<double, 3>& m, auto a, auto b, auto c) HWY_ATTR {
             return hn::Add(hn::Add(hn::Mul(hn::Set(d, m[0]), a), hn::Mul(hn::Set(d, m[1]), b)),
                            hn::Mul(hn::Set(d, m[2]), c));
@@ -29,7 +37,13 @@ void LuminanceCurveRow(Row row, const ByteTable& luminance, [[maybe_unused]] con
         };
         return BgrLanes<decltype(i)>{channel(2), channel(1), channel(0)};
     };
-    MapDoubles(row, wide, [&](Bgr p) { return LuminancePixel(p, luminance); });
+    for (std::size_t i = 0; i < row.size(); i += 3 * kPart) {
+        const Row part = row.subspan(i, std::min(3 * kPart, row.size() - i));
+        MeasureLuminance(part, tones);
+        TableRow(tones, luminance);
+        MapDoubles(part, wide, plain);
+    }
+#endif
 }
 
 void OptimizeRow(Row row, const ByteTable& luminance) {
@@ -62,15 +76,8 @@ namespace kestrel::kernels {
 
 HWY_EXPORT(LuminanceCurveRow);
 void LuminanceCurveRow(Row row, const ByteTable& luminance, const ChannelTables& channels) {
-    constexpr std::size_t kPart = 960;
-    std::array<std::uint8_t, kPart> tones;
-    for (std::size_t i = 0; i < row.size(); i += 3 * kPart) {
-        const Row part = row.subspan(i, std::min(3 * kPart, row.size() - i));
-        MeasureLuminance(part, tones);
-        TableRow(tones, luminance);
-        HWY_DYNAMIC_DISPATCH(LuminanceCurveRow)(part, luminance, tones.data());
-        ChannelTablesRow(part, channels);
-    }
+    HWY_DYNAMIC_DISPATCH(LuminanceCurveRow)(row, luminance);
+    ChannelTablesRow(row, channels);
 }
 
 HWY_EXPORT(OptimizeRow);
