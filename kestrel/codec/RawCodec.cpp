@@ -68,7 +68,7 @@ void LoadRaw(ByteReader& source, const LoadOptions& options, LoadResult& result)
         return;
     }
     std::vector<std::uint8_t> bytes = ReadRest(source);
-    const std::unique_ptr<libraw_data_t, Closer> raw(
+    std::unique_ptr<libraw_data_t, Closer> raw(
         library->libraw_init(LIBRAW_OPIONS_NO_MEMERR_CALLBACK | LIBRAW_OPIONS_NO_DATAERR_CALLBACK));
     if (!raw) throw std::bad_alloc();
     const auto failed = [&](int code) {
@@ -96,6 +96,7 @@ void LoadRaw(ByteReader& source, const LoadOptions& options, LoadResult& result)
         failed(code == LIBRAW_SUCCESS ? LIBRAW_UNSPECIFIED_ERROR : code);
         return;
     }
+    raw.reset();  // it has 8 bytes for each pixel
     const int colors = developed->colors;
     if (developed->type != LIBRAW_IMAGE_BITMAP || developed->bits != 8 || (colors != 3 && colors != 1)) {
         result.error = {CodecFault::NotSupported, "raw files of this kind are not read"};

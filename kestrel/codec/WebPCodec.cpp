@@ -1,4 +1,4 @@
-// WebP by libwebp, which decodes opaque pictures right into our rows.
+// WebP by libwebp, which decodes right into our rows.
 #include <webp/decode.h>
 #include <webp/demux.h>
 #include <webp/encode.h>
@@ -81,37 +81,45 @@ void SplitLine(const std::uint8_t* from, int y, LoadResult& result) {
     }
 }
 
+/// Moves the alpha of a 32-bit picture, of which so many lines from the top could be read, into the mask.
+void SplitRead(int linesRead, LoadResult& result) {
+    Dib* const image = result.image.get();
+    for (int row = 0; row < image->biHeight; ++row) {
+        std::uint8_t* const from = DibRow(image, row);
+        std::uint8_t* const hidden = DibRow(result.mask.get(), row);
+        if (row < image->biHeight - linesRead) std::memset(from, 0, 4 * static_cast<std::size_t>(image->biWidth));
+        for (int x = 0; x < image->biWidth; ++x) hidden[x] = static_cast<std::uint8_t>(255 - from[4 * x + 3]);
+    }
+    DibDropFourthBytes(result.image);
+}
+
 /// Decodes a picture that does not move. Lines that could be read; 0 with an error.
 int ReadStill(const WebPLibrary& library, std::span<const std::uint8_t> bytes, LoadResult& result) {
     WebPDecoderConfig config;
     if (!library.WebPInitDecoderConfigInternal(&config, WEBP_DECODER_ABI_VERSION)) return 0;
-    const auto height = static_cast<std::size_t>(result.image->biHeight);
-    std::vector<std::uint8_t> lines;
-    WebPRGBABuffer& to = config.output.u.RGBA;
-    config.output.is_external_memory = 1;
+    const int height = result.image->biHeight;
     if (result.mask) {
-        const std::size_t lineSize = 4 * static_cast<std::size_t>(result.image->biWidth);
-        lines.resize(lineSize * height);
-        config.output.colorspace = MODE_BGRA;
-        to = {lines.data(), static_cast<int>(lineSize), lines.size()};
-    } else {
-        const std::size_t rowSize = DibRowSize(result.image.get());
-        config.output.colorspace = MODE_BGR;
-        config.options.flip = 1;  // the bottom line comes first
-        to = {DibRow(result.image.get(), 0), static_cast<int>(rowSize), rowSize * height};
+        const int width = result.image->biWidth;
+        result.image.reset();
+        result.image.reset(DibCreate(32, width, height));
+        if (!result.image) throw std::bad_alloc();
     }
+    const std::size_t rowSize = DibRowSize(result.image.get());
+    config.output.is_external_memory = 1;
+    config.output.colorspace = result.mask ? MODE_BGRA : MODE_BGR;
+    config.output.u.RGBA = {DibRow(result.image.get(), 0), static_cast<int>(rowSize),
+                            rowSize * static_cast<std::size_t>(height)};
+    config.options.flip = 1;  // the bottom line comes first
     const std::unique_ptr<WebPIDecoder, Deleter> decoder(library.WebPIDecode(nullptr, 0, &config));
     if (!decoder) throw std::bad_alloc();
     const VP8StatusCode status = library.WebPIUpdate(decoder.get(), bytes.data(), bytes.size());
     if (status == VP8_STATUS_OUT_OF_MEMORY) throw std::bad_alloc();
-    int read = 0, width = 0, all = 0, stride = 0;
+    int read = 0, across = 0, all = 0, stride = 0;
     if (status == VP8_STATUS_OK)
-        read = result.image->biHeight;
-    else if (!library.WebPIDecGetRGB(decoder.get(), &read, &width, &all, &stride))
+        read = height;
+    else if (!library.WebPIDecGetRGB(decoder.get(), &read, &across, &all, &stride))
         read = 0;
-    if (result.mask)
-        for (int y = 0; y < read; ++y)
-            SplitLine(lines.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(to.stride), y, result);
+    if (result.mask) SplitRead(read, result);
     return read;
 }
 

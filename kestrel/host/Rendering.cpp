@@ -374,6 +374,7 @@ bool Rendering::CanBeFollowed() const {
 }
 
 bool Rendering::ServesOwnPicture() const {
+    if (FilterCount() == 0) return Ref<IFilterPixels>(sink_->Upstream()).get() == source_.get();
     Ref<IFilterObject> first;
     Ref<IFilterPixels> head;
     chain_->GetFilter(0, IFilterObject::kIid, first.Out());

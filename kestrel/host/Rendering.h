@@ -158,8 +158,7 @@ private:
     bool CanBeFollowed() const;
     /// How many threads beside the caller's are worth their start for a picture of so many bands.
     int HelperCount(int bands, bool inBands) const;
-    /// Is the head of the line this rendering's source, and not one that the host put there? Asked of a line with
-    /// filters.
+    /// Is the head of the line this rendering's source, and not one that the host put there?
     bool ServesOwnPicture() const;
     /// Becomes like another rendering, whose picture it shares. False when its chain cannot be had by text.
     bool Follow(const Rendering& other, const std::string& pending, const std::string& active);

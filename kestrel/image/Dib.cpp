@@ -74,6 +74,21 @@ void DibFree(Dib* dib) {
     if (dib && !DibModule::Owns(dib)) std::free(dib);
 }
 
+void DibDropFourthBytes(DibPtr& dib) {
+    if (!dib || dib->biBitCount != 32) return;
+    const int width = dib->biWidth, height = dib->biHeight;
+    const auto rowBytes = static_cast<std::size_t>(WalkedRowBytes(24, width));
+    std::uint8_t* to = DibRow(dib.get(), 0);
+    for (int y = 0; y < height; ++y, to += rowBytes) {  // never ahead of what is still to be moved
+        const std::uint8_t* const from = DibRow(dib.get(), y);
+        for (std::size_t x = 0; x < static_cast<std::size_t>(width); ++x) std::memmove(to + 3 * x, from + 4 * x, 3);
+    }
+    FillRecord(dib.get(), 24, width, height, static_cast<std::uint32_t>(CreatedRowBytes(24, width) * height));
+    Dib* const larger = dib.release();
+    auto* const smaller = static_cast<Dib*>(std::realloc(larger, WalkedImageBytes(24, width, height) + kCreateRoom));
+    dib.reset(smaller ? smaller : larger);
+}
+
 // Where things lie in a block ----------------------------------------------------------------------------------------
 
 int DibBitsPerPixel(const Dib* dib) { return BitsOfDepth(dib->biBitCount); }

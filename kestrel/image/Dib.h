@@ -109,6 +109,8 @@ KESTREL_API int DIBPaint(Dib* dib, Surface& surface, int x, int y);
 /// New 24-bit block with the same picture; null for null, for depths other than 1, 4, 8, 16, 24, 32, and when memory
 /// does not suffice. 16-bit pixels are split 5-5-5 whatever their masks say; the fourth byte of 32 bits is lost.
 KESTREL_API Dib* Make24BitDib(Dib* dib);
+/// Makes a 32-bit block a 24-bit one in its own memory: the fourth bytes are lost.
+KESTREL_API void DibDropFourthBytes(DibPtr& dib);
 /// New 24-bit block of the given size, whose low 16 bits count, by integer box resampling. A width that is not above
 /// the old one takes the reducing path for both axes, any other the enlarging path. Null unless the block is 24-bit.
 KESTREL_API Dib* DibScale(const Dib* dib, int newWidth, int newHeight);

@@ -117,6 +117,24 @@ TEST(Make24BitDib, RowsWithoutPixelsAreNotWalked) {
         }
 }
 
+TEST(DibDropFourthBytes, IsTheConversionInPlace) {
+    for (const int width : {0, 1, 2, 3, 5, 64, 1001})
+        for (const int height : {0, 1, 2, 300}) {
+            DibPtr dib(DibCreate(32, width, height));
+            for (int y = 0; y < height; ++y)
+                for (int i = 0; i < 4 * width; ++i) DibRow(dib.get(), y)[i] = static_cast<std::uint8_t>(i * 7 + y * 31);
+            const DibPtr other(Make24BitDib(dib.get()));
+            DibDropFourthBytes(dib);
+            ASSERT_EQ(dib->biBitCount, 24);
+            ASSERT_EQ(dib->biWidth * 1000 + dib->biHeight, width * 1000 + height);
+            EXPECT_EQ(dib->biSizeImage, other->biSizeImage);
+            for (int y = 0; y < height; ++y)
+                ASSERT_EQ(
+                    std::memcmp(DibRow(dib.get(), y), DibRow(other.get(), y), static_cast<std::size_t>(3 * width)), 0)
+                    << width << " x " << height << ", row " << y;
+        }
+}
+
 TEST(GolorGray, TruncatedMeanOverAGreyRamp) {
     const DibPtr dib(DibCreate(24, 3, 1));
     SetRow(dib.get(), 0, {10, 20, 31, 255, 255, 255, 0, 1, 1});
