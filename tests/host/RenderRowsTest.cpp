@@ -131,7 +131,7 @@ TEST(RenderRows, GiveTheBytesOfTheWholeForChains) {
     const auto below = [&random](unsigned bound) { return static_cast<int>(random() % bound); };
     for (int round = 0; round < 120; ++round) {
         std::vector<Step> chain;
-        for (int n = below(6); n >= 0; --n)
+        for (int n = below(7); n > 0; --n)
             chain.push_back(filters[static_cast<std::size_t>(below(static_cast<unsigned>(filters.size())))]);
         const bool withMask = round % 2 != 0;
         const Shown shown = Shown::Random(3 + below(30), 20 + below(60), static_cast<unsigned>(round), withMask);
