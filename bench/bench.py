@@ -276,8 +276,9 @@ A plain copy of the picture's bytes took {copy} ms.
 
 
 def document(options, results, versions, extra):
-    text = DOCUMENT.format(times=options.times, alone=min(options.times, TIMES_ALONE), slower=FAR_SLOWER, width=SIZE[0], height=SIZE[1], machine=machine(),
-                           versions=", ".join(versions.values()), copy=cell(results["line/copy"], OURS))
+    text = DOCUMENT.format(times=options.times, alone=min(options.times, TIMES_ALONE), slower=FAR_SLOWER, width=SIZE[0],
+                           height=SIZE[1], machine=machine(), versions=", ".join(versions.values()),
+                           copy=cell(results["line/copy"], OURS))
     for group, rows in groups(results):
         header, lines = table(results, group, rows, extra)
         text += f"\n## {TITLES[group]}\n\n| {' | '.join(header)} |\n|{'---|' * len(header)}\n"

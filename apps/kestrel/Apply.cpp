@@ -70,7 +70,7 @@ void AddApply(const Command& program) {
                    "colors; auto is 444 from quality 90 on, 420 below [auto]");
     command.Option("--png-level", options->pngLevel, "N", "Compression of a PNG file, 0 (none) to 9 (smallest) [6]");
     command.Option("--threads", options->threads, "N",
-                   "Threads for chains whose filters work row by row; the\nresult is the same for any N [the cores]");
+                   "Threads that share the work on a picture; the result is the\nsame for any N [the cores]");
     command.Option("--background", options->background, "#RRGGBB",
                    "Color behind transparent pixels where OUTPUT's format\nholds no transparency [#FFFFFF]");
     command.Option("--region", options->region, "X,Y,W,H",

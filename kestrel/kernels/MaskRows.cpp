@@ -74,7 +74,7 @@ struct Three {
 
 /// Lanes that hold 0..255 as bytes.
 template <class D, class V>
-HWY_INLINE void StoreBytes(D d, V numbers, std::uint8_t* to) {
+HWY_INLINE void StoreBytes(D, V numbers, std::uint8_t* to) {
     const hn::RebindToSigned<D> di;
     const hn::Rebind<std::uint8_t, D> d8;
     hn::StoreU(hn::DemoteTo(d8, hn::BitCast(di, numbers)), d8, to);

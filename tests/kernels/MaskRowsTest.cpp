@@ -122,7 +122,7 @@ TEST_P(MaskRowsTest, WhatIsFlatStaysFlat) {
 
 TEST_P(MaskRowsTest, ReliefShiftsPixelsAndHoldsThem) {
     for (const bool sunken : {false, true})
-        for (std::size_t size : {0, 1, 5, 63, 64, 65, 200}) {
+        for (std::size_t size : {0u, 1u, 5u, 63u, 64u, 65u, 200u}) {
             const Bytes relief = RandomBytes(size, 5);
             Bytes got = RandomBytes(3 * size + 4, 6), want = got;
             for (std::size_t i = 0; i < 3 * size; ++i) {
