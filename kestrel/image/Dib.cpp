@@ -1,6 +1,7 @@
 #include "kestrel/image/Dib.h"
 
 #include <cstdlib>
+#include <cstring>
 
 #include "kestrel/image/DibModule.h"
 #include "kestrel/image/DibRecord.h"

@@ -152,16 +152,17 @@ TEST(YShear, IsTheXShearOfTheTransposedPicture) {
 }
 
 TEST(Shears, AreTheSameWithAnyNumberOfThreads) {
-    auto [alone, area] = Framed();
-    Picture shared = alone;
-    const auto run = [&](int threads, Picture& picture) {
+    Framed alone;
+    Framed shared = alone;
+    const auto run = [](int threads, Framed& framed) {
+        auto& [picture, area] = framed;
         const HelperThreads help(threads);
         EXPECT_TRUE(XShear(Of(picture), Of(picture), {0.2, 0.3, area}, 0, 0, TargetRows::Kept, false));
         EXPECT_TRUE(YShear(Of(picture), {0.02, 0.13, area}, false));
     };
     run(1, alone);
     run(3, shared);
-    EXPECT_EQ(shared.Difference(alone), "");
+    EXPECT_EQ(shared.picture.Difference(alone.picture), "");
 }
 
 TEST(Shears, EndAtAnAbort) {
