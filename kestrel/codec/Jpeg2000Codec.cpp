@@ -129,6 +129,16 @@ struct Source {
     }
 };
 
+constexpr std::uint8_t kStartOfData[] = {0xFF, 0x93};
+constexpr std::uint8_t kEndOfCodestream[] = {0xFF, 0xD9};
+
+/// Does a file break off just before a tile's data? The library then takes the end of the file for a length and reads
+/// memory that is not its own; it needs some bytes more.
+bool EndsBeforeData(std::span<const std::uint8_t> bytes) {
+    return bytes.size() >= std::size(kStartOfData) &&
+           std::ranges::equal(bytes.last(std::size(kStartOfData)), kStartOfData);
+}
+
 class Reader {
 public:
     Reader(const Jpeg2000Library& library, std::span<const std::uint8_t> bytes) : library_(library), source_{bytes} {}
@@ -362,7 +372,8 @@ void LoadJpeg2000(ByteReader& source, const LoadOptions& options, LoadResult& re
         result.error = Missing();
         return;
     }
-    const std::vector<std::uint8_t> bytes = ReadRest(source);
+    std::vector<std::uint8_t> bytes = ReadRest(source);
+    if (EndsBeforeData(bytes)) bytes.insert(bytes.end(), std::begin(kEndOfCodestream), std::end(kEndOfCodestream));
     Reader reader(*library, bytes);
     const auto broken = [&] {
         result.error = {CodecFault::Broken, reader.Said().error.empty() ? "the file is damaged" : reader.Said().error};

@@ -170,22 +170,24 @@ FilterResult CRotateFilter::TurnQuarters() {
 }
 
 FilterResult CRotateFilter::MakeIntermediate() {
-    const passes::Area picture = UprightPicture();
     const bool upright = m_nQuarterTurns == 0 && !Active().mirror;
     EnsureWorkImages(upright ? m_nInterWidth : m_InActive.Width, upright ? m_nInterHeight : m_InActive.Height, 0, 0);
-    const FilterResult fetched = FetchWhole(*m_Work, upright ? picture.left : 0, upright ? picture.bottom : 0, true);
+    // Only of an intermediate picture that is in memory is it known that its places are no larger than an int.
+    const passes::Area fetchedTo = upright ? UprightPicture() : passes::Area{};
+    const FilterResult fetched = FetchWhole(*m_Work, fetchedTo.left, fetchedTo.bottom, true);
     if (fetched != S_OK) return fetched;
     if (!upright) {
         const passes::Planes source = passes::PlanesOf(*m_Work, m_InActive.Width, m_InActive.Height);
         auto turned = std::make_unique<CWorkImage>(m_nInterWidth, m_nInterHeight);
         const passes::Planes target = passes::PlanesOf(*turned, m_nInterWidth, m_nInterHeight);
+        const passes::Area picture = UprightPicture();
         if (!passes::TurnQuarter(source, target, m_nQuarterTurns, Active().mirror, picture.left, picture.bottom,
                                  m_Abort))
             return kNotDone;
         m_Work = std::move(turned);
     }
     const passes::Planes inter = passes::PlanesOf(*m_Work, m_nInterWidth, m_nInterHeight);
-    return ClearAround(inter, picture, m_Abort) ? kDone : kNotDone;
+    return ClearAround(inter, UprightPicture(), m_Abort) ? kDone : kNotDone;
 }
 
 // The areas of all three shears lie around the picture's centre. A hidden pixel at each end of a line takes part, so
