@@ -85,6 +85,7 @@ void PrintKeys(const kestrel::ParameterInfo& info, MaybeLanguage language) {
 /// What a row of the result depends on, and so whether the filter can work on bands of a picture.
 std::string Reach(int rows) {
     if (rows == kestrel::kWholePicture) return "the whole picture";
+    if (rows == kestrel::kScaledRows) return "the rows that it is scaled from; the whole picture with transparency";
     if (rows == 0) return "its own row";
     return fmt::format("its own row and {} on either side", rows);
 }

@@ -6,13 +6,16 @@
 
 namespace kestrel {
 
-/// A link that can tell whether a request may be cut into bands of rows. Filters and line sources can; a link of
-/// another kind gets each request whole.
+/// A link that can tell whether a request may be cut into bands of rows, and whether its output has transparency.
+/// Filters and line sources can; a link of another kind gets each request whole and may hide pixels.
 class KESTREL_API BandLink {
 public:
-    /// May a request be made as one for each band of its rows, with the bytes of the whole request? True only when that
-    /// holds for all links upstream.
+    /// May a request be made as one for each band of its rows, with the bytes of the whole request and about the same
+    /// work? True only when that holds for all links upstream.
     virtual bool ServesBands() const = 0;
+    /// Does every request that is done fill all of its rows that lie inside the output, with mask bytes that are 0? By
+    /// the geometry of the last update; false where that is not known.
+    virtual bool IsOpaque() const = 0;
 
 protected:
     ~BandLink() = default;
@@ -22,6 +25,11 @@ protected:
 inline bool ServesBands(const IFilterPixels* link) {
     const auto* const known = dynamic_cast<const BandLink*>(link);
     return known && known->ServesBands();
+}
+
+inline bool IsOpaque(const IFilterPixels* link) {
+    const auto* const known = dynamic_cast<const BandLink*>(link);
+    return known && known->IsOpaque();
 }
 
 /// Rows in a band of a request of `width` pixels. With its mask a band takes 256 KB, so that it stays in the

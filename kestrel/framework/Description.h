@@ -21,6 +21,9 @@ constexpr const char* NameOf(Lengths lengths) {
 
 /// The reach of a filter that needs all of its input for any row.
 inline constexpr int kWholePicture = -1;
+/// That of a filter whose rows are made of those near their place in an input of another height. A filter may need the
+/// whole picture all the same, where the input has transparency.
+inline constexpr int kScaledRows = -2;
 
 /// What a class of filters is called and where it stands.
 struct Description {
@@ -39,9 +42,11 @@ struct Description {
     /// Bytes depend on the request as a whole, on its size or its histogram: a part of it cannot be asked for alone.
     bool measuresRequest = false;
     /// Rows of the input above and below the place of a row of the output that this row depends on; `kWholePicture`
-    /// where it depends on more, such as the statistics of the picture. What parameters change about it, and which
-    /// place that is, `CPdibFilter::InputRows` tells.
+    /// where it depends on more, such as the statistics of the picture; or `kScaledRows`. What parameters change about
+    /// it, and which place that is, `CPdibFilter::InputRows` tells.
     int reach = kWholePicture;
+    /// It can hide pixels of a picture without transparency. Counts for filters with a reach of 0 and above.
+    bool hides = false;
     Lengths lengths = Lengths::None;
 };
 

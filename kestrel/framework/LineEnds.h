@@ -22,6 +22,7 @@ public:
     HRESULT ConnectDownstream(IUnknown* next) override;
     /// A host's source gets requests whole unless it says that it takes them in bands.
     bool ServesBands() const override { return false; }
+    bool IsOpaque() const override { return false; }
     /// A host's source keeps its picture, unless it says what to drop.
     void SetOneShot(bool) override {}
     void ReleaseOutput() override {}

@@ -70,7 +70,7 @@ CPdibFilter::CPdibFilter(const Description& description)
 CPdibFilter::~CPdibFilter() = default;
 
 std::optional<RowSpan> CPdibFilter::InputRows(RowSpan output) const {
-    if (description_.reach == kWholePicture) return std::nullopt;
+    if (description_.reach < 0) return std::nullopt;
     return output.Widened(description_.reach, m_InActive.Height);
 }
 
@@ -353,7 +353,7 @@ FilterResult CPdibFilter::FetchUpstream(const PixelRequest& request) {
 }
 
 FilterResult CPdibFilter::FetchIntoWork(int cacheWidth, int cacheHeight) {
-    EnsureImage(m_Work, m_InActive.Width, FetchedRows());
+    EnsureImage(m_Work, m_InActive.Width, fetched_.count);
     EnsureImage(m_Cache, cacheWidth, cacheHeight);
     const FilterResult result = FetchRows(fetched_, *m_Work, 0, 0, true, NoWork());
     if (result.Ok()) ReleaseUpstream();
@@ -448,7 +448,7 @@ FilterResult CPdibFilter::ConvolveRegion3x3(const double kernel[3][3], int bias,
                 old.Add(row(y));
                 made.push_back(row(y));
             }
-            if (end == FetchedRows())
+            if (end == fetched_.count)
                 old.Hide();
             else
                 made.pop_back();

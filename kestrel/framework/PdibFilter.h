@@ -25,7 +25,7 @@
 #include "kestrel/framework/Module.h"
 #include "kestrel/framework/OneShot.h"
 #include "kestrel/framework/PixelRequest.h"
-#include "kestrel/framework/RowSpan.h"
+#include "kestrel/image/RowSpan.h"
 #include "kestrel/image/WorkImage.h"
 
 namespace kestrel {
@@ -47,8 +47,13 @@ public:
     /// The output geometry as the last update left it. Unlike `GetGeometry` it asks nobody, so that no cache is lost.
     const FilterGeometry& OutputGeometry() const { return m_Out; }
 
+    /// Not where a filter that works in bands looks beyond its rows: neighbouring requests would make some rows twice.
     bool ServesBands() const override {
-        return !description_.measuresRequest && kestrel::ServesBands(m_Upstream.get());
+        return !description_.measuresRequest && (!inBands_ || description_.reach == 0) &&
+               kestrel::ServesBands(m_Upstream.get());
+    }
+    bool IsOpaque() const override {
+        return description_.reach >= 0 && !description_.hides && kestrel::IsOpaque(m_Upstream.get());
     }
 
     /// The rows of the input that rows of the output are made of, by the geometry of the last update; nothing when that
@@ -175,7 +180,7 @@ protected:
     /// caches hold it; it returns `S_OK` to go on. Rows above `end` are not there yet.
     template <class Rows>
     FilterResult FetchIntoCache(const Rows& rows) {
-        EnsureImage(m_Cache, m_InActive.Width, FetchedRows());
+        EnsureImage(m_Cache, m_InActive.Width, fetched_.count);
         return FetchRows(fetched_, *m_Cache, 0, 0, true, rows);
     }
     /// Fetches the input rows into the work picture and sizes the cache, whose bytes are undefined.
@@ -191,9 +196,15 @@ protected:
     PixelRequest CachedPixels(int width, int height) const {
         return {0, 0, 0, 0, width, height, m_Cache->Rows(), m_Cache->MaskRows()};
     }
-    /// Number of input rows that `FetchIntoCache` and `FetchIntoWork` get: all of them, or those of a band. What is
-    /// computed on a band is right but for its outer rows, as far as the reach, which nobody asked for.
-    int FetchedRows() const { return fetched_.count; }
+    /// The input rows that `FetchIntoCache` and `FetchIntoWork` get: all of them, or those of a band. What is computed
+    /// on a band is right but for its outer rows, as far as the reach, which nobody asked for.
+    RowSpan FetchedRows() const { return fetched_; }
+    /// The rows of the output that a request makes: all of them, or in bands its own.
+    RowSpan WantedRows(const PixelRequest& request) const {
+        return inBands_ ? RowSpan{request.srcY, request.height} : RowSpan{0, m_Out.Height};
+    }
+    /// For a `compute()` that does not make its input's rows: row 0 of the cache is this one of the output.
+    void SetCachedFrom(int row) { cachedFrom_ = row; }
 
     /// Must the output be made again? A cached picture is made from its very start.
     bool IsStale() const { return inBands_ || m_Dirty || m_UpstreamDirty || !m_Cache; }
@@ -232,7 +243,7 @@ private:
         FilterResult operator()(int, int) const { return kDone; }
     };
     /// Fetches rows of the input, the first of them to row `y` of `image`, and calls `rows` for each band. With `clear`
-    /// each row gets 0 and a mask of 255 first: what no input covers is nothing.
+    /// each row that may not be filled gets 0 and a mask of 255 first: what no input covers is nothing.
     template <class Rows>
     FilterResult FetchRows(RowSpan from, CWorkImage& image, int x, int y, bool clear, const Rows& rows);
     /// Keeps or remakes one picture, as `EnsureWorkImages` says; true when a new one was made, of undefined bytes.
@@ -245,7 +256,8 @@ private:
     Ref<IFilterGeometry> PassDownstream();
     Ref<IFilterPixels> PassUpstream();
 
-    RowSpan fetched_;                ///< rows of the input that the work picture and the cache hold
+    RowSpan fetched_;                ///< rows of the input that the work picture holds
+    int cachedFrom_ = 0;             ///< row of the output that is row 0 of the cache
     bool inBands_ = false;           ///< `WorkInBands`
     bool oneShot_ = false;           ///< `SetOneShot`
     const Description description_;  ///< the texts that it points to live as long as the process
@@ -285,6 +297,7 @@ FilterResult CPdibFilter::CachedPass(const PixelRequest& request, const Compute&
             fetched_ = InputRows({request.srcY, request.height}).value_or(fetched_);
             if (fetched_.count == 0) return Finished(S_OK);
         }
+        cachedFrom_ = fetched_.first;
         if (const FilterResult result = compute(); result.Failed()) return result;
         ReleaseUpstream();
     }
@@ -298,14 +311,14 @@ FilterResult CPdibFilter::CachedPass(const PixelRequest& request, const Compute&
 template <class Compute, class Prepare>
 FilterResult CPdibFilter::CachedWhole(const PixelRequest& request, const Compute& compute, const Prepare& prepare) {
     return CachedPass(request, compute, [&](PixelRequest inside) {
-        const int first = inBands_ ? fetched_.first : 0;  // row of the picture that is row 0 of the cache
         inside.width = std::min(inside.width, m_Cache->Width() - inside.srcX);
-        inside.height = std::min(inside.height, m_Cache->Height() - (inside.srcY - first));
+        inside.height = std::min(inside.height, m_Cache->Height() - (inside.srcY - cachedFrom_));
         if (inside.width <= 0) return kDone;
         const auto rule = prepare();
         return WalkRows(inside, [&](int y, std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
-            std::copy_n(m_Cache->Rows()[y - first] + std::ptrdiff_t{inside.srcX} * 3, pixels.size(), pixels.begin());
-            std::copy_n(m_Cache->MaskRows()[y - first] + inside.srcX, mask.size(), mask.begin());
+            std::copy_n(m_Cache->Rows()[y - cachedFrom_] + std::ptrdiff_t{inside.srcX} * 3, pixels.size(),
+                        pixels.begin());
+            std::copy_n(m_Cache->MaskRows()[y - cachedFrom_] + inside.srcX, mask.size(), mask.begin());
             rule(pixels);
         });
     });
@@ -314,11 +327,12 @@ FilterResult CPdibFilter::CachedWhole(const PixelRequest& request, const Compute
 template <class Rows>
 FilterResult CPdibFilter::FetchRows(RowSpan from, CWorkImage& image, int x, int y, bool clear, const Rows& rows) {
     const int band = BandRows(m_InActive.Width);
+    const bool cleared = clear && !kestrel::IsOpaque(m_Upstream.get());
     const int fetched = kestrel::ServesBands(m_Upstream.get()) ? band : std::max(from.count, 1);
     int row = 0;
     do {  // a picture without rows is asked for too
         const int end = std::min(row + fetched, from.count);
-        if (clear) image.ClearRows(y + row, end - row);
+        if (cleared) image.ClearRows(y + row, end - row);
         const FilterResult result = FetchUpstream(
             {x, y + row, 0, from.first + row, m_InActive.Width, end - row, image.Rows(), image.MaskRows()});
         if (result.Failed()) return result;

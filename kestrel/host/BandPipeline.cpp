@@ -9,24 +9,17 @@ namespace {
 
 constexpr int kRowsAtATime = 16;  ///< that a thread reads before it looks around
 
-std::size_t Aligned(std::size_t size) { return (size + 63) / 64 * 64; }
-
 }  // namespace
 
 BandPipeline::BandPipeline(int inputWidth, int inputHeight, bool inputHasMask, std::vector<Band> bands, int width,
                            int threads)
     : bands_(std::move(bands)), slots_(static_cast<std::size_t>(threads) + 1), unread_(inputHeight) {
-    window_.width = inputWidth;
+    const int kept = RowsToKeep(bands_, threads, inputHeight);
+    held_.image.reset(DibCreate(24, inputWidth, kept));
+    if (inputHasMask) held_.mask.reset(DibCreate(8, inputWidth, kept));
+    if (!held_.image || (inputHasMask && !held_.mask)) throw std::bad_alloc();
+    window_ = RowWindow::Of(held_.image.get(), held_.mask.get());
     window_.height = inputHeight;
-    window_.kept = RowsToKeep(bands_, threads, inputHeight);
-    window_.pixelStride = Aligned(static_cast<std::size_t>(inputWidth) * 3);
-    pixels_.resize(window_.pixelStride * static_cast<std::size_t>(window_.kept));
-    window_.pixels = pixels_.data();
-    if (inputHasMask) {
-        window_.maskStride = Aligned(static_cast<std::size_t>(inputWidth));
-        masks_.resize(window_.maskStride * static_cast<std::size_t>(window_.kept));
-        window_.mask = masks_.data();
-    }
     int highest = 0;
     for (const Band& band : bands_) highest = std::max(highest, band.output.count);
     for (Slot& slot : slots_) {
@@ -118,7 +111,8 @@ void BandPipeline::Read(Lock& lock) {
     const int end = unread_;
     Unlocked(lock, [&]() -> FilterResult {
         for (int y = end - 1; y >= first; --y)
-            feed_(pixels_.data() + window_.PixelsAt(y), masks_.empty() ? nullptr : masks_.data() + window_.MaskAt(y));
+            feed_(DibRow(held_.image.get(), y % window_.kept),
+                  held_.mask ? DibRow(held_.mask.get(), y % window_.kept) : nullptr);
         return S_OK;
     });
     unread_ = first;

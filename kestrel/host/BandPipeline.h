@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "kestrel/framework/FilterResult.h"
-#include "kestrel/framework/RowSpan.h"
 #include "kestrel/host/Picture.h"
 #include "kestrel/host/RowWindow.h"
+#include "kestrel/image/RowSpan.h"
 
 namespace kestrel {
 
@@ -69,8 +69,8 @@ private:
     void Unlocked(Lock& lock, const Piece& piece);
 
     const std::vector<Band> bands_;
+    Picture held_;  ///< rows of the input
     RowWindow window_;
-    std::vector<std::uint8_t> pixels_, masks_;  ///< of the window
     std::vector<Slot> slots_;
     RowFeed feed_;
     RowTaker take_;

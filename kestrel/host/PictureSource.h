@@ -27,6 +27,7 @@ public:
     void ReleaseOutput() override;
 
     bool ServesBands() const override { return true; }
+    bool IsOpaque() const override { return !rows_.hasMask; }
     /// A row that is its own destination is left as it is, so that a line may work on the picture's own rows.
     HRESULT TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height, std::uint8_t* const* rows,
                           std::uint8_t* const* maskRows) override;

@@ -28,6 +28,18 @@ constexpr const char* kRecordSeparator = "\n";
 
 constexpr std::uint64_t kBytesOfPixel = 4;  ///< three channels and the mask
 
+/// Bytes of a picture; none for one without pixels.
+std::uint64_t BytesOf(int width, int height) {
+    return kBytesOfPixel * static_cast<std::uint64_t>(std::max(width, 0)) *
+           static_cast<std::uint64_t>(std::max(height, 0));
+}
+
+/// May a filter have pictures of its own? Those that work in the rows of their request have none.
+bool KeepsPictures(const std::string& progId) {
+    const ClassRow* const row = FindClass(progId);
+    return !row || !row->description->inPlace;
+}
+
 /// Text of a program's user, as a message can show it: in quotes, without control characters, of bounded length.
 std::string Quoted(std::string_view text) {
     std::string quoted = "\"";
@@ -159,8 +171,7 @@ HRESULT Rendering::SetPicture(Picture picture) {
 HRESULT Rendering::SetPictureSize(int width, int height, bool hasMask) {
     if (width < 1 || height < 1) return E_INVALIDARG;
     picture_ = {};
-    rowsHaveMask_ = hasMask;
-    source_->SetRows({.width = width, .height = height});
+    source_->SetRows({.width = width, .height = height, .hasMask = hasMask});
     return S_OK;
 }
 
@@ -238,7 +249,7 @@ void Rendering::GetRequiredSize(int* width, int* height) {
 
 bool Rendering::MakesTheSameOf(int width, int height) {
     const std::vector<LinkGeometry> before = LinkGeometries();
-    if (SetPictureSize(width, height, rowsHaveMask_) != S_OK) return false;
+    if (SetPictureSize(width, height, source_->Rows().hasMask) != S_OK) return false;
     const std::vector<LinkGeometry> after = LinkGeometries();
     for (std::size_t i = 1; i < before.size(); ++i) {
         if (before[i].geometry == after[i].geometry) return true;
@@ -256,15 +267,11 @@ std::int64_t Rendering::LargestPixelCount() {
 }
 
 std::uint64_t Rendering::MemoryOfWhole() {
-    const auto bytesOf = [](const FilterGeometry& g) {
-        return kBytesOfPixel * static_cast<std::uint64_t>(std::max(g.Width, 0)) *
-               static_cast<std::uint64_t>(std::max(g.Height, 0));
-    };
+    const auto bytesOf = [](const FilterGeometry& g) { return BytesOf(g.Width, g.Height); };
     const std::vector<LinkGeometry> links = LinkGeometries();
     std::uint64_t kept = bytesOf(links.front().geometry) + bytesOf(links.back().geometry), largestWork = 0;
     for (std::size_t i = 1; i < links.size(); ++i) {
-        const ClassRow* const row = FindClass(links[i].progId);
-        if (row && row->description->inPlace) continue;
+        if (!KeepsPictures(links[i].progId)) continue;
         kept += bytesOf(links[i].geometry);
         largestWork = std::max(largestWork, bytesOf(links[i - 1].geometry));
     }
@@ -276,18 +283,30 @@ std::uint64_t Rendering::MemoryOfRows() {
     GetOutputSize(&width, &height);
     if (width < 1 || height < 1 || !NeedsWholePicture().empty()) return 0;
     const std::vector<BandPipeline::Band> bands = BandsOf({0, height}, width, 0);
+    const std::vector<LinkGeometry> links = LinkGeometries();
+    const RowWindow picture = source_->Rows();
     const auto threads = static_cast<std::uint64_t>(threads_);
-    const auto inputRows =
-        static_cast<std::uint64_t>(BandPipeline::RowsToKeep(bands, threads_, source_->Rows().height));
-    std::uint64_t keeping = 1;  // a band for each filter with a cache, in each line
-    for (const LinkGeometry& link : LinkGeometries())
-        if (const ClassRow* const row = FindClass(link.progId); row && !row->description->inPlace) keeping += 2;
-    std::uint64_t highest = 0;
-    for (const BandPipeline::Band& band : bands)
-        highest = std::max(
-            {highest, static_cast<std::uint64_t>(band.input.count), static_cast<std::uint64_t>(band.output.count)});
-    const auto widest = static_cast<std::uint64_t>(std::max(width, source_->Rows().width));
-    return kBytesOfPixel * widest * (inputRows + (threads + 1) * highest * keeping);
+    std::uint64_t finished = 0, atWork = 0;
+    for (const BandPipeline::Band& band : bands) {
+        finished = std::max(finished, BytesOf(width, band.output.count));
+        atWork = std::max(atWork, MemoryOfBand(links, band.output));
+    }
+    return BytesOf(picture.width, BandPipeline::RowsToKeep(bands, threads_, picture.height)) +
+           (threads + 1) * finished + threads * atWork;
+}
+
+std::uint64_t Rendering::MemoryOfBand(const std::vector<LinkGeometry>& links, RowSpan rows) const {
+    std::uint64_t bytes = 0;
+    auto link = links.end();
+    EachFilterUpstream([&](CPdibFilter& filter) {
+        --link;
+        const RowSpan from = filter.InputRows(rows).value_or(RowSpan{});
+        if (KeepsPictures(link->progId))
+            bytes += BytesOf(link->geometry.Width, rows.count) + BytesOf((link - 1)->geometry.Width, from.count);
+        rows = from;
+        return true;
+    });
+    return bytes;
 }
 
 // Output
@@ -327,7 +346,7 @@ FilterResult Rendering::RenderInto(Picture& result, bool inBands) {
                                                          maskRows.data());
         });
     };
-    const bool whole = !ServesBands(sink_->Upstream());
+    const bool whole = !inBands && !ServesBands(sink_->Upstream());
     BandWork work(result.Height(),
                   inBands ? BandHeight({0, result.Height()}, result.Width()) : BandRows(result.Width()));
     const int helperCount = whole ? 0 : HelperCount(work.Count(), inBands);
@@ -494,9 +513,12 @@ RowSpan Rendering::InputRows(RowSpan output) const {
 }
 
 int Rendering::BandHeight(RowSpan rows, int width) const {
-    constexpr int kSharedPart = 16;
-    const int shared = rows.count > 2 ? InputRows({rows.first + rows.count / 2, 1}).count - 1 : 0;
-    return std::max(BandRows(width), std::min(shared * kSharedPart, rows.count));
+    constexpr double kSharedPart = 8;
+    // Rows of the input for a row of the output, at least one, and those more that it shares with its neighbours.
+    const double each = std::max(static_cast<double>(InputRows(rows).count) / rows.count, 1.0);
+    const double shared = InputRows({rows.first + rows.count / 2, 1}).count - each;
+    const double inCache = std::min<double>(BandRows(width), BandRows(source_->Rows().width) / each);
+    return static_cast<int>(std::clamp<double>(std::max(inCache, shared / each * kSharedPart), 1, rows.count));
 }
 
 /// Bands from the top.
@@ -518,14 +540,15 @@ HRESULT Rendering::RenderRows(RowSpan rows, const RowFeed& feed, const RowTaker&
         const RowWindow picture = source_->Rows();
         if (width < 1 || rows.first < 0 || rows.count < 1 || rows.count > height - rows.first) return E_INVALIDARG;
         if (picture.width < 1 || !NeedsWholePicture().empty()) return E_INVALIDARG;
-        BandPipeline pipeline(picture.width, picture.height, rowsHaveMask_, BandsOf(rows, width, bandRows), width,
+        BandPipeline pipeline(picture.width, picture.height, picture.hasMask, BandsOf(rows, width, bandRows), width,
                               threads_);
         pipeline.SetEnds(feed, take);
         const struct Scope {
             Rendering& line;
             ~Scope() {
                 line.WorkInBands(false);
-                line.source_->SetRows({.width = line.source_->Rows().width, .height = line.source_->Rows().height});
+                const RowWindow& rows = line.source_->Rows();
+                line.source_->SetRows({.width = rows.width, .height = rows.height, .hasMask = rows.hasMask});
             }
         } scope{*this};
         source_->SetRows(pipeline.Rows());

@@ -12,11 +12,11 @@
 #include "kestrel/framework/FilterResult.h"
 #include "kestrel/framework/IPdibFilterCreator.h"
 #include "kestrel/framework/PdibFilterChain.h"
-#include "kestrel/framework/RowSpan.h"
 #include "kestrel/host/BandPipeline.h"
 #include "kestrel/host/Picture.h"
 #include "kestrel/host/PictureSink.h"
 #include "kestrel/host/PictureSource.h"
+#include "kestrel/image/RowSpan.h"
 
 namespace kestrel {
 
@@ -147,6 +147,8 @@ private:
     void WorkInBands(bool bands);
     /// The rows of the picture that rows of the output are made of.
     RowSpan InputRows(RowSpan output) const;
+    /// Bytes of the pictures that filters make a band of the output with.
+    std::uint64_t MemoryOfBand(const std::vector<LinkGeometry>& links, RowSpan rows) const;
     /// Height of bands for rows of the output, high enough that what neighbours share is a small part of the work.
     int BandHeight(RowSpan rows, int width) const;
     std::vector<BandPipeline::Band> BandsOf(RowSpan rows, int width, int bandRows) const;
@@ -171,7 +173,6 @@ private:
     Ref<PictureSink> sink_;
     Picture picture_;
     bool servedByHost_ = false;  ///< the services may bear one thread only
-    bool rowsHaveMask_ = false;  ///< of a picture that comes row by row
     double renderScale_ = 1.0;
     int viewWidth_ = -1;
     int viewHeight_ = -1;

@@ -11,7 +11,8 @@ namespace kestrel {
 struct RowWindow {
     int width = 0;  ///< of the picture
     int height = 0;
-    int kept = 1;  ///< rows in memory, above 0
+    bool hasMask = false;  ///< of the picture, also while no row of it is in memory
+    int kept = 1;          ///< rows in memory, above 0
     const std::uint8_t* pixels = nullptr;
     const std::uint8_t* mask = nullptr;
     std::size_t pixelStride = 0;  ///< bytes from row to row
@@ -23,6 +24,7 @@ struct RowWindow {
         if (!image || image->biHeight < 1) return all;
         all.width = image->biWidth;
         all.height = all.kept = image->biHeight;
+        all.hasMask = mask != nullptr;
         all.pixels = DibRow(image, 0);
         all.pixelStride = DibRowSize(image);
         if (mask) all.mask = DibRow(mask, 0);

@@ -222,26 +222,27 @@ private:
 
 }  // namespace
 
-std::vector<kernels::CubicTap> BuildCubicTaps(int inSize, int outSize) {
-    std::vector<kernels::CubicTap> taps(static_cast<std::size_t>(outSize));
+kernels::CubicTap CubicTapOf(int inSize, int outSize, int pixel) {
     const auto ratio = static_cast<float>(static_cast<double>(inSize) / outSize);
-    for (int j = 0; j < outSize; ++j) {
-        const double pos = (j + 0.5) * double{ratio} - 0.00001;
-        // Beyond ten million pixels the single ratio may point one pixel too far.
-        const int base = static_cast<int>(std::min(pos, inSize - 1.0));
-        const double t = -(static_cast<int>((pos - base) * 50 + 0.5) / 50.0);
-        taps[static_cast<std::size_t>(j)] = {
-            base,
+    const double pos = (pixel + 0.5) * double{ratio} - 0.00001;
+    // Beyond ten million pixels the single ratio may point one pixel too far.
+    const int base = static_cast<int>(std::min(pos, inSize - 1.0));
+    const double t = -(static_cast<int>((pos - base) * 50 + 0.5) / 50.0);
+    return {base,
             {static_cast<int>(Cubic(t - 0.5) * kUnit), static_cast<int>(Cubic(t + 0.5) * kUnit),
              static_cast<int>(Cubic(t + 1.5) * kUnit), static_cast<int>(Cubic(t + 2.5) * kUnit)}};
-    }
+}
+
+std::vector<kernels::CubicTap> BuildCubicTaps(int inSize, int outSize) {
+    std::vector<kernels::CubicTap> taps(static_cast<std::size_t>(outSize));
+    for (int j = 0; j < outSize; ++j) taps[static_cast<std::size_t>(j)] = CubicTapOf(inSize, outSize, j);
     return taps;
 }
 
-bool ScaleCubic(const ConstPlanes& source, const Planes& target, const AbortFlag& abort) {
+bool ScaleCubic(const ConstPlanes& source, const Planes& target, std::span<const kernels::CubicTap> rows,
+                const AbortFlag& abort) {
     if (source.width < kNarrowestCubic || source.height < 1) return true;
     const kernels::CubicLine columns(BuildCubicTaps(source.width, target.width));
-    const std::vector<kernels::CubicTap> rows = BuildCubicTaps(source.height, target.height);
     return ShareRows(0, target.height, [&](std::int64_t y, std::int64_t end) {
         CubicRows result(source, target.width, columns);
         for (; y < end; ++y) {

@@ -31,9 +31,21 @@ int OutOrigin(const ScaleAxis& axis) {
     return static_cast<int>(std::clamp(moved, -2147483647.0, 2147483647.0));
 }
 
+ScaleTap PlaceOfTaps(const ScaleAxis& axis, std::int64_t pixel) {
+    const double s = Step(axis);
+    const auto j = static_cast<double>(pixel - OutOrigin(axis));
+    ScaleTap tap;
+    tap.Start = axis.origin + ToIndex(std::floor((j - 0.5) / s));
+    const std::int64_t end = axis.origin + ToIndex(std::ceil((j + 1.5) / s));
+    tap.TapCount = std::max<std::int64_t>(end - tap.Start, 0);
+    tap.FirstInside = std::clamp<std::int64_t>(-tap.Start, 0, tap.TapCount);
+    tap.EndInside = std::clamp<std::int64_t>(std::min<std::int64_t>(end - 1, axis.inSize - 1) + 1 - tap.Start,
+                                             tap.FirstInside, tap.TapCount);
+    return tap;
+}
+
 TapTable BuildTaps(const ScaleAxis& axis, double lambda) {
     const double s = Step(axis);
-    const std::int64_t origin = axis.origin;
     const std::int64_t outOrigin = OutOrigin(axis);
     const std::int64_t outSize = std::max(axis.outSize, 1);
     // Each record has at most 2 / s + 2 taps; neighbours overlap, so that the whole is a small multiple of the source.
@@ -43,16 +55,10 @@ TapTable BuildTaps(const ScaleAxis& axis, double lambda) {
     table.taps.resize(static_cast<std::size_t>(outSize));
     table.exponents.reserve(static_cast<std::size_t>(static_cast<double>(outSize) * (2 / s + 2)));
     for (std::int64_t i = 0; i < outSize; ++i) {
-        ScaleTap& tap = table.taps[static_cast<std::size_t>(i)];
+        const ScaleTap tap = table.taps[static_cast<std::size_t>(i)] = PlaceOfTaps(axis, i);
         const auto j = static_cast<double>(i - outOrigin);
-        tap.Start = origin + ToIndex(std::floor((j - 0.5) / s));
-        const std::int64_t end = origin + ToIndex(std::ceil((j + 1.5) / s));
-        tap.TapCount = std::max<std::int64_t>(end - tap.Start, 0);
-        tap.FirstInside = std::clamp<std::int64_t>(-tap.Start, 0, tap.TapCount);
-        tap.EndInside = std::clamp<std::int64_t>(std::min<std::int64_t>(end - 1, axis.inSize - 1) + 1 - tap.Start,
-                                                 tap.FirstInside, tap.TapCount);
         for (std::int64_t k = 0; k < tap.TapCount; ++k) {
-            const double distance = (static_cast<double>(tap.Start + k - origin) + 0.5) * s - (j + 0.5);
+            const double distance = (static_cast<double>(tap.Start + k - axis.origin) + 0.5) * s - (j + 0.5);
             table.exponents.push_back(static_cast<std::int32_t>(
                 std::min(distance * distance * lambda * 1024.0, double{kernels::kGaussLimit})));
         }

@@ -30,6 +30,9 @@ struct TapTable {
     std::vector<std::int32_t> exponents;
 };
 
+/// The taps of one result pixel, without their exponents: where they lie.
+ScaleTap PlaceOfTaps(const ScaleAxis& axis, std::int64_t pixel);
+
 /// Makes the taps. The kernel reaches one result pixel beyond the pixel's own span on either side; `lambda` is the
 /// fall of the Gaussian per squared result pixel. Throws `std::bad_alloc` when the table is beyond memory.
 TapTable BuildTaps(const ScaleAxis& axis, double lambda);

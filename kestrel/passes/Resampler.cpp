@@ -1,10 +1,10 @@
 #include "kestrel/passes/Resampler.h"
 
-#include <algorithm>
+#include <cstdint>
 #include <new>
 #include <utility>
+#include <vector>
 
-#include "kestrel/passes/CubicScale.h"
 #include "kestrel/passes/GaussReduce.h"
 #include "kestrel/passes/SharpenReduced.h"
 
@@ -20,28 +20,70 @@ void Resampler::SetAxes(const ScaleAxis& columns, const ScaleAxis& rows, bool po
     columns_ = columns;
     rows_ = rows;
     possible_ = possible && columns.inSize > 0 && rows.inSize > 0;
+    const std::int64_t lines = std::int64_t{columns.inSize} + columns.outSize + rows.outSize;
+    bearable_ = Shrinks() || lines <= kLongestLines;
+    columnTaps_ = {};
+    rowTaps_ = {};
+}
+
+RowSpan Resampler::MadeRows(RowSpan output) const { return output.Widened(Shrinks() ? 1 : 0, OutHeight()); }
+
+RowSpan Resampler::InputRows(RowSpan output) const {
+    const RowSpan made = MadeRows(output);
+    if (made.count == 0) return {};
+    std::int64_t first, end;
+    if (Shrinks()) {
+        const ScaleTap lowest = PlaceOfTaps(rows_, made.first), highest = PlaceOfTaps(rows_, made.End() - 1);
+        first = lowest.Start + lowest.FirstInside;
+        end = highest.Start + highest.EndInside;
+    } else {
+        first = CubicTapOf(rows_.inSize, OutHeight(), made.first).base - 1;
+        end = CubicTapOf(rows_.inSize, OutHeight(), made.End() - 1).base + 3;
+    }
+    // An output far from the input's origin may be made of no row at all, but nothing can be made of nothing.
+    first = std::clamp<std::int64_t>(first, 0, rows_.inSize - 1);
+    end = std::clamp<std::int64_t>(end, first + 1, rows_.inSize);
+    return {static_cast<int>(first), static_cast<int>(end - first)};
 }
 
 void Resampler::Prepare() {
-    if (Shrinks()) {
+    if (!bearable_) throw std::bad_alloc();
+    if (Shrinks() && rowTaps_.taps.empty()) {
         columnTaps_ = BuildTaps(columns_, kGaussLambda);
-        rowTaps_ = BuildTaps(rows_, kGaussLambda);
-        CheckWork(columnTaps_, rowTaps_);
-    } else if (std::int64_t{columns_.inSize} + columns_.outSize + rows_.outSize > kLongestLines) {
-        throw std::bad_alloc();
+        TapTable rows = BuildTaps(rows_, kGaussLambda);
+        CheckWork(columnTaps_, rows);
+        rowTaps_ = std::move(rows);
     }
 }
 
-bool Resampler::Calculate(const CWorkImage& sourceImage, CWorkImage& targetImage, kernels::OpaqueSums sums,
-                          const AbortFlag& abort) {
-    const Planes source = PlanesOf(sourceImage, columns_.inSize, rows_.inSize);
-    const Planes target = PlanesOf(targetImage, std::max(columns_.outSize, 1), std::max(rows_.outSize, 1));
-    if (Shrinks() || source.width < kNarrowestCubic) targetImage.Clear();  // the cubic makes every pixel
-    if (!Shrinks()) return ScaleCubic(source, target, abort);
-    const TapTable columns = std::exchange(columnTaps_, {});
-    const TapTable rows = std::exchange(rowTaps_, {});
-    return ReduceGauss(source, target, columns, rows, sums, abort) &&
+bool Resampler::Calculate(const Source& source, CWorkImage& targetImage, RowSpan output, kernels::OpaqueSums sums,
+                          const AbortFlag& abort) const {
+    const RowSpan made = MadeRows(output);
+    const Planes target = PlanesOf(targetImage, OutWidth(), made.count);
+    if (Shrinks() || HidesAll()) targetImage.ClearRows(0, made.count);  // the cubic makes every pixel
+    return Shrinks() ? Reduce(source, target, made, sums, abort) : ScaleByCubic(source, target, made, abort);
+}
+
+bool Resampler::Reduce(const Source& source, const Planes& target, RowSpan made, kernels::OpaqueSums sums,
+                       const AbortFlag& abort) const {
+    TapTable rows;  // whose exponents those of all rows hold
+    for (int y = made.first; y < made.End(); ++y) {
+        rows.taps.push_back(rowTaps_.taps[static_cast<std::size_t>(y)]);
+        rows.taps.back().Start -= source.rows.first;
+    }
+    Planes planes = PlanesOfSource(source);
+    if (source.opaque) planes.maskRows = nullptr;  // need not be looked at
+    return ReduceGauss(planes, target, columnTaps_, rows, sums, abort) &&
            SharpenReduced(target, columns_.factor, rows_.factor, abort);
+}
+
+bool Resampler::ScaleByCubic(const Source& source, const Planes& target, RowSpan made, const AbortFlag& abort) const {
+    std::vector<kernels::CubicTap> rows;
+    for (int y = made.first; y < made.End(); ++y) {
+        rows.push_back(CubicTapOf(rows_.inSize, OutHeight(), y));
+        rows.back().base -= source.rows.first;
+    }
+    return ScaleCubic(PlanesOfSource(source), target, rows, abort);
 }
 
 }  // namespace kestrel::passes

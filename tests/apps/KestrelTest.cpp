@@ -347,6 +347,9 @@ TEST_F(KestrelTest, WorkThatFailsEndsWithOneAndLeavesNoFile) {
         {"apply - out.png <&-", "standard input"},
         {"--version >/dev/null; ulimit -f 1; " KESTREL_APP " apply in.png out.bmp"
          " -f Scale100:KeepProportions=1,AllowEnlarge=1,HorizontalProz=1000,VerticalProz=1000",
+         "out.bmp: cannot write: File too large"},
+        {"--version >/dev/null; ulimit -f 1; " KESTREL_APP " apply in.png out.bmp -f AdoptColor:Intensity=000"
+         " -f Scale100:KeepProportions=1,AllowEnlarge=1,HorizontalProz=1000,VerticalProz=1000",
          "out.bmp: cannot write the file: File too large"},
         {"apply in.png out", "--format"},
         {"apply in.png out.png --chain missing.txt", "missing.txt"},

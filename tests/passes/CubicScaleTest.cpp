@@ -18,9 +18,13 @@ Planes Of(Picture& picture) { return {picture.Rows(), picture.MaskRows(), pictur
 Planes ColourOf(Picture& picture) { return {picture.Rows(), nullptr, picture.Width(), picture.Height()}; }
 Planes MaskOf(Picture& picture) { return {nullptr, picture.MaskRows(), picture.Width(), picture.Height()}; }
 
+bool Scale(const Planes& source, const Planes& target, const AbortFlag& abort) {
+    return ScaleCubic(source, target, BuildCubicTaps(source.height, target.height), abort);
+}
+
 Picture Scaled(Picture source, int width, int height) {
     Picture target(width, height, Pixel{1, 2, 3, 4});
-    EXPECT_TRUE(ScaleCubic(Of(source), Of(target), false));
+    EXPECT_TRUE(Scale(Of(source), Of(target), false));
     EXPECT_TRUE(target.GuardsIntact());
     return target;
 }
@@ -194,10 +198,10 @@ TEST(ScaleCubic, APlaneAloneKeepsItsSumsAboveOne) {
     // 3 to 300 columns: the first takes 2304, 2304, -256 of 4096 of the edge, its copy and the next one.
     Picture source(3, 1, Pixel{100, 100, 100, 155});
     Picture colour(300, 1, Pixel{0, 0, 0, 9});
-    ASSERT_TRUE(ScaleCubic(ColourOf(source), ColourOf(colour), false));
+    ASSERT_TRUE(Scale(ColourOf(source), ColourOf(colour), false));
     EXPECT_EQ(colour.At(0, 0), (Pixel{106, 106, 106, 9}));  // 4352 / 4096 of it
     Picture mask(300, 1, Pixel{5, 5, 5, 0});
-    ASSERT_TRUE(ScaleCubic(MaskOf(source), MaskOf(mask), false));
+    ASSERT_TRUE(Scale(MaskOf(source), MaskOf(mask), false));
     EXPECT_EQ(mask.At(0, 0), (Pixel{5, 5, 5, 149}));  // of its opacity of 100
 }
 
@@ -218,7 +222,7 @@ TEST(ScaleCubic, TooNarrowSourcesLeaveTheTarget) {
 TEST(ScaleCubic, EndsAtAnAbort) {
     Picture source(9, 9);
     Picture target(30, 30, Pixel{5, 6, 7, 8});
-    EXPECT_FALSE(ScaleCubic(Of(source), Of(target), true));
+    EXPECT_FALSE(Scale(Of(source), Of(target), true));
     EXPECT_EQ(target.Difference(Picture(30, 30, Pixel{5, 6, 7, 8})), "");
 }
 

@@ -57,6 +57,7 @@ inline constexpr Description kSoftFrame{.progId = "TMFilter.SoftFrame.1",
                                         .summary = "Fades the picture out towards chosen edges.",
                                         .inPlace = true,
                                         .reach = 0,
+                                        .hides = true,
                                         .lengths = Lengths::Stay};
 
 /// Works on the mask rows of the caller and touches only what is fading.

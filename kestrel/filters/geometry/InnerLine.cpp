@@ -31,6 +31,7 @@ public:
         return upstream ? upstream->TransformArea(dstX, dstY, srcX, srcY, width, height, rows, maskRows) : E_FAIL;
     }
     bool ServesBands() const override { return kestrel::ServesBands(Upstream()); }
+    bool IsOpaque() const override { return kestrel::IsOpaque(Upstream()); }
     void SetOneShot(bool oneShot) override { kestrel::SetOneShot(Upstream(), oneShot); }
     void ReleaseOutput() override { kestrel::ReleaseOutput(Upstream()); }
     HRESULT SetAbort(bool abort) override {

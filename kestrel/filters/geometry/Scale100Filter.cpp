@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "kestrel/filters/geometry/ExceptionGuards.h"
 #include "kestrel/filters/geometry/SizeFrom.h"
 
 namespace kestrel {
@@ -26,7 +25,7 @@ int Unscaled(int size, int percent) {
 }  // namespace
 
 HRESULT CScale100Filter::CommitChanges() {
-    const HRESULT result = TwinFilter::CommitChanges();
+    const HRESULT result = ScalingFilter::CommitChanges();
     RecalcGeometry();
     SetViewSize(m_InActive.ViewWidth, m_InActive.ViewHeight);  // the factors may be others
     return result;
@@ -34,8 +33,8 @@ HRESULT CScale100Filter::CommitChanges() {
 
 void CScale100Filter::RecalcGeometry() {
     const ScaleFactors factors = FactorsOf(Active());
-    SetScaledGeometry(resampler_, m_InActive, factors, Scaled(m_InActive.Width, factors.x),
-                      Scaled(m_InActive.Height, factors.y), Active().percentX > 0 && Active().percentY > 0, m_Out);
+    SetScaledGeometry(factors, Scaled(m_InActive.Width, factors.x), Scaled(m_InActive.Height, factors.y),
+                      Active().percentX > 0 && Active().percentY > 0);
 }
 
 HRESULT CScale100Filter::SetViewSize(int width, int height) {
@@ -57,18 +56,9 @@ HRESULT CScale100Filter::GetRequiredSize(int* width, int* height, double aspect)
     return result;
 }
 
-// Pixels: cached whole
-
 FilterResult CScale100Filter::MakePixels(const PixelRequest& request) {
-    if (!resampler_.IsPossible()) return Finished(E_INVALIDARG);
-    return CachedWhole(request, [this] { return Resample(); });
-}
-
-FilterResult CScale100Filter::Resample() {
-    resampler_.Prepare();
-    if (const FilterResult result = FetchIntoWork(m_Out.Width, m_Out.Height); result.Failed()) return result;
-    const bool done = resampler_.Calculate(*m_Work, *m_Cache, kernels::OpaqueSums::ShiftProducts, m_Abort);
-    return done ? kDone : kNotDone;
+    if (!IsPossible()) return Finished(E_INVALIDARG);
+    return Resampled(request, kernels::OpaqueSums::ShiftProducts, [](const auto& pass) { return pass(); });
 }
 
 }  // namespace kestrel

@@ -1,6 +1,5 @@
 #pragma once
-#include "kestrel/filters/geometry/ScaledGeometry.h"
-#include "kestrel/framework/TwinFilter.h"
+#include "kestrel/filters/geometry/ScalingFilter.h"
 
 namespace kestrel {
 
@@ -37,11 +36,12 @@ inline constexpr Description kScale100{.progId = "TMFilter.Scale100.1",
                                        .name = "Scale (Percent)",
                                        .icon = "icons_percentscale",
                                        .help = "HLP_SCALE100",
-                                       .summary = "Scales the picture by two percentages."};
+                                       .summary = "Scales the picture by two percentages.",
+                                       .reach = kScaledRows};
 
-class CScale100Filter final : public TwinFilter<Scale100Parameters, kScale100Text, kScale100> {
+class CScale100Filter final : public ScalingFilter<Scale100Parameters, kScale100Text, kScale100> {
 public:
-    CScale100Filter() : TwinFilter({true, true, -1, -1}) {}
+    CScale100Filter() : ScalingFilter({true, true, -1, -1}) {}
 
     HRESULT CommitChanges() override;
     HRESULT SetViewSize(int width, int height) override;
@@ -52,9 +52,6 @@ protected:
 
 private:
     void RecalcGeometry();
-    FilterResult Resample();
-
-    passes::Resampler resampler_;
 };
 
 }  // namespace kestrel

@@ -14,14 +14,14 @@ constexpr ScaleParameters kNeverCommitted{1, false, -1, -1, false};
 
 }  // namespace
 
-CScaleFilter::CScaleFilter() : TwinFilter(kNeverCommitted), committed_(kNeverCommitted) {}
+CScaleFilter::CScaleFilter() : ScalingFilter(kNeverCommitted), committed_(kNeverCommitted) {}
 
 // Texts
 
 void CScaleFilter::ReadText(std::string_view text) {
     std::int32_t& proportions = Pending().proportions;
     proportions = std::min(proportions, 1);  // a text without the key stops the box from turning
-    TwinFilter::ReadText(text);
+    ScalingFilter::ReadText(text);
     if (proportions != 2) proportions = proportions >= 1 ? 1 : 0;
 }
 
@@ -37,7 +37,7 @@ bool CScaleFilter::HasChanged() { return !Same(Pending(), committed_); }
 
 HRESULT CScaleFilter::CommitChanges() {
     committed_ = Pending();
-    const HRESULT result = TwinFilter::CommitChanges();
+    const HRESULT result = ScalingFilter::CommitChanges();
     RecalcGeometry();
     SetViewSize(m_InActive.ViewWidth, m_InActive.ViewHeight);  // the box may be another one
     return result;
@@ -73,8 +73,7 @@ void CScaleFilter::RecalcGeometry() {
         outWidth = SizeFrom(std::floor(width * factors.x + 0.5));
         outHeight = SizeFrom(std::floor(height * factors.y + 0.5));
     }
-    SetScaledGeometry(resampler_, m_InActive, factors, outWidth, outHeight, p.maximumWidth > 0 && p.maximumHeight > 0,
-                      m_Out);
+    SetScaledGeometry(factors, outWidth, outHeight, p.maximumWidth > 0 && p.maximumHeight > 0);
 }
 
 HRESULT CScaleFilter::SetViewSize(int width, int height) {
@@ -107,22 +106,21 @@ HRESULT CScaleFilter::SetRenderScale(double scale) {
     return CPdibFilter::SetRenderScale(Pending().scaleThrough ? scale : 1.0);
 }
 
-// Pixels: cached whole, or passed through when the size stays
+// Pixels: resampled, or passed through when the size stays
 
-FilterResult CScaleFilter::MakePixels(const PixelRequest& request) {
-    if (!resampler_.IsPossible()) return Finished(E_INVALIDARG);
-    if (m_Out.Width != m_InActive.Width || m_Out.Height != m_InActive.Height)
-        return CachedWhole(request, [this] { return Resample(); });
-    m_Cache.reset();
-    return CPdibFilter::MakePixels(request) == S_OK ? kDone : kNotDone;
+std::optional<RowSpan> CScaleFilter::InputRows(RowSpan output) const {
+    return IsPossible() && KeepsSize() ? output.Widened(0, m_InActive.Height) : ScalingFilter::InputRows(output);
 }
 
-FilterResult CScaleFilter::Resample() {
-    resampler_.Prepare();
-    if (const FilterResult result = FetchIntoWork(m_Out.Width, m_Out.Height); result.Failed()) return result;
-    const bool done = GuardCalculate(
-        __LINE__, [this] { return resampler_.Calculate(*m_Work, *m_Cache, kernels::OpaqueSums::ShiftRows, m_Abort); });
-    return done ? kDone : kNotDone;
+bool CScaleFilter::IsOpaque() const { return KeepsSize() ? HasOpaqueInput() : ScalingFilter::IsOpaque(); }
+
+FilterResult CScaleFilter::MakePixels(const PixelRequest& request) {
+    if (!IsPossible()) return Finished(E_INVALIDARG);
+    if (!KeepsSize())
+        return Resampled(request, kernels::OpaqueSums::ShiftRows,
+                         [](const auto& pass) { return GuardCalculate(__LINE__, pass); });
+    m_Cache.reset();
+    return CPdibFilter::MakePixels(request) == S_OK ? kDone : kNotDone;
 }
 
 }  // namespace kestrel

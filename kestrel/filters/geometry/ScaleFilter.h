@@ -1,6 +1,5 @@
 #pragma once
-#include "kestrel/filters/geometry/ScaledGeometry.h"
-#include "kestrel/framework/TwinFilter.h"
+#include "kestrel/filters/geometry/ScalingFilter.h"
 
 namespace kestrel {
 
@@ -55,12 +54,15 @@ inline constexpr Description kScale{.progId = "TMFilter.Scale.1",
                                     .icon = "icons_scale",
                                     .help = "HLP_SCALE",
                                     .summary = "Fits the picture into a box given in pixels.",
+                                    .reach = kScaledRows,
                                     .lengths = Lengths::Stay};
 
-class CScaleFilter final : public TwinFilter<ScaleParameters, kScaleText, kScale> {
+class CScaleFilter final : public ScalingFilter<ScaleParameters, kScaleText, kScale> {
 public:
     CScaleFilter();
 
+    std::optional<RowSpan> InputRows(RowSpan output) const override;
+    bool IsOpaque() const override;
     bool HasChanged() override;
     HRESULT CommitChanges() override;
     HRESULT SetViewSize(int width, int height) override;
@@ -76,10 +78,9 @@ private:
     /// Factors from a size to the active box, both above 0; an axis that is capped is not enlarged.
     ScaleFactors FactorsFor(int width, int height, bool capX, bool capY) const;
     void RecalcGeometry();
-    FilterResult Resample();
+    bool KeepsSize() const { return m_Out.Width == m_InActive.Width && m_Out.Height == m_InActive.Height; }
 
     ScaleParameters committed_;  ///< what the active parameters were made of; the box may have been turned since
-    passes::Resampler resampler_;
 };
 
 }  // namespace kestrel

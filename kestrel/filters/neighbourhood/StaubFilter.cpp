@@ -15,7 +15,7 @@ FilterResult CStaubFilter::Repair() {
     const kernels::DustRule rule{Pending().maximumRegionSize, Active().grayTolerance};
     std::optional<passes::DustRepair> repair;  // made when the cache is there
     return FetchIntoCache([&](int, int end) {
-        if (!repair) repair.emplace(passes::PlanesOf(*m_Cache, m_InActive.Width, FetchedRows()), rule);
+        if (!repair) repair.emplace(passes::PlanesOf(*m_Cache, m_InActive.Width, FetchedRows().count), rule);
         return repair->Continue(end, m_Abort) ? kDone : kNotDone;
     });
 }

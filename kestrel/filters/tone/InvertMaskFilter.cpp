@@ -21,7 +21,7 @@ FilterResult CInvertMaskFilter::MakePixels(const PixelRequest& request) {
 
 FilterResult CInvertMaskFilter::InvertCache() {
     if (const FilterResult result = FetchIntoCache(); result.Failed()) return result;
-    return WalkRows(CachedPixels(m_InActive.Width, FetchedRows()),
+    return WalkRows(CachedPixels(m_InActive.Width, FetchedRows().count),
                     [this](std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
                         kernels::InvertMaskRow({pixels, mask}, Active().Color(), Active().transparency);
                     });

@@ -37,7 +37,8 @@ inline constexpr Description kInvertMask{
     .icon = "icons_invmask",
     .help = "HLP_INVERTMASK",
     .summary = "Turns the mask into its opposite, in part or whole, and fills what was hidden with a colour.",
-    .reach = 0};
+    .reach = 0,
+    .hides = true};
 
 class CInvertMaskFilter final : public TwinFilter<InvertMaskParameters, kInvertMaskText, kInvertMask> {
 public:

@@ -14,7 +14,8 @@ inline constexpr Description kTransparency{.progId = "TMFilter.Transparency.1",
                                            .help = "HLP_TRANS",
                                            .summary = "Makes the whole picture transparent, in part or whole.",
                                            .inPlace = true,
-                                           .reach = 0};
+                                           .reach = 0,
+                                           .hides = true};
 
 class CTransparencyFilter final : public TwinFilter<EffectStrength, kTransparencyText, kTransparency> {
 public:
