@@ -38,7 +38,9 @@ CodecError WriteHead(ByteWriter& target, const Dib& about, const SaveOptions& op
         const auto [x, y] = PerMeter(options.metadata->density);
         if (x > 0) header.biXPelsPerMeter = x, header.biYPelsPerMeter = y;
     }
-    return target.Write(file, sizeof file) && target.Write(&header, sizeof header) ? CodecError() : WriteError();
+    target.Write(file, sizeof file);
+    target.Write(&header, sizeof header);
+    return WriteErrorOf(target);
 }
 
 /// From the top, which is the end of the file.
@@ -49,23 +51,21 @@ public:
           pixels_(3 * static_cast<std::size_t>(form.width)),
           row_(RowBytes(form.width)),
           next_(kFileHeader + sizeof(Dib) + std::uint64_t{row_.size()} * static_cast<unsigned>(form.height)) {
-        written_ = target_.Reserve(next_ - kFileHeader - sizeof(Dib));
+        target_.Reserve(next_ - kFileHeader - sizeof(Dib));  // a failure is that of every row, too
     }
 
     bool Write(const std::uint8_t* pixels, const std::uint8_t*) override {
         std::copy_n(pixels, pixels_, row_.begin());
         next_ -= row_.size();
-        written_ = written_ && target_.Replace(next_, row_.data(), row_.size());
-        return written_;
+        return target_.Replace(next_, row_.data(), row_.size());
     }
-    CodecError Finish() override { return written_ ? CodecError() : WriteError(); }
+    CodecError Finish() override { return WriteErrorOf(target_); }
 
 private:
     ByteWriter& target_;
     const std::size_t pixels_;  ///< bytes of a row without those that fill it up
     std::vector<std::uint8_t> row_;
     std::uint64_t next_;  ///< end of the row's place in the file
-    bool written_;
 };
 
 }  // namespace
@@ -77,7 +77,7 @@ CodecError SaveBmp(ByteWriter& target, const Dib* image, const Dib*, const SaveO
     bool written = true;
     for (int row = 0; row < image->biHeight && written; ++row)
         written = target.Write(DibRow(image, row), pixels) && target.Write(padding, RowBytes(image->biWidth) - pixels);
-    return written ? CodecError() : WriteError();
+    return WriteErrorOf(target);
 }
 
 std::unique_ptr<LineEncoder> CreateBmp(ByteWriter& target, PictureForm form, const SaveOptions& options,

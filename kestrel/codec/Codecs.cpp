@@ -171,6 +171,9 @@ std::string LinesText(std::int64_t read, std::int64_t all) {
 
 CodecError SystemError() { return {CodecFault::System, std::generic_category().message(errno)}; }
 CodecError WriteError() { return {CodecFault::System, "cannot write: " + SystemError().text}; }
+CodecError WriteErrorOf(ByteWriter& target) {
+    return target.Write(nullptr, 0) ? CodecError() : WriteError();  // which sets `errno` to the reason once more
+}
 CodecError NoMemory() { return {CodecFault::NoMemory, "not enough memory"}; }
 
 }  // namespace kestrel

@@ -132,6 +132,8 @@ std::string LinesText(std::int64_t read, std::int64_t all);
 CodecError SystemError();
 /// The same for a write.
 CodecError WriteError();
+/// What a write of the target failed with, whatever has been called since and by whichever thread; none if all is well.
+CodecError WriteErrorOf(ByteWriter& target);
 CodecError NoMemory();
 
 }  // namespace kestrel

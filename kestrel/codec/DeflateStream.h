@@ -13,7 +13,7 @@ namespace kestrel {
 /// Compresses a zlib stream piece by piece with a library that takes whole blocks only, so that memory does not grow
 /// with the stream. Each piece becomes a deflate stream of its own; its last block is found by decoding it and loses
 /// the mark that ends a stream. In pieces of `kPiece` a photograph takes less than a thousandth more than in one, and
-/// no more time: the pieces stay in the cache, which makes up for decoding them.
+/// no more time: the pieces stay in the cache, which makes up for decoding them. Not installed.
 class DeflateStream {
 public:
     static constexpr std::size_t kPiece = std::size_t{1} << 20;

@@ -439,7 +439,8 @@ CodecError SaveJpeg2000(ByteWriter& target, const Dib* image, const Dib* mask, c
     }
     if (!good) return {CodecFault::CannotHold, said.error.empty() ? "the picture cannot be written" : said.error};
     if (options.metadata) AddJp2Boxes(file.bytes, *options.metadata);
-    return target.Write(file.bytes.data(), file.bytes.size()) ? CodecError() : WriteError();
+    target.Write(file.bytes.data(), file.bytes.size());
+    return WriteErrorOf(target);
 }
 
 }  // namespace kestrel

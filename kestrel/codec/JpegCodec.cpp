@@ -455,8 +455,7 @@ bool Writer::End() {
 
 CodecError Writer::Error() {
     if (errors_.base.msg_code != JERR_FILE_WRITE) return {CodecFault::CannotHold, errors_.fatal};
-    target_.writer->Write(nullptr, 0);  // sets `errno` to the reason
-    return WriteError();
+    return WriteErrorOf(*target_.writer);
 }
 
 }  // namespace

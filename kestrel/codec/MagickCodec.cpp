@@ -255,7 +255,8 @@ CodecError SaveMagick(ByteWriter& target, const Dib* image, const Dib*, const Sa
     const std::unique_ptr<void, decltype(free)> blob(
         library->ImageToBlob(info.get(), made.get(), &size, exception.Info()), free);
     if (!blob) return exception.IsMemory() ? NoMemory() : CodecError{CodecFault::CannotHold, exception.Text()};
-    return target.Write(blob.get(), size) ? CodecError() : WriteError();
+    target.Write(blob.get(), size);
+    return WriteErrorOf(target);
 }
 
 }  // namespace kestrel

@@ -139,7 +139,7 @@ void PngEncoder::Compress(bool last) {
 CodecError PngEncoder::Finish() {
     Compress(true);
     WriteChunk("IEND", {});
-    if (!target_.Write(nullptr, 0)) return WriteError();
+    if (auto error = WriteErrorOf(target_)) return error;
     if (!joined_) return {CodecFault::CannotHold, "the pixels could not be compressed"};
     return {};
 }

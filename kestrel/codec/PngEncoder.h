@@ -9,8 +9,8 @@
 
 namespace kestrel {
 
-/// A PNG file that is written line by line, from the top. Of the pixels it holds three lines and a piece of the
-/// compressed stream, whatever the picture's size.
+/// A PNG file that is written line by line, from the top. Not installed. Of the pixels it holds three lines and a piece
+/// of the compressed stream, whatever the picture's size.
 class PngEncoder final : public LineEncoder {
 public:
     /// Writes all that stands before the pixels. `level` is 0 (nothing is compressed) to 9. Throws `std::bad_alloc`.

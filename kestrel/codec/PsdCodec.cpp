@@ -369,8 +369,9 @@ CodecError SavePsd(ByteWriter& target, const Dib* image, const Dib* mask, const 
             PackLine(line, pixels);
             Put(head, pixels.size() - before, 2);
         }
-    const bool written = target.Write(head.data(), head.size()) && target.Write(pixels.data(), pixels.size());
-    return written ? CodecError() : WriteError();
+    target.Write(head.data(), head.size());
+    target.Write(pixels.data(), pixels.size());
+    return WriteErrorOf(target);
 }
 
 }  // namespace kestrel

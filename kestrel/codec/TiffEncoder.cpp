@@ -34,7 +34,7 @@ public:
     /// Writes what has waited.
     CodecError Finish(const ImageMetadata& metadata);
     CodecError Fault(const char* otherwise) {
-        if (!to_.Write(nullptr, 0)) return WriteError();
+        if (auto fault = WriteErrorOf(to_)) return fault;
         return {CodecFault::CannotHold, error.empty() ? otherwise : error};
     }
 
@@ -76,9 +76,10 @@ void TiffTarget::BeginPixels() {
 CodecError TiffTarget::Finish(const ImageMetadata& metadata) {
     AddTiffBlocks(ends_, metadata);
     const auto& [head, tail, at] = ends_;
-    const bool written = (headIsOut_ || to_.Write(head.data(), head.size())) && to_.Write(tail.data(), tail.size()) &&
-                         (!headIsOut_ || to_.Replace(0, head.data(), head.size()));
-    return written ? CodecError() : WriteError();
+    if (!headIsOut_) to_.Write(head.data(), head.size());
+    to_.Write(tail.data(), tail.size());
+    if (headIsOut_) to_.Replace(0, head.data(), head.size());
+    return WriteErrorOf(to_);
 }
 
 class TiffEncoder final : public LineEncoder {

@@ -9,6 +9,7 @@
 namespace kestrel {
 
 /// A page of a TIFF file: how its pixels are made, and what stands beside them.
+/// Not installed.
 class TiffPage {
 public:
     /// The source has to outlive the page.

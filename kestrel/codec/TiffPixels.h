@@ -4,7 +4,7 @@
 
 namespace kestrel {
 
-/// How the samples of a page of a TIFF file make pixels.
+/// How the samples of a page of a TIFF file make pixels. Not installed.
 struct TiffForm {
     std::uint32_t width = 0, height = 0;
     int bits = 1, samples = 1, photometric = -1, orientation = 1;

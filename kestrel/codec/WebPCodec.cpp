@@ -273,7 +273,8 @@ CodecError SaveWebP(ByteWriter& target, const Dib* image, const Dib* mask, const
         metadata->exif.size() + metadata->xmp.size() + metadata->profile.size() < kLargestChunk)
         encoded = WithWebPChunks(encoded, static_cast<std::uint32_t>(image->biWidth),
                                  static_cast<std::uint32_t>(image->biHeight), mask != nullptr, *metadata);
-    return target.Write(encoded.data(), encoded.size()) ? CodecError() : WriteError();
+    target.Write(encoded.data(), encoded.size());
+    return WriteErrorOf(target);
 }
 
 }  // namespace kestrel

@@ -5,6 +5,7 @@ namespace kestrel {
 
 /// A shared library that is loaded by the first file or text that needs it: the long tail of formats, and the drawing
 /// of text, would otherwise make every start of the program wait for some eighty libraries. It stays loaded.
+/// Not installed.
 class SharedLibrary {
 public:
     explicit SharedLibrary(const char* name) : handle_(dlopen(name, RTLD_NOW | RTLD_LOCAL)) {}

@@ -6,6 +6,7 @@
 namespace kestrel {
 
 /// What draws text, with the functions that are needed of it and of the libraries that it brings.
+/// Not installed.
 struct TextLibrary : SharedLibrary {
     TextLibrary();
 
