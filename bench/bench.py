@@ -11,6 +11,7 @@ import statistics
 import subprocess
 import sys
 import tempfile
+import time
 
 HERE = pathlib.Path(__file__).resolve().parent
 OURS = "Kestrel"
@@ -72,21 +73,24 @@ class Program:
 
 
 class Command:
-    """Programs that do a whole job from file to file: CPU time of one run, and its memory."""
+    """Programs that do a whole job from file to file: CPU time of one run, or the time that passes where threads share
+    it, and its memory."""
 
-    def __init__(self, commands, environment):
+    def __init__(self, commands, environment, shared):
         self.commands, self.environment, self.memory = commands, dict(os.environ, **environment), {}
+        self.shared = shared
         self.calls = {"command/" + row: "" for row, *_ in JOBS}
 
     def measure(self, row):
         job = next(job for job in JOBS if "command/" + job[0] == row)
+        start = time.monotonic()
         process = subprocess.Popen(self.commands(job), env=self.environment)
         _, status, used = os.wait4(process.pid, 0)
         process.returncode = status
         if status:
             raise SystemExit(f"bench: {self.commands(job)[0]} failed at {row}")
         self.memory[row] = used.ru_maxrss >> 10
-        return used.ru_utime + used.ru_stime
+        return time.monotonic() - start if self.shared else used.ru_utime + used.ru_stime
 
     def end(self):
         pass
@@ -128,7 +132,8 @@ def start(options, folder, heap):
             return found[name] + ["job", key] + files
         return command
 
-    commands = {name: Command(whole(name), {}) for name in found}  # a whole command has the heap that it starts with
+    shared = options.threads > 1
+    commands = {name: Command(whole(name), {}, shared) for name in found}  # each has the heap that it starts with
     return running, commands
 
 
