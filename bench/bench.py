@@ -76,15 +76,14 @@ class Command:
     """Programs that do a whole job from file to file: CPU time of one run, or the time that passes where threads share
     it, and its memory."""
 
-    def __init__(self, commands, environment, shared):
-        self.commands, self.environment, self.memory = commands, dict(os.environ, **environment), {}
-        self.shared = shared
+    def __init__(self, commands, shared):
+        self.commands, self.shared, self.memory = commands, shared, {}
         self.calls = {"command/" + row: "" for row, *_ in JOBS}
 
     def measure(self, row):
         job = next(job for job in JOBS if "command/" + job[0] == row)
         start = time.monotonic()
-        process = subprocess.Popen(self.commands(job), env=self.environment)
+        process = subprocess.Popen(self.commands(job))  # with the heap that it starts with
         _, status, used = os.wait4(process.pid, 0)
         process.returncode = status
         if status:
@@ -133,7 +132,7 @@ def start(options, folder, heap):
         return command
 
     shared = options.threads > 1
-    commands = {name: Command(whole(name), {}, shared) for name in found}  # each has the heap that it starts with
+    commands = {name: Command(whole(name), shared) for name in found}
     return running, commands
 
 
@@ -324,8 +323,7 @@ def measure_all(options, folder):
 
 def part(options, **changes):
     """Kestrel's figures for the operations under other conditions."""
-    other = argparse.Namespace(**{**vars(options), "only": "^(line|command)/", "heap": "warm", "ours": True, **changes})
-    return other
+    return argparse.Namespace(**{**vars(options), "only": "^(line|command)/", "heap": "warm", "ours": True, **changes})
 
 
 def main(words):

@@ -34,7 +34,7 @@ void Decode(const FormatInfo& format, std::uint8_t choice, std::span<const std::
     if (choice & 128) options.page = 1;
     ByteReader source(bytes);
     try {
-        FindCodec(format.format)->load(source, options, result);
+        LoadWith(*FindCodec(format.format), source, options, result);
     } catch (const std::bad_alloc&) {
         return;
     } catch (const std::runtime_error&) {

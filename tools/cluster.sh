@@ -60,6 +60,8 @@ stop() {
     done
 }
 trap stop EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
 slurmctld -c
 slurmd -c
 for i in $(seq 60); do

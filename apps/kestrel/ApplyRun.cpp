@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "apps/kestrel/BandRun.h"
@@ -38,7 +39,11 @@ void TellGeometry(const ApplyOptions& options, const ApplyJob& job, const ApplyT
                            : "the picture may have any size"));
 }
 
-void SetUp(const ApplyJob& job, Rendering& rendering) {
+/// With `tells` also says what filters do not take up of their texts.
+void SetUp(const ApplyOptions& options, const ApplyJob& job, const ApplyTask& task, Rendering& rendering, bool tells) {
+    std::optional<StoredChain> stored;
+    if (options.storedChain) stored = StoredChainOf(task.input);
+    options.chain.ApplyTo(rendering, stored ? &*stored : nullptr, tells);
     if (rendering.SetRenderScale(job.renderScale) != kestrel::S_OK)
         throw console::Failure{"--render-scale: the number is too large"};
     if (job.view) rendering.SetViewSize(job.view->width, job.view->height);
@@ -81,12 +86,6 @@ Picture Filter(const ApplyTask& task, Rendering& rendering, Size size) {
     }
     TellDone(task, size, rendering);
     return result;
-}
-
-void SetChain(const ApplyOptions& options, const ApplyTask& task, Rendering& rendering) {
-    if (!options.storedChain) return options.chain.ApplyTo(rendering, nullptr, task.alone);
-    const StoredChain stored = StoredChainOf(task.input);
-    options.chain.ApplyTo(rendering, &stored);
 }
 
 bool IsReduced(const ApplyTask& task, Rendering& rendering, Size full, Size decoded) {
@@ -140,8 +139,7 @@ kestrel::LoadResult LoadWhole(const ApplyOptions& options, const ApplyJob& job, 
 
 int RunApply(const ApplyOptions& options, ApplyJob job, const ApplyTask& task) {
     Rendering rendering;
-    SetChain(options, task, rendering);
-    SetUp(job, rendering);
+    SetUp(options, job, task, rendering, task.alone || options.storedChain);
     if (task.alone) console::Progress("reading " + InputName(task.input));
     const auto rows = OpenRows(task.input, job.limits);
     if (options.fastLoad && rows) PreferLess(job, task, rendering, *rows);
@@ -160,12 +158,12 @@ int RunApply(const ApplyOptions& options, ApplyJob job, const ApplyTask& task) {
         throw console::Failure{InputName(task.input) + ": the picture cannot be filtered"};
     const Size size = CheckResult(options, job, task, rendering);
     if (whole.empty()) {
-        console::Detail(InputName(task.input) + ": is read, filtered and written in bands of rows");
+        console::Detail(InputName(task.input) + ": read, filtered and written in bands of rows");
         if (task.alone) console::Progress(fmt::format("filtering {} x {} pixels", size.width, size.height));
         damaged = BandRun(job, task, rendering, *rows, size).Run();
         TellDone(task, size, rendering);
     } else {
-        console::Detail(InputName(task.input) + ": is worked on as a whole: " + whole);
+        console::Detail(InputName(task.input) + ": worked on as a whole: " + whole);
         Picture picture = Filter(task, rendering, size);
         if (interrupt::Happened()) return interrupt::ExitCode();
         if (job.region)
@@ -183,8 +181,7 @@ int RunApply(const ApplyOptions& options, ApplyJob job, const ApplyTask& task) {
 std::uint64_t MemoryOfApply(const ApplyOptions& options, const ApplyJob& job, const ApplyTask& task, Size size) {
     constexpr std::uint64_t kForEverything = 16 << 20;  // buffers, tables and the like
     Rendering rendering;
-    SetChain(options, task, rendering);
-    SetUp(job, rendering);
+    SetUp(options, job, task, rendering, false);
     const auto rows = OpenRows(task.input, job.limits);
     if (BandRun::WhyNot(options, job, task, rendering, rows.get()).empty())
         return kForEverything + rows->Memory() + rendering.MemoryOfRows();

@@ -12,9 +12,7 @@
 
 namespace {
 
-/// Not one row of the input can be read.
-struct Unreadable {};
-/// The header is written before the last row shows whether there is transparency, and says otherwise.
+/// The header is written before the last row shows whether there is transparency, and turned out to be wrong.
 struct OtherAlpha {};
 
 bool Hides(const std::uint8_t* mask, int width) {
@@ -73,32 +71,36 @@ bool BandRun::Run() {
             WriteOutput(task_.output, [&](std::FILE* stream) { return WriteTo(stream, alpha); });
             break;
         } catch (const OtherAlpha&) {
-            if (!rows_.Restart()) TellLoaded(task_.input, rows_.About());
+            BeginAgain();
         }
     }
     if (hides_ && !holdsAlpha_) TellFlattened(task_.output, job_.save.format, job_.background);
     return rows_.Finish().condition == kestrel::Condition::Damaged;
 }
 
+void BandRun::BeginAgain() {
+    const Size size{rows_.Width(), rows_.Height()};
+    const bool hasAlpha = rows_.HasAlpha();
+    const bool again = rows_.Restart();
+    if (rows_.About().error) TellLoaded(task_.input, rows_.About());
+    if (!again || rows_.Width() != size.width || rows_.Height() != size.height || rows_.HasAlpha() != hasAlpha)
+        throw console::Failure{InputName(task_.input) + ": has changed while it was read"};
+}
+
 kestrel::CodecError BandRun::WriteTo(std::FILE* stream, bool alpha) {
     hides_ = refused_ = false;
     kestrel::RowEncoder encoder(stream, part_.width, part_.height, alpha, job_.save);
     const auto feed = [this](std::uint8_t* pixels, std::uint8_t* mask) {
-        if (!rows_.Read(pixels, mask)) throw Unreadable();
+        if (!rows_.Read(pixels, mask)) TellLoaded(task_.input, rows_.Finish());  // throws the error
     };
     const auto take = [&](const std::uint8_t* pixels, const std::uint8_t* mask) {
         return Put(encoder, alpha, pixels + 3 * std::ptrdiff_t{part_.x}, mask + part_.x);
     };
-    try {
-        const kestrel::RowSpan span{height_ - part_.y - part_.height, part_.height};
-        const kestrel::HRESULT done = rendering_.RenderRows(span, feed, take);
-        if (!refused_) CheckRendered(task_.input, done);
-    } catch (const Unreadable&) {
-        TellLoaded(task_.input, rows_.Finish());
-        throw;  // cannot be: what has no row has an error
-    }
+    const kestrel::RowSpan span{height_ - part_.y - part_.height, part_.height};
+    const kestrel::HRESULT done = rendering_.RenderRows(span, feed, take);
+    if (!refused_) CheckRendered(task_.input, done);
     if (interrupt::Happened()) return {kestrel::CodecFault::System, "interrupted"};
-    if (holdsAlpha_ && alpha != hides_) throw OtherAlpha();
+    if (alpha && !hides_ && !refused_) throw OtherAlpha();
     if (auto error = encoder.Finish()) return error;
     const kestrel::LoadResult& read = rows_.Finish();
     TellLoaded(task_.input, read);
@@ -109,14 +111,12 @@ kestrel::CodecError BandRun::WriteTo(std::FILE* stream, bool alpha) {
 bool BandRun::Put(kestrel::RowEncoder& encoder, bool alpha, const std::uint8_t* pixels, const std::uint8_t* mask) {
     if (Hides(mask, part_.width)) {
         hides_ = true;
+        if (holdsAlpha_ && !alpha) throw OtherAlpha();
         if (!holdsAlpha_) {
             std::copy_n(pixels, line_.size(), line_.begin());
             kestrel::FlattenRow(line_.data(), mask, part_.width, job_.background.red, job_.background.green,
                                 job_.background.blue);
             pixels = line_.data();
-        } else if (!alpha) {
-            refused_ = true;
-            return false;
         }
     }
     refused_ = !encoder.Write(pixels, mask);

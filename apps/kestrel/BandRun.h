@@ -24,6 +24,8 @@ public:
     bool Run();
 
 private:
+    /// Reads from the first row again. Throws `console::Failure`.
+    void BeginAgain();
     kestrel::CodecError WriteTo(std::FILE* stream, bool alpha);
     bool Put(kestrel::RowEncoder& encoder, bool alpha, const std::uint8_t* pixels, const std::uint8_t* mask);
 

@@ -259,12 +259,11 @@ private:
 void ReadEmbedded(ByteReader& source, BmpPacking packing, const LoadOptions& options, LoadResult& result) {
     std::uint8_t start[8] = {};
     const std::uint64_t position = source.Position();
-    const ImageFormat format = FormatOfContent({start, source.Read(start, sizeof start)});
+    const ImageFormat promised = packing == BmpPacking::Jpeg ? ImageFormat::Jpeg : ImageFormat::Png;
+    const ImageFormat found = FormatOfContent({start, source.Read(start, sizeof start)});
     source.Seek(position);
-    if (packing == BmpPacking::Jpeg && format == ImageFormat::Jpeg)
-        LoadJpeg(source, options, result);
-    else if (packing == BmpPacking::Png && format == ImageFormat::Png)
-        LoadPng(source, options, result);
+    if (found == promised)
+        LoadWith(*FindCodec(promised), source, options, result);
     else
         result.error = {CodecFault::Broken, "the BMP file does not hold the picture file that it promises"};
 }

@@ -20,22 +20,17 @@ constexpr Codec kCodecs[] = {
     {ImageFormat::Bmp, LoadBmp, SaveBmp, OpenBmp, CreateBmp},
     {ImageFormat::Gif, LoadMagick, SaveMagick},
     {ImageFormat::Heic, LoadHeif, nullptr},
-    {ImageFormat::Jpeg, LoadJpeg, nullptr, OpenJpeg, CreateJpeg},
+    {ImageFormat::Jpeg, nullptr, nullptr, OpenJpeg, CreateJpeg},
     {ImageFormat::Jpeg2000, LoadJpeg2000, SaveJpeg2000},
     {ImageFormat::PhotoCd, LoadMagick, SaveMagick},
     {ImageFormat::Png, LoadPng, nullptr, OpenPng, CreatePng},
     {ImageFormat::Pnm, LoadMagick, SaveMagick},
-    {ImageFormat::Psd, LoadPsd, SavePsd, OpenPsd},
+    {ImageFormat::Psd, nullptr, SavePsd, OpenPsd},
     {ImageFormat::Raw, LoadRaw, nullptr},
     {ImageFormat::SunRaster, LoadMagick, SaveMagick},
-    {ImageFormat::Tiff, LoadTiff, nullptr, OpenTiff, CreateTiff},
+    {ImageFormat::Tiff, nullptr, nullptr, OpenTiff, CreateTiff},
     {ImageFormat::WebP, LoadWebP, SaveWebP},
 };
-
-void LoadByLines(OpenFunction* open, ByteReader& source, const LoadOptions& options, LoadResult& result) {
-    const std::uint64_t bytes = source.Left();
-    if (const auto decoder = open(source, options, result)) LoadLines(*decoder, bytes, options, result);
-}
 
 }  // namespace
 
@@ -98,16 +93,10 @@ bool MakePlanes(std::int64_t width, std::int64_t height, bool alpha, std::uint64
     return false;
 }
 
-void LoadJpeg(ByteReader& source, const LoadOptions& options, LoadResult& result) {
-    LoadByLines(OpenJpeg, source, options, result);
-}
-
-void LoadPsd(ByteReader& source, const LoadOptions& options, LoadResult& result) {
-    LoadByLines(OpenPsd, source, options, result);
-}
-
-void LoadTiff(ByteReader& source, const LoadOptions& options, LoadResult& result) {
-    LoadByLines(OpenTiff, source, options, result);
+void LoadWith(const Codec& codec, ByteReader& source, const LoadOptions& options, LoadResult& result) {
+    if (codec.load) return codec.load(source, options, result);
+    const std::uint64_t bytes = source.Left();
+    if (const auto decoder = codec.open(source, options, result)) LoadLines(*decoder, bytes, options, result);
 }
 
 void LoadLines(LineDecoder& decoder, std::uint64_t fileBytes, const LoadOptions& options, LoadResult& result) {

@@ -55,14 +55,14 @@ public:
 
 using LoadFunction = void(ByteReader& source, const LoadOptions& options, LoadResult& result);
 using SaveFunction = CodecError(ByteWriter& target, const Dib* image, const Dib* mask, const SaveOptions& options);
-/// Reads the header and fills all of the result that is known without pixels. Null with the error set, and null without
-/// an error for a file whose lines do not come one after the other.
+/// Reads the header, checks the limits and fills all of the result that is known without pixels. Null with the error
+/// set, and null without an error for a file whose lines do not come one after the other.
 using OpenFunction = std::unique_ptr<LineDecoder>(ByteReader& source, const LoadOptions& options, LoadResult& result);
 /// Writes the header. Null with the error set.
 using CreateFunction = std::unique_ptr<LineEncoder>(ByteWriter& target, PictureForm form, const SaveOptions& options,
                                                     CodecError& error);
 
-LoadFunction LoadBmp, LoadHeif, LoadJpeg, LoadJpeg2000, LoadMagick, LoadPng, LoadPsd, LoadRaw, LoadTiff, LoadWebP;
+LoadFunction LoadBmp, LoadHeif, LoadJpeg2000, LoadMagick, LoadPng, LoadRaw, LoadWebP;
 SaveFunction SaveBmp, SaveJpeg2000, SaveMagick, SavePsd, SaveWebP;
 OpenFunction OpenBmp, OpenJpeg, OpenPng, OpenPsd, OpenTiff;
 CreateFunction CreateBmp, CreateJpeg, CreatePng, CreateTiff;
@@ -70,11 +70,12 @@ CreateFunction CreateBmp, CreateJpeg, CreatePng, CreateTiff;
 /// What reads and writes a format. `LoadMagick` and `LoadHeif` look at the format that the result has.
 struct Codec {
     ImageFormat format;
-    LoadFunction* load;
+    LoadFunction* load;                ///< null where every file is read by lines
     SaveFunction* save;                ///< null where nothing is written, or only lines are
     OpenFunction* open = nullptr;      ///< null where a file is only read as a whole
     CreateFunction* create = nullptr;  ///< null where a file is only written as a whole
 };
+
 /// Options with the metadata as a file with a picture of a certain size has them.
 struct FileOptions : SaveOptions {
     FileOptions(const SaveOptions& from, int width, int height);
@@ -87,6 +88,8 @@ private:
 
 /// Null for the unknown format.
 const Codec* FindCodec(ImageFormat format);
+/// Reads a file as a whole.
+void LoadWith(const Codec& codec, ByteReader& source, const LoadOptions& options, LoadResult& result);
 
 /// Sets the error for a page that the file does not have. True when it has it.
 bool HasPage(const LoadOptions& options, LoadResult& result);

@@ -130,17 +130,14 @@ LoadResult PictureInput::With(const Use& use) {
 }
 
 LoadResult PictureInput::Load() {
-    return With([this](const Codec& codec, LoadResult& result) { codec.load(source_, options_, result); });
+    return With([this](const Codec& codec, LoadResult& result) { LoadWith(codec, source_, options_, result); });
 }
 
 std::unique_ptr<LineDecoder> PictureInput::Open(LoadResult& result) {
     std::unique_ptr<LineDecoder> decoder;
     result = With([&](const Codec& codec, LoadResult& about) {
-        const std::uint64_t bytes = source_.Left();
         if (codec.open) decoder = codec.open(source_, options_, about);
-        if (!decoder) return;
-        about.hasAlpha = decoder->HasAlpha();
-        if (!SizeIsAllowed(decoder->Width(), decoder->Height(), bytes, options_, about)) decoder.reset();
+        if (decoder) about.hasAlpha = decoder->HasAlpha();
     });
     return decoder;
 }

@@ -119,7 +119,10 @@ bool TakeIptc(std::span<const std::uint8_t> body, bool compressed, Bytes& iptc) 
     Bytes text(body.begin() + static_cast<std::ptrdiff_t>(start), body.end());
     if (compressed) text = Inflated(text);
     auto at = text.begin();
-    for (int line = 0; line < 3; ++line) at = at == text.end() ? at : std::find(at, text.end(), '\n') + 1;
+    for (int line = 0; line < 3; ++line) {
+        at = std::find(at, text.end(), '\n');
+        if (at != text.end()) ++at;
+    }
     Bytes resources;
     int high = -1;
     for (; at != text.end(); ++at) {

@@ -1,9 +1,15 @@
-#include "kestrel/codec/PngEncoder.h"
-
+// PNG files written line by line.
 #include <libdeflate.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "kestrel/codec/Codecs.h"
+#include "kestrel/codec/DeflateStream.h"
+#include "kestrel/codec/PngChunks.h"
 
 namespace kestrel {
 namespace {
@@ -57,7 +63,32 @@ std::uint32_t Filter(int number, const std::uint8_t* line, const std::uint8_t* a
     }
 }
 
-}  // namespace
+/// Of the pixels it holds three lines and a piece of the compressed stream, whatever the picture's size.
+class PngEncoder final : public LineEncoder {
+public:
+    /// Writes all that stands before the pixels. `level` is 0 (nothing is compressed) to 9. Throws `std::bad_alloc`.
+    PngEncoder(ByteWriter& to, PictureForm form, int level, const std::vector<PngChunk>& extras);
+
+    bool Write(const std::uint8_t* pixels, const std::uint8_t* mask) override;
+    CodecError Finish() override;
+
+private:
+    void WriteChunk(const char* name, std::span<const std::uint8_t> body);
+    void Lay(const std::uint8_t* pixels, const std::uint8_t* mask);
+    const std::vector<std::uint8_t>& Filtered();
+    void Compress(bool last);
+
+    ByteWriter& target_;
+    const bool alpha_;
+    const std::size_t pixels_;  // of a line
+    const int level_;
+    DeflateStream stream_;
+    std::vector<std::uint8_t> line_, above_;      // red, green, blue and, in a file with alpha, alpha
+    std::vector<std::uint8_t> best_, candidate_;  // the line after a filter, which stands before it
+    std::vector<std::uint8_t> piece_;
+    bool joined_ = true;
+    bool written_ = true;
+};
 
 PngEncoder::PngEncoder(ByteWriter& to, PictureForm form, int level, const std::vector<PngChunk>& extras)
     : target_(to),
@@ -142,6 +173,14 @@ CodecError PngEncoder::Finish() {
     if (auto error = WriteErrorOf(target_)) return error;
     if (!joined_) return {CodecFault::CannotHold, "the pixels could not be compressed"};
     return {};
+}
+
+}  // namespace
+
+std::unique_ptr<LineEncoder> CreatePng(ByteWriter& target, PictureForm form, const SaveOptions& options, CodecError&) {
+    std::vector<PngChunk> extras;
+    if (options.metadata) extras = MakePngChunks(*options.metadata);
+    return std::make_unique<PngEncoder>(target, form, options.pngCompression, extras);
 }
 
 }  // namespace kestrel

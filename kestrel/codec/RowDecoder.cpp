@@ -1,7 +1,5 @@
 #include "kestrel/codec/RowDecoder.h"
 
-#include <algorithm>
-#include <stdexcept>
 #include <utility>
 
 #include "kestrel/codec/PictureInput.h"
@@ -30,7 +28,6 @@ RowDecoder::~RowDecoder() = default;
 void RowDecoder::Open() {
     decoder_.reset();  // it reads from the same place
     decoder_ = input_->Open(about_);
-    if (!decoder_) return;
     if (about_.orientation != kUpright && about_.orientation != kMirrored) decoder_.reset();
     if (!decoder_) return;
     width_ = decoder_->Width();
@@ -40,14 +37,8 @@ void RowDecoder::Open() {
 std::uint64_t RowDecoder::Memory() const { return decoder_ ? decoder_->Memory() : 0; }
 
 bool RowDecoder::Read(std::uint8_t* pixels, std::uint8_t* mask) {
-    bool read = false;
-    try {
-        read = !broken_ && decoder_->Read(pixels, mask);
-    } catch (const std::runtime_error& error) {
-        about_.warnings.emplace_back(error.what());
-    }
-    if (!read) {
-        broken_ = true;
+    broken_ = broken_ || !decoder_->Read(pixels, mask);
+    if (broken_) {
         ClearLine(pixels, mask, width_);
         return began_;
     }

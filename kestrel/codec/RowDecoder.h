@@ -34,7 +34,7 @@ public:
     std::uint64_t Memory() const;
 
     /// The next of `Height` rows: 24-bit pixels, and the mask of a picture with alpha. A row that cannot be read is
-    /// black and hidden. False when not even the first one can; `Finish` then has the error.
+    /// black and hidden. False when not even the first one can; `Finish` then has the error. Throws `std::bad_alloc`.
     bool Read(std::uint8_t* pixels, std::uint8_t* mask);
     /// After the last row that was read: condition and warnings, or the error.
     const LoadResult& Finish();

@@ -11,7 +11,7 @@ namespace kestrel {
 
 /// A picture file that is encoded from rows, one after the other from the top, so that the picture need not be in
 /// memory. The bytes are those of `ImageLoader::Save` for the same picture; with `alpha` those of a picture whose mask
-/// hides something. One thread at a time.
+/// hides something. Rows may throw `std::bad_alloc`. One thread at a time.
 class KESTREL_API RowEncoder {
 public:
     /// Whether files of the format can be written so.

@@ -77,9 +77,6 @@ bool ByteWriter::Replace(std::uint64_t position, const void* from, std::size_t c
     return error_ == 0;
 }
 
-bool ByteWriter::Fail() noexcept {
-    error_ = errno ? errno : EIO;
-    return false;
-}
+void ByteWriter::Fail() noexcept { error_ = errno ? errno : EIO; }
 
 }  // namespace kestrel

@@ -21,7 +21,8 @@ public:
     bool Replace(std::uint64_t position, const void* from, std::size_t count) noexcept;
 
 private:
-    bool Fail() noexcept;
+    /// Keeps the error that `errno` tells.
+    void Fail() noexcept;
 
     std::FILE* file_ = nullptr;
     std::vector<std::uint8_t>* bytes_ = nullptr;

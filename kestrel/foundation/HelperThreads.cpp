@@ -3,19 +3,21 @@
 #include <condition_variable>
 #include <exception>
 #include <mutex>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <vector>
 
 namespace kestrel {
 
-/// The threads of one object, and the work that they are at.
+/// The threads of one object, and the work that they share now.
 class HelperThreads::Team {
 public:
     explicit Team(int helpers) {
         try {
             while (static_cast<int>(threads_.size()) < helpers) threads_.emplace_back([this] { Serve(); });
         } catch (const std::system_error&) {  // the system allows no more threads
+        } catch (const std::bad_alloc&) {     // nor is there memory for them; those that have started are kept
         }
     }
     ~Team() {
@@ -54,7 +56,7 @@ private:
         }
     }
 
-    /// Does parts until none is left to begin.
+    /// Runs parts until none is left to begin. Called with the lock held, which it releases during a part.
     void Take(std::unique_lock<std::mutex>& lock) {
         while (IsWork()) {
             const int number = next_++;
@@ -83,9 +85,9 @@ private:
     std::mutex guard_;  ///< of all that follows
     std::condition_variable called_, finished_;
     const std::function<bool(int)>* part_ = nullptr;
-    int next_ = 0;     ///< first part that nobody has begun
+    int next_ = 0;     ///< first part that no thread has begun
     int count_ = 0;    ///< number of parts
-    int running_ = 0;  ///< parts that somebody is at
+    int running_ = 0;  ///< parts that are begun and not finished
     bool stopped_ = false;
     bool ending_ = false;
     std::exception_ptr thrown_;
@@ -110,7 +112,7 @@ bool HelperThreads::Share(int count, const std::function<bool(int)>& part) {
         return true;
     }
     if (!own->team_) own->team_ = std::make_unique<Team>(own->threads_ - 1);
-    const struct Alone {  // what a part shares, it does itself
+    const struct Alone {  // a part that shares work of its own does all of it on its thread
         HelperThreads* const shared = Current();
         Alone() { Current() = nullptr; }
         ~Alone() { Current() = shared; }

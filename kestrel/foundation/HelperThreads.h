@@ -14,7 +14,7 @@ namespace kestrel {
 /// scopes do; the innermost counts.
 class KESTREL_API HelperThreads {
 public:
-    /// So many threads share the work, the one that makes the object among them; 1 or less: it works alone.
+    /// Number of threads that share the work, including the one that makes the object; 1 or less: it works alone.
     explicit HelperThreads(int threads);
     ~HelperThreads();
     HelperThreads(const HelperThreads&) = delete;
@@ -22,9 +22,9 @@ public:
 
     /// Number of threads that a pass on this thread may use, above 0.
     static int Count();
-    /// Calls `part` with 0 .. `count` − 1, each once and in this order, on this thread and its helpers. False, and the
-    /// parts that are left are not begun, as soon as one returned false, as it does when it was aborted. What a part
-    /// throws is thrown here. Back when no part is running. Parts do not share their work again.
+    /// Calls `part` with 0 .. `count` − 1, each once and in this order, on this thread and its helpers. A part returns
+    /// false when it was aborted: then no further part is begun and the result is false. What a part throws is thrown
+    /// here. Returns when no part is running any more. A part that calls `Share` itself gets no helpers.
     static bool Share(int count, const std::function<bool(int)>& part);
 
 private:
@@ -32,7 +32,7 @@ private:
     static HelperThreads*& Current();
 
     const int threads_;
-    std::unique_ptr<Team> team_;  ///< once there was use for it
+    std::unique_ptr<Team> team_;  ///< made by the first `Share` that has use for it
     HelperThreads* const outer_;
 };
 

@@ -353,29 +353,31 @@ FilterResult Rendering::RenderInto(Picture& result, bool inBands) {
     const HelperThreads passes(helperCount == 0 ? threads_ : 1);
     if (whole) return ask(*this, 0, result.Height());
 
-    const std::string pending = helperCount > 0 ? ChainText(false) : "";
-    const std::string active = helperCount > 0 ? ChainText(true) : "";
+    WithHelpers(helperCount, inBands, [&](const Rendering& line) {
+        work.Take([&](int first, int count) { return ask(line, first, count); });
+    });
+    return work.Result();
+}
+
+template <class Work>
+void Rendering::WithHelpers(int count, bool inBands, const Work& work) {
+    const std::string pending = count > 0 ? ChainText(false) : "";
+    const std::string active = count > 0 ? ChainText(true) : "";
     const auto help = [&] {
         try {
             Rendering line;
             if (!line.Follow(*this, pending, active)) return;
             line.WorkInBands(inBands);
-            work.Take([&](int first, int n) { return ask(line, first, n); });
+            work(line);
         } catch (const std::bad_alloc&) {  // the others do its bands
         }
     };
-    WithHelpers(helperCount, help, [&] { work.Take([&](int first, int n) { return ask(*this, first, n); }); });
-    return work.Result();
-}
-
-template <class Help, class Work>
-void Rendering::WithHelpers(int count, const Help& help, const Work& work) {
-    std::vector<std::jthread> helpers;  // they have ended when this goes
+    std::vector<std::jthread> helpers;  // its end waits for theirs
     try {
         while (static_cast<int>(helpers.size()) < count) helpers.emplace_back(help);
     } catch (const std::system_error&) {  // the system allows no more threads
     }
-    work();
+    work(*this);
 }
 
 int Rendering::HelperCount(int bands, bool inBands) const {
@@ -559,23 +561,12 @@ HRESULT Rendering::RenderRows(RowSpan rows, const RowFeed& feed, const RowTaker&
 }
 
 FilterResult Rendering::RunBands(BandPipeline& pipeline, int width) {
-    const auto takePart = [&](Rendering& line) {
+    WithHelpers(CanBeFollowed() && !servedByHost_ ? threads_ - 1 : 0, true, [&](const Rendering& line) {
         pipeline.Work([&](RowSpan band, std::uint8_t* const* rows, std::uint8_t* const* masks) -> FilterResult {
             if (aborted_) return S_FALSE;
             return line.sink_->Upstream()->TransformArea(0, 0, 0, band.first, width, band.count, rows, masks);
         });
-    };
-    const std::string pending = ChainText(false), active = ChainText(true);
-    const auto help = [&] {
-        try {
-            Rendering line;
-            if (!line.Follow(*this, pending, active)) return;
-            line.WorkInBands(true);
-            takePart(line);
-        } catch (const std::bad_alloc&) {  // the others do its bands
-        }
-    };
-    WithHelpers(CanBeFollowed() && !servedByHost_ ? threads_ - 1 : 0, help, [&] { takePart(*this); });
+    });
     return pipeline.Result();
 }
 

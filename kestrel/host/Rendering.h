@@ -87,24 +87,23 @@ public:
     void GetOutputSize(int* width, int* height);
     /// The output of each link, from the picture to the last filter. No cache is lost by asking.
     std::vector<LinkGeometry> LinkGeometries();
-    /// The view's size as it arrives at the end of the line; -1, -1 when none was said.
+    /// The view's size as it arrives at the end of the line; -1, -1 when none was set.
     void GetViewSize(int* width, int* height);
-    /// Size that the line would have of the picture for the view; -1, -1 when it takes every size.
+    /// The size in which the line asks for the picture to fill the view; -1, -1 when it takes any size.
     void GetRequiredSize(int* width, int* height);
-    /// Does the line make a picture of the same size if the picture whose size is set comes in another one, and do no
-    /// filters before its size is made up count in pixels? Then a reduced picture can stand for it. The other size is
-    /// set afterwards.
+    /// Whether a picture that comes reduced to `width` x `height` can stand for the one whose size is set: the output
+    /// keeps its size, and no filter before the one that decides it has lengths in pixels. Sets the new size.
     bool MakesTheSameOf(int width, int height);
     /// Pixels of the largest picture that any link of the line outputs.
     std::int64_t LargestPixelCount();
 
-    /// Bytes that `Render` and `RenderRows` need for the picture whose size is set, roughly: of the picture, of what
-    /// filters keep, and of the output. 0 for a line without one.
+    /// About how many bytes `Render` and `RenderRows` need for the picture whose size is set: the picture, what the
+    /// filters keep, and the output. 0 from `MemoryOfRows` for a line that `RenderRows` refuses.
     std::uint64_t MemoryOfWhole();
     std::uint64_t MemoryOfRows();
 
-    /// Makes the output picture. The input stays for another rendering. Not 0: `S_FALSE` after an abort,
-    /// `E_INVALIDARG` for an output without pixels, `E_OUTOFMEMORY`, or what a filter answered.
+    /// Makes the output picture. The input stays for another rendering. Results other than `S_OK`: `S_FALSE` after an
+    /// abort, `E_INVALIDARG` for an output without pixels, `E_OUTOFMEMORY`, or what a filter answered.
     [[nodiscard]] HRESULT Render(Picture& result);
     /// The same once, for a host that does not ask again: the input picture is consumed, and no filter keeps a picture
     /// that has been used. A line of filters that all work in place makes the output in the input's own rows, so that
@@ -136,7 +135,7 @@ private:
     bool EveryFilter(bool (*test)(const Description&)) const;
     /// May the output go into the input's rows?
     bool WorksInPlace() const;
-    /// With `inBands` the filters work in bands.
+    /// `inBands`: whether the filters have been told to work in bands.
     FilterResult RenderInto(Picture& result, bool inBands);
     HRESULT RenderWhole(Picture& result, bool inBands);
     HRESULT RenderInPlace(Picture& result);
@@ -153,9 +152,10 @@ private:
     int BandHeight(RowSpan rows, int width) const;
     std::vector<BandPipeline::Band> BandsOf(RowSpan rows, int width, int bandRows) const;
     FilterResult RunBands(BandPipeline& pipeline, int width);
-    /// Has `help` called on so many threads beside `work` on this one.
-    template <class Help, class Work>
-    static void WithHelpers(int count, const Help& help, const Work& work);
+    /// Calls `work(line)` on this thread with this line, and on up to `count` others, each with a line of its own that
+    /// follows this one. Returns when all are done.
+    template <class Work>
+    void WithHelpers(int count, bool inBands, const Work& work);
     /// Can a thread have a line of its own?
     bool CanBeFollowed() const;
     /// How many threads beside the caller's are worth their start for a picture of so many bands.

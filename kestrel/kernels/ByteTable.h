@@ -16,7 +16,7 @@ inline constexpr ByteTable kIdentityTable = [] {
     return table;
 }();
 
-/// `second` behind `first`, as one table.
+/// `second` after `first`, as one table.
 constexpr ByteTable Composed(const ByteTable& first, const ByteTable& second) {
     ByteTable table{};
     for (std::size_t i = 0; i < table.size(); ++i) table[i] = second[first[i]];

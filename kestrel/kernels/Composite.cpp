@@ -200,7 +200,7 @@ void InvertMaskRow(MaskedRow row, Bgr color, std::int32_t percent) {
     const std::size_t size = row.mask.size();
     std::size_t x = 0;
 #if HWY_TARGET != HWY_SCALAR
-    const Pixels behind(color);
+    const Pixels filled(color);
     const auto stays = Set(100 - percent);
     const auto turns = Set(percent);
     std::uint8_t seen[3] = {}, seenMask = 0, bare[3] = {}, bareMask = 255;
@@ -216,7 +216,7 @@ void InvertMaskRow(MaskedRow row, Bgr color, std::int32_t percent) {
         const auto hidden = Widened(hn::LoadU(ByteLanes(), mask + i));
         const auto shown = hn::Sub(Set(255), hidden);
         const Mix mix(hn::Mul(hidden, turns), hn::Mul(shown, stays));
-        mix.Of(behind, Pixels(pixels + 3 * i)).Store(pixels + 3 * i);
+        mix.Of(filled, Pixels(pixels + 3 * i)).Store(pixels + 3 * i);
         const auto turned = hn::Div(hn::Add(hn::Mul(hidden, stays), hn::Mul(shown, turns)), Set(100));
         hn::StoreU(Cut(hn::IfThenElse(mix.nothing, Set(255), turned)), ByteLanes(), mask + i);
     });

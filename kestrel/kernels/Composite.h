@@ -67,7 +67,7 @@ constexpr void PaintInnerPixel(std::uint8_t* pixel, std::uint8_t& mask, Bgr boar
     const auto shown = ShownBoardParts(board, alpha);
     for (std::size_t i = 0; i < 3; ++i) {
         const Number sum = pixel[i] * (255 - m) + shown[i] * m;
-        pixel[i] = static_cast<std::uint8_t>(sum / (n == 0 ? 255 : 255 - n));
+        pixel[i] = static_cast<std::uint8_t>(sum / (255 - n));
     }
     mask = static_cast<std::uint8_t>(n);
 }
@@ -89,8 +89,8 @@ constexpr void LayOnBoard(std::uint8_t* pixel, Bgr board, std::int64_t alpha) {
     LayOnColorPixel(pixel, pixel[3], board, static_cast<std::uint8_t>(std::clamp<std::int64_t>(alpha, 0, 255)));
 }
 
-/// Turns a mask around by a percentage: what was there goes, and where nothing was stands `color`. 64 bits hold the
-/// sums for any percentage, 32 bits for one of 0..100; the low byte is kept.
+/// Inverts a mask by a percentage: what was there goes, and `color` stands where nothing was. 64 bits hold the sums for
+/// any percentage; the low byte is kept.
 constexpr void InvertMaskPixel(std::uint8_t* pixel, std::uint8_t& mask, Bgr color, std::int64_t percent) {
     const std::int64_t shown = 255 - mask;
     const std::int64_t hidden = mask;

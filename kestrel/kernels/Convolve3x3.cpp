@@ -8,7 +8,8 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kestrel/kernels/Convolve3x3.cpp"
 #include <hwy/foreach_target.h>
-#include <hwy/highway.h>
+
+#include "kestrel/kernels/WidenLanes-inl.h"
 
 #ifndef KESTREL_KERNELS_CONVOLVE3X3_ONCE
 #define KESTREL_KERNELS_CONVOLVE3X3_ONCE
@@ -86,12 +87,8 @@ void Widen(const std::uint8_t* bytes, std::size_t size, double* HWY_RESTRICT out
     std::size_t b = 0;
 #if HWY_TARGET != HWY_SCALAR
     const hn::ScalableTag<double> d;
-    const hn::Rebind<std::int32_t, decltype(d)> d32;
-    const hn::Rebind<std::uint8_t, decltype(d)> d8;
     const std::size_t lanes = hn::Lanes(d);
-    const auto widen = [=](std::size_t at) HWY_ATTR {
-        hn::StoreU(hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(d8, bytes + at))), d, out + at);
-    };
+    const auto widen = [=](std::size_t at) HWY_ATTR { hn::StoreU(WidenLanes(d, bytes + at), d, out + at); };
     for (; b + 4 * lanes <= size; b += 4 * lanes) {
         widen(b);
         widen(b + lanes);
@@ -190,13 +187,6 @@ void ConvolveRow3x3(const double weights[3][3], int bias, const std::uint8_t* co
 }
 
 #if HWY_TARGET != HWY_SCALAR
-/// Bytes as doubles.
-template <class D>
-HWY_INLINE hn::Vec<D> WidenLanes(D d, const std::uint8_t* bytes) {
-    const hn::Rebind<std::int32_t, D> d32;
-    return hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(hn::Rebind<std::uint8_t, D>(), bytes)));
-}
-
 /// The vectors that begin three lanes before `there` and three lanes after `here`, of two neighbours.
 #if HWY_TARGET <= HWY_AVX3
 constexpr bool kShifts = true;
@@ -385,9 +375,9 @@ bool IsWhole(ConstMaskedRow row) { return !std::memchr(row.mask.data() + 1, 255,
 
 /// Are all sums so small that 32 bits hold them?
 bool IsTame(const double weights[3][3]) {
-    double most = 0;
-    for (int i = 0; i < 9; ++i) most += 255 * std::abs(weights[i / 3][i % 3]);
-    return most < 0x7F000000;  // never true of NaN
+    double maximum = 0;
+    for (int i = 0; i < 9; ++i) maximum += 255 * std::abs(weights[i / 3][i % 3]);
+    return maximum < 0x7F000000;  // never true of NaN
 }
 
 ConstMaskedRow Part(ConstMaskedRow row, std::size_t first, std::size_t count) {
@@ -425,7 +415,7 @@ void ConvolveRow3x3(const double weights[3][3], int bias, const std::array<Const
 HWY_EXPORT(ConvolveOpaqueRows);
 void ConvolveRows3x3(const double weights[3][3], int bias, std::span<const ConstMaskedRow> from,
                      std::span<const MaskedRow> to) {
-    constexpr std::size_t kMostRows = 32;  // at once, so that their lines stay in the nearest cache
+    constexpr std::size_t kMaxRows = 32;  // at once, so that their lines stay in the nearest cache
     const std::size_t width = to.empty() ? 0 : to[0].mask.size();
     const bool fits = width > 2 && bias == 0 && IsTame(weights);
     const auto single = [&](std::size_t y, std::size_t first, std::size_t count) {
@@ -436,13 +426,13 @@ void ConvolveRows3x3(const double weights[3][3], int bias, std::span<const Const
     };
     for (std::size_t y = 0; y < to.size();) {
         std::size_t whole = 0;  // rows from `y` on
-        while (fits && y + whole < from.size() && whole < kMostRows + 2 && IsWhole(from[y + whole])) ++whole;
+        while (fits && y + whole < from.size() && whole < kMaxRows + 2 && IsWhole(from[y + whole])) ++whole;
         if (whole < 3) {
             single(y++, 0, width);
             continue;
         }
-        const std::uint8_t* bytes[kMostRows + 2];
-        std::uint8_t* out[kMostRows];
+        const std::uint8_t* bytes[kMaxRows + 2];
+        std::uint8_t* out[kMaxRows];
         for (std::size_t row = 0; row < whole; ++row) bytes[row] = from[y + row].pixels.data() + 3;
         for (std::size_t row = 0; row < whole - 2; ++row) {
             out[row] = to[y + row].pixels.data() + 3;

@@ -17,7 +17,7 @@ namespace kestrel::kernels {
 /// The rows of the window from the middle one outward: where they are alike, the first of them decides.
 constexpr std::size_t kDustOrder[kDustWindow] = {5, 4, 6, 3, 7, 2, 8, 1, 9, 0, 10};
 
-/// So many pixels of a vector are looked at one by one.
+/// Up to so many pixels of a vector are looked at one by one.
 constexpr int kFew = 8;
 
 /// A rule with the same answers whose numbers fit 16 bits: no difference of two sums is above 765, no count above 121.
@@ -43,7 +43,7 @@ public:
     ExactCount(const DustWindow& window, DustRule rule)
         : shift_(hn::Set(d_, static_cast<std::int16_t>(kHalf + 1 - rule.tolerance))),
           limit_(hn::Set(d_, static_cast<std::int16_t>(std::max(2 * rule.tolerance - 1, 0) - kHalf))),
-          most_(hn::Set(d_, static_cast<std::int16_t>(rule.maxRegion))) {
+          maxRegion_(hn::Set(d_, static_cast<std::int16_t>(rule.maxRegion))) {
         for (std::size_t i = 0; i < kDustWindow; ++i) rows_[i] = window[i]->sums.data();
     }
     static int Lanes() { return static_cast<int>(hn::Lanes(D())); }
@@ -57,9 +57,9 @@ public:
                 const auto near = hn::Lt(hn::Sub(hn::LoadU(d_, rows_[row] + x + dx), base), limit_);
                 count = hn::Sub(count, hn::VecFromMask(d_, near));  // a true lane is -1
             }
-            if (hn::AllTrue(d_, hn::Gt(count, most_))) break;
+            if (hn::AllTrue(d_, hn::Gt(count, maxRegion_))) break;
         }
-        const auto few = hn::IfThenElse(hn::Gt(count, most_), hn::Zero(d_), hn::Set(d_, 1));
+        const auto few = hn::IfThenElse(hn::Gt(count, maxRegion_), hn::Zero(d_), hn::Set(d_, 1));
         hn::StoreU(hn::DemoteTo(hn::Rebind<std::uint8_t, D>(), few), hn::Rebind<std::uint8_t, D>(), specks + x);
     }
 
@@ -84,7 +84,7 @@ private:
     using D = hn::CappedTag<std::int16_t, kDustSlack / 2>;
     static constexpr int kHalf = 0x8000;
     const D d_;
-    const hn::Vec<D> shift_, limit_, most_;
+    const hn::Vec<D> shift_, limit_, maxRegion_;
     const std::int16_t* rows_[kDustWindow];  // not read again after each store of a byte
 };
 
@@ -92,14 +92,14 @@ private:
 /// almost everywhere, nothing needs to be counted exactly.
 class CertainCount {
 public:
-    static bool Applies(DustRule rule) { return rule.tolerance >= 4 && rule.tolerance <= kMostTolerance; }
+    static bool Applies(DustRule rule) { return rule.tolerance >= 4 && rule.tolerance <= kMaxTolerance; }
     static int Lanes() { return static_cast<int>(hn::Lanes(D())); }
 
     // Where quarters are n apart, the brightness is at most 4 n + 3 apart. One comparison tells it, as above.
     CertainCount(const DustWindow& window, DustRule rule)
         : shift_(hn::Set(d_, static_cast<std::int8_t>(kHalf - Apart(rule)))),
           limit_(hn::Set(d_, static_cast<std::int8_t>(2 * Apart(rule) + 1 - kHalf))),
-          most_(hn::Set(d_, static_cast<std::int8_t>(rule.maxRegion))) {
+          maxRegion_(hn::Set(d_, static_cast<std::int8_t>(rule.maxRegion))) {
         for (std::size_t i = 0; i < kDustWindow; ++i) rows_[i] = window[i]->quarters.data();
     }
 
@@ -114,10 +114,10 @@ public:
                 sum = CountIf(sum, hn::Lt(hn::Sub(Load(row, x + dx), base), limit_));
             }
             count = hn::Add(count, other);
-            if (hn::AllTrue(d_, hn::Gt(count, most_))) return 0;
+            if (hn::AllTrue(d_, hn::Gt(count, maxRegion_))) return 0;
         }
         std::uint64_t few = 0;
-        hn::StoreMaskBits(d_, hn::Not(hn::Gt(count, most_)), reinterpret_cast<std::uint8_t*>(&few));
+        hn::StoreMaskBits(d_, hn::Not(hn::Gt(count, maxRegion_)), reinterpret_cast<std::uint8_t*>(&few));
         return few;
     }
 
@@ -138,10 +138,10 @@ private:
     static constexpr int kHalf = 0x80;
     /// So that differences of quarters that wrap around 256 do not bring together what is far apart: the darkest and
     /// what is outside, which is 32 from either end of the range, 33 from the brightest.
-    static constexpr int kMostTolerance = 4 * 31 + 7;
+    static constexpr int kMaxTolerance = 4 * 31 + 7;
     static_assert(kDustOutsideQuarter - 765 / 4 > 31 && 256 - kDustOutsideQuarter > 31);
     const D d_;
-    const hn::Vec<D> shift_, limit_, most_;
+    const hn::Vec<D> shift_, limit_, maxRegion_;
     const std::uint8_t* rows_[kDustWindow];
 };
 #endif

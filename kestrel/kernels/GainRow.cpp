@@ -46,8 +46,8 @@ namespace kestrel::kernels {
 
 HWY_EXPORT(GainRow);
 void GainRow(Row row, const LuminanceGains& gains) {
-    constexpr float kMost = 65536.0f;  // far above 255, the most that an even spread asks for
-    const bool fits = std::all_of(gains.begin(), gains.end(), [](float g) { return g >= 0.0f && g <= kMost; });
+    constexpr float kMaximum = 65536.0f;  // far above 255, the largest that an even spread asks for
+    const bool fits = std::all_of(gains.begin(), gains.end(), [](float g) { return g >= 0.0f && g <= kMaximum; });
     if (!fits) return MapPixels(row, [&gains](Bgr p) { return GainPixel(p, gains); });
     HWY_DYNAMIC_DISPATCH(GainRow)(row, gains);
 }

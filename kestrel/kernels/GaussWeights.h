@@ -4,7 +4,7 @@
 
 namespace kestrel::kernels {
 
-/// Exponents above this weigh 1, the least weight there is.
+/// Exponents from this on weigh 1, the minimum.
 inline constexpr std::int32_t kGaussLimit = 10646;
 
 /// Weights of a reduction by exponent in 1/1024: exp(-i / 1024) in units of 1/65535 below `kGaussLimit`, 1 from there

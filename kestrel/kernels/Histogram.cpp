@@ -54,8 +54,7 @@ class SplitCount {
 public:
     void Add(std::size_t table, std::uint64_t byte) { ++tables_[table % kTables][byte & 255]; }
     void AddTo(Histogram& histogram) const {
-        for (const Histogram& table : tables_)
-            for (std::size_t i = 0; i < table.size(); ++i) histogram[i] += table[i];
+        for (const Histogram& table : tables_) AddCounts(table, histogram);
     }
 
 private:

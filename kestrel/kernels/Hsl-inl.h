@@ -5,7 +5,7 @@
 #else
 #define KESTREL_KERNELS_HSL_INL_H
 #endif
-#include <hwy/highway.h>
+#include "kestrel/kernels/WidenLanes-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace kestrel::kernels::HWY_NAMESPACE {
@@ -186,11 +186,7 @@ void MapChunks(Row row, Chunk chunk, Plain plain) {
 /// Bytes of three planes as doubles.
 template <class D>
 HWY_INLINE BgrLanes<hn::Vec<D>> WidenLanes(D d, const std::uint8_t (&planes)[3][kChunk], std::size_t at) {
-    const hn::Rebind<std::int32_t, D> d32;
-    const hn::Rebind<std::uint8_t, D> d8;
-    return {hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(d8, planes[0] + at))),
-            hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(d8, planes[1] + at))),
-            hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(d8, planes[2] + at)))};
+    return {WidenLanes(d, planes[0] + at), WidenLanes(d, planes[1] + at), WidenLanes(d, planes[2] + at)};
 }
 
 /// The low bytes of two vectors of doubles whose truncation fits 32 bits.

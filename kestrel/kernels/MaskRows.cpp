@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdlib>
+#include <type_traits>
 
 #include "kestrel/kernels/Divides.h"
 
@@ -34,9 +34,8 @@ inline std::uint32_t RingSum(const MaskStarts& rows, std::size_t x) {
     return three(rows.below) + rows.row[x] + rows.row[x + 2] + three(rows.above);
 }
 
-// Divisions as products of which 16 bits and a shift more are dropped. The first two are the rule, although they cut
-// more than a division would; a mask that is 255 all over stays so. The others are
-// true divisions.
+// Divisions as products that lose 16 bits and those of a shift. `kOver37` and `kOver185` are the rule, although they
+// cut more than a division would; a mask that is 255 all over stays so. `kBy185` and `kBy255` divide exactly.
 constexpr int kSumBits = 16;
 constexpr std::uint32_t kOver37 = 7085, kOver37Shift = 2;
 constexpr std::uint32_t kOver185 = 1417, kOver185Shift = 2;
@@ -44,11 +43,10 @@ constexpr std::uint32_t kBy185 = 45344, kBy185Shift = 7;
 static_assert((37 * 255 * kOver37) >> (kSumBits + kOver37Shift) == 255);
 static_assert((185 * 255 * kOver185) >> (kSumBits + kOver185Shift) == 255);
 static_assert(Divides(kBy185, kSumBits + kBy185Shift, 185, 185 * 255));
-
 constexpr std::uint32_t kBy255 = 32897, kBy255Shift = 7;
 static_assert(Divides(kBy255, kSumBits + kBy255Shift, 255, 255 * 255));
 
-/// The steps of an embossing for which 32 bits hold the sum.
+/// Weights of an embossing stay below this where 32 bits hold the sum.
 constexpr std::int32_t kLargestSlope = 1 << 19;
 
 }  // namespace kestrel::kernels

@@ -48,7 +48,7 @@ void MixerRow(Row row, const Mixer& mixer, bool hasGamma) {
         green = newGreen;
         blue = newBlue;
     };
-    // The tables of the gammas come behind for whole rows; the tail is mixed without them too.
+    // The tables of the gammas are applied afterwards to whole rows; the tail is mixed without them, too.
     const auto sums = [&](const MixerChannel& channel) {
         MixerChannel plain = channel;
         plain.gamma = kIdentityTable;

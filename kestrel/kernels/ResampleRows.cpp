@@ -118,7 +118,7 @@ HWY_INLINE hn::Vec<hn::Rebind<std::uint8_t, D> > WeighBlocks(D d, const std::uin
 
 void CubicPixels(const CubicLine& line, const std::uint8_t* from, Row to) {
     constexpr std::size_t kChunk = 64;  // pixels that stay in the nearest cache
-    constexpr std::size_t kBlock = 16;  // bytes of four pixels, and what stands behind them
+    constexpr std::size_t kBlock = 16;  // bytes of four pixels, and what follows them
     const hn::ScalableTag<std::int32_t> d;
     const hn::Rebind<std::uint8_t, decltype(d)> out;
     const std::size_t together = hn::Lanes(d) / 4;

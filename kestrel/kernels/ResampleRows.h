@@ -21,7 +21,7 @@ void InterpolateRow(ConstRow previous, ConstRow bytes, std::span<const std::int1
 /// The same with one share for all.
 void InterpolateRow(ConstRow previous, ConstRow bytes, std::int16_t share, Row to);
 
-/// The four source pixels behind one result pixel: `weight[k]` in units of 1/4096 belongs to source index base - 1 + k.
+/// The four source pixels of one result pixel: `weight[k]` in units of 1/4096 belongs to source index base - 1 + k.
 struct CubicTap {
     std::int32_t base;
     std::int32_t weight[4];

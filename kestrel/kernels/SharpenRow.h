@@ -7,8 +7,7 @@
 
 namespace kestrel::kernels {
 
-/// Weights of a pixel and of each of its four sides in units of 1/65536; together with the pixel's own 65536 times a
-/// few bytes they stay inside 32 bits.
+/// Weights of a pixel and of each of its four sides in units of 1/65536. 32 bits hold the sum of all five.
 struct SharpenWeights {
     std::int32_t centre;  ///< 65536..131072
     std::int32_t side;    ///< -16384..0

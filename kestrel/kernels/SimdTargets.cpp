@@ -2,6 +2,9 @@
 // measures the clock when it is loaded, which takes longer than a small picture.
 #include <hwy/targets.h>
 
+#include <atomic>
+#include <cstdint>
+
 #if HWY_ARCH_X86
 #include <cpuid.h>
 #endif

@@ -23,9 +23,7 @@ void LuminanceCurveRow(Row row, const ByteTable& luminance) {
     constexpr std::size_t kPart = 960;
     std::array<std::uint8_t, kPart> tones;  // the new luminance of each pixel
     const auto wide = [&tones](auto d, auto p, std::size_t at) HWY_ATTR {
-        const hn::Rebind<std::int32_t, decltype(d)> d32;
-        const hn::Rebind<std::uint8_t, decltype(d)> d8;
-        const auto y = hn::PromoteTo(d, hn::PromoteTo(d32, hn::LoadU(d8, tones.data() + at)));
+        const auto y = WidenLanes(d, tones.data() + at);
         const auto weigh = [&](const std::array<double, 3>& m, auto a, auto b, auto c) HWY_ATTR {
             return hn::Add(hn::Add(hn::Mul(hn::Set(d, m[0]), a), hn::Mul(hn::Set(d, m[1]), b)),
                            hn::Mul(hn::Set(d, m[2]), c));
@@ -40,7 +38,7 @@ void LuminanceCurveRow(Row row, const ByteTable& luminance) {
     for (std::size_t i = 0; i < row.size(); i += 3 * kPart) {
         const Row part = row.subspan(i, std::min(3 * kPart, row.size() - i));
         MeasureLuminance(part, tones);
-        TableRow(tones, luminance);
+        TableRow(Row(tones).first(part.size() / 3), luminance);
         MapDoubles(part, wide, plain);
     }
 #endif

@@ -71,9 +71,9 @@ struct HeldRow {
           opacity(like.maskRows ? static_cast<std::size_t>(width) : 0) {}
 };
 
-/// Columns that the padded source has before and behind the picture, copies of its edge.
+/// Columns that the padded source has before and after the picture, copies of its edge.
 constexpr int kBefore = 1;
-constexpr int kBehind = 2;
+constexpr int kAfter = 2;
 
 void LoadPadded(const ConstPlanes& source, int y, HeldRow& into) {
     const auto width = static_cast<std::size_t>(source.width);
@@ -82,7 +82,7 @@ void LoadPadded(const ConstPlanes& source, int y, HeldRow& into) {
         std::uint8_t* to = into.colour.data();
         std::copy_n(row, 3, to);
         std::copy_n(row, width * 3, to + 3);
-        for (int k = 0; k < kBehind; ++k) std::copy_n(row + width * 3 - 3, 3, to + (width + kBefore) * 3 + k * 3);
+        for (int k = 0; k < kAfter; ++k) std::copy_n(row + width * 3 - 3, 3, to + (width + kBefore) * 3 + k * 3);
     }
     if (source.maskRows) {
         const std::uint8_t* row = source.maskRows[y];
@@ -93,7 +93,7 @@ void LoadPadded(const ConstPlanes& source, int y, HeldRow& into) {
             to[x + kBefore] = static_cast<std::uint8_t>(255 - row[x]);
         }
         to[0] = to[kBefore];
-        for (std::size_t k = 0; k < kBehind; ++k) to[width + kBefore + k] = to[width];
+        for (std::size_t k = 0; k < kAfter; ++k) to[width + kBefore + k] = to[width];
         into.opaque = masked == 0;
     }
 }
@@ -102,7 +102,7 @@ void LoadPadded(const ConstPlanes& source, int y, HeldRow& into) {
 class RowPass {
 public:
     RowPass(const ConstPlanes& source, const kernels::CubicLine& line)
-        : source_(source), line_(line), padded_(source, source.width + kBefore + kBehind) {
+        : source_(source), line_(line), padded_(source, source.width + kBefore + kAfter) {
         padded_.colour.resize(padded_.colour.size() + kernels::kCubicPadding);
     }
 

@@ -18,9 +18,9 @@ inline constexpr int kNarrowestCubic = 3;
 
 /// Scales `source` to the width of `target` and its rows to `rows`, one tap for each row of `target`, by a separable
 /// cubic, first along rows, then along columns. The source may be the part of a picture that the taps lie on. With both
-/// planes the opacity weighs the colours; a plane alone is scaled as it is. A source that is narrower than that or
-/// without rows leaves the target as it is. False when aborted, which is looked for before each row. Throws
-/// `std::bad_alloc`.
+/// planes the opacity weighs the colours; a plane alone is scaled as it is. A source narrower than
+/// `kNarrowestCubic` or without rows leaves the target as it is. False when aborted, which is looked for before each
+/// row. Throws `std::bad_alloc`.
 [[nodiscard]] bool ScaleCubic(const ConstPlanes& source, const Planes& target, std::span<const kernels::CubicTap> rows,
                               const AbortFlag& abort);
 

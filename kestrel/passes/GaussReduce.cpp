@@ -127,10 +127,10 @@ bool OverlapsLittle(const TapTable& table) {
     return true;
 }
 
-std::int64_t MostTaps(const TapTable& table) {
-    std::int64_t most = 0;
-    for (const ScaleTap& tap : table.taps) most = std::max(most, tap.TapCount);
-    return most;
+std::int64_t MaxTaps(const TapTable& table) {
+    std::int64_t maximum = 0;
+    for (const ScaleTap& tap : table.taps) maximum = std::max(maximum, tap.TapCount);
+    return maximum;
 }
 
 /// The columns or rows that taps reach, half open, together with those of the picture.
@@ -221,7 +221,7 @@ private:
 class ReductionByColumns : private Reduction {
 public:
     ReductionByColumns(const ConstPlanes& source, const TapTable& columns, const TapTable& rows, bool masked)
-        : Reduction(source, columns, rows, static_cast<int>(MostTaps(rows)), masked),
+        : Reduction(source, columns, rows, static_cast<int>(MaxTaps(rows)), masked),
           lineSize_(Columns().Size() + kernels::kPlanePadding),
           factors_(lineSize_ * kOverlap),
           sums_(factors_.size()),
@@ -380,7 +380,7 @@ bool ReduceGauss(const ConstPlanes& source, const Planes& target, const TapTable
         return MakeRows(target, abort,
                         [&] { return [part = reduction, &target](int y) mutable { part.MakeRow(target, y); }; });
     };
-    return MostTaps(columns) * MostTaps(rows) <= 255
+    return MaxTaps(columns) * MaxTaps(rows) <= 255
                ? run(ReductionByColumns(source, columns, rows, transparent))
                : run(ReductionByRows(source, columns, rows, transparent, opaqueSums));
 }

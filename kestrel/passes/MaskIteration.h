@@ -23,8 +23,8 @@ public:
     MaskIteration(const Planes& picture, RowRule rule);
 
     /// Runs one round, shared with helper threads where there are any, over an area that contains that of the round
-    /// before. False when `abort` was set.
-    bool Step(MaskArea area, const AbortFlag& abort);
+    /// before. False when aborted, which is looked for before each row.
+    [[nodiscard]] bool Step(MaskArea area, const AbortFlag& abort);
     /// Did the last round change a byte?
     bool Changed() const { return changedAny_; }
 

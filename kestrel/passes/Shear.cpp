@@ -212,8 +212,8 @@ public:
     void Add(const Move& move) {
         if (runs_ == 0 || !Alike(moves_[count_ - 1], move)) {
             run_[runs_++] = {.first = count_, .reach = move.Reach(), .whole = move.whole, .copies = move.fraction == 0};
-            leastReach_ = runs_ == 1 ? move.Reach() : std::min(leastReach_, move.Reach());
-            mostReach_ = std::max(mostReach_, move.Reach());
+            minReach_ = runs_ == 1 ? move.Reach() : std::min(minReach_, move.Reach());
+            maxReach_ = std::max(maxReach_, move.Reach());
             copies_ = copies_ || move.fraction == 0;
         }
         moves_[count_] = move;
@@ -226,13 +226,13 @@ public:
     bool Walk(const AbortFlag& abort) {
         // Rows are numbered in the order of the walk from the first that moves; the row before the first one that is
         // made is gathered too, since it is blended with that.
-        const std::int64_t first = std::max(-mostReach_, forward_ ? begin_ + 1 - picture_.height : -begin_);
-        const std::int64_t end = std::min(rows_ - leastReach_, forward_ ? begin_ + 1 : picture_.height - begin_);
+        const std::int64_t first = std::max(-maxReach_, forward_ ? begin_ + 1 - picture_.height : -begin_);
+        const std::int64_t end = std::min(rows_ - minReach_, forward_ ? begin_ + 1 : picture_.height - begin_);
         Gather(first - 1);
         for (std::int64_t n = first; n < end; ++n) {
             if (abort.IsSet()) return false;
-            Prefetch(n + mostReach_ + kRowsAhead);  // where pixels come from
-            Prefetch(n + kRowsAhead);               // where they go
+            Prefetch(n + maxReach_ + kRowsAhead);  // where pixels come from
+            Prefetch(n + kRowsAhead);              // where they go
             Gather(n);
             Make(n);
         }
@@ -306,7 +306,7 @@ private:
     void Make(std::int64_t n) {
         const std::int64_t y = RowAt(n);
         const OutLine to{picture_.rows[y] + std::ptrdiff_t{left_} * 3, picture_.maskRows[y] + left_};
-        if (!copies_ && n + leastReach_ >= 0 && n + mostReach_ < rows_) return Blend(to);
+        if (!copies_ && n + minReach_ >= 0 && n + maxReach_ < rows_) return Blend(to);
         // Only some runs land here, and some may need no blending.
         std::memcpy(made_.pixels, to.pixels, static_cast<std::size_t>(count_) * 3);
         Blend({made_.pixels, made_.masks});
@@ -353,8 +353,8 @@ private:
     const std::int64_t begin_;  ///< row where the walk begins
     int count_ = 0;
     int runs_ = 0;
-    std::int64_t leastReach_ = 0;
-    std::int64_t mostReach_ = 0;
+    std::int64_t minReach_ = 0;
+    std::int64_t maxReach_ = 0;
     bool copies_ = false;  ///< a run does
     Run run_[kStrip];
     Move moves_[kStrip];

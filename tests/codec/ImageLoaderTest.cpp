@@ -400,6 +400,24 @@ TEST(PngLoading, ChunksBesideThePixelsDoNoHarm) {
     EXPECT_EQ(ImageLoader::Load(WithChunk(plain, "eXIf", "x", 0x7FFFFF00, true)).condition, Condition::Whole);
 }
 
+TEST(PngLoading, IptcDataAreATextOfDigits) {
+    const Bytes plain = Saved(samples::Noise(24, 6, 5, 3).get(), nullptr, {.format = ImageFormat::Png});
+    const Bytes iptc = {0x1C, 2, 5, 0, 1, 'T'};
+    const std::pair<std::string, Bytes> texts[] = {
+        {"\niptc\n 6\n1C0205\n000154\n", iptc},
+        {"\niptc\n18\n3842494d040400000000\n00061c0205000154", iptc},
+        {"\niptc\n18\n3842494d040400000000\n00071c0205000154", {}},  // longer than its resources
+        {"\niptc\n6\n", {}},
+        {"\niptc\n1c0205000154", {}},  // lines are missing
+        {"1c0205000154", {}},
+        {"", {}},
+    };
+    for (const auto& [text, found] : texts) {
+        const std::string body = std::string("Raw profile type iptc") + '\0' + text;
+        EXPECT_EQ(ImageLoader::Load(WithChunk(plain, "tEXt", body)).metadata.iptc, found) << text;
+    }
+}
+
 TEST(ImageLoader, PixelLimit) {
     const DibPtr image = samples::Gradient(10, 10);
     for (const ImageFormat format : {ImageFormat::Png, ImageFormat::Jpeg, ImageFormat::Bmp}) {

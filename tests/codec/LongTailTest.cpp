@@ -17,17 +17,7 @@ namespace {
 
 using namespace samples::tiff;
 using samples::Bytes;
-
-/// Blue, green, red and the mask of each pixel, line for line.
-std::vector<int> Pixels(const LoadResult& result) {
-    std::vector<int> values;
-    for (int y = 0; result && y < result.image->biHeight; ++y)
-        for (int x = 0; x < result.image->biWidth; ++x) {
-            for (int c = 0; c < 3; ++c) values.push_back(samples::At(result.image.get(), x, y)[c]);
-            if (result.mask) values.push_back(samples::At(result.mask.get(), x, y)[0]);
-        }
-    return values;
-}
+using samples::Pixels;
 
 TEST(TiffLoading, FormsOfPixels) {
     std::vector<std::uint32_t> wide(12), narrow(12);  // reds, greens, blues of a palette of four

@@ -7,6 +7,7 @@ namespace kestrel {
 namespace {
 
 using samples::Bytes;
+using samples::Pixels;
 
 struct Psd {
     unsigned mode, depth, channels, width, height;
@@ -30,17 +31,6 @@ Bytes Encode(const Psd& file) {
     for (const unsigned length : file.packed) put(length, file.big ? 4 : 2);
     add(file.lines);
     return bytes;
-}
-
-/// Blue, green, red and the mask of each pixel, line for line.
-std::vector<int> Pixels(const LoadResult& result) {
-    std::vector<int> values;
-    for (int y = 0; result && y < result.image->biHeight; ++y)
-        for (int x = 0; x < result.image->biWidth; ++x) {
-            for (int c = 0; c < 3; ++c) values.push_back(samples::At(result.image.get(), x, y)[c]);
-            if (result.mask) values.push_back(samples::At(result.mask.get(), x, y)[0]);
-        }
-    return values;
 }
 
 TEST(PsdLoading, FormsOfPixels) {

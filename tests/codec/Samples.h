@@ -11,7 +11,7 @@
 
 #include <jpeglib.h>
 
-#include "kestrel/image/Dib.h"
+#include "kestrel/codec/ImageLoader.h"
 
 // Pictures and files for the codec tests. Files are made by the libraries themselves, in forms that Kestrel never
 // writes. Errors inside a library end the test program: the samples are ours.
@@ -44,6 +44,17 @@ inline DibPtr Gradient(int width, int height) {
 /// The pixel in column x of line y from the top.
 inline const std::uint8_t* At(const Dib* dib, int x, int y) {
     return DibRow(dib, dib->biHeight - 1 - y) + x * DibBitsPerPixel(dib) / 8;
+}
+
+/// Blue, green, red and the mask of each pixel, line for line.
+inline std::vector<int> Pixels(const LoadResult& result) {
+    std::vector<int> values;
+    for (int y = 0; result && y < result.image->biHeight; ++y)
+        for (int x = 0; x < result.image->biWidth; ++x) {
+            for (int c = 0; c < 3; ++c) values.push_back(At(result.image.get(), x, y)[c]);
+            if (result.mask) values.push_back(At(result.mask.get(), x, y)[0]);
+        }
+    return values;
 }
 
 inline bool SamePixels(const Dib* a, const Dib* b) {

@@ -2,11 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
+#include <latch>
 #include <mutex>
-#include <numeric>
-#include <stdexcept>
+#include <new>
 #include <thread>
 #include <vector>
 
@@ -63,11 +64,13 @@ TEST(HelperThreads, AFailureEndsTheWorkAndComesThrough) {
     for (const int threads : {1, 3}) {
         const HelperThreads help(threads);
         std::atomic<int> begun = 0;
-        EXPECT_FALSE(HelperThreads::Share(1000, [&](int i) {
+        std::latch all(threads);
+        EXPECT_FALSE(HelperThreads::Share(1000, [&](int) {
             ++begun;
-            return i != 5;
+            all.arrive_and_wait();  // every thread is at its first part, which fails
+            return false;
         }));
-        EXPECT_LT(begun, 1000);
+        EXPECT_EQ(begun, threads);
         EXPECT_THROW(HelperThreads::Share(10,
                                           [](int i) {
                                               if (i == 7) throw std::bad_alloc();

@@ -16,7 +16,7 @@ HWY_TARGET_INSTANTIATE_TEST_SUITE_P(TransposeTest);
 using Bytes = std::vector<std::uint8_t>;
 using Transposition = void (*)(std::span<const std::uint8_t* const>, std::span<std::uint8_t* const>);
 
-/// Rows end where their blocks of memory end, and a byte stands behind each row of the result.
+/// Rows end where their blocks of memory end, and a byte stands after each row of the result.
 void ExpectTransposed(Transposition transpose, std::size_t pixelSize, std::size_t columns, std::size_t rows) {
     std::mt19937 random(5);
     std::vector<Bytes> source(columns, Bytes(rows * pixelSize)), target(rows, Bytes(columns * pixelSize + 1, 77));

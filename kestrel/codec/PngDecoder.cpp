@@ -1,5 +1,5 @@
-// PNG: reading by libpng. Its errors come back by longjmp: every function with a `setjmp` below calls C functions only
-// and keeps what it changes in members, so that nothing with a destructor is jumped over.
+// PNG files read by libpng. Its errors come back by longjmp: every function with a `setjmp` below calls C functions
+// only and keeps what it changes in members, so that nothing with a destructor is jumped over.
 #include <png.h>
 
 #include <algorithm>
@@ -14,7 +14,6 @@
 
 #include "kestrel/codec/Codecs.h"
 #include "kestrel/codec/PngChunks.h"
-#include "kestrel/codec/PngEncoder.h"
 #include "kestrel/codec/ScanlineOrienter.h"
 
 namespace kestrel {
@@ -35,8 +34,6 @@ struct Messages {
         if (!messages->warning[0]) std::snprintf(messages->warning, sizeof messages->warning, "%s", text);
     }
 };
-
-// Reading ------------------------------------------------------------------------------------------------------------
 
 class Reader final : public LineDecoder {
 public:
@@ -237,12 +234,6 @@ void LoadPng(ByteReader& source, const LoadOptions& options, LoadResult& result)
     if (result.mask) HideAll(result.mask.get());  // pixels that cannot be read stay hidden
     ReadInterlaced(*reader, result.orientation, result);
     reader->Finish(result);
-}
-
-std::unique_ptr<LineEncoder> CreatePng(ByteWriter& target, PictureForm form, const SaveOptions& options, CodecError&) {
-    std::vector<PngChunk> extras;
-    if (options.metadata) extras = MakePngChunks(*options.metadata);
-    return std::make_unique<PngEncoder>(target, form, options.pngCompression, extras);
 }
 
 }  // namespace kestrel
