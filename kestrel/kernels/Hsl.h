@@ -1,4 +1,6 @@
 #pragma once
+#include <array>
+#include <cstddef>
 #include <cstdint>
 
 #include "kestrel/foundation/Truncate.h"
@@ -86,5 +88,14 @@ constexpr Bgr HslToRgb(double hue, double lightness, double saturation) {
     }
     return {detail::ChannelByte(blue), detail::ChannelByte(green), detail::ChannelByte(red)};
 }
+
+/// The numbers of the bits that are set in a byte, lowest first.
+inline constexpr std::array<std::array<std::uint8_t, 8>, 256> kSetBits = [] {
+    std::array<std::array<std::uint8_t, 8>, 256> numbers{};
+    for (std::size_t byte = 0; byte < 256; ++byte)
+        for (std::uint8_t bit = 0, count = 0; bit < 8; ++bit)
+            if (byte >> bit & 1) numbers[byte][count++] = bit;
+    return numbers;
+}();
 
 }  // namespace kestrel::kernels

@@ -112,6 +112,24 @@ TEST_P(ColourRowsTest, EverySetting) {
     }
 }
 
+/// Estimates decide most pixels of these rows, which differ little from one another; random ones are mostly at the ends
+/// of the saturation.
+TEST_P(ColourRowsTest, NeighbouringColors) {
+    for (unsigned red = 0; red < 256; red += 9) {
+        Row row;
+        for (unsigned i = 0; i < 6000; ++i)
+            for (const unsigned byte : {red + i % 31, red + i * 7 % 41, red + i / 150})
+                row.push_back(static_cast<std::uint8_t>(std::min(byte, 255u)));
+        for (const double slider : {-100.0, -50.0, -37.0, 1.0, 24.0, 40.0}) {
+            SCOPED_TRACE(slider);
+            const double factor = SatFactor(slider);
+            ExpectRowIsRule(
+                row, 0, row.size(), [&](auto r) { SaturateRow(r, factor); },
+                [&](Bgr p) { return SaturatePixel(p, factor); });
+        }
+    }
+}
+
 TEST_P(ColourRowsTest, EveryTailAndNothingBeyond) {
     for (const Form& form : Forms()) {
         SCOPED_TRACE(form.name);
