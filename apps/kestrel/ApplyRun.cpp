@@ -77,15 +77,20 @@ void TellDone(const ApplyTask& task, Size size, const Rendering& rendering) {
                                 rendering.FilterCount()));
 }
 
-Picture Filter(const ApplyTask& task, Rendering& rendering, Size size) {
-    if (task.alone) console::Progress(fmt::format("filtering {} x {} pixels", size.width, size.height));
-    Picture result;
+/// Filters a picture that the rendering has, and writes what comes of it.
+void WriteWhole(const ApplyJob& job, const ApplyTask& task, Rendering& rendering, Size size) {
+    Picture picture;
     {
         const interrupt::Stoppable scope([&] { rendering.SetAbort(true); });
-        CheckRendered(task.input, rendering.RenderAndRelease(result));
+        CheckRendered(task.input, rendering.RenderAndRelease(picture));
     }
     TellDone(task, size, rendering);
-    return result;
+    if (interrupt::Happened()) return;
+    if (job.region) picture = CutPicture(picture, job.region->x, job.region->y, job.region->width, job.region->height);
+    if (!picture.image) throw std::bad_alloc();
+    FlattenFor(task.output, job.save.format, job.background, picture);
+    if (task.alone) console::Progress("writing " + OutputName(task.output));
+    SavePicture(task.output, picture, job.save);
 }
 
 bool IsReduced(const ApplyTask& task, Rendering& rendering, Size full, Size decoded) {
@@ -143,9 +148,10 @@ int RunApply(const ApplyOptions& options, ApplyJob job, const ApplyTask& task) {
     if (task.alone) console::Progress("reading " + InputName(task.input));
     const auto rows = OpenRows(task.input, job.limits);
     if (options.fastLoad && rows) PreferLess(job, task, rendering, *rows);
-    const std::string whole = BandRun::WhyNot(options, job, task, rendering, rows.get());
+    std::string whole = BandRun::WhyNot(options, job, task, rendering, rows.get());
+    const bool readsRows = whole.empty();
     kestrel::LoadResult loaded;
-    if (whole.empty())
+    if (readsRows)
         loaded.metadata = rows->About().metadata;
     else
         loaded = LoadWhole(options, job, task, rendering, rows.get());
@@ -154,24 +160,19 @@ int RunApply(const ApplyOptions& options, ApplyJob job, const ApplyTask& task) {
     options.pictures.Edit(InputName(task.input), loaded);
     job.save.metadata = &loaded.metadata;
     TellLeftOut(task.output, loaded.metadata, job.save.format);
-    if (!whole.empty() && rendering.SetPicture({std::move(loaded.image), std::move(loaded.mask)}) != kestrel::S_OK)
+    const bool hasAlpha = readsRows ? rows->HasAlpha() : loaded.mask != nullptr;
+    if (!readsRows && rendering.SetPicture({std::move(loaded.image), std::move(loaded.mask)}) != kestrel::S_OK)
         throw console::Failure{InputName(task.input) + ": the picture cannot be filtered"};
     const Size size = CheckResult(options, job, task, rendering);
-    if (whole.empty()) {
-        console::Detail(InputName(task.input) + ": read, filtered and written in bands of rows");
-        if (task.alone) console::Progress(fmt::format("filtering {} x {} pixels", size.width, size.height));
-        damaged = BandRun(job, task, rendering, *rows, size).Run();
+    if (readsRows) whole = NeedsAll(rendering.NeedsWholePicture());
+    console::Detail(InputName(task.input) + (whole.empty() ? ": read, filtered and written in bands of rows"
+                                                           : ": worked on as a whole: " + whole));
+    if (task.alone) console::Progress(fmt::format("filtering {} x {} pixels", size.width, size.height));
+    if (readsRows || BandRun::WhyKeepResult(job, task, rendering).empty()) {
+        damaged |= BandRun(job, task, rendering, readsRows ? rows.get() : nullptr, hasAlpha, size).Run();
         TellDone(task, size, rendering);
     } else {
-        console::Detail(InputName(task.input) + ": worked on as a whole: " + whole);
-        Picture picture = Filter(task, rendering, size);
-        if (interrupt::Happened()) return interrupt::ExitCode();
-        if (job.region)
-            picture = CutPicture(picture, job.region->x, job.region->y, job.region->width, job.region->height);
-        if (!picture.image) throw std::bad_alloc();
-        FlattenFor(task.output, job.save.format, job.background, picture);
-        if (task.alone) console::Progress("writing " + OutputName(task.output));
-        SavePicture(task.output, picture, job.save);
+        WriteWhole(job, task, rendering, size);
     }
     if (interrupt::Happened()) return interrupt::ExitCode();
     if (!options.printChain.empty()) console::Print(rendering.ChainText(options.printChain == "active"));

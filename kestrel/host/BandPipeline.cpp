@@ -11,15 +11,19 @@ constexpr int kRowsAtATime = 16;  ///< that a thread reads before it looks aroun
 
 }  // namespace
 
-BandPipeline::BandPipeline(int inputWidth, int inputHeight, bool inputHasMask, std::vector<Band> bands, int width,
-                           int threads)
-    : bands_(std::move(bands)), slots_(static_cast<std::size_t>(threads) + 1), unread_(inputHeight) {
-    const int kept = RowsToKeep(bands_, threads, inputHeight);
-    held_.image.reset(DibCreate(24, inputWidth, kept));
-    if (inputHasMask) held_.mask.reset(DibCreate(8, inputWidth, kept));
-    if (!held_.image || (inputHasMask && !held_.mask)) throw std::bad_alloc();
-    window_ = RowWindow::Of(held_.image.get(), held_.mask.get());
-    window_.height = inputHeight;
+BandPipeline::BandPipeline(const RowWindow& input, std::vector<Band> bands, int width, int threads)
+    : bands_(std::move(bands)),
+      window_(input),
+      slots_(std::min(static_cast<std::size_t>(threads) + 1, bands_.size())),
+      unread_(input.pixels ? 0 : input.height) {
+    if (!input.pixels) {
+        const int kept = RowsToKeep(bands_, threads, input.height);
+        held_.image.reset(DibCreate(24, input.width, kept));
+        if (input.hasMask) held_.mask.reset(DibCreate(8, input.width, kept));
+        if (!held_.image || (input.hasMask && !held_.mask)) throw std::bad_alloc();
+        window_ = RowWindow::Of(held_.image.get(), held_.mask.get());
+        window_.height = input.height;
+    }
     int highest = 0;
     for (const Band& band : bands_) highest = std::max(highest, band.output.count);
     for (Slot& slot : slots_) {
@@ -53,7 +57,7 @@ void BandPipeline::Work(const MakeBand& make) {
             Write(lock);
         else if (MayRead())
             Read(lock);
-        else if (MayMake())
+        else if (make && MayMake())
             Make(lock, make);
         else
             changed_.wait(lock);  // for a piece that another thread is at

@@ -19,8 +19,8 @@ using RowFeed = std::function<void(std::uint8_t* pixels, std::uint8_t* mask)>;
 using RowTaker = std::function<bool(const std::uint8_t* pixels, const std::uint8_t* mask)>;
 
 /// A picture that is made in bands of rows, from the top down, while its input still comes in and the bands before are
-/// on their way out. Any number of threads take part, each with a line of filters of its own; one at a time reads, one
-/// at a time writes, all others make bands. Only the rows that bands at work need are in memory.
+/// on their way out. Any number of threads take part; one at a time reads, one at a time writes, all others make bands
+/// if they have a line of filters of their own. Only the rows that bands at work need are in memory.
 class BandPipeline {
 public:
     struct Band {
@@ -30,17 +30,20 @@ public:
     /// Makes the rows of a band into row tables that begin with its lowest row. Called from several threads.
     using MakeBand = std::function<FilterResult(RowSpan rows, std::uint8_t* const* pixels, std::uint8_t* const* masks)>;
 
-    /// `bands` in their order from the top; `width` is that of the result. Throws `std::bad_alloc`.
-    BandPipeline(int inputWidth, int inputHeight, bool inputHasMask, std::vector<Band> bands, int width, int threads);
+    /// `input` is all of a picture, or its size alone; then its rows come in. `bands` in their order from the top;
+    /// `width` is that of the result. Throws `std::bad_alloc`.
+    BandPipeline(const RowWindow& input, std::vector<Band> bands, int width, int threads);
 
     /// Input rows that have to be in memory at once so that `ahead` bands after any one can be made beside it.
     static int RowsToKeep(const std::vector<Band>& bands, int ahead, int inputHeight);
     /// The rows that are in memory now and in the course of the run.
     const RowWindow& Rows() const { return window_; }
     void SetEnds(RowFeed feed, RowTaker take);
+    /// Frees the rows that came in, all of which have been used.
+    void DropInput() { held_ = {}; }
 
-    /// Takes part until all is done or something failed. Exceptions of feed, taker and `make` end the run; the one that
-    /// came first is thrown again by `Result`.
+    /// Takes part until all is done or something failed; without `make` only in reading and writing. Exceptions of
+    /// feed, taker and `make` end the run; the one that came first is thrown again by `Result`.
     void Work(const MakeBand& make);
     /// What came of it, once all threads are back: `E_FAIL` when the taker took no more.
     FilterResult Result() const;
@@ -69,7 +72,7 @@ private:
     void Unlocked(Lock& lock, const Piece& piece);
 
     const std::vector<Band> bands_;
-    Picture held_;  ///< rows of the input
+    Picture held_;  ///< rows of an input that comes in
     RowWindow window_;
     std::vector<Slot> slots_;
     RowFeed feed_;

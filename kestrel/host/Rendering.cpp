@@ -3,10 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <new>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "kestrel/foundation/HelperThreads.h"
@@ -76,6 +78,17 @@ std::string ProgIdOf(IFilterObject& filter) {
     char progId[200];
     filter.GetProgID(progId, sizeof progId);
     return progId;
+}
+
+/// Calls `own()` on this thread, and `help()` on up to `count` others. Returns when all are done.
+template <class Help, class Own>
+void RunBeside(int count, const Help& help, const Own& own) {
+    std::vector<std::jthread> helpers;  // its end waits for theirs
+    try {
+        while (static_cast<int>(helpers.size()) < count) helpers.emplace_back(help);
+    } catch (const std::system_error&) {  // the system allows no more threads
+    }
+    own();
 }
 
 /// Pointers to all rows of a block.
@@ -281,8 +294,9 @@ std::uint64_t Rendering::MemoryOfWhole() {
 std::uint64_t Rendering::MemoryOfRows() {
     int width = 0, height = 0;
     GetOutputSize(&width, &height);
-    if (width < 1 || height < 1 || !NeedsWholePicture().empty()) return 0;
-    const std::vector<BandPipeline::Band> bands = BandsOf({0, height}, width, 0);
+    if (width < 1 || height < 1 || !ServesRows()) return 0;
+    if (!NeedsWholePicture().empty()) return MemoryOfWhole() - BytesOf(width, height);
+    const std::vector<BandPipeline::Band> bands = BandsOf({0, height}, width, 0, false);
     const std::vector<LinkGeometry> links = LinkGeometries();
     const RowWindow picture = source_->Rows();
     const auto threads = static_cast<std::uint64_t>(threads_);
@@ -372,12 +386,7 @@ void Rendering::WithHelpers(int count, bool inBands, const Work& work) {
         } catch (const std::bad_alloc&) {  // the others do its bands
         }
     };
-    std::vector<std::jthread> helpers;  // its end waits for theirs
-    try {
-        while (static_cast<int>(helpers.size()) < count) helpers.emplace_back(help);
-    } catch (const std::system_error&) {  // the system allows no more threads
-    }
-    work(*this);
+    RunBeside(count, help, [&] { work(*this); });
 }
 
 int Rendering::HelperCount(int bands, bool inBands) const {
@@ -450,27 +459,36 @@ HRESULT Rendering::RenderInPlace(Picture& result) {
     return done;
 }
 
-/// Makes the output in bands, where no filter has to keep a picture, or else drops each picture, the input first, once
-/// the next filter has used it.
+/// Has the line's filters work for a rendering that asks for each row once: in bands, where no filter has to keep a
+/// picture, or else so that each picture is dropped, the input first and with `release`, once the next filter has used
+/// it.
+class Rendering::Once {
+public:
+    Once(Rendering& line, bool inBands, std::function<void()> release) : line_(line), last_(line.sink_->Upstream()) {
+        if (inBands) {
+            line.WorkInBands(true);
+        } else {
+            kestrel::SetOneShot(last_.get(), true);
+            line.source_->OnRelease(std::move(release));
+        }
+    }
+    ~Once() {
+        line_.WorkInBands(false);
+        kestrel::ReleaseOutput(last_.get());
+        kestrel::SetOneShot(last_.get(), false);
+        line_.source_->OnRelease(nullptr);
+    }
+    Once(const Once&) = delete;
+    Once& operator=(const Once&) = delete;
+
+private:
+    Rendering& line_;
+    const Ref<IFilterPixels> last_;
+};
+
 HRESULT Rendering::RenderOnce(Picture& result) {
     const bool inBands = NeedsWholePicture().empty();
-    const Ref<IFilterPixels> last(sink_->Upstream());
-    const struct Scope {
-        Rendering& line;
-        IFilterPixels* last;
-        ~Scope() {
-            line.WorkInBands(false);
-            kestrel::ReleaseOutput(last);
-            kestrel::SetOneShot(last, false);
-            line.source_->OnRelease(nullptr);
-        }
-    } scope{*this, last.get()};
-    if (inBands) {
-        WorkInBands(true);
-    } else {
-        kestrel::SetOneShot(last.get(), true);
-        source_->OnRelease([this] { picture_ = {}; });
-    }
+    const Once once(*this, inBands, [this] { picture_ = {}; });
     return RenderWhole(result, inBands);
 }
 
@@ -499,6 +517,8 @@ std::string Rendering::NeedsWholePicture() {
     return ours || !needs.empty() ? needs : "the host's own link";
 }
 
+bool Rendering::ServesRows() { return NeedsWholePicture().empty() || ServesBands(sink_->Upstream()); }
+
 void Rendering::WorkInBands(bool bands) {
     EachFilterUpstream([bands](CPdibFilter& filter) {
         filter.WorkInBands(bands);
@@ -524,13 +544,13 @@ int Rendering::BandHeight(RowSpan rows, int width) const {
 }
 
 /// Bands from the top.
-std::vector<BandPipeline::Band> Rendering::BandsOf(RowSpan rows, int width, int bandRows) const {
-    const int height = bandRows > 0 ? bandRows : BandHeight(rows, width);
+std::vector<BandPipeline::Band> Rendering::BandsOf(RowSpan rows, int width, int bandRows, bool ofWhole) const {
+    if (bandRows < 1) bandRows = ofWhole ? BandRows(width) : BandHeight(rows, width);
     std::vector<BandPipeline::Band> bands;
-    for (int top = rows.End(); top > rows.first; top -= std::min(height, top - rows.first)) {
-        const int first = std::max(top - height, rows.first);
+    for (int top = rows.End(); top > rows.first; top -= std::min(bandRows, top - rows.first)) {
+        const int first = std::max(top - bandRows, rows.first);
         const RowSpan band{first, top - first};
-        bands.push_back({band, InputRows(band)});
+        bands.push_back({band, ofWhole ? RowSpan{0, source_->Rows().height} : InputRows(band)});
     }
     return bands;
 }
@@ -541,32 +561,40 @@ HRESULT Rendering::RenderRows(RowSpan rows, const RowFeed& feed, const RowTaker&
         GetOutputSize(&width, &height);
         const RowWindow picture = source_->Rows();
         if (width < 1 || rows.first < 0 || rows.count < 1 || rows.count > height - rows.first) return E_INVALIDARG;
-        if (picture.width < 1 || !NeedsWholePicture().empty()) return E_INVALIDARG;
-        BandPipeline pipeline(picture.width, picture.height, picture.hasMask, BandsOf(rows, width, bandRows), width,
-                              threads_);
+        if (picture.width < 1 || !ServesRows()) return E_INVALIDARG;
+        const bool inBands = NeedsWholePicture().empty();
+        BandPipeline pipeline(picture, BandsOf(rows, width, bandRows, !inBands), width, threads_);
         pipeline.SetEnds(feed, take);
         const struct Scope {
             Rendering& line;
-            ~Scope() {
-                line.WorkInBands(false);
-                const RowWindow& rows = line.source_->Rows();
-                line.source_->SetRows({.width = rows.width, .height = rows.height, .hasMask = rows.hasMask});
-            }
-        } scope{*this};
+            const RowWindow picture;
+            ~Scope() { line.source_->SetRows(picture.pixels && !line.picture_.image ? RowWindow() : picture); }
+        } scope{*this, picture};
         source_->SetRows(pipeline.Rows());
         Update();
-        WorkInBands(true);
-        return RunBands(pipeline, width);
+        const Once once(*this, inBands, [&] {
+            picture_ = {};
+            pipeline.DropInput();
+        });
+        return RunBands(pipeline, width, inBands);
     });
 }
 
-FilterResult Rendering::RunBands(BandPipeline& pipeline, int width) {
-    WithHelpers(CanBeFollowed() && !servedByHost_ ? threads_ - 1 : 0, true, [&](const Rendering& line) {
+FilterResult Rendering::RunBands(BandPipeline& pipeline, int width, bool inBands) {
+    const auto work = [&](const Rendering& line) {
         pipeline.Work([&](RowSpan band, std::uint8_t* const* rows, std::uint8_t* const* masks) -> FilterResult {
             if (aborted_) return S_FALSE;
             return line.sink_->Upstream()->TransformArea(0, 0, 0, band.first, width, band.count, rows, masks);
         });
-    });
+    };
+    if (inBands) {
+        WithHelpers(CanBeFollowed() && !servedByHost_ ? threads_ - 1 : 0, true, work);
+    } else {
+        constexpr int kEnds = 2;  // one thread reads or makes bands, one writes
+        const HelperThreads passes(threads_);
+        RunBeside(
+            std::min(threads_, kEnds) - 1, [&] { pipeline.Work({}); }, [&] { work(*this); });
+    }
     return pipeline.Result();
 }
 

@@ -98,7 +98,8 @@ public:
     std::int64_t LargestPixelCount();
 
     /// About how many bytes `Render` and `RenderRows` need for the picture whose size is set: the picture, what the
-    /// filters keep, and the output. 0 from `MemoryOfRows` for a line that `RenderRows` refuses.
+    /// filters keep, and what there is of the output at a time. 0 from `MemoryOfRows` for a line that `RenderRows`
+    /// refuses.
     std::uint64_t MemoryOfWhole();
     std::uint64_t MemoryOfRows();
 
@@ -110,15 +111,19 @@ public:
     /// one picture and its mask are all the memory that is needed; where filters need the whole picture, that of one
     /// and its input are in memory at a time.
     [[nodiscard]] HRESULT RenderAndRelease(Picture& result);
-    /// Why the output cannot be made in bands of rows: the ProgID of the first filter that needs the whole picture at
-    /// once. Empty when it can.
+    /// Why rows of the output cannot be made of rows of the input: the ProgID of the first filter that needs the whole
+    /// picture at once. Empty when they can.
     std::string NeedsWholePicture();
+    /// Can `RenderRows` make the output? Not where a filter measures its request, which has to be one then.
+    bool ServesRows();
     /// Makes rows of the output while those of the input come in: for pictures that are too large for memory, and to
     /// read, filter and write at the same time. `feed` gets every row of a picture of the size that was set, `take` the
     /// rows `rows` of the output, both from the top down, one call at a time but from any of the threads; what they
-    /// throw ends the work and is thrown to the caller. The bytes are those of `Render`. Besides its results:
-    /// `E_INVALIDARG` for a line that needs the whole picture and for rows outside the output, `E_FAIL` when `take`
-    /// returned false. The line's filters keep no pictures. `bandRows` is the height of a band; 0: what suits the line.
+    /// throw ends the work and is thrown to the caller. A picture that was set is used instead of `feed`. A line that
+    /// needs the whole picture has it in memory until its filters have used it, one that was set too, but not its
+    /// output. The bytes are those of `Render`. Besides its results: `E_INVALIDARG` for a line that does not serve rows
+    /// and for rows outside the output, `E_FAIL` when `take` returned false. The line's filters keep no pictures.
+    /// `bandRows` is the height of a band; 0: what suits the line.
     [[nodiscard]] HRESULT RenderRows(RowSpan rows, const RowFeed& feed, const RowTaker& take, int bandRows = 0);
     /// One colour as the line would show it: blue, green, red, mask.
     [[nodiscard]] HRESULT TransformColor(std::uint8_t* pixel);
@@ -140,6 +145,7 @@ private:
     HRESULT RenderWhole(Picture& result, bool inBands);
     HRESULT RenderInPlace(Picture& result);
     HRESULT RenderOnce(Picture& result);
+    class Once;
     /// Visits the filters from the last to the first; false when there is a link of another kind, or `visit` says so.
     template <class Visit>
     bool EachFilterUpstream(const Visit& visit) const;
@@ -150,8 +156,9 @@ private:
     std::uint64_t MemoryOfBand(const std::vector<LinkGeometry>& links, RowSpan rows) const;
     /// Height of bands for rows of the output, high enough that what neighbours share is a small part of the work.
     int BandHeight(RowSpan rows, int width) const;
-    std::vector<BandPipeline::Band> BandsOf(RowSpan rows, int width, int bandRows) const;
-    FilterResult RunBands(BandPipeline& pipeline, int width);
+    /// `ofWhole`: each band is made of the whole picture.
+    std::vector<BandPipeline::Band> BandsOf(RowSpan rows, int width, int bandRows, bool ofWhole) const;
+    FilterResult RunBands(BandPipeline& pipeline, int width, bool inBands);
     /// Calls `work(line)` on this thread with this line, and on up to `count` others, each with a line of its own that
     /// follows this one. Returns when all are done.
     template <class Work>

@@ -86,6 +86,28 @@ TEST_F(BandsTest, WriteTheBytesOfTheWhole) {
         }
 }
 
+// A file that is only read as a whole is written row by row all the same, and begun anew when the last row shows that
+// the header was wrong.
+TEST_F(BandsTest, WriteRowsOfPicturesThatAreLoaded) {
+    Make("opaque.webp", 97, 160);
+    Make("alpha.webp", 97, 160, true);
+    for (const std::string name : {"opaque", "alpha"}) {
+        ASSERT_EQ(Run("apply " + name + ".webp " + name + ".tif").code, 0);
+        for (const std::string line : {" -f Sharpen:Sharpness=070", " -f SoftFrame:FrameWidth=10,SoftCorner=1",
+                                       " -f Crop:LeftMargin=0.4,RightMargin=0.5,BottomMargin=0.4,TopMargin=0.5",
+                                       " -f Rotate:Angle=5.000", " -f ImgBg"})
+            for (const std::string output : {"out.png", "out.jpeg", "out.bmp --threads 2"}) {
+                const Outcome run = Run("apply " + name + ".webp " + output + line + " --verbose");
+                ASSERT_EQ(run.code, 0) << run.err;
+                EXPECT_NE(run.err.find("as a whole: its file"), std::string::npos) << run.err;
+                const Outcome rows = Run("apply " + name + ".tif rows-" + output + line);
+                ASSERT_EQ(rows.code, 0) << rows.err;
+                const std::string file = output.substr(0, output.find(' '));
+                EXPECT_TRUE(Content(file) == Content("rows-" + file)) << name << line << output;
+            }
+    }
+}
+
 TEST_F(BandsTest, TakeLittleMemory) {
     const std::string reduce = "Scale:MaximumHorizontalSize=1600,MaximumVerticalSize=1600";
     for (const auto& [huge, filter] : {std::pair<std::string, std::string>{"huge.jpg", "Sepia:Sepia=060"},
