@@ -348,7 +348,7 @@ TEST_F(KestrelTest, WorkThatFailsEndsWithOneAndLeavesNoFile) {
         {"--version >/dev/null; ulimit -f 1; " KESTREL_APP " apply in.png out.bmp"
          " -f Scale100:KeepProportions=1,AllowEnlarge=1,HorizontalProz=1000,VerticalProz=1000",
          "out.bmp: cannot write: File too large"},
-        {"--version >/dev/null; ulimit -f 1; " KESTREL_APP " apply in.png out.bmp -f AdoptColor:Intensity=000"
+        {"--version >/dev/null; ulimit -f 1; " KESTREL_APP " apply in.png out.bmp -f Histo:Intensity=000"
          " -f Scale100:KeepProportions=1,AllowEnlarge=1,HorizontalProz=1000,VerticalProz=1000",
          "out.bmp: cannot write the file: File too large"},
         {"apply in.png out", "--format"},
