@@ -39,14 +39,17 @@ inline void LocalWeights(const double weights[3][3], const std::uint8_t* const* 
     local[1][1] += moved;
 }
 
-/// Weights of which all neighbours that count have the same, so that each byte needs only two products.
+/// What weights have in common, so that a byte needs fewer products than nine.
 enum class Shape {
     Any,
-    Cross,  ///< none in the corners
-    Ring,   ///< all eight neighbours
+    Diagonal,  ///< only the centre counts, and the corners before and after it
+    Cross,     ///< the neighbours weigh the same, those in the corners nothing
+    Ring,      ///< all eight neighbours weigh the same
 };
 inline Shape ShapeOf(const double w[3][3]) {
     const double edge = w[0][1];
+    if (edge == 0 && w[0][2] == 0 && w[1][0] == 0 && w[1][2] == 0 && w[2][0] == 0 && w[2][1] == 0)
+        return Shape::Diagonal;
     if (w[1][0] != edge || w[1][2] != edge || w[2][1] != edge) return Shape::Any;
     const auto corners = [w](double weight) {
         return w[0][0] == weight && w[0][2] == weight && w[2][0] == weight && w[2][2] == weight;
@@ -224,27 +227,68 @@ HWY_INLINE V PixelAfter(D /*d*/, V here, V /*there*/) {
 }
 #endif
 
-/// Two vectors of sums as bytes; what is beyond a byte is held to it by the last step.
+/// So many vectors of sums are made side by side: a line of the nearest cache where the registers hold their states.
+#if HWY_TARGET <= HWY_AVX3
+constexpr std::size_t kAbreast = 8;
+#else
+constexpr std::size_t kAbreast = 4;
+#endif
+
+#if HWY_TARGET <= HWY_AVX3
+/// Two vectors of sums as 32-bit numbers, a lane of each in turn.
 template <class D, class V = hn::Vec<D>>
-HWY_INLINE void StoreSums(D /*d*/, V first, V second, std::uint8_t* to) {
-    const hn::Rebind<std::int32_t, D> d32;
-    const hn::Twice<decltype(d32)> two32;
-    const hn::Rebind<std::uint8_t, decltype(two32)> two8;
-    const auto whole = hn::Combine(two32, hn::DemoteTo(d32, second), hn::DemoteTo(d32, first));
-    hn::StoreU(hn::DemoteTo(two8, whole), two8, to);
+HWY_INLINE __m512i Pair(D /*d*/, V even, V odd) {
+    return _mm512_mask_shuffle_epi32(_mm512_cvttpd_epi64(even.raw), 0xAAAA, _mm512_cvttpd_epi64(odd.raw),
+                                     _MM_PERM_CCAA);
 }
+/// Stores pairs as bytes; what is beyond a byte is held to it.
+template <class D>
+HWY_INLINE void StorePairs(D /*d*/, const __m512i (&pairs)[kAbreast / 2], std::uint8_t* to) {
+    const __m512i mixed =
+        _mm512_packus_epi16(_mm512_packs_epi32(pairs[0], pairs[1]), _mm512_packs_epi32(pairs[2], pairs[3]));
+    const __m512i inBlock = _mm512_broadcast_i32x4(_mm_setr_epi8(0, 2, 1, 3, 4, 6, 5, 7, 8, 10, 9, 11, 12, 14, 13, 15));
+    alignas(64) static constexpr std::uint16_t kBlocks[32] = {0,  8,  16, 24, 1,  9,  17, 25, 2,  10, 18,
+                                                              26, 3,  11, 19, 27, 4,  12, 20, 28, 5,  13,
+                                                              21, 29, 6,  14, 22, 30, 7,  15, 23, 31};
+    _mm512_storeu_si512(to, _mm512_permutexvar_epi16(_mm512_load_si512(kBlocks), _mm512_shuffle_epi8(mixed, inBlock)));
+}
+#else
+template <class D>
+using Pairs = hn::Vec<hn::Twice<hn::Rebind<std::int32_t, D>>>;
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE Pairs<D> Pair(D /*d*/, V first, V second) {
+    const hn::Rebind<std::int32_t, D> d32;
+    return hn::Combine(hn::Twice<decltype(d32)>(), hn::DemoteTo(d32, second), hn::DemoteTo(d32, first));
+}
+template <class D>
+HWY_INLINE void StorePairs(D /*d*/, const Pairs<D> (&pairs)[kAbreast / 2], std::uint8_t* to) {
+    const hn::Twice<hn::Rebind<std::uint8_t, D>> d8;
+    for (std::size_t v = 0; v < kAbreast / 2; ++v) hn::StoreU(hn::DemoteTo(d8, pairs[v]), d8, to + v * hn::Lanes(d8));
+}
+#endif
+
+/// The bytes of sums that come one vector after the other.
+template <class D>
+class SumBytes {
+public:
+    HWY_INLINE void Add(std::size_t v, hn::Vec<D> sum) {
+        if (v % 2 == 0)
+            even_ = sum;
+        else
+            pairs_[v / 2] = Pair(D(), even_, sum);
+    }
+    HWY_INLINE void Store(std::uint8_t* to) const { StorePairs(D(), pairs_, to); }
+
+private:
+    hn::Vec<D> even_;
+    decltype(Pair(D(), even_, even_)) pairs_[kAbreast / 2];
+};
 
 /// Sums of bytes side by side, in vectors of doubles, on their way up the rows: each row of bytes is converted once and
 /// adds to three sums of a byte. It is the upper row of the first, the middle of the second, and the lower row of the
 /// third.
 template <Shape kShape>
-struct Column;
-
-/// Any weights.
-template <>
-struct Column<Shape::Any> {
-    static constexpr std::size_t kAbreast = 4;
-
+struct Column {
     template <class D>
     static void Make(D d, const double weights[3][3], const std::uint8_t* const* from, std::uint8_t* const* to,
                      std::size_t count, std::size_t at) {
@@ -253,46 +297,51 @@ struct Column<Shape::Any> {
         for (int i = 0; i < 9; ++i) w[i / 3][i % 3] = hn::Set(d, weights[i / 3][i % 3]);
         V one[kAbreast];  // have their lower row
         V two[kAbreast];  // have their lower and middle rows
-        V sum[kAbreast];  // have all
         for (std::size_t v = 0; v < kAbreast; ++v) one[v] = two[v] = hn::Zero(d);
         for (std::size_t row = 0; row < count + 2; ++row) {
+            SumBytes<D> bytes;
             for (std::size_t v = 0; v < kAbreast; ++v) {
                 const std::uint8_t* const here = from[row] + at + v * hn::Lanes(d);
                 const V left = WidenLanes(d, here);
                 const V centre = WidenLanes(d, here + 3);
                 const V right = WidenLanes(d, here + 6);
-                sum[v] = hn::Add(hn::Add(hn::Add(two[v], hn::Mul(w[2][0], left)), hn::Mul(w[2][1], centre)),
-                                 hn::Mul(w[2][2], right));
-                two[v] = hn::Add(hn::Add(hn::Add(one[v], hn::Mul(w[1][0], left)), hn::Mul(w[1][1], centre)),
-                                 hn::Mul(w[1][2], right));
-                one[v] = hn::Add(hn::Add(hn::Mul(w[0][0], left), hn::Mul(w[0][1], centre)), hn::Mul(w[0][2], right));
+                if constexpr (kShape == Shape::Diagonal) {  // products of 0 add nothing
+                    bytes.Add(v, hn::Add(two[v], hn::Mul(w[2][2], right)));
+                    two[v] = hn::Add(one[v], hn::Mul(w[1][1], centre));
+                    one[v] = hn::Mul(w[0][0], left);
+                } else {
+                    bytes.Add(v, hn::Add(hn::Add(hn::Add(two[v], hn::Mul(w[2][0], left)), hn::Mul(w[2][1], centre)),
+                                         hn::Mul(w[2][2], right)));
+                    two[v] = hn::Add(hn::Add(hn::Add(one[v], hn::Mul(w[1][0], left)), hn::Mul(w[1][1], centre)),
+                                     hn::Mul(w[1][2], right));
+                    one[v] =
+                        hn::Add(hn::Add(hn::Mul(w[0][0], left), hn::Mul(w[0][1], centre)), hn::Mul(w[0][2], right));
+                }
             }
-            for (std::size_t v = 0; v < kAbreast && row >= 2; v += 2)
-                StoreSums(d, sum[v], sum[v + 1], to[row - 2] + at + v * hn::Lanes(d));
+            if (row >= 2) bytes.Store(to[row - 2] + at);
         }
     }
 };
 
 /// All neighbours weigh the same: the products of a row are made once, and shifted by a pixel for the neighbours.
 template <Shape kShape>
-struct Column {
-    static constexpr std::size_t kAbreast = 4;
-
+requires(kShape == Shape::Cross || kShape == Shape::Ring) struct Column<kShape> {
     template <class D>
     static void Make(D d, const double weights[3][3], const std::uint8_t* const* from, std::uint8_t* const* to,
                      std::size_t count, std::size_t at) {
         using V = hn::Vec<D>;
         const V edge = hn::Set(d, weights[0][1]);
         const V middle = hn::Set(d, weights[1][1]);
-        V one[kAbreast], two[kAbreast], sum[kAbreast];  // as above
+        V one[kAbreast], two[kAbreast];  // as above
         for (std::size_t v = 0; v < kAbreast; ++v) one[v] = two[v] = hn::Zero(d);
         for (std::size_t row = 0; row < count + 2; ++row) {
-            const std::uint8_t* const bytes = from[row] + at;
+            const std::uint8_t* const in = from[row] + at;
             V before = edge, after = edge;  // the products to the left and to the right
-            V value = WidenLanes(d, bytes + 3);
+            V value = WidenLanes(d, in + 3);
             V product = hn::Mul(edge, value);
+            SumBytes<D> bytes;
             for (std::size_t v = 0; v < kAbreast; ++v) {
-                const std::uint8_t* const here = bytes + v * hn::Lanes(d);
+                const std::uint8_t* const here = in + v * hn::Lanes(d);
                 const bool last = v + 1 == kAbreast;
                 const V centre = hn::Mul(middle, value);
                 if (!last) value = WidenLanes(d, here + hn::Lanes(d) + 3);
@@ -302,18 +351,18 @@ struct Column {
                 const V right =
                     last || !kShifts ? hn::Mul(edge, WidenLanes(d, here + 6)) : PixelAfter(d, product, after);
                 if constexpr (kShape == Shape::Cross) {
-                    sum[v] = hn::Add(two[v], product);
+                    bytes.Add(v, hn::Add(two[v], product));
                     two[v] = hn::Add(hn::Add(hn::Add(one[v], left), centre), right);
                     one[v] = product;
                 } else {
-                    sum[v] = hn::Add(hn::Add(hn::Add(two[v], left), product), right);
+                    bytes.Add(v, hn::Add(hn::Add(hn::Add(two[v], left), product), right));
                     two[v] = hn::Add(hn::Add(hn::Add(one[v], left), centre), right);
                     one[v] = hn::Add(hn::Add(left, product), right);
                 }
                 before = product;
                 product = after;
-                if (row >= 2 && v % 2 == 1) StoreSums(d, sum[v - 1], sum[v], to[row - 2] + at + (v - 1) * hn::Lanes(d));
             }
+            if (row >= 2) bytes.Store(to[row - 2] + at);
         }
     }
 };
@@ -325,7 +374,7 @@ void ConvolveOpaque(const double weights[3][3], const std::uint8_t* const* from,
                     std::size_t count, std::size_t size) {
 #if HWY_TARGET != HWY_SCALAR
     const hn::ScalableTag<double> d;
-    const std::size_t step = Column<kShape>::kAbreast * hn::Lanes(d);
+    const std::size_t step = kAbreast * hn::Lanes(d);
     for (std::size_t at = 0; at + step <= size; at += step) Column<kShape>::Make(d, weights, from, to, count, at);
     if (size >= step) {  // the rows are not in place, so that bytes may be made twice
         if (size % step) Column<kShape>::Make(d, weights, from, to, count, size - step);
@@ -343,6 +392,8 @@ void ConvolveOpaqueRows(const double weights[3][3], const std::uint8_t* const* f
             return ConvolveOpaque<Shape::Cross>(weights, from, to, count, size);
         case Shape::Ring:
             return ConvolveOpaque<Shape::Ring>(weights, from, to, count, size);
+        case Shape::Diagonal:
+            return ConvolveOpaque<Shape::Diagonal>(weights, from, to, count, size);
         case Shape::Any:
             return ConvolveOpaque<Shape::Any>(weights, from, to, count, size);
     }
