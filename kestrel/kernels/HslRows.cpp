@@ -57,7 +57,7 @@ void SaturateRow(Row row, double factor) {
 }
 
 void ColourRow(Row row, const Colouring& c) {
-    const auto wide = [&c, colour = OneHue(c.colour.hue, c.colour.saturation)](auto d, auto p, std::size_t) HWY_ATTR {
+    const auto wide = [&c, colour = OneHue(c.colour.hue, c.colour.saturation)](auto d, auto p) HWY_ATTR {
         auto l = hn::Add(hn::Mul(LightnessLanes(d, p), hn::Set(d, c.scale)), hn::Set(d, c.offset));
         l = hn::Max(hn::Min(l, hn::Set(d, 2.0)), hn::Zero(d));
         auto over = colour(d, l);
@@ -78,7 +78,7 @@ void ColourRow(Row row, const Colouring& c) {
 
 void TwoColourRow(Row row, const TwoColours& duo) {
     const auto wide = [&duo, dark = OneHue(duo.dark.hue, duo.dark.saturation),
-                       bright = OneHue(duo.bright.hue, duo.bright.saturation)](auto d, auto p, std::size_t) HWY_ATTR {
+                       bright = OneHue(duo.bright.hue, duo.bright.saturation)](auto d, auto p) HWY_ATTR {
         const auto zero = hn::Zero(d);
         const auto one = hn::Set(d, 1.0);
         const auto l = LightnessLanes(d, p);

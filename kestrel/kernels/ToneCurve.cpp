@@ -84,7 +84,7 @@ bool LinearTable(std::span<const CurveNode> nodes, ByteTable& table) {
 
 ByteTable CurveTable(std::span<const CurveNode> nodes, bool linear) {
     ByteTable table = kIdentityTable;
-    constexpr CurveNode kStraight[] = {{0, 0}, {255, 255}};  // most curves of a set: tables are made for each request
+    constexpr CurveNode kStraight[] = {{0, 0}, {255, 255}};  // most curves of a set
     if (std::ranges::equal(nodes, kStraight)) return table;
     if (linear)
         LinearTable(nodes, table);

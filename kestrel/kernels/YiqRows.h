@@ -44,9 +44,6 @@ constexpr Bgr LuminancePixel(Bgr p, const ByteTable& luminance) {
     };
     return {channel(2), channel(1), channel(0)};
 }
-/// The same for a row, then each channel through its own table.
-void LuminanceCurveRow(Row row, const ByteTable& luminance, const ChannelTables& channels);
-
 /// The pixel with its luminance sent through a table, in single precision with the inverse as six rounded figures.
 constexpr Bgr OptimizePixel(Bgr p, const ByteTable& luminance) {
     const auto y = static_cast<float>(luminance[Luminance(p)]);
@@ -59,6 +56,17 @@ constexpr Bgr OptimizePixel(Bgr p, const ByteTable& luminance) {
     return {byte(y - 1.108177f * i + 1.705065f * q), byte(y - 0.271582f * i - 0.646874f * q),
             byte(y + 0.955688f * i + 0.619858f * q)};
 }
-void OptimizeRow(Row row, const ByteTable& luminance);
+
+using LuminanceRule = Bgr(Bgr, const ByteTable&);
+
+/// A table for the luminance with one of the above rules, for rows.
+struct LuminanceCurve {
+    LuminanceCurve(const ByteTable& table, LuminanceRule* made);
+
+    ByteTable tones;
+    LuminanceRule* rule;
+    std::array<ByteTable, 3> greys;  ///< what the rule makes of each grey: blue, green, red
+};
+void LuminanceRow(Row row, const LuminanceCurve& curve);
 
 }  // namespace kestrel::kernels

@@ -86,18 +86,15 @@ const std::vector<Form>& Forms() {
          }},
         {"LuminanceCurve",
          [](Numbers n) {
-             const ByteTable l = n.Table();
-             const ChannelTables t{n.Table(), kIdentityTable, n.Table()};
-             return std::pair{[=](auto row) { LuminanceCurveRow(row, l, t); },
-                              [=](Bgr p) {
-                                  const Bgr shifted = LuminancePixel(p, l);
-                                  return Bgr{t.blue[shifted.blue], shifted.green, t.red[shifted.red]};
-                              }};
+             const LuminanceCurve c(n.Table(), LuminancePixel);
+             return std::pair{[=](auto row) { LuminanceRow(row, c); },
+                              [=](Bgr p) { return LuminancePixel(p, c.tones); }};
          }},
         {"Optimize",
          [](Numbers n) {
-             const ByteTable l = n.Table();
-             return std::pair{[=](auto row) { OptimizeRow(row, l); }, [=](Bgr p) { return OptimizePixel(p, l); }};
+             const LuminanceCurve c(n.Table(), OptimizePixel);
+             return std::pair{[=](auto row) { LuminanceRow(row, c); },
+                              [=](Bgr p) { return OptimizePixel(p, c.tones); }};
          }},
         {"Gain",
          [](Numbers n) {

@@ -1,7 +1,5 @@
 #include "kestrel/filters/tone/GradCurvesFilter.h"
 
-#include "kestrel/kernels/YiqRows.h"
-
 namespace kestrel {
 namespace {
 
@@ -14,24 +12,30 @@ GradCurvesParameters Unlike() {
 
 }  // namespace
 
-CGradCurvesFilter::CGradCurvesFilter() : TwinFilter(Unlike()) {}
+CGradCurvesFilter::CGradCurvesFilter() : TwinFilter(Unlike()) { RebuildTables(); }
+
+void CGradCurvesFilter::RebuildTables() {
+    const auto make = [this](std::size_t curve) {
+        return kernels::CurveTable(Active().curves[curve].Nodes(), Active().linear);
+    };
+    const kernels::ByteTable master = make(0);
+    channels_ = {.blue = make(3), .green = make(2), .red = make(1)};
+    if (Active().yiqOn)
+        luminance_ = kernels::LuminanceCurve(master, kernels::LuminancePixel);
+    else
+        channels_ = {kernels::Composed(master, channels_.blue), kernels::Composed(master, channels_.green),
+                     kernels::Composed(master, channels_.red)};
+}
 
 FilterResult CGradCurvesFilter::MakePixels(const PixelRequest& request) {
     return InPlacePasses(request, [&] { return Active().filterOn ? WorkCurves(request) : kDone; });
 }
 
 FilterResult CGradCurvesFilter::WorkCurves(const PixelRequest& request) const {
-    const auto make = [this](std::size_t curve) {
-        return kernels::CurveTable(Active().curves[curve].Nodes(), Active().linear);
-    };
-    const kernels::ByteTable master = make(0);
-    kernels::ChannelTables tables{.blue = make(3), .green = make(2), .red = make(1)};
-    if (Active().yiqOn)
-        return WalkRows(request,
-                        [&](std::span<std::uint8_t> pixels) { kernels::LuminanceCurveRow(pixels, master, tables); });
-    tables = {kernels::Composed(master, tables.blue), kernels::Composed(master, tables.green),
-              kernels::Composed(master, tables.red)};
-    return WalkRows(request, [&](std::span<std::uint8_t> pixels) { kernels::ChannelTablesRow(pixels, tables); });
+    return WalkRows(request, [this](std::span<std::uint8_t> pixels) {
+        if (Active().yiqOn) kernels::LuminanceRow(pixels, luminance_);
+        kernels::ChannelTablesRow(pixels, channels_);
+    });
 }
 
 }  // namespace kestrel

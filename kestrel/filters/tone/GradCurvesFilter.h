@@ -3,6 +3,7 @@
 
 #include "kestrel/filters/tone/CurveSlots.h"
 #include "kestrel/framework/TwinFilter.h"
+#include "kestrel/kernels/YiqRows.h"
 
 namespace kestrel {
 
@@ -84,11 +85,16 @@ class CGradCurvesFilter final : public TwinFilter<GradCurvesParameters, kGradCur
 public:
     CGradCurvesFilter();
 
+    void RebuildTables() override;
+
 protected:
     FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
     FilterResult WorkCurves(const PixelRequest& request) const;
+
+    kernels::ChannelTables channels_;  ///< with the master curve, unless that works on the luminance
+    kernels::LuminanceCurve luminance_{kernels::kIdentityTable, kernels::LuminancePixel};
 };
 
 }  // namespace kestrel

@@ -2,7 +2,6 @@
 
 #include "kestrel/filters/tone/ToneTables.h"
 #include "kestrel/kernels/ToneCurve.h"
-#include "kestrel/kernels/YiqRows.h"
 
 namespace kestrel {
 namespace {
@@ -20,16 +19,17 @@ kernels::ByteTable ToneSpline(std::int32_t highlights, std::int32_t shadows) {
 }  // namespace
 
 void COptimizeFilter::RebuildTables() {
-    ToneCurve = kernels::Composed(ToneSpline(Active().slider2, Active().slider3),
-                                  PowerTable(ToneExponent(Active().slider1, 125.0, 25.0)));
+    const kernels::ByteTable table = kernels::Composed(ToneSpline(Active().slider2, Active().slider3),
+                                                       PowerTable(ToneExponent(Active().slider1, 125.0, 25.0)));
+    ToneCurve = kernels::LuminanceCurve(table, kernels::OptimizePixel);
 }
 
 FilterResult COptimizeFilter::MakePixels(const PixelRequest& request) {
     if (Active().slider4 == 0)
-        return InPlace(request, [this](std::span<std::uint8_t> pixels) { kernels::OptimizeRow(pixels, ToneCurve); });
+        return InPlace(request, [this](std::span<std::uint8_t> pixels) { kernels::LuminanceRow(pixels, ToneCurve); });
     const double factor = kernels::SatFactor(Active().slider4 * 0.8);
     return InPlace(request, [this, factor](std::span<std::uint8_t> pixels) {
-        kernels::OptimizeRow(pixels, ToneCurve);
+        kernels::LuminanceRow(pixels, ToneCurve);
         kernels::SaturateRow(pixels, factor);
     });
 }

@@ -1,6 +1,6 @@
 #pragma once
 #include "kestrel/framework/TwinFilter.h"
-#include "kestrel/kernels/ByteTable.h"
+#include "kestrel/kernels/YiqRows.h"
 
 namespace kestrel {
 
@@ -39,7 +39,7 @@ protected:
     FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
-    kernels::ByteTable ToneCurve = kernels::kIdentityTable;
+    kernels::LuminanceCurve ToneCurve{kernels::kIdentityTable, kernels::OptimizePixel};
 };
 
 }  // namespace kestrel
