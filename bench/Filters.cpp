@@ -81,7 +81,7 @@ public:
         return last_->TransformArea(0, first, 0, first, out.Width(), count, out.Rows(), out.MaskRows());
     }
 
-    bool CutsIntoBands() const { return ServesBands(last_.get()); }
+    int RowsToAskFor(const CWorkImage& out) const { return RowsAtOnce(last_.get(), out.Width(), out.Height()); }
     /// May several lines share the work?
     bool IsRowByRow() const { return rowByRow_; }
 
@@ -107,7 +107,7 @@ public:
         Line& first = lines_.front();
         const HelperThreads passes(first.IsRowByRow() ? 1 : static_cast<int>(lines_.size()));
         first.Start(picture, out);
-        BandWork work(out->Height(), first.CutsIntoBands() ? BandRows(out->Width()) : out->Height());
+        BandWork work(out->Height(), first.RowsToAskFor(*out));
         const auto take = [&](Line& line) {
             work.Take([&](int row, int count) { return line.Ask(row, count, *out); });
         };

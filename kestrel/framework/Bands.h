@@ -13,6 +13,9 @@ public:
     /// May a request be made as one for each band of its rows, with the bytes of the whole request and about the same
     /// work? True only when that holds for all links upstream.
     virtual bool ServesBands() const = 0;
+    /// Will the next request make the whole output, whatever part of it is asked for? Who wants all of it had better
+    /// ask at once: then each row is copied as soon as it is made.
+    virtual bool MakesWhole() const { return false; }
     /// Does every request that is done fill all of its rows that lie inside the output, with mask bytes that are 0? By
     /// the geometry of the last update; false where that is not known.
     virtual bool IsOpaque() const = 0;
@@ -37,6 +40,12 @@ inline bool IsOpaque(const IFilterPixels* link) {
 inline int BandRows(int width) {
     constexpr int kBandBytes = 256 * 1024;
     return std::clamp(kBandBytes / 4 / std::max(width, 1), 1, 1024);
+}
+
+/// Rows to ask a link for at a time, of an output of which all is wanted.
+inline int RowsAtOnce(const IFilterPixels* link, int width, int height) {
+    const auto* const known = dynamic_cast<const BandLink*>(link);
+    return known && known->ServesBands() && !known->MakesWhole() ? BandRows(width) : height;
 }
 
 }  // namespace kestrel

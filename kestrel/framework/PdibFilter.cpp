@@ -18,48 +18,6 @@ namespace {
 /// Guards the compare and increment of version numbers, for all filters of the process. Never held during a call.
 std::mutex versionGuard;
 
-/// Rows of a picture as they were before it was worked in place, with a hidden pixel at either end. Rows below the
-/// first are hidden.
-class OldRows {
-public:
-    explicit OldRows(std::size_t width) : width_(width) {
-        Hide();
-        Hide();
-    }
-    void Add(kernels::ConstMaskedRow from) {
-        Row& row = Next();
-        std::copy_n(from.pixels.data(), from.pixels.size(), row.pixels.data() + 3);
-        std::copy_n(from.mask.data(), from.mask.size(), row.mask.data() + 1);
-    }
-    void Hide() { std::ranges::fill(Next().mask, kHidden); }
-    /// Forgets all rows but the last two.
-    void KeepTwo() {
-        std::swap(rows_[0], rows_[views_.size() - 2]);
-        std::swap(rows_[1], rows_[views_.size() - 1]);
-        views_.clear();
-        for (std::size_t i = 0; i < 2; ++i) views_.push_back({rows_[i].pixels, rows_[i].mask});
-    }
-    std::span<const kernels::ConstMaskedRow> All() const { return views_; }
-
-private:
-    static constexpr std::uint8_t kHidden = 255;
-    struct Row {
-        std::vector<std::uint8_t> pixels;
-        std::vector<std::uint8_t> mask;
-    };
-    Row& Next() {
-        if (views_.size() == rows_.size())
-            rows_.push_back({std::vector<std::uint8_t>((width_ + 2) * 3), std::vector(width_ + 2, kHidden)});
-        Row& row = rows_[views_.size()];
-        views_.push_back({row.pixels, row.mask});
-        return row;
-    }
-
-    std::size_t width_;
-    std::vector<Row> rows_;
-    std::vector<kernels::ConstMaskedRow> views_;  ///< of the rows in use
-};
-
 }  // namespace
 
 CPdibFilter::CPdibFilter(const Description& description)
@@ -432,29 +390,43 @@ void CPdibFilter::EnsureWorkImages(int workWidth, int workHeight, int cacheWidth
     if (EnsureImage(m_Cache, cacheWidth, cacheHeight)) m_Cache->Clear();  // what no input covers is nothing
 }
 
+PixelRequest CPdibFilter::InsideOutput(PixelRequest request) const {
+    const bool starts = request.srcX >= 0 && request.srcY >= 0;
+    request.width = starts ? std::min(request.width, m_Out.Width - request.srcX) : 0;
+    request.height = starts ? std::min(request.height, m_Out.Height - request.srcY) : 0;
+    return request;
+}
+
 FilterResult CPdibFilter::ConvolveRegion3x3(const double kernel[3][3], int bias, const PixelRequest& request) {
-    return CachedWhole(request, [&] {
-        const auto width = static_cast<std::size_t>(m_InActive.Width);
-        const auto row = [&](int y) -> kernels::MaskedRow {
+    return CachedByRows(request, [&](const auto& made) -> FilterResult {
+        // The input goes so far above the output that no row is written over before all rows of a band that need it are
+        // made, between two rows of nothing.
+        const int count = fetched_.count;
+        const int above = std::min(FetchedAtOnce(), count) + 2;
+        EnsureImage(m_Cache, m_InActive.Width, above + count + 1);
+        m_Cache->ClearRows(above - 1, 1);
+        m_Cache->ClearRows(above + count, 1);
+        const auto row = [this](int y) -> kernels::MaskedRow {
+            const auto width = static_cast<std::size_t>(m_InActive.Width);
             return {{m_Cache->Rows()[y], width * 3}, {m_Cache->MaskRows()[y], width}};
         };
-        OldRows old(width);
-        std::vector<kernels::MaskedRow> made;
-        return FetchIntoCache([&](int first, int end) {
-            made.clear();
-            if (first > 0) made.push_back(row(first - 1));  // has waited for its upper neighbour
-            for (int y = first; y < end; ++y) {
+        const RowSpan wanted = WantedRows(request);
+        const int last = std::clamp(wanted.End() - cachedFrom_, 0, count);
+        int next = std::clamp(wanted.first - cachedFrom_, 0, last);
+        std::vector<kernels::ConstMaskedRow> from;
+        std::vector<kernels::MaskedRow> to;
+        return FetchRows(fetched_, *m_Cache, 0, above, true, [&](int, int end) -> FilterResult {
+            const int complete = std::min(end < count ? end - 1 : end, last);  // the others wait for an upper neighbour
+            if (next >= complete) return kDone;
+            from.clear();
+            to.clear();
+            for (int y = next - 1; y <= complete; ++y) from.push_back(row(above + y));
+            for (; next < complete; ++next) {
                 if (Aborted()) return kNotDone;
-                old.Add(row(y));
-                made.push_back(row(y));
+                to.push_back(row(next));
             }
-            if (end == fetched_.count)
-                old.Hide();
-            else
-                made.pop_back();
-            kernels::ConvolveRows3x3(kernel, bias, old.All().last(made.size() + 2), made);
-            old.KeepTwo();
-            return kDone;
+            kernels::ConvolveRows3x3(kernel, bias, from, to);
+            return made(next);
         });
     });
 }

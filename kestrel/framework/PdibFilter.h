@@ -52,6 +52,7 @@ public:
         return !description_.measuresRequest && (!inBands_ || description_.reach == 0) &&
                kestrel::ServesBands(m_Upstream.get());
     }
+    bool MakesWhole() const override { return description_.reach > 0 && !inBands_ && IsStale(); }
     bool IsOpaque() const override {
         return description_.reach >= 0 && !description_.hides && kestrel::IsOpaque(m_Upstream.get());
     }
@@ -157,6 +158,11 @@ protected:
     /// each delivered row goes through.
     template <class Compute, class Prepare>
     FilterResult CachedWhole(const PixelRequest& request, const Compute& compute, const Prepare& prepare);
+    /// The same for a filter that makes its rows one after the other: `compute(made)` calls `made(end)` whenever the
+    /// rows of the cache below `end` are what they will be, and goes on if that returns `S_OK`. Those that the request
+    /// asks for are copied then, while the nearer caches hold them.
+    template <class Compute>
+    FilterResult CachedByRows(const PixelRequest& request, const Compute& compute);
     /// The same for a cache that is not the output yet: `deliver(inside)` makes the part of the request that lies
     /// inside the output picture of it, whenever it is asked for, and returns `S_OK` when done.
     template <class Compute, class Deliver>
@@ -246,6 +252,13 @@ private:
     /// each row that may not be filled gets 0 and a mask of 255 first: what no input covers is nothing.
     template <class Rows>
     FilterResult FetchRows(RowSpan from, CWorkImage& image, int x, int y, bool clear, const Rows& rows);
+    /// The most rows that `FetchRows` gets before it calls `rows`.
+    int FetchedAtOnce() const { return inBands_ ? std::max(fetched_.count, 1) : BandRows(m_InActive.Width); }
+    /// The part of a request that lies inside the output picture; empty when its corner lies outside.
+    PixelRequest InsideOutput(PixelRequest request) const;
+    /// Copies what a request asks for from the cache, from the last row to the first, each row through `rule(pixels)`.
+    template <class RowRule>
+    FilterResult CopyCached(PixelRequest inside, const RowRule& rule) const;
     /// Keeps or remakes one picture, as `EnsureWorkImages` says; true when a new one was made, of undefined bytes.
     static bool EnsureImage(std::unique_ptr<CWorkImage>& image, int width, int height);
     /// Drops the pictures upstream where nobody will ask for them again.
@@ -301,32 +314,46 @@ FilterResult CPdibFilter::CachedPass(const PixelRequest& request, const Compute&
         if (const FilterResult result = compute(); result.Failed()) return result;
         ReleaseUpstream();
     }
-    if (!m_Cache || request.srcX < 0 || request.srcY < 0) return Finished(S_OK);
-    PixelRequest inside = request;
-    inside.width = std::min(request.width, m_Out.Width - request.srcX);
-    inside.height = std::min(request.height, m_Out.Height - request.srcY);
-    return Finished(inside.width > 0 ? deliver(inside) : kDone);
+    const PixelRequest inside = InsideOutput(request);
+    return Finished(m_Cache && inside.width > 0 ? deliver(inside) : kDone);
 }
 
 template <class Compute, class Prepare>
 FilterResult CPdibFilter::CachedWhole(const PixelRequest& request, const Compute& compute, const Prepare& prepare) {
-    return CachedPass(request, compute, [&](PixelRequest inside) {
-        inside.width = std::min(inside.width, m_Cache->Width() - inside.srcX);
-        inside.height = std::min(inside.height, m_Cache->Height() - (inside.srcY - cachedFrom_));
-        if (inside.width <= 0) return kDone;
-        const auto rule = prepare();
-        return WalkRows(inside, [&](int y, std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
-            std::copy_n(m_Cache->Rows()[y - cachedFrom_] + std::ptrdiff_t{inside.srcX} * 3, pixels.size(),
-                        pixels.begin());
-            std::copy_n(m_Cache->MaskRows()[y - cachedFrom_] + inside.srcX, mask.size(), mask.begin());
-            rule(pixels);
-        });
+    return CachedPass(request, compute, [&](const PixelRequest& inside) { return CopyCached(inside, prepare()); });
+}
+
+template <class Compute>
+FilterResult CPdibFilter::CachedByRows(const PixelRequest& request, const Compute& compute) {
+    int copied = 0;  // what the request wants of the output's rows below it is done
+    const auto copyBelow = [&](int end) {
+        const PixelRequest inside = InsideOutput(request);
+        const int first = std::max(copied - inside.srcY, 0);
+        const int count = std::min(end - inside.srcY, inside.height);
+        if (inside.width <= 0 || first >= count) return kDone;
+        copied = inside.srcY + count;
+        return CopyCached(inside.Part(first, count), [](std::span<std::uint8_t>) {});
+    };
+    return CachedPass(
+        request, [&] { return compute([&](int end) { return copyBelow(cachedFrom_ + end); }); },
+        [&](const PixelRequest&) { return copyBelow(m_Out.Height); });
+}
+
+template <class RowRule>
+FilterResult CPdibFilter::CopyCached(PixelRequest inside, const RowRule& rule) const {
+    inside.width = std::min(inside.width, m_Cache->Width() - inside.srcX);
+    inside.height = std::min(inside.height, m_Cache->Height() - (inside.srcY - cachedFrom_));
+    if (inside.width <= 0) return kDone;
+    return WalkRows(inside, [&](int y, std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
+        std::copy_n(m_Cache->Rows()[y - cachedFrom_] + std::ptrdiff_t{inside.srcX} * 3, pixels.size(), pixels.begin());
+        std::copy_n(m_Cache->MaskRows()[y - cachedFrom_] + inside.srcX, mask.size(), mask.begin());
+        rule(pixels);
     });
 }
 
 template <class Rows>
 FilterResult CPdibFilter::FetchRows(RowSpan from, CWorkImage& image, int x, int y, bool clear, const Rows& rows) {
-    const int band = BandRows(m_InActive.Width);
+    const int band = FetchedAtOnce();
     const bool cleared = clear && !kestrel::IsOpaque(m_Upstream.get());
     const int fetched = kestrel::ServesBands(m_Upstream.get()) ? band : std::max(from.count, 1);
     int row = 0;

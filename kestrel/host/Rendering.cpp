@@ -360,9 +360,10 @@ FilterResult Rendering::RenderInto(Picture& result, bool inBands) {
                                                          maskRows.data());
         });
     };
-    const bool whole = !inBands && !ServesBands(sink_->Upstream());
-    BandWork work(result.Height(),
-                  inBands ? BandHeight({0, result.Height()}, result.Width()) : BandRows(result.Width()));
+    const int rowsAtOnce = inBands ? BandHeight({0, result.Height()}, result.Width())
+                                   : RowsAtOnce(sink_->Upstream(), result.Width(), result.Height());
+    const bool whole = !inBands && rowsAtOnce >= result.Height();
+    BandWork work(result.Height(), rowsAtOnce);
     const int helperCount = whole ? 0 : HelperCount(work.Count(), inBands);
     const HelperThreads passes(helperCount == 0 ? threads_ : 1);
     if (whole) return ask(*this, 0, result.Height());

@@ -421,8 +421,7 @@ void CopyCentreMask(const std::array<ConstMaskedRow, 3>& from, MaskedRow to) {
     std::copy_n(from[1].mask.data() + 1, to.mask.size(), to.mask.data());
 }
 
-/// Is no pixel of a row missing, but for the first and the last?
-bool IsWhole(ConstMaskedRow row) { return !std::memchr(row.mask.data() + 1, 255, row.mask.size() - 2); }
+bool IsWhole(ConstMaskedRow row) { return !std::memchr(row.mask.data(), 255, row.mask.size()); }
 
 /// Are all sums so small that 32 bits hold them?
 bool IsTame(const double weights[3][3]) {
@@ -431,9 +430,6 @@ bool IsTame(const double weights[3][3]) {
     return maximum < 0x7F000000;  // never true of NaN
 }
 
-ConstMaskedRow Part(ConstMaskedRow row, std::size_t first, std::size_t count) {
-    return {row.pixels.subspan(first * 3, count * 3), row.mask.subspan(first, count)};
-}
 MaskedRow Part(MaskedRow row, std::size_t first, std::size_t count) {
     return {row.pixels.subspan(first * 3, count * 3), row.mask.subspan(first, count)};
 }
@@ -463,36 +459,60 @@ void ConvolveRow3x3(const double weights[3][3], int bias, const std::array<Const
     CopyCentreMask(from, to);
 }
 
+namespace {
+
+/// The three rows around a row of `to`.
+std::array<ConstMaskedRow, 3> Around(std::span<const ConstMaskedRow> from, std::size_t y) {
+    return {from[y], from[y + 1], from[y + 2]};
+}
+
+/// All pixels of a row but the first and the last.
+void ConvolveMiddle(const double weights[3][3], int bias, const std::array<ConstMaskedRow, 3>& from, MaskedRow to) {
+    if (to.mask.size() > 2) ConvolveRow3x3(weights, bias, from, Part(to, 1, to.mask.size() - 2));
+}
+
+/// The first and the last pixel of a row, beside which nothing is.
+void ConvolveEnds(const double weights[3][3], int bias, const std::array<ConstMaskedRow, 3>& from, MaskedRow to) {
+    const std::size_t width = to.mask.size();
+    for (std::size_t x = 0; x < width; x += std::max<std::size_t>(width - 1, 1)) {
+        std::uint8_t pixels[3][9] = {};
+        std::uint8_t masks[3][3] = {{255, 255, 255}, {255, 255, 255}, {255, 255, 255}};
+        const std::size_t first = x > 0 ? x - 1 : 0;
+        const std::size_t count = std::min(x + 2, width) - first;
+        for (std::size_t i = 0; i < 3; ++i) {
+            std::copy_n(from[i].pixels.data() + first * 3, count * 3, pixels[i] + (first + 1 - x) * 3);
+            std::copy_n(from[i].mask.data() + first, count, masks[i] + (first + 1 - x));
+        }
+        ConvolveRow3x3Plain(weights, bias, {{{pixels[0], masks[0]}, {pixels[1], masks[1]}, {pixels[2], masks[2]}}},
+                            Part(to, x, 1));
+    }
+}
+
+}  // namespace
+
 HWY_EXPORT(ConvolveOpaqueRows);
 void ConvolveRows3x3(const double weights[3][3], int bias, std::span<const ConstMaskedRow> from,
                      std::span<const MaskedRow> to) {
     constexpr std::size_t kMaxRows = 32;  // at once, so that their lines stay in the nearest cache
     const std::size_t width = to.empty() ? 0 : to[0].mask.size();
     const bool fits = width > 2 && bias == 0 && IsTame(weights);
-    const auto single = [&](std::size_t y, std::size_t first, std::size_t count) {
-        ConvolveRow3x3(
-            weights, bias,
-            {Part(from[y], first, count + 2), Part(from[y + 1], first, count + 2), Part(from[y + 2], first, count + 2)},
-            Part(to[y], first, count));
-    };
     for (std::size_t y = 0; y < to.size();) {
         std::size_t whole = 0;  // rows from `y` on
         while (fits && y + whole < from.size() && whole < kMaxRows + 2 && IsWhole(from[y + whole])) ++whole;
         if (whole < 3) {
-            single(y++, 0, width);
+            ConvolveMiddle(weights, bias, Around(from, y), to[y]);
+            ConvolveEnds(weights, bias, Around(from, y), to[y]);
+            ++y;
             continue;
         }
         const std::uint8_t* bytes[kMaxRows + 2];
         std::uint8_t* out[kMaxRows];
-        for (std::size_t row = 0; row < whole; ++row) bytes[row] = from[y + row].pixels.data() + 3;
-        for (std::size_t row = 0; row < whole - 2; ++row) {
-            out[row] = to[y + row].pixels.data() + 3;
-            CopyCentreMask({from[y + row], from[y + row + 1], from[y + row + 2]}, to[y + row]);
-        }
+        for (std::size_t row = 0; row < whole; ++row) bytes[row] = from[y + row].pixels.data();
+        for (std::size_t row = 0; row < whole - 2; ++row) out[row] = to[y + row].pixels.data() + 3;
         HWY_DYNAMIC_DISPATCH(ConvolveOpaqueRows)(weights, bytes, out, whole - 2, (width - 2) * 3);
-        for (std::size_t row = 0; row < whole - 2; ++row) {  // whose neighbour may be missing
-            single(y + row, 0, 1);
-            single(y + row, width - 1, 1);
+        for (std::size_t row = 0; row < whole - 2; ++row) {
+            std::ranges::copy(from[y + row + 1].mask, to[y + row].mask.data());
+            ConvolveEnds(weights, bias, Around(from, y + row), to[y + row]);
         }
         y += whole - 2;
     }

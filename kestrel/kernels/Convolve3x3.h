@@ -12,8 +12,9 @@ namespace kestrel::kernels {
 /// the centre is copied. Weights may be any doubles. Same bytes on every CPU.
 void ConvolveRow3x3(const double weights[3][3], int bias, const std::array<ConstMaskedRow, 3>& from, MaskedRow to);
 
-/// The same for rows on top of each other: `from` has two rows more than `to`, the lowest first. Where no neighbour is
-/// missing each byte is converted once for the three rows that it is a neighbour in. `to` overlaps nothing of `from`.
+/// The same for rows on top of each other, which are as long as those of `from`: beyond their ends all neighbours are
+/// missing. `from` has two rows more than `to`, the lowest first. Where no neighbour is missing each byte is converted
+/// once for the three rows that it is a neighbour in. `to` overlaps nothing of `from`.
 void ConvolveRows3x3(const double weights[3][3], int bias, std::span<const ConstMaskedRow> from,
                      std::span<const MaskedRow> to);
 

@@ -19,6 +19,8 @@ public:
     /// Repairs what can be, now that the rows below `end` are there. False when aborted, which is looked for before
     /// each row.
     [[nodiscard]] bool Continue(int end, const AbortFlag& abort);
+    /// The rows below this one are repaired.
+    int Done() const { return done_; }
 
 private:
     void Repair(int y);

@@ -170,6 +170,30 @@ TEST(Catalogue, FiltersThatKeepTheirPictureAskForTheWholeInputOnce) {
     }
 }
 
+TEST(Catalogue, BandsOfRowsLeaveNoTrace) {
+    Picture wide = Picture::Random(2000, 80, 3, false);
+    for (int y = 30; y < 36; ++y) wide.Set(1010 + y % 3, y, Pixel{9, 9, 9, 255});
+    constexpr int kLeft = 1000, kWidth = 40, kReach = 5;
+    ASSERT_LT(BandRows(wide.Width()), 35);
+    ASSERT_GT(BandRows(kWidth + 2 * kReach), wide.Height());
+    for (const char* progId : {"TMFilter.Sharpen.1", "TMFilter.Blur.1", "TMFilter.Emboss.1", "TMFilter.Staub.1"}) {
+        const std::string text(FindTellingSetting(progId)->text);
+        const Picture part = wide.Cut(kLeft - kReach, 0, kWidth + 2 * kReach, wide.Height());
+        const Picture inOneBand = test::Apply(progId, text.c_str(), part);
+        Line line(wide);
+        line.Add(progId, text.c_str());
+        for (const bool servesBands : {false, true})
+            for (const auto& [first, count] : {std::pair{0, 80}, {20, 50}, {70, 10}, {34, 1}}) {
+                line.source->servesBands = servesBands;
+                line.source->SetPicture(wide);
+                EXPECT_EQ(
+                    line.Render(kLeft, first, kWidth, count).Difference(inOneBand.Cut(kReach, first, kWidth, count)),
+                    "")
+                    << progId << " from row " << first << (servesBands ? ", fetched in bands" : "");
+            }
+    }
+}
+
 TEST(Catalogue, AKeptPictureIsAtMostFourTimesTooLarge) {
     struct Access : CPdibFilter {
         static const CWorkImage& Cache(IFilterObject& filter) {

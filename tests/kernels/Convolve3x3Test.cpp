@@ -97,7 +97,7 @@ TEST_P(Convolve3x3Test, RowsOnTopOfEachOtherAreThoseOneByOne) {
             for (const unsigned holes : {0u, 1u, 4000u}) {  // none, in one row, in any
                 std::vector<Bytes> colour(count + 2, Bytes((width + 2) * 3));
                 std::vector<Bytes> mask(count + 2, Bytes(width + 2));
-                std::vector<ConstMaskedRow> from;
+                std::vector<ConstMaskedRow> from, framed;  // the frame is what lies beyond the ends
                 for (std::size_t y = 0; y < count + 2; ++y) {
                     for (auto& byte : colour[y]) byte = static_cast<std::uint8_t>(random());
                     for (auto& byte : mask[y])
@@ -105,7 +105,8 @@ TEST_P(Convolve3x3Test, RowsOnTopOfEachOtherAreThoseOneByOne) {
                                                                   : static_cast<std::uint8_t>(random() % 255);
                     if (holes == 1 && y == count / 2) mask[y][width / 2] = 255;
                     mask[y].front() = mask[y].back() = 255;
-                    from.push_back({colour[y], mask[y]});
+                    framed.push_back({colour[y], mask[y]});
+                    from.push_back({framed[y].pixels.subspan(3, width * 3), framed[y].mask.subspan(1, width)});
                 }
                 double weights[3][3];
                 MixWithIdentity(ConvolutionKernels[kernel++ % 11], static_cast<double>(random() % 200), weights);
@@ -120,7 +121,7 @@ TEST_P(Convolve3x3Test, RowsOnTopOfEachOtherAreThoseOneByOne) {
                         return {{&all[y * width * 4], width * 3}, {&all[y * width * 4 + width * 3], width}};
                     };
                     to.push_back(row(out));
-                    ConvolveRow3x3Plain(weights, bias, {from[y], from[y + 1], from[y + 2]}, row(want));
+                    ConvolveRow3x3Plain(weights, bias, {framed[y], framed[y + 1], framed[y + 2]}, row(want));
                 }
                 ConvolveRows3x3(weights, bias, from, to);
                 ASSERT_EQ(out, want) << width << " x " << count << ", holes " << holes;

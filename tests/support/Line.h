@@ -21,11 +21,14 @@ public:
     /// Replaces the picture; consumers see a new version.
     void SetPicture(Picture picture);
 
+    bool ServesBands() const override { return servesBands; }
+
     FilterGeometry& geometry = Geometry();  ///< sizes follow the picture
-    int requests = 0;                       ///< calls of `TransformArea`
-    int failing = 0;                        ///< number of the request, from 1 on, that fails without a pixel
-    HRESULT result = S_OK;                  ///< what `TransformArea` answers
-    std::function<void()> afterRequest;     ///< runs at the end of each `TransformArea`, to abort in the middle
+    bool servesBands = false;
+    int requests = 0;                    ///< calls of `TransformArea`
+    int failing = 0;                     ///< number of the request, from 1 on, that fails without a pixel
+    HRESULT result = S_OK;               ///< what `TransformArea` answers
+    std::function<void()> afterRequest;  ///< runs at the end of each `TransformArea`, to abort in the middle
 
 private:
     ~Source() = default;

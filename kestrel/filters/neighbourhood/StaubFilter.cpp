@@ -7,16 +7,14 @@
 namespace kestrel {
 
 FilterResult CStaubFilter::MakePixels(const PixelRequest& request) {
-    return CachedWhole(request, [this] { return Repair(); });
-}
-
-FilterResult CStaubFilter::Repair() {
     // The size is the pending one, the tolerance the active one; a commit makes them agree.
     const kernels::DustRule rule{Pending().maximumRegionSize, Active().grayTolerance};
-    std::optional<passes::DustRepair> repair;  // made when the cache is there
-    return FetchIntoCache([&](int, int end) {
-        if (!repair) repair.emplace(passes::PlanesOf(*m_Cache, m_InActive.Width, FetchedRows().count), rule);
-        return repair->Continue(end, m_Abort) ? kDone : kNotDone;
+    return CachedByRows(request, [&](const auto& made) {
+        std::optional<passes::DustRepair> repair;  // made when the cache is there
+        return FetchIntoCache([&](int, int end) -> FilterResult {
+            if (!repair) repair.emplace(passes::PlanesOf(*m_Cache, m_InActive.Width, FetchedRows().count), rule);
+            return repair->Continue(end, m_Abort) ? made(repair->Done()) : kNotDone;
+        });
     });
 }
 

@@ -33,10 +33,6 @@ inline constexpr Description kStaub{.progId = "TMFilter.Staub.1",
 class CStaubFilter final : public TwinFilter<StaubParameters, kStaubText, kStaub> {
 protected:
     FilterResult MakePixels(const PixelRequest& request) override;
-
-private:
-    /// Makes the cache from the input.
-    FilterResult Repair();
 };
 
 }  // namespace kestrel
