@@ -35,7 +35,7 @@ void EstimateGained(PartPlanes& planes, std::size_t pixels, const LuminanceGains
             const auto gained = hn::Add(hn::Mul(c, factor), hn::Set(d, 0.5f * kUnits + kWholeFloats));
             return hn::Min(gained, hn::Set(d, 255.5f * kUnits + kWholeFloats));
         };
-        open.Add(di, CutEstimates(d, {channel(p.blue), channel(p.green), channel(p.red)}, planes, k), k);
+        open.Set(di, CutEstimates(d, {channel(p.blue), channel(p.green), channel(p.red)}, planes, k), k);
     }
 }
 

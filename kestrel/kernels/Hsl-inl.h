@@ -175,19 +175,55 @@ HWY_INLINE void ChangeHsl(PartPlanes& planes, std::size_t pixels, bool keepsGrey
     }
 }
 
-#endif
+/// The extremes of the channels of pixels, as floats.
+template <class V>
+struct ExtremeLanes {
+    V max, sum, spread;
+};
 
-/// Pixels by their hue, lightness and saturation, as `ChangeHsl` takes them; `plain(Bgr)` does one pixel.
-template <class Change, class Plain>
-void MapHsl(Row row, [[maybe_unused]] bool keepsGreys, [[maybe_unused]] Change change, Plain plain) {
-#if HWY_TARGET == HWY_SCALAR
-    MapPixels(row, plain);
-#else
-    const auto part = [&](PartPlanes& planes, std::size_t pixels)
-                          HWY_ATTR { ChangeHsl(planes, pixels, keepsGreys, change); };
-    MapParts(row, part, plain);
-#endif
+template <class D, class V>
+HWY_INLINE ExtremeLanes<V> Extremes(D /*d*/, const BgrLanes<V>& p) {
+    const V max = hn::Max(hn::Max(p.red, p.green), p.blue);
+    const V min = hn::Min(hn::Min(p.red, p.green), p.blue);
+    return {max, hn::Add(max, min), hn::Sub(max, min)};
 }
+
+/// The parts of a row by an estimate: `units(d, ExtremeLanes, BgrLanes, at)` returns what `CutEstimates` takes of
+/// the pixels from `at` on.
+template <class Units>
+HWY_INLINE void EstimateHsl(PartPlanes& planes, std::size_t pixels, bool keepsGreys, const Units& units,
+                            OpenPixels& open) {
+    const hn::ScalableTag<float> d;
+    const hn::RebindToSigned<decltype(d)> di;
+    for (std::size_t k = 0; k < pixels; k += hn::Lanes(d)) {
+        const auto p = FloatLanes(d, planes.from, k);
+        const auto extremes = Extremes(d, p);
+        auto unsure = CutEstimates(d, units(d, extremes, p, k), planes, k);
+        if (keepsGreys) unsure = hn::And(unsure, hn::RebindMask(di, hn::Gt(extremes.spread, hn::Zero(d))));
+        open.Set(di, unsure, k);
+    }
+}
+
+/// Twice the distance of a lightness of 0..255 from black or white, whichever is nearer.
+template <class D, class V>
+HWY_INLINE V BaseLanes(D d, V sum) {
+    return hn::Min(sum, hn::Sub(hn::Set(d, 510.0f), sum));
+}
+
+/// Saturation times a factor of 0 to 256, above 1 taken as 1. Without rounding a channel c of a pixel whose extremes
+/// have the mean m becomes m + f (c - m), with a factor f that takes the saturation to 1 at most. In floats that is
+/// wrong by less than 1e-4; where the saturation is so small that the exact form takes the colour for a grey, by 3e-4.
+template <class D, class V>
+HWY_INLINE BgrLanes<V> SaturatedUnits(D d, const ExtremeLanes<V>& extremes, const BgrLanes<V>& p, V factor) {
+    // Greys come out as they are.
+    const V largest = hn::Div(BaseLanes(d, extremes.sum), hn::Max(extremes.spread, hn::Set(d, 1.0f)));
+    const V times = hn::Mul(hn::Min(factor, largest), hn::Set(d, kUnits));
+    const V mean = hn::Mul(extremes.sum, hn::Set(d, 0.5f));
+    const V middle = hn::Add(hn::Mul(mean, hn::Set(d, kUnits)), hn::Set(d, kWholeFloats));
+    const auto channel = [&](V c) HWY_ATTR { return hn::Add(hn::Mul(hn::Sub(c, mean), times), middle); };
+    return {channel(p.blue), channel(p.green), channel(p.red)};
+}
+#endif
 
 }  // namespace kestrel::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();

@@ -12,32 +12,6 @@
 HWY_BEFORE_NAMESPACE();
 namespace kestrel::kernels::HWY_NAMESPACE {
 
-#if HWY_TARGET != HWY_SCALAR
-/// Without rounding a channel c of a pixel whose extremes have the mean m becomes m + f (c - m), with a factor f that
-/// takes the saturation to 1 at most. In floats that is wrong by less than 1e-4; where the saturation is so small that
-/// the exact form takes the colour for a grey, by 3e-4.
-void EstimateSaturated(PartPlanes& planes, std::size_t pixels, float factor, OpenPixels& open) {
-    const hn::ScalableTag<float> d;
-    const hn::RebindToSigned<decltype(d)> di;
-    const auto units = hn::Set(d, kUnits);
-    for (std::size_t k = 0; k < pixels; k += hn::Lanes(d)) {
-        const auto p = FloatLanes(d, planes.from, k);
-        const auto max = hn::Max(hn::Max(p.red, p.green), p.blue);
-        const auto min = hn::Min(hn::Min(p.red, p.green), p.blue);
-        const auto sum = hn::Add(max, min);
-        const auto spread = hn::Sub(max, min);
-        const auto mean = hn::Mul(sum, hn::Set(d, 0.5f));
-        // Greys stay as they are, by any factor that is finite.
-        const auto largest = hn::Div(hn::Min(sum, hn::Sub(hn::Set(d, 510.0f), sum)), hn::Max(spread, hn::Set(d, 1.0f)));
-        const auto times = hn::Mul(hn::Min(hn::Set(d, factor), largest), units);
-        const auto middle = hn::Add(hn::Mul(mean, units), hn::Set(d, kWholeFloats));
-        const auto channel = [&](auto c) HWY_ATTR { return hn::Add(hn::Mul(hn::Sub(c, mean), times), middle); };
-        const auto unsure = CutEstimates(d, {channel(p.blue), channel(p.green), channel(p.red)}, planes, k);
-        open.Add(di, hn::And(unsure, hn::RebindMask(di, hn::Gt(spread, hn::Zero(d)))), k);
-    }
-}
-#endif
-
 void SaturateRow(Row row, double factor) {
     const auto plain = [factor](Bgr p) { return SaturatePixel(p, factor); };
 #if HWY_TARGET == HWY_SCALAR
@@ -46,12 +20,12 @@ void SaturateRow(Row row, double factor) {
     const auto change = [factor](auto d, auto& hsl) HWY_ATTR {
         hsl.saturation = hn::Min(hn::Max(hn::Mul(hsl.saturation, hn::Set(d, factor)), hn::Zero(d)), hn::Set(d, 1.0));
     };
-    // No pixel's saturation grows by more than the number of bytes before it is 1.
-    const auto held = static_cast<float>(std::min(std::max(factor, 0.0), 256.0));
+    const auto estimate = [held = HeldFactor(factor)](auto d, const auto& extremes, const auto& p, std::size_t)
+                              HWY_ATTR { return SaturatedUnits(d, extremes, p, hn::Set(d, held)); };
     MapEstimated(
         row,
-        [held](PartPlanes& planes, std::size_t pixels, OpenPixels& open)
-            HWY_ATTR { EstimateSaturated(planes, pixels, held, open); },
+        [&estimate](PartPlanes& planes, std::size_t pixels, OpenPixels& open)
+            HWY_ATTR { EstimateHsl(planes, pixels, true, estimate, open); },
         [&change](PartPlanes& planes, std::size_t pixels) HWY_ATTR { ChangeHsl(planes, pixels, true, change); }, plain);
 #endif
 }

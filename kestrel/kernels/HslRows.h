@@ -14,6 +14,9 @@ namespace kestrel::kernels {
 /// Factor on saturation for a slider of -100..100; 101 gives infinity, which saturates fully.
 constexpr double SatFactor(double slider) { return slider > 0 ? 101.0 / (101.0 - slider) : (slider + 100.0) / 100.0; }
 
+/// A factor on saturation for estimates: no saturation needs more than 255 to come to 1.
+constexpr float HeldFactor(double factor) { return factor > 0.0 ? static_cast<float>(std::min(factor, 256.0)) : 0.0f; }
+
 /// Multiplies the saturation, held within 0..1. Greys stay as they are.
 constexpr Bgr SaturatePixel(Bgr p, double factor) {
     const Hsl hsl = RgbToHsl(p.red, p.green, p.blue);

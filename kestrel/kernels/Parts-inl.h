@@ -46,8 +46,8 @@ HWY_INLINE void ForBytes(std::size_t size, const Step& step) {
     for (; k < size; k += kBlock) step(small, k);
 }
 
-/// Pixels by parts: `part(planes, pixels)` makes `to` from `from` for a multiple of `kBlock` pixels, `plain(Bgr)` does
-/// one pixel.
+/// Pixels by parts: `part(planes, pixels, at)` makes `to` from `from` for a multiple of `kBlock` pixels of the row,
+/// from `at` on, `plain(Bgr)` does one pixel.
 template <class Part, class Plain>
 void MapParts(Row row, const Part& part, const Plain& plain) {
     PartPlanes planes;
@@ -62,7 +62,7 @@ void MapParts(Row row, const Part& part, const Plain& plain) {
             hn::Store(green, d, planes.from[1] + k);
             hn::Store(red, d, planes.from[2] + k);
         });
-        part(planes, pixels);
+        part(planes, pixels, i / 3);
         ForBytes(pixels, [&](auto d, std::size_t k) HWY_ATTR {
             hn::StoreInterleaved3(hn::Load(d, planes.to[0] + k), hn::Load(d, planes.to[1] + k),
                                   hn::Load(d, planes.to[2] + k), d, bytes + 3 * k);
@@ -117,58 +117,94 @@ HWY_INLINE void MeasureLuminance(const PartPlanes& planes, std::size_t pixels, s
     });
 }
 
-/// The pixels of a part that an estimate could not decide.
+/// The pixels of a part that an estimate could not decide: a bit for each while the estimate runs, then their numbers.
 class OpenPixels {
 public:
-    /// Adds the lanes of `which`, the first of which is pixel `at`.
+    /// What is open of the vector of pixels from `at` on. All vectors of a part have to be told, of one size.
     template <class D>
-    HWY_INLINE void Add(D d, hn::Mask<D> which, std::size_t at) {
-        std::uint8_t bits[8];
-        hn::StoreMaskBits(d, which, bits);
-        const hn::CappedTag<std::int32_t, 8> numbers;
-        for (std::size_t i = 0; i < hn::Lanes(d); i += hn::Lanes(numbers)) {
-            const std::uint8_t set = bits[i / 8];
-            const auto lanes =
-                hn::PromoteTo(numbers, hn::LoadU(hn::Rebind<std::uint8_t, decltype(numbers)>(), kSetBits[set].data()));
-            hn::StoreU(hn::Add(lanes, hn::Set(numbers, static_cast<std::int32_t>(at + i))), numbers, pixels_ + count_);
-            count_ += hwy::PopCount(set);
+    HWY_INLINE void Set(D d, hn::Mask<D> which, std::size_t at) {
+        hn::StoreMaskBits(d, which, bits_ + at / kAtOnce);
+    }
+    /// Makes the numbers of a part of so many pixels.
+    HWY_INLINE void Collect(std::size_t pixels) {
+        std::size_t count = 0;
+        for (std::size_t at = 0; at < pixels; at += kAtOnce) {
+            const std::uint8_t bits = bits_[at / kAtOnce];
+            const auto lanes = hn::PromoteTo(
+                kNumbers, hn::LoadU(hn::Rebind<std::uint8_t, decltype(kNumbers)>(), kSetBits[bits].data()));
+            hn::StoreU(hn::Add(lanes, hn::Set(kNumbers, static_cast<std::int32_t>(at))), kNumbers, pixels_ + count);
+            count += hwy::PopCount(bits);
         }
+        count_ = count;
     }
     std::size_t Count() const { return count_; }
     std::size_t operator[](std::size_t i) const { return static_cast<std::size_t>(pixels_[i]); }
 
 private:
+    static constexpr hn::CappedTag<std::int32_t, 8> kNumbers{};
+    static constexpr std::size_t kAtOnce = hn::MaxLanes(kNumbers);  ///< pixels of a byte of bits
+
+    std::uint8_t bits_[kPart / 4];
     std::size_t count_ = 0;
     std::int32_t pixels_[kPart + 8];  // whole vectors are stored
+};
+
+/// Open pixels of parts that are done, until they fill a part themselves.
+template <class Exact>
+class WaitingPixels {
+public:
+    WaitingPixels(std::uint8_t* row, const Exact& exact) : row_(row), exact_(exact) {}
+
+    /// Takes the open ones of a part that begins at pixel `at` of the row and is not yet written to it.
+    void Add(const PartPlanes& part, const OpenPixels& open, std::size_t at) {
+        if (count_ + open.Count() > kPart) Make();
+        for (std::size_t k = 0; k < open.Count(); ++k) {
+            const std::size_t from = open[k];
+            for (std::size_t channel = 0; channel < 3; ++channel)
+                planes_.from[channel][count_ + k] = part.from[channel][from];
+            places_[count_ + k] = row_ + 3 * (at + from);
+        }
+        count_ += open.Count();
+    }
+    /// Makes those that wait and writes them to the row.
+    void Make() {
+        if (count_ == 0) return;
+        exact_(planes_, (count_ + kBlock - 1) / kBlock * kBlock);  // the last ones are left from before
+        for (std::size_t k = 0; k < count_; ++k)
+            Store(places_[k], {planes_.to[0][k], planes_.to[1][k], planes_.to[2][k]});
+        count_ = 0;
+    }
+
+private:
+    std::uint8_t* row_;
+    const Exact& exact_;
+    PartPlanes planes_{};
+    std::uint8_t* places_[kPart];
+    std::size_t count_ = 0;
 };
 
 /// Pixels by an estimate that is far cheaper than the exact form: `estimate(planes, pixels, open)` makes the pixels
 /// whose bytes it is sure of and adds the others to `open`, `exact(planes, pixels)` does these, and whole parts where
 /// the estimate leaves so many that collecting them would not pay. `plain(Bgr)` does one pixel.
 template <class Estimate, class Exact, class Plain>
-void MapEstimated(Row row, const Estimate& estimate, const Exact& exact, Plain plain) {
+void MapEstimated(Row row, const Estimate& estimate, const Exact& exact, const Plain& plain) {
     constexpr std::size_t kUnpaid = 9;  // parts that are done without an estimate after one that did not pay
     std::size_t unpaid = 0;
-    PartPlanes few{};
-    const auto part = [&](PartPlanes& planes, std::size_t pixels) HWY_ATTR {
+    WaitingPixels<Exact> waiting(row.data(), exact);
+    const auto part = [&](PartPlanes& planes, std::size_t pixels, std::size_t at) HWY_ATTR {
         if (unpaid > 0) {
             --unpaid;
             return exact(planes, pixels);
         }
         OpenPixels open;
         estimate(planes, pixels, open);
-        if (open.Count() > pixels * 3 / 8) {
-            unpaid = kUnpaid;
-            return exact(planes, pixels);
-        }
-        if (open.Count() == 0) return;
-        for (std::size_t channel = 0; channel < 3; ++channel)
-            for (std::size_t k = 0; k < open.Count(); ++k) few.from[channel][k] = planes.from[channel][open[k]];
-        exact(few, (open.Count() + kBlock - 1) / kBlock * kBlock);  // the last ones are left from before
-        for (std::size_t channel = 0; channel < 3; ++channel)
-            for (std::size_t k = 0; k < open.Count(); ++k) planes.to[channel][open[k]] = few.to[channel][k];
+        open.Collect(pixels);
+        if (open.Count() <= pixels * 3 / 8) return waiting.Add(planes, open, at);
+        unpaid = kUnpaid;
+        exact(planes, pixels);
     };
     MapParts(row, part, plain);
+    waiting.Make();
 }
 
 /// Estimates of channels are floats in units of 1 / 1024 above `kWholeFloats`, from where on floats are whole numbers,
@@ -214,7 +250,7 @@ void MapDoubles(Row row, [[maybe_unused]] Wide wide, Plain plain) {
     MapPixels(row, plain);
 #else
     const hn::ScalableTag<double> d;
-    const auto part = [&](PartPlanes& planes, std::size_t pixels) HWY_ATTR {
+    const auto part = [&](PartPlanes& planes, std::size_t pixels, std::size_t /*at*/) HWY_ATTR {
         NarrowPlanes(d, planes, 0, pixels,
                      [&](std::size_t k) HWY_ATTR { return wide(d, WidenLanes(d, planes.from, k)); });
     };

@@ -34,7 +34,8 @@ namespace kestrel::kernels::HWY_NAMESPACE {
 struct Luminances {
     HWY_ALIGN std::uint8_t tones[kPart];  ///< the integer luminance, then what becomes of it
     HWY_ALIGN std::uint8_t whole[kPart];  ///< the true luminance, rounded up
-    OpenPixels open;                      ///< where the true luminance is a whole number, but for greys
+    std::uint16_t open[kPart];            ///< pixels whose true luminance is a whole number, but for greys
+    std::size_t opens = 0;                ///< their number
     bool greys = false;                   ///< are there any?
 };
 
@@ -73,7 +74,10 @@ void MeasurePart(const PartPlanes& planes, std::size_t pixels, Luminances& found
         if (hn::AllFalse(d, isWhole)) return;
         const auto grey = IsGrey(d, blue, green, red);
         found.greys |= !hn::AllFalse(d, grey);
-        found.open.Add(d, hn::AndNot(grey, isWhole), k);
+        std::uint8_t bits[8];
+        hn::StoreMaskBits(d, hn::AndNot(grey, isWhole), bits);
+        for (std::size_t i = 0; i < hn::Lanes(d); ++i)
+            if (bits[i / 8] >> i % 8 & 1) found.open[found.opens++] = static_cast<std::uint16_t>(k + i);
     });
 }
 
@@ -112,12 +116,12 @@ void LuminanceRow(Row row, const LuminanceCurve& curve) {
 #else
     MapParts(
         row,
-        [&](PartPlanes& planes, std::size_t pixels) HWY_ATTR {
+        [&](PartPlanes& planes, std::size_t pixels, std::size_t /*at*/) HWY_ATTR {
             Luminances found;
             MeasurePart(planes, pixels, found);
             ShiftPart(planes, pixels, curve, found);
             Bgr old{}, made = plain(old);  // an area of one colour is made once
-            for (std::size_t i = 0; i < found.open.Count(); ++i) {
+            for (std::size_t i = 0; i < found.opens; ++i) {
                 const std::size_t k = found.open[i];
                 const Bgr pixel{planes.from[0][k], planes.from[1][k], planes.from[2][k]};
                 if (pixel != old) made = plain(old = pixel);

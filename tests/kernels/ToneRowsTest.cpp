@@ -108,7 +108,8 @@ const std::vector<Form>& Forms() {
          [](Numbers n) {
              TuningFactors f;
              for (auto& factor : f) factor = n.Double(0, 3);
-             return std::pair{[=](auto row) { TuningRow(row, f); }, [=](Bgr p) { return TuningPixel(p, f); }};
+             return std::pair{[t = Tuning(f)](auto row) { TuningRow(row, t); },
+                              [=](Bgr p) { return TuningPixel(p, f); }};
          }},
         {"Hsb",
          [](Numbers n) {
@@ -116,7 +117,7 @@ const std::vector<Form>& Forms() {
              for (auto& change : c)
                  change = {static_cast<double>(n.Int(-180, 180)), n.Double(0, 3), n.Int(-100, 100) / 100.0};
              c[360].brightness = n.Int(-1000000, 1000000);  // of the greys: not held
-             return std::pair{[=](auto row) { HsbRow(row, c); }, [=](Bgr p) { return HsbPixel(p, c); }};
+             return std::pair{[h = Hsb(c)](auto row) { HsbRow(row, h); }, [=](Bgr p) { return HsbPixel(p, c); }};
          }},
         {"HueRange",
          [](Numbers n) {

@@ -5,12 +5,14 @@
 namespace kestrel {
 
 void CColorTuningFilter::RebuildTables() {
+    kernels::TuningFactors factors;
     for (int hue = 0; hue < 360; ++hue) {
         std::int64_t sum = 0;
         for (std::size_t i = 0; i < kernels::kHueSectors.size(); ++i)
             sum += std::int64_t{Active().saturation[i]} * kernels::SectorWeight(hue, kernels::kHueSectors[i]);
-        TuningFactor[static_cast<std::size_t>(hue)] = kernels::SatFactor(kernels::ClampPercent(sum / 100));
+        factors[static_cast<std::size_t>(hue)] = kernels::SatFactor(kernels::ClampPercent(sum / 100));
     }
+    TuningFactor = kernels::Tuning(factors);
 }
 
 FilterResult CColorTuningFilter::MakePixels(const PixelRequest& request) {
@@ -19,7 +21,7 @@ FilterResult CColorTuningFilter::MakePixels(const PixelRequest& request) {
 
 HRESULT CColorTuningFilter::TransformColor(unsigned char* pixel) {
     const HRESULT result = CPdibFilter::TransformColor(pixel);
-    kernels::Store(pixel, kernels::TuningPixel(kernels::Load(pixel), TuningFactor));
+    kernels::Store(pixel, kernels::TuningPixel(kernels::Load(pixel), TuningFactor.factors));
     return result;
 }
 

@@ -39,8 +39,6 @@ inline constexpr Description kColorTuning{.progId = "TMFilter.ColorTuning.1",
 
 class CColorTuningFilter final : public TwinFilter<ColorTuningParameters, kColorTuningText, kColorTuning> {
 public:
-    CColorTuningFilter() { TuningFactor.fill(1.0); }
-
     HRESULT TransformColor(unsigned char* pixel) override;
     void RebuildTables() override;
 
@@ -48,7 +46,7 @@ protected:
     FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
-    kernels::TuningFactors TuningFactor;
+    kernels::Tuning TuningFactor{kernels::NoTuning()};
 };
 
 }  // namespace kestrel

@@ -63,7 +63,7 @@ protected:
     FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
-    kernels::HsbChanges HsbShift;
+    kernels::Hsb HsbShift{kernels::HsbChanges{}};
 };
 
 }  // namespace kestrel
