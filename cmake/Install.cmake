@@ -18,10 +18,11 @@ if(KESTREL_WITH_DIALOGS)
     set_target_properties(kestrel_dialog_app PROPERTIES INSTALL_RPATH "$ORIGIN/${libexec_to_lib}")
     install(TARGETS kestrel_dialog_app RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/kestrel)
 endif()
-# Filters are reached by their ProgID, kernels and passes by the filters; none is an interface. A header of another
-# folder that is no interface says so in its comment.
+# Filters are reached by their ProgID, kernels and passes by the filters; none is an interface, but for the rows that
+# rules of filters take. A header of another folder that is no interface says so in its comment.
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/kestrel/*.h)
 list(FILTER headers EXCLUDE REGEX "-inl\\.h$|^kestrel/(kernels|passes|filters)/")
+list(APPEND headers kestrel/kernels/Row.h)
 if(NOT KESTREL_WITH_DIALOGS)
     list(FILTER headers EXCLUDE REGEX "^kestrel/dialogs/")
 endif()

@@ -1,12 +1,14 @@
 #include "kestrel/framework/PdibFilter.h"
 
 #include <array>
+#include <limits>
 #include <mutex>
 #include <new>
 #include <vector>
 
 #include "kestrel/framework/DialogFactory.h"
 #include "kestrel/framework/FilterInfo.h"
+#include "kestrel/framework/LineEnds.h"
 #include "kestrel/framework/ObjectFactory.h"
 #include "kestrel/kernels/Convolve3x3.h"
 #include "kestrel/kernels/Hsl.h"
@@ -308,6 +310,22 @@ FilterResult CPdibFilter::FetchUpstream(const PixelRequest& request) {
                    : E_FAIL;
     if (result != S_OK && !Aborted()) m_Dirty = true;
     return result;
+}
+
+const RowLender* CPdibFilter::LenderOf(const PixelRequest& request) const {
+    const auto* const lender = dynamic_cast<const RowLender*>(m_Upstream.get());
+    const std::int64_t first = request.srcY, last = first + request.height - 1;
+    if (!lender || last < first || last > std::numeric_limits<int>::max()) return nullptr;
+    const auto lends = [&](std::int64_t y) {
+        return lender->Lend(request.srcX, static_cast<int>(y), request.width).pixels != nullptr;
+    };
+    return lends(first) && lends(last) ? lender : nullptr;
+}
+
+bool CPdibFilter::OutlivesCaches() const {
+    constexpr std::int64_t kCaches = 32 << 20;
+    return !inBands_ && std::int64_t{4} * m_Out.Width * m_Out.Height >= kCaches &&
+           dynamic_cast<const LineSink*>(m_Downstream.get());
 }
 
 FilterResult CPdibFilter::FetchIntoWork(int cacheWidth, int cacheHeight) {

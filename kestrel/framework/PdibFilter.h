@@ -25,8 +25,10 @@
 #include "kestrel/framework/Module.h"
 #include "kestrel/framework/OneShot.h"
 #include "kestrel/framework/PixelRequest.h"
+#include "kestrel/framework/RowLender.h"
 #include "kestrel/image/RowSpan.h"
 #include "kestrel/image/WorkImage.h"
+#include "kestrel/kernels/Row.h"
 
 namespace kestrel {
 
@@ -139,7 +141,9 @@ protected:
 
     /// In-place pattern: asks upstream first, then passes each row of the request, from the last to the first, to
     /// `rule(pixels)`, `rule(pixels, mask)` or `rule(y, pixels, mask)`: spans over the caller's rows, and the number of
-    /// the row in the picture. Allocates nothing. An abort between rows leaves the flags as they are.
+    /// the row in the picture. A rule that takes `kernels::RowPair` for the pixels makes them of others where upstream
+    /// lends its rows, and is not to read what the caller's rows hold. Allocates nothing. An abort between rows leaves
+    /// the flags as they are.
     template <class RowRule>
     FilterResult InPlace(const PixelRequest& request, const RowRule& rule);
 
@@ -259,6 +263,13 @@ private:
     /// Copies what a request asks for from the cache, from the last row to the first, each row through `rule(pixels)`.
     template <class RowRule>
     FilterResult CopyCached(PixelRequest inside, const RowRule& rule) const;
+    /// The neighbour upstream if it lends all rows of the request, otherwise null.
+    const RowLender* LenderOf(const PixelRequest& request) const;
+    /// Is the output the end of its line and larger than caches, so that its rows have left them when they are read?
+    bool OutlivesCaches() const;
+    /// Makes the rows of a request of lent ones, in the order in which they lie in memory.
+    template <class RowRule>
+    FilterResult MapLentRows(const PixelRequest& request, const RowLender& lender, const RowRule& rule) const;
     /// Keeps or remakes one picture, as `EnsureWorkImages` says; true when a new one was made, of undefined bytes.
     static bool EnsureImage(std::unique_ptr<CWorkImage>& image, int width, int height);
     /// Drops the pictures upstream where nobody will ask for them again.
@@ -278,9 +289,41 @@ private:
 
 template <class RowRule>
 FilterResult CPdibFilter::InPlace(const PixelRequest& request, const RowRule& rule) {
+    constexpr bool kMaps = std::is_invocable_v<RowRule, kernels::RowPair> ||
+                           std::is_invocable_v<RowRule, int, kernels::RowPair, std::span<std::uint8_t>>;
+    if constexpr (kMaps)
+        if (const RowLender* const lender = LenderOf(request)) {
+            const FilterResult mapped = MapLentRows(request, *lender, rule);
+            return mapped.Ok() ? Finished(S_OK) : mapped;
+        }
     FilterResult result = FetchUpstream(request);
     if (result.Ok()) result = WalkRows(request, rule);
     return result.Ok() ? Finished(S_OK) : result;
+}
+
+template <class RowRule>
+FilterResult CPdibFilter::MapLentRows(const PixelRequest& request, const RowLender& lender, const RowRule& rule) const {
+    const bool large = OutlivesCaches();
+    for (int h = 0; h < request.height; ++h) {
+        const LentRow from = lender.Lend(request.srcX, request.srcY + h, request.width);
+        if (!from.pixels || Aborted()) return kNotDone;
+        const std::span<std::uint8_t> to = request.Pixels(h);
+        const bool streams = large && from.pixels != to.data();
+        const kernels::RowPair pixels(kernels::ConstRow(from.pixels, to.size()), to, streams);
+        // A mask that the rule changes is not written past the caches before it does.
+        constexpr bool kChangesMask = std::is_invocable_v<RowRule, int, kernels::RowPair, std::span<std::uint8_t>>;
+        const std::span<std::uint8_t> mask = request.Mask(h);
+        if (from.mask)
+            kernels::CopyRow({{from.mask, mask.size()}, mask, streams && !kChangesMask});
+        else
+            kernels::ClearRow(mask, streams && !kChangesMask);
+        if constexpr (kChangesMask)
+            rule(request.srcY + h, pixels, mask);
+        else
+            rule(pixels);
+    }
+    if (large) kernels::FinishStream();
+    return kDone;
 }
 
 template <class Passes>

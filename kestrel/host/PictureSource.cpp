@@ -19,6 +19,13 @@ void PictureSource::ReleaseOutput() {
     release_();
 }
 
+LentRow PictureSource::Lend(int x, int y, int width) const {
+    const bool inside = x >= 0 && y >= 0 && y < rows_.height && x <= rows_.width - width;
+    if (!inside || !rows_.pixels || Aborted()) return {};
+    return {rows_.pixels + rows_.PixelsAt(y) + std::ptrdiff_t{x} * 3,
+            rows_.mask ? rows_.mask + rows_.MaskAt(y) + x : nullptr};
+}
+
 HRESULT PictureSource::TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height,
                                      std::uint8_t* const* rows, std::uint8_t* const* maskRows) {
     // 64 bits: a corner far outside plus a size may not fit 32.

@@ -5,13 +5,14 @@
 #include "kestrel/foundation/Export.h"
 #include "kestrel/framework/LineEnds.h"
 #include "kestrel/framework/Module.h"
+#include "kestrel/framework/RowLender.h"
 #include "kestrel/host/Picture.h"
 #include "kestrel/host/RowWindow.h"
 
 namespace kestrel {
 
 /// The head of a line: serves the rows of a picture. A request beyond the picture is served as far as it lies inside.
-class KESTREL_API PictureSource final : public ModuleObject, public LineSource {
+class KESTREL_API PictureSource final : public ModuleObject, public LineSource, public RowLender {
 public:
     /// The blocks stay the caller's and are to live as long as requests are made; null takes the picture away. A line
     /// sees every call as a new picture. A mask must have the image's size.
@@ -28,6 +29,7 @@ public:
 
     bool ServesBands() const override { return true; }
     bool IsOpaque() const override { return !rows_.hasMask; }
+    LentRow Lend(int x, int y, int width) const override;
     /// A row that is its own destination is left as it is, so that a line may work on the picture's own rows.
     HRESULT TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height, std::uint8_t* const* rows,
                           std::uint8_t* const* maskRows) override;

@@ -30,10 +30,10 @@ struct ChannelTables {
     ByteTable red = kIdentityTable;
 };
 
-/// Every byte through one table, in place.
-void TableRow(Row row, const ByteTable& table);
+/// Every byte through one table.
+void TableRow(const RowPair& row, const ByteTable& table);
 
-/// Sends each channel of a row of blue, green, red through its own table, in place.
-void ChannelTablesRow(Row row, const ChannelTables& tables);
+/// Sends each channel of a row of blue, green, red through its own table.
+void ChannelTablesRow(const RowPair& row, const ChannelTables& tables);
 
 }  // namespace kestrel::kernels

@@ -23,17 +23,18 @@ HWY_INLINE V MixPercent16(D d, V over, V under, std::uint16_t opacity) {
 }
 
 /// The whole negative.
-void NegativeRow(Row row) {
-    std::size_t i = 0;
+void NegativeRow(const RowPair& row) {
 #if HWY_TARGET != HWY_SCALAR
     const hn::ScalableTag<std::uint8_t> d;
-    for (; i + hn::Lanes(d) <= row.size(); i += hn::Lanes(d))
-        hn::StoreU(hn::Not(hn::LoadU(d, row.data() + i)), d, row.data() + i);
+    EachGroup(row, [d](const std::uint8_t* from, std::uint8_t* to, auto put) HWY_ATTR {
+        for (std::size_t i = 0; i < GroupSize(); i += hn::Lanes(d)) put(hn::Not(hn::LoadU(d, from + i)), d, to + i);
+    });
+#else
+    for (std::size_t i = 0; i < row.size(); ++i) row.to[i] = InvertByte(row.from[i], 100);
 #endif
-    for (; i < row.size(); ++i) row[i] = InvertByte(row[i], 100);
 }
 
-void InvertRow(Row row, std::int32_t inversity) {
+void InvertRow(const RowPair& row, std::int32_t inversity) {
     const auto opacity = static_cast<std::uint16_t>(inversity);
     const auto wide = [opacity](auto d, auto p)
                           HWY_ATTR { return MixPercent16(d, hn::Sub(hn::Set(d, std::uint16_t{255}), p), p, opacity); };
@@ -57,14 +58,12 @@ HWY_INLINE V WeighLanes16(D d, V blue, V green, V red, std::uint16_t b, std::uin
 }
 
 #if HWY_TARGET == HWY_AVX3_DL
-/// Does as many pixels of the row as come in groups of 64; returns the bytes done.
-std::size_t BlackWhite64(Row row, std::int32_t percent) {
+void BlackWhiteRow(const RowPair& row, std::int32_t percent) {
     const hn::ScalableTag<std::uint8_t> d;
     const hn::ScalableTag<std::uint16_t> d16;
     const __m512i shares = _mm512_set1_epi16(static_cast<std::int16_t>(percent << 8 | (100 - percent)));
-    std::size_t i = 0;
-    for (; i + kBytes64 <= row.size(); i += kBytes64) {
-        const Pixels64 pixels(&row[i]);
+    EachGroup(row, [&](const std::uint8_t* from, std::uint8_t* to, auto put) HWY_ATTR {
+        const Pixels64 pixels(from);
         Sums16 sums[4];
         pixels.Sum({71, 164, 74, 181, 3}, sums);  // in total 71, 707, 222
         Words32 greys[2];
@@ -81,10 +80,9 @@ std::size_t BlackWhite64(Row row, std::int32_t percent) {
                     const Words32 mix{_mm512_maddubs_epi16(pairs, shares)};
                     return hn::ShiftRight<3>(hn::MulHigh(mix, hn::Set(d16, 5243))).raw;  // mix / 100, proved below
                 });
-            hn::StoreU(grey, d, &row[i + 64 * k]);
+            put(grey, d, to + 64 * k);
         }
-    }
-    return i;
+    });
 }
 
 /// What a half of each vector of a row, as `MapPairs` takes them, gets of the tint.
@@ -102,8 +100,7 @@ constexpr TintPattern kSepiaTints = [] {
     return pattern;
 }();
 
-/// Does as many pixels of the row as come in groups of 64; returns the bytes done.
-std::size_t Sepia64(Row row, std::uint8_t keep) {
+void SepiaRow(const RowPair& row, std::uint8_t keep) {
     const hn::ScalableTag<std::uint8_t> d;
     const hn::ScalableTag<std::int16_t> d16;
     const auto tone = static_cast<std::int16_t>(255 - keep);
@@ -112,9 +109,8 @@ std::size_t Sepia64(Row row, std::uint8_t keep) {
     for (std::size_t k = 0; k < 3; ++k)
         for (std::size_t half = 0; half < 2; ++half)
             tints[k][half] = hn::Mul(hn::Load(d16, kSepiaTints.tints[k][half]), hn::Set(d16, tone));
-    std::size_t i = 0;
-    for (; i + kBytes64 <= row.size(); i += kBytes64) {
-        const Pixels64 pixels(&row[i]);
+    EachGroup(row, [&](const std::uint8_t* from, std::uint8_t* to, auto put) HWY_ATTR {
+        const Pixels64 pixels(from);
         Sums16 sums[4];
         pixels.Sum(kLuminanceWeights, sums);
         for (std::size_t k = 0; k < 3; ++k) {
@@ -130,18 +126,12 @@ std::size_t Sepia64(Row row, std::uint8_t keep) {
                     return hn::MulHigh(above, hn::Set(hn::RebindToUnsigned<decltype(d16)>(), 257))
                         .raw;  // / 255, proved below
                 });
-            hn::StoreU(mixed, d, &row[i + 64 * k]);
+            put(mixed, d, to + 64 * k);
         }
-    }
-    return i;
+    });
 }
 #else
-std::size_t BlackWhite64(Row, std::int32_t) { return 0; }
-std::size_t Sepia64(Row, std::uint8_t) { return 0; }
-#endif
-
-void BlackWhiteRow(Row row, std::int32_t percent) {
-    row = row.subspan(BlackWhite64(row, percent));
+void BlackWhiteRow(const RowPair& row, std::int32_t percent) {
     const auto opacity = static_cast<std::uint16_t>(percent);
     const auto wide = [opacity](auto d, auto& blue, auto& green, auto& red) HWY_ATTR {
         // The weights in 1/256 miss the grey by one at most, and the rest tells by how much: proved below.
@@ -159,8 +149,7 @@ void BlackWhiteRow(Row row, std::int32_t percent) {
     MapPlanes<std::uint16_t>(row, wide, [percent](Bgr p) { return BlackWhitePixel(p, percent); });
 }
 
-void SepiaRow(Row row, std::uint8_t keep) {
-    row = row.subspan(Sepia64(row, keep));
+void SepiaRow(const RowPair& row, std::uint8_t keep) {
     const auto wide = [keep](auto d, auto& blue, auto& green, auto& red) HWY_ATTR {
         const auto stays = hn::Set(d, std::uint16_t{keep});
         const auto share = static_cast<std::uint16_t>(255 - keep);
@@ -181,28 +170,28 @@ void SepiaRow(Row row, std::uint8_t keep) {
     };
     MapPlanes<std::uint16_t>(row, wide, [keep](Bgr p) { return SepiaPixel(p, keep); });
 }
+#endif
 
-void ShiftRow(Row row, ColourShift shift) {
-    std::size_t i = 0;
+void ShiftRow(const RowPair& row, ColourShift shift) {
 #if HWY_TARGET != HWY_SCALAR
     // What is added and what is taken, three vectors of the repeating pattern blue, green, red.
     const hn::ScalableTag<std::uint8_t> d;
-    const std::size_t lanes = hn::Lanes(d);
     HWY_ALIGN std::uint8_t more[3 * HWY_MAX_BYTES];
     HWY_ALIGN std::uint8_t less[3 * HWY_MAX_BYTES];
-    for (std::size_t k = 0; k < 3 * lanes; ++k) {
+    for (std::size_t k = 0; k < GroupSize(); ++k) {
         const std::int64_t amount = k % 3 == 0 ? shift.blue : k % 3 == 1 ? shift.green : shift.red;
         more[k] = ClampToByte(amount);
         less[k] = ClampToByte(-amount);
     }
-    for (; i + 3 * lanes <= row.size(); i += 3 * lanes)
-        for (std::size_t k = 0; k < 3 * lanes; k += lanes) {
-            std::uint8_t* const at = row.data() + i + k;
-            const auto raised = hn::SaturatedAdd(hn::LoadU(d, at), hn::Load(d, more + k));
-            hn::StoreU(hn::SaturatedSub(raised, hn::Load(d, less + k)), d, at);
+    EachGroup(row, [&](const std::uint8_t* from, std::uint8_t* to, auto put) HWY_ATTR {
+        for (std::size_t k = 0; k < GroupSize(); k += hn::Lanes(d)) {
+            const auto raised = hn::SaturatedAdd(hn::LoadU(d, from + k), hn::Load(d, more + k));
+            put(hn::SaturatedSub(raised, hn::Load(d, less + k)), d, to + k);
         }
+    });
+#else
+    MapPixels(row, [shift](Bgr p) { return ShiftPixel(p, shift); });
 #endif
-    MapPixels(row.subspan(i), [shift](Bgr p) { return ShiftPixel(p, shift); });
 }
 
 }  // namespace kestrel::kernels::HWY_NAMESPACE
@@ -229,26 +218,26 @@ constexpr bool IsPercent(std::int32_t value) { return value >= 0 && value <= 100
 
 HWY_EXPORT(NegativeRow);
 HWY_EXPORT(InvertRow);
-void InvertRow(Row row, std::int32_t inversity) {
+void InvertRow(const RowPair& row, std::int32_t inversity) {
     if (inversity == 100) return HWY_DYNAMIC_DISPATCH(NegativeRow)(row);
     if (IsPercent(inversity)) return HWY_DYNAMIC_DISPATCH(InvertRow)(row, inversity);
-    for (std::uint8_t& byte : row) byte = InvertByte(byte, inversity);
+    std::ranges::transform(row.from, row.to.begin(), [=](std::uint8_t p) { return InvertByte(p, inversity); });
 }
 
 HWY_EXPORT(BlackWhiteRow);
-void BlackWhiteRow(Row row, std::int32_t percent) {
+void BlackWhiteRow(const RowPair& row, std::int32_t percent) {
     if (IsPercent(percent)) return HWY_DYNAMIC_DISPATCH(BlackWhiteRow)(row, percent);
     MapPixels(row, [percent](Bgr p) { return BlackWhitePixel(p, percent); });
 }
 
 HWY_EXPORT(SepiaRow);
-void SepiaRow(Row row, std::uint8_t keep) { HWY_DYNAMIC_DISPATCH(SepiaRow)(row, keep); }
+void SepiaRow(const RowPair& row, std::uint8_t keep) { HWY_DYNAMIC_DISPATCH(SepiaRow)(row, keep); }
 
 HWY_EXPORT(TransparencyRow);
 void TransparencyRow(Row mask, std::uint8_t keep) { HWY_DYNAMIC_DISPATCH(TransparencyRow)(mask, keep); }
 
 HWY_EXPORT(ShiftRow);
-void ShiftRow(Row row, ColourShift shift) { HWY_DYNAMIC_DISPATCH(ShiftRow)(row, shift); }
+void ShiftRow(const RowPair& row, ColourShift shift) { HWY_DYNAMIC_DISPATCH(ShiftRow)(row, shift); }
 
 }  // namespace kestrel::kernels
 #endif

@@ -36,20 +36,20 @@ constexpr void Store(std::uint8_t* pixel, Bgr p) {
 
 /// Gives each pixel of a row to `rule(Bgr)` and stores what it answers.
 template <class Rule>
-void MapPixels(Row row, const Rule& rule) {
-    for (std::size_t i = 0; i + 2 < row.size(); i += 3) Store(&row[i], rule(Load(&row[i])));
+void MapPixels(const RowPair& row, const Rule& rule) {
+    for (std::size_t i = 0; i + 2 < row.size(); i += 3) Store(&row.to[i], rule(Load(&row.from[i])));
 }
 
 /// `inversity` percent of the negative over the byte.
 constexpr std::uint8_t InvertByte(std::uint8_t p, std::int32_t inversity) { return MixPercent(255 - p, p, inversity); }
-void InvertRow(Row row, std::int32_t inversity);
+void InvertRow(const RowPair& row, std::int32_t inversity);
 
 /// `percent` of the grey over the colour.
 constexpr Bgr BlackWhitePixel(Bgr p, std::int32_t percent) {
     const int grey = (71 * p.blue + 707 * p.green + 222 * p.red) / 1000;
     return {MixPercent(grey, p.blue, percent), MixPercent(grey, p.green, percent), MixPercent(grey, p.red, percent)};
 }
-void BlackWhiteRow(Row row, std::int32_t percent);
+void BlackWhiteRow(const RowPair& row, std::int32_t percent);
 
 /// The tint of the brown tone: what each channel adds to the grey.
 inline constexpr int kSepiaRedTint = 49;
@@ -62,7 +62,7 @@ constexpr Bgr SepiaPixel(Bgr p, std::uint8_t keep) {
     const auto mix = [&](int byte, int tint) { return ClampToByte((byte * keep + (grey + tint) * tone) / 255); };
     return {mix(p.blue, kSepiaBlueTint), mix(p.green, kSepiaGreenTint), mix(p.red, kSepiaRedTint)};
 }
-void SepiaRow(Row row, std::uint8_t keep);
+void SepiaRow(const RowPair& row, std::uint8_t keep);
 
 /// Opacity scaled by `keep` / 255.
 constexpr std::uint8_t TransparencyByte(std::uint8_t mask, std::uint8_t keep) {
@@ -79,6 +79,6 @@ struct ColourShift {
 constexpr Bgr ShiftPixel(Bgr p, ColourShift shift) {
     return {ClampToByte(p.blue + shift.blue), ClampToByte(p.green + shift.green), ClampToByte(p.red + shift.red)};
 }
-void ShiftRow(Row row, ColourShift shift);
+void ShiftRow(const RowPair& row, ColourShift shift);
 
 }  // namespace kestrel::kernels

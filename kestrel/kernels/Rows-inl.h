@@ -1,5 +1,6 @@
 // Runners that own the lane loop and the tail of a row; a kernel gives the vector step and the plain step. The tail is
 // done by the plain step: rows are rewritten in place, so no lane may be done twice.
+// Runners that own the loop over a row and its tail; a kernel gives the step.
 #if defined(KESTREL_KERNELS_ROWS_INL_H) == defined(HWY_TARGET_TOGGLE)  // once for each instruction set
 #ifdef KESTREL_KERNELS_ROWS_INL_H
 #undef KESTREL_KERNELS_ROWS_INL_H
@@ -7,6 +8,12 @@
 #define KESTREL_KERNELS_ROWS_INL_H
 #endif
 #include <hwy/highway.h>
+
+#include <cstring>
+
+#include "kestrel/foundation/Prefetch.h"
+#include "kestrel/kernels/ColourRows.h"
+#include "kestrel/kernels/Row.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace kestrel::kernels::HWY_NAMESPACE {
@@ -50,42 +57,105 @@ HWY_INLINE void MapBytesOfLanes(D d, V8 blue8, V8 green8, V8 red8, V8& blueOut, 
 }
 #endif
 
-/// Bytes that are all mapped alike, as 16-bit lanes: `wide(d, bytes)` does a vector, `plain(byte)` one byte.
-template <class Wide, class Plain>
-void MapBytes(Row row, [[maybe_unused]] Wide wide, Plain plain) {
-    std::uint8_t* const bytes = row.data();
+#if HWY_TARGET != HWY_SCALAR
+/// How a step of `EachGroup` writes.
+struct Put {
+    template <class V, class D>
+    HWY_INLINE void operator()(V v, D d, std::uint8_t* to) const {
+        hn::StoreU(v, d, to);
+    }
+    /// Three planes as pixels.
+    template <class V, class D>
+    HWY_INLINE void Planes(V blue, V green, V red, D d, std::uint8_t* to) const {
+        hn::StoreInterleaved3(blue, green, red, d, to);
+    }
+};
+/// The same past the caches; `to` is the begin of a vector in memory.
+struct PutPastCaches {
+    template <class V, class D>
+    HWY_INLINE void operator()(V v, D d, std::uint8_t* to) const {
+        hn::Stream(v, d, to);
+    }
+    template <class V, class D>
+    HWY_INLINE void Planes(V blue, V green, V red, D d, std::uint8_t* to) const {
+        HWY_ALIGN std::uint8_t pixels[3 * HWY_MAX_BYTES];
+        hn::StoreInterleaved3(blue, green, red, d, pixels);
+        for (std::size_t i = 0; i < 3 * hn::Lanes(d); i += hn::Lanes(d)) hn::Stream(hn::Load(d, pixels + i), d, to + i);
+    }
+};
+
+/// Bytes of three vectors, which hold whole pixels.
+inline std::size_t GroupSize() { return 3 * hn::Lanes(hn::ScalableTag<std::uint8_t>()); }
+
+/// How far ahead of a group that is written past the caches the source is prefetched, bytes, also beyond the end of the
+/// row, where the next one begins.
+inline constexpr std::size_t kAhead = 4096;
+
+/// Does a row in groups of `GroupSize`: `step(from, to, put)` reads a group and writes it, three vectors by `put`. The
+/// last bytes of the row go through a buffer.
+template <class Step>
+void EachGroup(const RowPair& row, const Step& step) {
+    const std::size_t group = GroupSize(), size = row.size();
+    const std::uint8_t* const from = row.from.data();
+    std::uint8_t* const to = row.to.data();
     std::size_t i = 0;
+    if (row.streams && size >= 2 * group) {
+        step(from, to, Put());
+        // From the first pixel on that lies at a whole vector, a part of the group above a second time.
+        const std::size_t vector = group / 3;
+        i = (vector - reinterpret_cast<std::uintptr_t>(to) % vector) % vector;
+        while (i % 3 != 0) i += vector;
+        for (; i + group <= size; i += group) {
+            PrefetchToRead({from + i + kAhead, group});
+            step(from + i, to + i, PutPastCaches());
+        }
+    } else {
+        for (; i + group <= size; i += group) step(from + i, to + i, Put());
+    }
+    if (i == size) return;
+    HWY_ALIGN std::uint8_t rest[3 * HWY_MAX_BYTES] = {};
+    std::memcpy(rest, from + i, size - i);
+    step(rest, rest, Put());
+    std::memcpy(to + i, rest, size - i);
+}
+#endif
+
+/// Bytes that are all mapped alike, as 16-bit lanes: `wide(d, bytes)` does a vector, `plain(byte)` one byte where a
+/// vector holds no more.
+template <class Wide, class Plain>
+void MapBytes(const RowPair& row, [[maybe_unused]] Wide wide, [[maybe_unused]] Plain plain) {
 #if HWY_TARGET != HWY_SCALAR  // one lane is slower than the plain form
     const hn::ScalableTag<std::uint8_t> d8;
     const hn::RepartitionToWide<decltype(d8)> d16;
-    for (; i + hn::Lanes(d8) <= row.size(); i += hn::Lanes(d8)) {
-        const auto both = hn::LoadU(d8, bytes + i);
-        const auto even = wide(d16, ByteOfLanes<0>(d16, both));
-        const auto odd = wide(d16, ByteOfLanes<1>(d16, both));
-        hn::StoreU(hn::Or(LanesToByte<0>(d16, even), LanesToByte<1>(d16, odd)), d8, bytes + i);
-    }
+    EachGroup(row, [&](const std::uint8_t* from, std::uint8_t* to, auto put) HWY_ATTR {
+        for (std::size_t i = 0; i < GroupSize(); i += hn::Lanes(d8)) {
+            const auto both = hn::LoadU(d8, from + i);
+            const auto even = wide(d16, ByteOfLanes<0>(d16, both));
+            const auto odd = wide(d16, ByteOfLanes<1>(d16, both));
+            put(hn::Or(LanesToByte<0>(d16, even), LanesToByte<1>(d16, odd)), d8, to + i);
+        }
+    });
+#else
+    for (std::size_t i = 0; i < row.size(); ++i) row.to[i] = plain(row.from[i]);
 #endif
-    for (; i < row.size(); ++i) bytes[i] = plain(bytes[i]);
 }
 
 /// Pixels as three planes of lanes of a number, 16 or 32 bits: `wide(d, blue, green, red)` changes three vectors in
-/// place and leaves 0..255 in each lane, `plain(Bgr)` does one pixel.
+/// place and leaves 0..255 in each lane, `plain(Bgr)` does one pixel where a vector holds no more.
 template <class Number, class Wide, class Plain>
-void MapPlanes(Row row, [[maybe_unused]] Wide wide, Plain plain) {
-    std::uint8_t* const bytes = row.data();
-    std::size_t i = 0;
+void MapPlanes(const RowPair& row, [[maybe_unused]] Wide wide, [[maybe_unused]] Plain plain) {
 #if HWY_TARGET != HWY_SCALAR
     const hn::ScalableTag<std::uint8_t> d8;
     const hn::Repartition<Number, decltype(d8)> d;
-    const std::size_t step = hn::Lanes(d8) * 3;
-    for (; i + step <= row.size(); i += step) {
+    EachGroup(row, [&](const std::uint8_t* from, std::uint8_t* to, auto put) HWY_ATTR {
         hn::Vec<decltype(d8)> blue, green, red, newBlue, newGreen, newRed;
-        hn::LoadInterleaved3(d8, bytes + i, blue, green, red);
+        hn::LoadInterleaved3(d8, from, blue, green, red);
         MapBytesOfLanes(d, blue, green, red, newBlue, newGreen, newRed, wide);
-        hn::StoreInterleaved3(newBlue, newGreen, newRed, d8, bytes + i);
-    }
+        put.Planes(newBlue, newGreen, newRed, d8, to);
+    });
+#else
+    MapPixels(row, plain);
 #endif
-    for (; i + 2 < row.size(); i += 3) Store(bytes + i, plain(Load(bytes + i)));
 }
 
 }  // namespace kestrel::kernels::HWY_NAMESPACE

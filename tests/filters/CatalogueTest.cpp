@@ -8,6 +8,7 @@
 
 #include "kestrel/framework/LineEnds.h"
 #include "kestrel/framework/PdibFilter.h"
+#include "kestrel/host/PictureSource.h"
 #include "kestrel/parameters/ParameterTable.h"
 #include "kestrel/server/ClassTable.h"
 #include "tests/support/Line.h"
@@ -403,6 +404,67 @@ TEST(Catalogue, FiltersThatSaySoWorkInTheSourcesOwnRows) {
         }
     }
     EXPECT_GE(found, 11 * 6);
+}
+
+/// A source's rows as they come from one that lends none.
+class CopyingSource final : public LineSource {
+public:
+    explicit CopyingSource(PictureSource& source) : source_(source) {
+        Geometry() = {.Width = source.Rows().width, .Height = source.Rows().height};
+    }
+    HRESULT TransformArea(int dstX, int dstY, int srcX, int srcY, int width, int height, std::uint8_t* const* rows,
+                          std::uint8_t* const* maskRows) override {
+        return source_.TransformArea(dstX, dstY, srcX, srcY, width, height, rows, maskRows);
+    }
+
+private:
+    PictureSource& source_;
+};
+
+// Pictures of 36 MB, of which a few rows are in memory: their rows are written past the caches.
+TEST(Catalogue, LentRowsMakeWhatCopiedOnesMake) {
+    constexpr int kWidth = 301, kHeight = 30000, kKept = 8;
+    Random random(16);
+    std::vector<std::uint8_t> bytes(std::size_t{4} * kWidth * kKept);
+    for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random());
+    for (const Setting& setting : Settings(18)) {
+        if (!setting.row->description->inPlace) continue;
+        SCOPED_TRACE(Told(setting.step, kWidth, kHeight));
+        const bool masked = random() % 2 == 0;
+        const Ref<PictureSource> lending(new PictureSource);
+        lending->SetRows({.width = kWidth,
+                          .height = kHeight,
+                          .hasMask = masked,
+                          .kept = kKept,
+                          .pixels = bytes.data(),
+                          .mask = masked ? bytes.data() + 3 * kWidth * kKept : nullptr,
+                          .pixelStride = 3 * kWidth,
+                          .maskStride = kWidth});
+        const Ref<CopyingSource> copying(new CopyingSource(*lending));
+        const int x = Below(random, 40), width = kWidth - x - Below(random, 40);
+        Picture made[2] = {Picture(kWidth + 40, kKept), Picture(kWidth + 40, kKept)};
+        for (const bool lends : {true, false}) {
+            Ref<IFilterObject> filter;
+            ASSERT_EQ(setting.row->create(IFilterObject::kIid, filter.Out()), S_OK);
+            Ref<IFilterParameters>::Query(filter.get())->SetParameterText(setting.step.text.c_str(), 1);
+            const Ref<test::Sink> sink(new test::Sink);
+            filter->SetUpstream(lends ? static_cast<IFilterPixels*>(lending.get()) : copying.get());
+            filter->SetDownstream(sink.get());
+            const auto pixels = Ref<IFilterPixels>::Query(filter.get());
+            bool changed = false;
+            int version = -1;
+            pixels->Update(&changed, &version, true);
+            ASSERT_EQ(pixels->TransformArea(x, 1, x, 5, width, kKept - 1, made[lends].Rows(), made[lends].MaskRows()),
+                      S_OK);
+            filter->SetUpstream(nullptr);
+            filter->SetDownstream(nullptr);
+            lending->ConnectDownstream(nullptr);
+            copying->ConnectDownstream(nullptr);
+            sink->ConnectUpstream(nullptr);
+        }
+        ASSERT_EQ(made[true].Difference(made[false]), "");
+        ASSERT_TRUE(made[true].GuardsIntact());
+    }
 }
 
 // Texts

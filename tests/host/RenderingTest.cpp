@@ -71,6 +71,10 @@ TEST(PictureSource, ServesWhatLiesInside) {
         });
         EXPECT_EQ(into.Difference(expected), "") << srcX << " " << srcY;
         EXPECT_TRUE(into.GuardsIntact());
+        const bool inside = srcX >= 0 && srcX + std::int64_t{width} <= 5 && srcY >= 0 && srcY < 4;
+        const LentRow lent = source->Lend(srcX, srcY, width);
+        EXPECT_EQ(lent.pixels, inside ? DibRow(own.image.get(), srcY) + 3 * srcX : nullptr);
+        EXPECT_EQ(lent.mask, inside ? DibRow(own.mask.get(), srcY) + srcX : nullptr);
     }
 }
 
@@ -83,6 +87,7 @@ TEST(PictureSource, FillsAMissingMaskAndStopsWhenAborted) {
     EXPECT_EQ(into.Difference(Shown(3, 2, Pixel{9, 8, 7, 0})), "");
     source->SetAbort(true);
     EXPECT_NE(source->TransformArea(0, 0, 0, 0, 3, 2, into.Rows(), into.MaskRows()), S_OK);
+    EXPECT_EQ(source->Lend(0, 0, 3).pixels, nullptr);
     source->SetAbort(false);
     EXPECT_EQ(source->TransformArea(0, 0, 0, 0, 3, 2, into.Rows(), into.MaskRows()), S_OK);
     source->SetPicture(nullptr, nullptr);

@@ -36,7 +36,8 @@ SoftFrameParameters CSoftFrameFilter::Shown() const {
 FilterResult CSoftFrameFilter::MakePixels(const PixelRequest& request) {
     const SoftFrameParameters frame = Shown();
     SetColumnFade(frame, FadeWidth(frame, m_InActive));
-    return InPlace(request, [&](int y, std::span<std::uint8_t>, std::span<std::uint8_t> mask) {
+    return InPlace(request, [&](int y, const kernels::RowPair& pixels, std::span<std::uint8_t> mask) {
+        kernels::CopyRow(pixels);
         FadePart(frame, y, request.srcX, mask);
     });
 }

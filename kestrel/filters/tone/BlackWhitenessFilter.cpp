@@ -5,8 +5,8 @@
 namespace kestrel {
 
 FilterResult CBlackWhitenessFilter::MakePixels(const PixelRequest& request) {
-    return InPlace(request, [percent = Active().blackWhiteness](std::span<std::uint8_t> pixels) {
-        kernels::BlackWhiteRow(pixels, percent);
+    return InPlace(request, [percent = Active().blackWhiteness](const kernels::RowPair& row) {
+        kernels::BlackWhiteRow(row, percent);
     });
 }
 

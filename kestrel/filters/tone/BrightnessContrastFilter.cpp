@@ -16,7 +16,7 @@ void CBrightnessContrastFilter::RebuildTables() {
 FilterResult CBrightnessContrastFilter::MakePixels(const PixelRequest& request) {
     const kernels::ByteTable& table = ToneTable;
     if (Active().saturation == 0)
-        return InPlace(request, [&table](std::span<std::uint8_t> pixels) { kernels::TableRow(pixels, table); });
+        return InPlace(request, [&table](const kernels::RowPair& row) { kernels::TableRow(row, table); });
     return InPlace(request, [&table, factor = kernels::SatFactor(Active().saturation)](std::span<std::uint8_t> pixels) {
         kernels::TableRow(pixels, table);
         kernels::SaturateRow(pixels, factor);

@@ -14,7 +14,7 @@ FilterResult CExposureFilter::MakePixels(const PixelRequest& request) {
     if (saturation == 0) {
         std::array<std::uint8_t, 256> both;
         for (std::size_t i = 0; i < 256; ++i) both[i] = GammaSecond[GammaFirst[i]];
-        return InPlace(request, [&both](std::span<std::uint8_t> pixels) { kernels::TableRow(pixels, both); });
+        return InPlace(request, [&both](const kernels::RowPair& row) { kernels::TableRow(row, both); });
     }
     const double factor = kernels::SatFactor(saturation);
     return InPlace(request, [this, factor](std::span<std::uint8_t> pixels) {

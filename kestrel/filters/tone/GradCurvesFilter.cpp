@@ -28,12 +28,11 @@ void CGradCurvesFilter::RebuildTables() {
 }
 
 FilterResult CGradCurvesFilter::MakePixels(const PixelRequest& request) {
-    return InPlacePasses(request, [&] { return Active().filterOn ? WorkCurves(request) : kDone; });
-}
-
-FilterResult CGradCurvesFilter::WorkCurves(const PixelRequest& request) const {
-    return WalkRows(request, [this](std::span<std::uint8_t> pixels) {
-        if (Active().yiqOn) kernels::LuminanceRow(pixels, luminance_);
+    if (!Active().filterOn) return InPlace(request, [](const kernels::RowPair& row) { kernels::CopyRow(row); });
+    if (!Active().yiqOn)
+        return InPlace(request, [this](const kernels::RowPair& row) { kernels::ChannelTablesRow(row, channels_); });
+    return InPlace(request, [this](std::span<std::uint8_t> pixels) {
+        kernels::LuminanceRow(pixels, luminance_);
         kernels::ChannelTablesRow(pixels, channels_);
     });
 }

@@ -91,8 +91,6 @@ protected:
     FilterResult MakePixels(const PixelRequest& request) override;
 
 private:
-    FilterResult WorkCurves(const PixelRequest& request) const;
-
     kernels::ChannelTables channels_;  ///< with the master curve, unless that works on the luminance
     kernels::LuminanceCurve luminance_{kernels::kIdentityTable, kernels::LuminancePixel};
 };

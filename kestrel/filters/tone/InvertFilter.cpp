@@ -5,9 +5,8 @@
 namespace kestrel {
 
 FilterResult CInvertFilter::MakePixels(const PixelRequest& request) {
-    return InPlace(request, [inversity = Active().inversity](std::span<std::uint8_t> pixels) {
-        kernels::InvertRow(pixels, inversity);
-    });
+    return InPlace(
+        request, [inversity = Active().inversity](const kernels::RowPair& row) { kernels::InvertRow(row, inversity); });
 }
 
 HRESULT CInvertFilter::TransformColor(unsigned char* pixel) {

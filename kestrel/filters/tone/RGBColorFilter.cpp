@@ -13,8 +13,7 @@ kernels::ColourShift Shift(const RGBColorParameters& p) {
 }  // namespace
 
 FilterResult CRGBColorFilter::MakePixels(const PixelRequest& request) {
-    return InPlace(request,
-                   [shift = Shift(Active())](std::span<std::uint8_t> pixels) { kernels::ShiftRow(pixels, shift); });
+    return InPlace(request, [shift = Shift(Active())](const kernels::RowPair& row) { kernels::ShiftRow(row, shift); });
 }
 
 HRESULT CRGBColorFilter::TransformColor(unsigned char* pixel) {

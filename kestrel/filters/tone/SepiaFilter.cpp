@@ -5,8 +5,7 @@
 namespace kestrel {
 
 FilterResult CSepiaFilter::MakePixels(const PixelRequest& request) {
-    return InPlace(request,
-                   [keep = Active().keep](std::span<std::uint8_t> pixels) { kernels::SepiaRow(pixels, keep); });
+    return InPlace(request, [keep = Active().keep](const kernels::RowPair& row) { kernels::SepiaRow(row, keep); });
 }
 
 HRESULT CSepiaFilter::TransformColor(unsigned char* pixel) {

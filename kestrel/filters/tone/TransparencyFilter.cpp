@@ -5,7 +5,8 @@
 namespace kestrel {
 
 FilterResult CTransparencyFilter::MakePixels(const PixelRequest& request) {
-    return InPlace(request, [keep = Active().keep](std::span<std::uint8_t>, std::span<std::uint8_t> mask) {
+    return InPlace(request, [keep = Active().keep](int, const kernels::RowPair& pixels, std::span<std::uint8_t> mask) {
+        kernels::CopyRow(pixels);
         kernels::TransparencyRow(mask, keep);
     });
 }
