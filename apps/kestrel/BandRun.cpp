@@ -79,8 +79,7 @@ BandRun::BandRun(const ApplyJob& job, const ApplyTask& task, kestrel::Rendering&
       hasAlpha_(hasAlpha),
       part_(job.region.value_or(Region{0, 0, result.width, result.height})),
       height_(result.height),
-      holdsAlpha_(kestrel::FormatHoldsAlpha(job.save.format)),
-      line_(3 * static_cast<std::size_t>(part_.width)) {}
+      holdsAlpha_(kestrel::FormatHoldsAlpha(job.save.format)) {}
 
 bool BandRun::Run() {
     std::optional<interrupt::Stoppable> scope;
@@ -112,7 +111,7 @@ kestrel::CodecError BandRun::WriteTo(std::FILE* stream, bool alpha) {
     const auto feed = [this](std::uint8_t* pixels, std::uint8_t* mask) {
         if (!rows_->Read(pixels, mask)) TellLoaded(task_.input, rows_->Finish());  // throws the error
     };
-    const auto take = [&](const std::uint8_t* pixels, const std::uint8_t* mask) {
+    const auto take = [&](std::uint8_t* pixels, const std::uint8_t* mask) {
         return Put(encoder, alpha, pixels + 3 * std::ptrdiff_t{part_.x}, mask + part_.x);
     };
     const kestrel::RowSpan span{height_ - part_.y - part_.height, part_.height};
@@ -128,17 +127,12 @@ kestrel::CodecError BandRun::WriteTo(std::FILE* stream, bool alpha) {
     return {};
 }
 
-bool BandRun::Put(kestrel::RowEncoder& encoder, bool alpha, const std::uint8_t* pixels, const std::uint8_t* mask) {
-    if (Hides(mask, part_.width)) {
-        hides_ = true;
-        if (holdsAlpha_ && !alpha) throw OtherAlpha();
-        if (!holdsAlpha_) {
-            std::copy_n(pixels, line_.size(), line_.begin());
-            kestrel::FlattenRow(line_.data(), mask, part_.width, job_.background.red, job_.background.green,
-                                job_.background.blue);
-            pixels = line_.data();
-        }
-    }
+bool BandRun::Put(kestrel::RowEncoder& encoder, bool alpha, std::uint8_t* pixels, const std::uint8_t* mask) {
+    const Rgba& under = job_.background;
+    const bool hides = holdsAlpha_ ? Hides(mask, part_.width)
+                                   : kestrel::FlattenRow(pixels, mask, part_.width, under.red, under.green, under.blue);
+    hides_ = hides_ || hides;
+    if (holdsAlpha_ && hides && !alpha) throw OtherAlpha();
     refused_ = !encoder.Write(pixels, mask);
     return !refused_;
 }

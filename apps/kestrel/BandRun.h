@@ -1,7 +1,6 @@
 #pragma once
 #include <cstdio>
 #include <string>
-#include <vector>
 
 #include "apps/kestrel/ApplyRun.h"
 #include "kestrel/codec/RowDecoder.h"
@@ -33,7 +32,7 @@ private:
     /// Reads from the first row again. Throws `console::Failure`.
     void BeginAgain();
     kestrel::CodecError WriteTo(std::FILE* stream, bool alpha);
-    bool Put(kestrel::RowEncoder& encoder, bool alpha, const std::uint8_t* pixels, const std::uint8_t* mask);
+    bool Put(kestrel::RowEncoder& encoder, bool alpha, std::uint8_t* pixels, const std::uint8_t* mask);
 
     const ApplyJob& job_;
     const ApplyTask& task_;
@@ -45,7 +44,6 @@ private:
     const bool holdsAlpha_;            ///< the output's format
     bool hides_ = false;               ///< a row so far has transparency
     bool refused_ = false;             ///< by the encoder
-    std::vector<std::uint8_t> line_;
 };
 
 /// "TMFilter.Rotate.1 needs all of it at once"; empty for no filter.

@@ -101,9 +101,10 @@ std::string FilterAsJson(const kestrel::ClassRow& filter, std::optional<kestrel:
     whole["keys"] = keys;
     whole["lengths"] = kestrel::NameOf(filter.description->lengths);
     const int reach = filter.description->reach;
-    whole["reach"] = reach == kestrel::kWholePicture ? Json("whole")
-                     : reach == kestrel::kScaledRows ? Json("scaled")
-                                                     : Json(reach);
+    whole["reach"] = reach == kestrel::kWholePicture  ? Json("whole")
+                     : reach == kestrel::kScaledRows  ? Json("scaled")
+                     : reach == kestrel::kSlantedRows ? Json("slanted")
+                                                      : Json(reach);
     whole["freshText"] = info.freshText;
     whole["defaultText"] = info.defaultText;
     if (const auto notes = NotesOf(kestrel::WordOf(*filter.description)); !notes.empty()) whole["notes"] = notes;

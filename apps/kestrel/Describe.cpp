@@ -86,6 +86,8 @@ void PrintKeys(const kestrel::ParameterInfo& info, MaybeLanguage language) {
 std::string Reach(int rows) {
     if (rows == kestrel::kWholePicture) return "the whole picture";
     if (rows == kestrel::kScaledRows) return "the rows that it is scaled from; the whole picture with transparency";
+    if (rows == kestrel::kSlantedRows)
+        return "the rows that its slant crosses; the whole picture from 45 degrees on, at right angles, and mirrored";
     if (rows == 0) return "its own row";
     return fmt::format("its own row and {} on either side", rows);
 }

@@ -39,6 +39,24 @@ CodecError SaveTo(ByteWriter& target, const Dib* image, const Dib* mask, const S
     return {CodecFault::UnknownFormat, "the format to save in is unknown"};
 }
 
+/// Where the bytes end that are those of `mask[x]`, up to `width`.
+int AlikeUntil(const std::uint8_t* mask, int x, int width) {
+    const std::uint8_t value = mask[x];
+    const std::uint64_t eight = value * std::uint64_t{0x0101010101010101};
+    std::uint64_t next = eight;
+    for (; x + 8 <= width && next == eight; x += next == eight ? 8 : 0) std::memcpy(&next, mask + x, sizeof next);
+    while (x < width && mask[x] == value) ++x;
+    return x;
+}
+
+void FillPixels(std::uint8_t* pixels, int count, std::uint8_t blue, std::uint8_t green, std::uint8_t red) {
+    const std::size_t size = 3 * static_cast<std::size_t>(count);
+    pixels[0] = blue;
+    pixels[1] = green;
+    pixels[2] = red;
+    for (std::size_t done = 3; done < size; done *= 2) std::memcpy(pixels + done, pixels, std::min(done, size - done));
+}
+
 }  // namespace
 
 LoadResult ImageLoader::Load(const std::string& path, const LoadOptions& options) {
@@ -98,14 +116,23 @@ void Flatten(Dib* image, const Dib* mask, std::uint8_t red, std::uint8_t green, 
         FlattenRow(DibRow(image, y), DibRow(mask, y), image->biWidth, red, green, blue);
 }
 
-void FlattenRow(std::uint8_t* pixels, const std::uint8_t* mask, int width, std::uint8_t red, std::uint8_t green,
+bool FlattenRow(std::uint8_t* pixels, const std::uint8_t* mask, int width, std::uint8_t red, std::uint8_t green,
                 std::uint8_t blue) {
     const int background[3] = {blue, green, red};
-    for (int x = 0; x < width; ++x, pixels += 3) {
+    bool hides = false;
+    for (int x = 0; x < width;) {
         const int m = mask[x];
-        for (int c = 0; c < 3 && m > 0; ++c)
-            pixels[c] = static_cast<std::uint8_t>((pixels[c] * (255 - m) + background[c] * m + 127) / 255);
+        hides = hides || m > 0;
+        const int end = AlikeUntil(mask, x, width);
+        if (m == 255) FillPixels(pixels + 3 * std::ptrdiff_t{x}, end - x, blue, green, red);
+        for (; m > 0 && m < 255 && x < end; ++x)
+            for (int c = 0; c < 3; ++c) {
+                std::uint8_t& byte = pixels[3 * std::ptrdiff_t{x} + c];
+                byte = static_cast<std::uint8_t>((byte * (255 - m) + background[c] * m + 127) / 255);
+            }
+        x = end;
     }
+    return hides;
 }
 
 }  // namespace kestrel

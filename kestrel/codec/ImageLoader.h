@@ -202,8 +202,8 @@ KESTREL_API bool MaskHidesAnything(const Dib* mask);
 /// Lays the picture over a colour, in place: what the mask hides becomes the background, partly hidden pixels are
 /// mixed and rounded. Null or another size of the mask leaves the picture as it is.
 KESTREL_API void Flatten(Dib* image, const Dib* mask, std::uint8_t red, std::uint8_t green, std::uint8_t blue);
-/// The same for a row of so many pixels.
-KESTREL_API void FlattenRow(std::uint8_t* pixels, const std::uint8_t* mask, int width, std::uint8_t red,
+/// The same for a row of so many pixels. True when the mask hides any of them.
+KESTREL_API bool FlattenRow(std::uint8_t* pixels, const std::uint8_t* mask, int width, std::uint8_t red,
                             std::uint8_t green, std::uint8_t blue);
 
 }  // namespace kestrel

@@ -24,6 +24,9 @@ inline constexpr int kWholePicture = -1;
 /// That of a filter whose rows are made of those near their place in an input of another height. A filter may need the
 /// whole picture all the same, where the input has transparency.
 inline constexpr int kScaledRows = -2;
+/// That of a filter whose rows are made of those that a slanting line crosses. It may need the whole picture all the
+/// same, where it does more than slant it.
+inline constexpr int kSlantedRows = -3;
 
 /// What a class of filters is called and where it stands.
 struct Description {
@@ -42,8 +45,8 @@ struct Description {
     /// Bytes depend on the request as a whole, on its size or its histogram: a part of it cannot be asked for alone.
     bool measuresRequest = false;
     /// Rows of the input above and below the place of a row of the output that this row depends on; `kWholePicture`
-    /// where it depends on more, such as the statistics of the picture; or `kScaledRows`. What parameters change about
-    /// it, and which place that is, `CPdibFilter::InputRows` tells.
+    /// where it depends on more, such as the statistics of the picture; `kScaledRows`; or `kSlantedRows`. What
+    /// parameters change about it, and which place that is, `CPdibFilter::InputRows` tells.
     int reach = kWholePicture;
     /// It can hide pixels of a picture without transparency. Counts for filters with a reach of 0 and above.
     bool hides = false;

@@ -66,6 +66,9 @@ public:
     /// one: for hosts that ask for each row once and cannot hold the whole picture. Only for filters that answer
     /// `InputRows`. Not during a request.
     void WorkInBands(bool bands);
+    /// Does it keep input rows of a band for the next one all the same, because neighbours share many? Bands are then
+    /// to be asked for from the top down, and each gets those of its `InputRows` that no band before has got.
+    virtual bool KeepsRows() const { return false; }
 
     // OneShotLink
     void SetOneShot(bool oneShot) override;
@@ -216,6 +219,7 @@ protected:
     /// For a `compute()` that does not make its input's rows: row 0 of the cache is this one of the output.
     void SetCachedFrom(int row) { cachedFrom_ = row; }
 
+    bool WorksInBands() const { return inBands_; }
     /// Must the output be made again? A cached picture is made from its very start.
     bool IsStale() const { return inBands_ || m_Dirty || m_UpstreamDirty || !m_Cache; }
     bool Aborted() const { return m_Abort.IsSet(); }
@@ -351,7 +355,7 @@ FilterResult CPdibFilter::CachedPass(const PixelRequest& request, const Compute&
         fetched_ = {0, m_InActive.Height};
         if (inBands_) {
             fetched_ = InputRows({request.srcY, request.height}).value_or(fetched_);
-            if (fetched_.count == 0) return Finished(S_OK);
+            if (fetched_.count == 0 && !KeepsRows()) return Finished(S_OK);
         }
         cachedFrom_ = fetched_.first;
         if (const FilterResult result = compute(); result.Failed()) return result;

@@ -15,8 +15,8 @@ namespace kestrel {
 
 /// Fills the next row of a picture, from the top down: 24-bit pixels, and the mask where the picture has one.
 using RowFeed = std::function<void(std::uint8_t* pixels, std::uint8_t* mask)>;
-/// Takes the next row of a result, from the top down. False: it takes no more.
-using RowTaker = std::function<bool(const std::uint8_t* pixels, const std::uint8_t* mask)>;
+/// Takes the next row of a result, from the top down, and may write over it. False: it takes no more.
+using RowTaker = std::function<bool(std::uint8_t* pixels, std::uint8_t* mask)>;
 
 /// A picture that is made in bands of rows, from the top down, while its input still comes in and the bands before are
 /// on their way out. Any number of threads take part; one at a time reads, one at a time writes, all others make bands

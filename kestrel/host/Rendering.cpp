@@ -527,19 +527,36 @@ void Rendering::WorkInBands(bool bands) {
     });
 }
 
-RowSpan Rendering::InputRows(RowSpan output) const {
-    EachFilterUpstream([&output](CPdibFilter& filter) {
+RowSpan Rendering::InputRows(RowSpan output, std::vector<int>* kept) const {
+    std::size_t number = 0;
+    EachFilterUpstream([&](CPdibFilter& filter) {
         output = filter.InputRows(output).value_or(RowSpan{});
-        return true;
+        if (kept && filter.KeepsRows()) {
+            int& lowest = (*kept)[number];
+            const int end = std::min(output.End(), lowest);
+            lowest = std::min(output.first, end);
+            output = {lowest, end - lowest};
+        }
+        ++number;
+        return output.count > 0;
     });
     return output;
+}
+
+bool Rendering::MakesBandsInOrder() const {
+    bool inOrder = false;
+    EachFilterUpstream([&inOrder](const CPdibFilter& filter) {
+        inOrder = inOrder || filter.KeepsRows();
+        return true;
+    });
+    return inOrder;
 }
 
 int Rendering::BandHeight(RowSpan rows, int width) const {
     constexpr double kSharedPart = 8;
     // Rows of the input for a row of the output, at least one, and those more that it shares with its neighbours.
     const double each = std::max(static_cast<double>(InputRows(rows).count) / rows.count, 1.0);
-    const double shared = InputRows({rows.first + rows.count / 2, 1}).count - each;
+    const double shared = MakesBandsInOrder() ? 0 : InputRows({rows.first + rows.count / 2, 1}).count - each;
     const double inCache = std::min<double>(BandRows(width), BandRows(source_->Rows().width) / each);
     return static_cast<int>(std::clamp<double>(std::max(inCache, shared / each * kSharedPart), 1, rows.count));
 }
@@ -548,10 +565,15 @@ int Rendering::BandHeight(RowSpan rows, int width) const {
 std::vector<BandPipeline::Band> Rendering::BandsOf(RowSpan rows, int width, int bandRows, bool ofWhole) const {
     if (bandRows < 1) bandRows = ofWhole ? BandRows(width) : BandHeight(rows, width);
     std::vector<BandPipeline::Band> bands;
+    std::vector<int> kept(static_cast<std::size_t>(FilterCount()), std::numeric_limits<int>::max());
+    int lowest = source_->Rows().height;
     for (int top = rows.End(); top > rows.first; top -= std::min(bandRows, top - rows.first)) {
         const int first = std::max(top - bandRows, rows.first);
         const RowSpan band{first, top - first};
-        bands.push_back({band, ofWhole ? RowSpan{0, source_->Rows().height} : InputRows(band)});
+        RowSpan input = ofWhole ? RowSpan{0, source_->Rows().height} : InputRows(band, &kept);
+        if (input.count == 0) input.first = lowest;  // of rows that are kept
+        lowest = input.first;
+        bands.push_back({band, input});
     }
     return bands;
 }
@@ -588,13 +610,13 @@ FilterResult Rendering::RunBands(BandPipeline& pipeline, int width, bool inBands
             return line.sink_->Upstream()->TransformArea(0, 0, 0, band.first, width, band.count, rows, masks);
         });
     };
-    if (inBands) {
+    if (inBands && !MakesBandsInOrder()) {
         WithHelpers(CanBeFollowed() && !servedByHost_ ? threads_ - 1 : 0, true, work);
     } else {
-        constexpr int kEnds = 2;  // one thread reads or makes bands, one writes
-        const HelperThreads passes(threads_);
+        constexpr int kEnds = 2;  // one thread reads, one writes
+        const HelperThreads passes(inBands ? threads_ - kEnds : threads_);
         RunBeside(
-            std::min(threads_, kEnds) - 1, [&] { pipeline.Work({}); }, [&] { work(*this); });
+            std::min(threads_ - 1, kEnds), [&] { pipeline.Work({}); }, [&] { work(*this); });
     }
     return pipeline.Result();
 }

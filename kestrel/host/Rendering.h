@@ -150,8 +150,11 @@ private:
     template <class Visit>
     bool EachFilterUpstream(const Visit& visit) const;
     void WorkInBands(bool bands);
-    /// The rows of the picture that rows of the output are made of.
-    RowSpan InputRows(RowSpan output) const;
+    /// The rows of the picture that rows of the output are made of. With `kept`, which has the lowest row so far for
+    /// each filter from the last on, it is without those that filters have kept of earlier ones.
+    RowSpan InputRows(RowSpan output, std::vector<int>* kept = nullptr) const;
+    /// Does a filter keep rows of a band for the next one, so that bands are to be made in their order?
+    bool MakesBandsInOrder() const;
     /// Bytes of the pictures that filters make a band of the output with.
     std::uint64_t MemoryOfBand(const std::vector<LinkGeometry>& links, RowSpan rows) const;
     /// Height of bands for rows of the output, high enough that what neighbours share is a small part of the work.

@@ -116,7 +116,7 @@ void BlendPixels(const Line& previous, const Line& line, const OutLine& out, Ran
     }
 }
 
-/// Moves parts of rows, of which it holds one at a time.
+/// Moves parts of rows, of which it holds one at a time where it has to.
 class RowMover {
 public:
     /// Moves the pixels `left` to `right` of one row by `move` and, in the target, `cropX` to the left.
@@ -134,8 +134,11 @@ public:
                 std::memmove(out.masks, row.masks + first, size);
             } else {
                 // One pixel more at the end where the walk begins: what the first is blended with.
-                Hold(row, move.forward ? first : first - 1, size + 1, left, right);
-                Blend(move, size, out);
+                const std::int64_t from = move.forward ? first : first - 1;
+                if (row.pixels == to.pixels || from < left || end + (move.forward ? 1 : 0) > right)
+                    Blend(Held(row, from, size + 1, left, right), move, size, out);
+                else
+                    Blend({row.pixels + from * 3, row.masks + from}, move, size, out);
             }
         }
         const std::int64_t vacated = move.forward ? left + by - move.whole : right + by;
@@ -149,9 +152,9 @@ private:
         if (from < end) std::memset(masks + from, 255, static_cast<std::size_t>(end - from));
     }
 
-    /// Copies `size` pixels from `from` on, since the row may be the one that is written. One of them, the first or
-    /// the last, may lie outside `left` to `right`, where nothing is.
-    void Hold(const Line& row, std::int64_t from, std::size_t size, int left, int right) {
+    /// A copy of `size` pixels from `from` on, for a row that is the one that is written. One of them, the first or the
+    /// last, may lie outside `left` to `right`, where nothing is.
+    Line Held(const Line& row, std::int64_t from, std::size_t size, int left, int right) {
         pixels_.resize(size * 3);
         masks_.resize(size);
         const auto hide = [this](std::size_t i) {
@@ -165,11 +168,11 @@ private:
         std::memcpy(pixels_.data() + (first - from) * 3, row.pixels + first * 3,
                     static_cast<std::size_t>(end - first) * 3);
         std::memcpy(masks_.data() + (first - from), row.masks + first, static_cast<std::size_t>(end - first));
+        return {pixels_.data(), masks_.data()};
     }
 
-    /// Blends the held pixels with each other into `size` ones.
-    void Blend(const Move& move, std::size_t size, const OutLine& out) const {
-        const Line lower{pixels_.data(), masks_.data()};
+    /// Blends `size` pixels from `lower` on, or those beside them, with the ones before them.
+    static void Blend(const Line& lower, const Move& move, std::size_t size, const OutLine& out) {
         const Line upper{lower.pixels + 3, lower.masks + 1};
         const Line& previous = move.forward ? upper : lower;
         const Line& line = move.forward ? lower : upper;
@@ -186,8 +189,6 @@ private:
 
 /// Columns that are walked together.
 constexpr int kStrip = 1024;
-/// Rows that a strip's walk asks for ahead of itself.
-constexpr int kRowsAhead = 8;
 
 /// What stands before the pixels of a strip's first row.
 constexpr auto kNothingBytes = [] {
@@ -196,48 +197,67 @@ constexpr auto kNothingBytes = [] {
     return bytes;
 }();
 
-/// Columns side by side that all move up or all move down, each by its own way. Rows of the picture are made one by one
-/// from the far end of the move: the pixels that land in a row stand in different rows before and are gathered first.
+/// Columns side by side that all move up or all move down, each by its own way. Rows of the result are made one by one
+/// in the order from the far end of the move: the pixels that land in a row stand in different rows of the source and
+/// are gathered first.
 class Strip {
 public:
-    Strip(const Planes& picture, const Area& inside, int left, bool forward)
-        : picture_(picture),
-          inside_(inside),
-          left_(left),
+    Strip(const Area& inside, int left, bool forward)
+        : left_(left),
           forward_(forward),
           rows_(inside.top - inside.bottom),
           begin_(forward ? inside.top - 1 : inside.bottom) {}
 
     bool Takes(const Move& move) const { return count_ < kStrip && move.forward == forward_; }
     void Add(const Move& move) {
-        if (runs_ == 0 || !Alike(moves_[count_ - 1], move)) {
-            run_[runs_++] = {.first = count_, .reach = move.Reach(), .whole = move.whole, .copies = move.fraction == 0};
-            minReach_ = runs_ == 1 ? move.Reach() : std::min(minReach_, move.Reach());
+        if (runs_.empty() || !Alike(moves_.back(), move)) {
+            minReach_ = runs_.empty() ? move.Reach() : std::min(minReach_, move.Reach());
             maxReach_ = std::max(maxReach_, move.Reach());
-            copies_ = copies_ || move.fraction == 0;
+            runs_.push_back(
+                {.first = count_, .reach = move.Reach(), .whole = move.whole, .copies = move.fraction == 0});
         }
-        moves_[count_] = move;
-        std::fill_n(shares_ + count_ * 3, 3, move.share);
+        keeps_ = keeps_ || move.fraction == 0 || move.fraction == kOne;
+        moves_.push_back(move);
+        shares_.insert(shares_.end(), 3, move.share);
         ++count_;
-        ++run_[runs_ - 1].count;
+        ++runs_.back().count;
     }
 
-    /// Moves the columns and hides the places that they leave. False when aborted.
-    bool Walk(const AbortFlag& abort) {
-        // Rows are numbered in the order of the walk from the first that moves; the row before the first one that is
-        // made is gathered too, since it is blended with that.
-        const std::int64_t first = std::max(-maxReach_, forward_ ? begin_ + 1 - picture_.height : -begin_);
-        const std::int64_t end = std::min(rows_ - minReach_, forward_ ? begin_ + 1 : picture_.height - begin_);
-        Gather(first - 1);
-        for (std::int64_t n = first; n < end; ++n) {
+    /// Makes the strip's part of rows of the result, the first of them row `first`. False when aborted.
+    bool Make(const ConstPlanes& source, const Planes& target, int first, const AbortFlag& abort) const {
+        const std::int64_t n = FirstNumber(first, target.height);
+        Walk walk;
+        Gather(source, n - 1, *walk.line);
+        for (int i = 0; i < target.height; ++i) {
             if (abort.IsSet()) return false;
-            Prefetch(n + maxReach_ + kRowsAhead);  // where pixels come from
-            Prefetch(n + kRowsAhead);              // where they go
-            Gather(n);
-            Make(n);
+            std::swap(walk.line, walk.previous);
+            Gather(source, n + i, *walk.line);
+            const std::int64_t row = forward_ ? target.height - 1 - i : i;
+            MakeRow(walk, n + i, {source.rows[first + row] + Bytes(left_), source.maskRows[first + row] + left_},
+                    {target.rows[row] + Bytes(left_), target.maskRows[row] + left_});
         }
-        Erase();
         return true;
+    }
+
+    /// Asks for what `Make` looks at: pixels that are used together lie in different rows.
+    void Prefetch(const ConstPlanes& source, int first, int rows) const {
+        const std::int64_t n = FirstNumber(first, rows);
+        std::size_t pixelLine = 0, maskLine = 0;
+        for (const Run& run : runs_) {
+            const auto end = static_cast<std::size_t>(left_ + run.first + run.count) - 1;
+            const bool pixels = end * 3 / kCacheLine != pixelLine;
+            const bool masks = end / kCacheLine != maskLine;
+            pixelLine = end * 3 / kCacheLine;
+            maskLine = end / kCacheLine;
+            if (!pixels) continue;  // nor masks, of which a line has more
+            const std::int64_t from = std::max<std::int64_t>(n + run.reach - 1, 0);
+            const std::int64_t to = std::min<std::int64_t>(n + run.reach + rows, rows_);
+            for (std::int64_t row = from; row < to; ++row) {
+                const std::int64_t y = forward_ ? begin_ - row : begin_ + row;
+                PrefetchToRead({source.rows[y] + end * 3, 1});
+                if (masks) PrefetchToRead({source.maskRows[y] + end, 1});
+            }
+        }
     }
 
 private:
@@ -257,33 +277,32 @@ private:
         std::uint8_t pixels[kStrip * 3];
         std::uint8_t masks[kStrip];
     };
+    /// What a walk over rows holds: the gathered pixels of a row and of the one before, and a row that is made.
+    struct Walk {
+        HeldRow held[2];
+        HeldRow made;
+        HeldRow* line = &held[0];
+        HeldRow* previous = &held[1];
+    };
 
     static bool Alike(const Move& a, const Move& b) {
         return a.whole == b.whole && (a.fraction == 0) == (b.fraction == 0);
     }
-    std::span<const Run> Runs() const { return {run_, static_cast<std::size_t>(runs_)}; }
-    std::int64_t RowAt(std::int64_t n) const { return forward_ ? begin_ - n : begin_ + n; }
-
-    void Prefetch(std::int64_t n) const {
-        const std::int64_t y = RowAt(n);
-        if (y < 0 || y >= picture_.height) return;
-        const kernels::MaskedRow row = Part(picture_, y, left_, left_ + count_);
-        PrefetchToWrite(row.pixels);
-        PrefetchToWrite(row.mask);
+    static std::ptrdiff_t Bytes(int pixels) { return std::ptrdiff_t{3} * pixels; }
+    /// Rows are numbered in the order of the walk from the first that moves. Each is blended with the one before.
+    std::int64_t FirstNumber(int first, int rows) const {
+        return forward_ ? begin_ - (std::int64_t{first} + rows - 1) : first - begin_;
     }
 
-    /// Gathers the pixels that land in row `n`; those of the row before become the previous ones. Of columns
-    /// that have no pixel left for it, nothing is used.
-    void Gather(std::int64_t n) {
-        std::swap(line_, previous_);
-        HeldRow& line = *line_;  // and the rest in locals: any byte that is stored could be a part of this object
-        const std::int64_t rows = rows_;
+    /// Gathers the pixels that land in row `n`. Of columns that have no pixel left for it, nothing is used.
+    void Gather(const ConstPlanes& source, std::int64_t n, HeldRow& line) const {
+        const std::int64_t rows = rows_;  // in locals: any byte that is stored could be a part of this object
         const std::int64_t begin = begin_;
         const std::int64_t step = forward_ ? -1 : 1;
-        const Planes picture = picture_;
+        const ConstPlanes picture = source;
         const std::ptrdiff_t left = left_;
         const int count = count_;
-        for (const Run& run : Runs()) {
+        for (const Run& run : std::span(runs_)) {
             const std::int64_t from = n + run.reach;
             if (from >= rows) continue;
             const std::int64_t y = begin + step * from;
@@ -302,41 +321,47 @@ private:
         }
     }
 
-    /// Makes row `n` of what was gathered.
-    void Make(std::int64_t n) {
-        const std::int64_t y = RowAt(n);
-        const OutLine to{picture_.rows[y] + std::ptrdiff_t{left_} * 3, picture_.maskRows[y] + left_};
-        if (!copies_ && n + minReach_ >= 0 && n + maxReach_ < rows_) return Blend(to);
-        // Only some runs land here, and some may need no blending.
-        std::memcpy(made_.pixels, to.pixels, static_cast<std::size_t>(count_) * 3);
-        Blend({made_.pixels, made_.masks});
-        for (const Run& run : Runs()) {
-            if (n + run.reach < 0 || n + run.reach >= rows_) continue;
-            const HeldRow& from = run.copies ? *line_ : made_;
+    /// Makes row `n` of what was gathered. Where nothing lands, and where a blend has no color, the source's own row
+    /// stays; of the places that it leaves, its colors.
+    void MakeRow(Walk& walk, std::int64_t n, const Line& own, const OutLine& to) const {
+        const auto columns = static_cast<std::size_t>(count_);
+        const bool landsEverywhere = n + minReach_ >= 0 && n + maxReach_ < rows_;
+        if (!landsEverywhere || keeps_) {
+            std::memcpy(to.pixels, own.pixels, columns * 3);
+            std::memcpy(to.masks, own.masks, columns);
+        }
+        if (landsEverywhere && !keeps_) return Blend(walk, to);
+        std::memcpy(walk.made.pixels, own.pixels, columns * 3);
+        Blend(walk, {walk.made.pixels, walk.made.masks});
+        for (const Run& run : runs_) {
+            const bool lands = n + run.reach >= 0 && n + run.reach < rows_;
+            if (!lands && !Leaves(run, n)) continue;
+            const HeldRow& from = run.copies ? *walk.line : walk.made;
             const auto size = static_cast<std::size_t>(run.count);
-            std::memcpy(to.pixels + run.first * 3, from.pixels + run.first * 3, size * 3);
-            std::memcpy(to.masks + run.first, from.masks + run.first, size);
+            if (lands) {
+                std::memcpy(to.pixels + run.first * 3, from.pixels + run.first * 3, size * 3);
+                std::memcpy(to.masks + run.first, from.masks + run.first, size);
+            } else {
+                std::memset(to.masks + run.first, 255, size);
+            }
         }
     }
 
-    void Blend(const OutLine& out) const {
-        const Line previous{previous_->pixels, previous_->masks};
-        const Line line{line_->pixels, line_->masks};
+    /// Is row `n` one that the columns have left?
+    bool Leaves(const Run& run, std::int64_t n) const {
+        const std::int64_t end = rows_ - run.reach + run.whole;
+        return n >= end - run.whole && n < end;
+    }
+
+    void Blend(const Walk& walk, const OutLine& out) const {
+        const Line previous{walk.previous->pixels, walk.previous->masks};
+        const Line line{walk.line->pixels, walk.line->masks};
         const auto alike = [&](std::size_t first, std::size_t count) {
             kernels::InterpolateRow({previous.pixels + first * 3, count * 3}, {line.pixels + first * 3, count * 3},
-                                    {shares_ + first * 3, count * 3}, {out.pixels + first * 3, count * 3});
+                                    {shares_.data() + first * 3, count * 3}, {out.pixels + first * 3, count * 3});
         };
         BlendPixels(previous, line, out, {0, static_cast<std::size_t>(count_)}, alike,
                     [this](std::size_t i) -> const Move& { return moves_[i]; });
-    }
-
-    void Erase() const {
-        for (const Run& run : Runs()) {
-            const std::int64_t from = forward_ ? inside_.bottom + run.reach - run.whole : inside_.top - run.reach;
-            const std::int64_t end = std::min<std::int64_t>(from + run.whole, picture_.height);
-            for (std::int64_t y = std::max<std::int64_t>(from, 0); y < end; ++y)
-                std::memset(picture_.maskRows[y] + left_ + run.first, 255, static_cast<std::size_t>(run.count));
-        }
     }
 
     /// The longest run that is gathered by a fixed number of bytes, which is more than its own.
@@ -345,24 +370,17 @@ private:
     static constexpr int kFixedMasks = 16;
     static_assert(kShortRun * 3 <= kFixedPixels && kFixedPixels <= kFixedMasks * 3 && kShortRun <= kFixedMasks);
 
-    const Planes picture_;
-    const Area inside_;
     const int left_;
     const bool forward_;
     const std::int64_t rows_;   ///< that move
     const std::int64_t begin_;  ///< row where the walk begins
     int count_ = 0;
-    int runs_ = 0;
     std::int64_t minReach_ = 0;
     std::int64_t maxReach_ = 0;
-    bool copies_ = false;  ///< a run does
-    Run run_[kStrip];
-    Move moves_[kStrip];
-    std::int16_t shares_[kStrip * 3];
-    HeldRow held_[2];
-    HeldRow made_;
-    HeldRow* line_ = &held_[0];
-    HeldRow* previous_ = &held_[1];
+    bool keeps_ = false;  ///< bytes of the source's own rows may stay: a column moves by whole pixels, or nearly so
+    std::vector<Run> runs_;
+    std::vector<Move> moves_;
+    std::vector<std::int16_t> shares_;
 };
 
 }  // namespace
@@ -403,23 +421,33 @@ bool XShear(const ConstPlanes& source, const Planes& target, const Shear& shear,
     });
 }
 
-bool YShear(const Planes& picture, const Shear& shear, const AbortFlag& abort) {
-    const Area inside = Inside(shear.area, picture);
-    if (inside.bottom >= inside.top) return true;
-    const auto moveAt = [&](int x) {
-        return MoveOf(ShiftOf(shear, x - shear.area.left, shear.area.right - shear.area.left));
-    };
-    const int parts = std::max(inside.right - inside.left + kStrip - 1, 0) / kStrip;
-    return HelperThreads::Share(parts, [&](int part) {
-        int left = inside.left + part * kStrip;
-        const int right = std::min(left + kStrip, inside.right);
-        while (left < right) {  // a second strip where the columns turn from one direction to the other
-            Strip strip(picture, inside, left, moveAt(left).forward);
-            for (; left < right && strip.Takes(moveAt(left)); ++left) strip.Add(moveAt(left));
-            if (!strip.Walk(abort)) return false;
+ColumnShear YShear(const Shear& shear, int width, int height) {
+    const Area inside = Inside(shear.area, {nullptr, nullptr, width, height});
+    std::vector<Strip> strips;
+    for (int x = inside.left; x < inside.right && inside.bottom < inside.top; ++x) {
+        const Move move = MoveOf(ShiftOf(shear, x - shear.area.left, shear.area.right - shear.area.left));
+        // Another one, too, where the columns turn from one direction to the other.
+        if (strips.empty() || !strips.back().Takes(move)) strips.emplace_back(inside, x, move.forward);
+        strips.back().Add(move);
+    }
+    return [inside, strips = std::move(strips)](const ConstPlanes& source, const Planes& target, int first,
+                                                const AbortFlag& abort) {
+        const auto copy = [&](int left, int right) {
+            for (int row = 0; row < target.height && left < right; ++row) {
+                const auto size = static_cast<std::size_t>(right - left);
+                const std::ptrdiff_t at = std::ptrdiff_t{3} * left;
+                std::memcpy(target.rows[row] + at, source.rows[first + row] + at, size * 3);
+                std::memcpy(target.maskRows[row] + left, source.maskRows[first + row] + left, size);
+            }
+        };
+        copy(0, strips.empty() ? target.width : inside.left);
+        for (std::size_t i = 0; i < strips.size(); ++i) {
+            if (i + 1 < strips.size()) strips[i + 1].Prefetch(source, first, target.height);
+            if (!strips[i].Make(source, target, first, abort)) return false;
         }
+        if (!strips.empty()) copy(inside.right, target.width);
         return true;
-    });
+    };
 }
 
 }  // namespace kestrel::passes

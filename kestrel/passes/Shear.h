@@ -1,6 +1,7 @@
 #pragma once
 #include <array>
 #include <cstdint>
+#include <functional>
 
 #include "kestrel/passes/Planes.h"
 
@@ -36,7 +37,14 @@ enum class TargetRows { Kept, Cleared };
 [[nodiscard]] bool XShear(const ConstPlanes& source, const Planes& target, const Shear& shear, int cropX, int cropY,
                           TargetRows targetRows, const AbortFlag& abort);
 
-/// Shears the columns of `area` in place, the bottom row of the area being the start of each line.
-[[nodiscard]] bool YShear(const Planes& picture, const Shear& shear, const AbortFlag& abort);
+/// Makes rows of a sheared picture, row `first` to the one that is as many above as `target` has; `source` and `target`
+/// are of its width. False when aborted, which is looked for before each row. From any number of threads.
+using ColumnShear =
+    std::function<bool(const ConstPlanes& source, const Planes& target, int first, const AbortFlag& abort)>;
+
+/// Shears the columns of `area` of pictures of this size, the bottom row of the area being the start of each line. Rows
+/// of the source that are farther from a row of the result than a column moves, and one more, are not looked at. Throws
+/// `std::bad_alloc`.
+ColumnShear YShear(const Shear& shear, int width, int height);
 
 }  // namespace kestrel::passes

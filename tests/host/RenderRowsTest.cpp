@@ -107,6 +107,9 @@ Step Box(int width, int height) {
 /// All that serve rows, of rows or of the whole picture; scales more than once: what they do depends on both axes.
 std::vector<Step> RowFilters() {
     std::vector<Step> filters{Percent(45, 230), Percent(97, 12), Percent(3, 5), Box(11, 9), Box(90, 70)};
+    for (const char* const angle :
+         {"Angle=7", "Angle=319.5", "Angle=0.01", "Angle=90", "Angle=130", "Angle=3,MirrorOn=1"})
+        filters.push_back({"TMFilter.Rotate.1", angle});
     for (const ClassRow& row : ClassTable())
         if (row.IsFilter() && !row.description->measuresRequest)
             filters.push_back(
@@ -193,18 +196,23 @@ TEST(RenderRows, ReduceWhereNothingCanBeHidden) {
 }
 
 TEST(RenderRows, KeepNoMoreRowsThanTheBandsAtWorkNeed) {
-    Rendering rendering;
-    ASSERT_FALSE(rendering.SetChainText("TMFilter.Sharpen.1\tSharpness=080\n"));
-    constexpr int kHeight = 4000;
-    ASSERT_EQ(rendering.SetPictureSize(50, kHeight, false), S_OK);
-    int read = 0, written = 0, ahead = 0;
-    const auto feed = [&](std::uint8_t* pixels, std::uint8_t*) {
-        std::fill_n(pixels, 150, std::uint8_t{1});
-        ahead = std::max(ahead, ++read - written);
-    };
-    const auto take = [&](const std::uint8_t*, const std::uint8_t*) { return ++written > 0; };
-    ASSERT_EQ(rendering.RenderRows({0, kHeight}, feed, take, 10), S_OK);
-    EXPECT_LE(ahead, 4 * 10);
+    for (const auto& [chain, rows] :
+         {std::pair{"TMFilter.Sharpen.1\tSharpness=080\n", 4 * 10}, {"TMFilter.Rotate.1\tAngle=5\n", 4 * 10 + 340}}) {
+        Rendering rendering;
+        ASSERT_FALSE(rendering.SetChainText(chain));
+        constexpr int kHeight = 4000;
+        ASSERT_EQ(rendering.SetPictureSize(50, kHeight, false), S_OK);
+        int read = 0, written = 0, ahead = 0;
+        const auto feed = [&](std::uint8_t* pixels, std::uint8_t*) {
+            std::fill_n(pixels, 150, std::uint8_t{1});
+            ahead = std::max(ahead, ++read - written);
+        };
+        const auto take = [&](const std::uint8_t*, const std::uint8_t*) { return ++written > 0; };
+        int width = 0, height = 0;
+        rendering.GetOutputSize(&width, &height);
+        ASSERT_EQ(rendering.RenderRows({0, height}, feed, take, 10), S_OK);
+        EXPECT_LE(ahead, rows) << chain;
+    }
 }
 
 TEST(RenderRows, MemoryIsEstimatedFromAllLinks) {

@@ -122,6 +122,20 @@ TEST(XShear, HidesWhatATargetHeldBefore) {
     EXPECT_EQ(used.Difference(empty), "");
 }
 
+/// The columns sheared, in bands of so many rows, the upper ones first.
+Picture ShearedColumns(Picture& picture, const Shear& shear, int bandRows) {
+    Picture result(picture.Width(), picture.Height(), kNothing);
+    const ColumnShear columns = YShear(shear, picture.Width(), picture.Height());
+    for (int end = picture.Height(); end > 0; end -= std::min(bandRows, end)) {
+        const int first = std::max(end - bandRows, 0);
+        EXPECT_TRUE(columns(Of(picture),
+                            {result.Rows() + first, result.MaskRows() + first, picture.Width(), end - first}, first,
+                            false));
+    }
+    EXPECT_TRUE(result.GuardsIntact());
+    return result;
+}
+
 /// Rows and columns exchanged.
 Picture Transposed(const Picture& p) {
     return Picture(p.Height(), p.Width(), [&](int x, int y) { return p.At(y, x); });
@@ -140,25 +154,41 @@ struct Framed {
 };
 
 TEST(YShear, IsTheXShearOfTheTransposedPicture) {
-    for (const double shear : {0.7071, -0.31, 0.12, 0.01, 1.0, 0.0}) {
-        auto [picture, area] = Framed();
-        Picture other = Transposed(picture);
-        const Area transposed{area.bottom, area.left, area.top, area.right};
-        ASSERT_TRUE(YShear(Of(picture), {shear, 0.13, area}, false));
-        ASSERT_TRUE(XShear(Of(other), Of(other), {shear, 0.13, transposed}, 0, 0, TargetRows::Kept, false));
-        EXPECT_EQ(Transposed(other).Difference(picture), "") << shear;
-        EXPECT_TRUE(picture.GuardsIntact());
-    }
+    for (const double shear : {0.7071, -0.31, 0.12, 0.01, 1.0, 0.0})
+        for (const double fraction : {0.13, 0.5, 0.99999}) {
+            auto [picture, area] = Framed();
+            Picture other = Transposed(picture);
+            const Area transposed{area.bottom, area.left, area.top, area.right};
+            ASSERT_TRUE(XShear(Of(other), Of(other), {shear, fraction, transposed}, 0, 0, TargetRows::Kept, false));
+            for (const int bandRows : {1, 7, 90})
+                EXPECT_EQ(ShearedColumns(picture, {shear, fraction, area}, bandRows).Difference(Transposed(other)), "")
+                    << shear << ", " << fraction << ", bands of " << bandRows;
+        }
 }
 
-TEST(Shears, AreTheSameWithAnyNumberOfThreads) {
+TEST(YShear, LooksNoFartherThanAColumnMoves) {
+    auto [picture, area] = Framed();
+    const Shear shear{0.02, 0.13, area};  // by up to 11 pixels
+    const Picture whole = ShearedColumns(picture, shear, 90);
+    constexpr int kFirst = 40, kRows = 5, kAround = 11 + 1;
+    std::vector<std::uint8_t*> rows(90), masks(90);  // null where nothing may be looked at
+    for (int y = kFirst - kAround; y < kFirst + kRows + kAround; ++y) {
+        rows[static_cast<std::size_t>(y)] = picture.Rows()[y];
+        masks[static_cast<std::size_t>(y)] = picture.MaskRows()[y];
+    }
+    Picture part(picture.Width(), kRows, kNothing);
+    ASSERT_TRUE(
+        YShear(shear, picture.Width(), 90)({rows.data(), masks.data(), picture.Width(), 90}, Of(part), kFirst, false));
+    EXPECT_EQ(part.Difference(whole.Cut(0, kFirst, picture.Width(), kRows)), "");
+}
+
+TEST(XShear, IsTheSameWithAnyNumberOfThreads) {
     Framed alone;
     Framed shared = alone;
     const auto run = [](int threads, Framed& framed) {
         auto& [picture, area] = framed;
         const HelperThreads help(threads);
         EXPECT_TRUE(XShear(Of(picture), Of(picture), {0.2, 0.3, area}, 0, 0, TargetRows::Kept, false));
-        EXPECT_TRUE(YShear(Of(picture), {0.02, 0.13, area}, false));
     };
     run(1, alone);
     run(3, shared);
@@ -167,9 +197,10 @@ TEST(Shears, AreTheSameWithAnyNumberOfThreads) {
 
 TEST(Shears, EndAtAnAbort) {
     const Picture before = Picture::Random(8, 8, 2);
-    Picture picture = before;
-    EXPECT_FALSE(XShear(Of(picture), Of(picture), {1.0, 0.5, {0, 0, 8, 8}}, 0, 0, TargetRows::Kept, true));
-    EXPECT_FALSE(YShear(Of(picture), {1.0, 0.5, {0, 0, 8, 8}}, true));
+    Picture picture = before, other = before;
+    const Shear shear{1.0, 0.5, {0, 0, 8, 8}};
+    EXPECT_FALSE(XShear(Of(picture), Of(picture), shear, 0, 0, TargetRows::Kept, true));
+    EXPECT_FALSE(YShear(shear, 8, 8)(Of(other), Of(picture), 0, true));
     EXPECT_EQ(picture.Difference(before), "");
 }
 

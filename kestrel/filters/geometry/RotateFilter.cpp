@@ -58,6 +58,7 @@ bool ClearAround(const passes::Planes& picture, const passes::Area& kept, const 
 HRESULT CRotateFilter::CommitChanges() {
     const HRESULT result = TwinFilter::CommitChanges();
     m_Cache.reset();
+    m_Columns = nullptr;
     SetupRotation(std::max(m_InActive.Width, 0), std::max(m_InActive.Height, 0));
     SetOutput();
     return result;
@@ -157,7 +158,7 @@ FilterResult CRotateFilter::MakePixels(const PixelRequest& request) {
     if (m_InActive.Width < 1 || m_InActive.Height < 1) return Finished(E_INVALIDARG);
     if (IsRightAngle()) return CachedWhole(request, [this] { return TurnQuarters(); });
     return CachedPass(
-        request, [this] { return ShearTwice(); }, [this](const PixelRequest& part) { return Shear(part); });
+        request, [&] { return MakeIntermediate(request); }, [this](const PixelRequest& part) { return Shear(part); });
 }
 
 FilterResult CRotateFilter::TurnQuarters() {
@@ -169,25 +170,27 @@ FilterResult CRotateFilter::TurnQuarters() {
     return passes::TurnQuarter(source, result, m_nQuarterTurns, Active().mirror, 0, 0, m_Abort) ? kDone : kNotDone;
 }
 
-FilterResult CRotateFilter::MakeIntermediate() {
-    const bool upright = m_nQuarterTurns == 0 && !Active().mirror;
-    EnsureWorkImages(upright ? m_nInterWidth : m_InActive.Width, upright ? m_nInterHeight : m_InActive.Height, 0, 0);
-    // Only of an intermediate picture that is in memory is it known that its places are no larger than an int.
-    const passes::Area fetchedTo = upright ? UprightPicture() : passes::Area{};
-    const FilterResult fetched = FetchWhole(*m_Work, fetchedTo.left, fetchedTo.bottom, true);
-    if (fetched != S_OK) return fetched;
-    if (!upright) {
-        const passes::Planes source = passes::PlanesOf(*m_Work, m_InActive.Width, m_InActive.Height);
-        auto turned = std::make_unique<CWorkImage>(m_nInterWidth, m_nInterHeight);
-        const passes::Planes target = passes::PlanesOf(*turned, m_nInterWidth, m_nInterHeight);
-        const passes::Area picture = UprightPicture();
-        if (!passes::TurnQuarter(source, target, m_nQuarterTurns, Active().mirror, picture.left, picture.bottom,
-                                 m_Abort))
-            return kNotDone;
-        m_Work = std::move(turned);
-    }
-    const passes::Planes inter = passes::PlanesOf(*m_Work, m_nInterWidth, m_nInterHeight);
-    return ClearAround(inter, UprightPicture(), m_Abort) ? kDone : kNotDone;
+std::optional<RowSpan> CRotateFilter::InputRows(RowSpan output) const {
+    if (!OnlySlants() || m_InActive.Height < 1) return std::nullopt;
+    const RowSpan rows = IntermediateRows(output);
+    const std::int64_t bottom = std::abs(std::int64_t{m_nSpanY}) / 2 + kMarginY / 2;
+    const auto inInput = [&](std::int64_t row) {
+        return static_cast<int>(std::clamp<std::int64_t>(row - bottom, 0, m_InActive.Height));
+    };
+    const int first = inInput(rows.first);
+    return RowSpan{first, inInput(std::int64_t{rows.first} + rows.count) - first};
+}
+
+/// A column moves by little more than half the span of them all, and is blended with the pixel next to it.
+std::int64_t CRotateFilter::RowsAround() const { return std::abs(std::int64_t{m_nSpanY}) / 2 + kMarginY; }
+
+RowSpan CRotateFilter::IntermediateRows(RowSpan output) const {
+    const std::int64_t around = RowsAround();
+    const auto inside = [&](std::int64_t row) {
+        return static_cast<int>(std::clamp<std::int64_t>(row, 0, std::max(m_nInterHeight, 0)));
+    };
+    const int first = inside(std::int64_t{m_nCropY} + output.first - around);
+    return {first, inside(std::int64_t{m_nCropY} + output.first + output.count + around) - first};
 }
 
 // The areas of all three shears lie around the picture's centre. A hidden pixel at each end of a line takes part, so
@@ -199,41 +202,142 @@ passes::Area CRotateFilter::UprightPicture() const {
     return {left, bottom, left + m_nTurnedWidth, bottom + m_nTurnedHeight};
 }
 
-FilterResult CRotateFilter::ShearTwice() {
-    m_Cache.reset();
-    if (const FilterResult made = MakeIntermediate(); made != S_OK) return made;
+passes::Area CRotateFilter::SlantedPicture() const {
     const int spanX = std::abs(m_nSpanX);
     const passes::Area picture = UprightPicture();
-    const passes::Area upright{picture.left - 1, picture.bottom, picture.right + 1, picture.top};
-    const passes::Area slanted{spanX / 2, picture.bottom - 1, spanX / 2 + m_nTurnedWidth + spanX + 2, picture.top + 1};
-    const passes::Planes inter = passes::PlanesOf(*m_Work, m_nInterWidth, m_nInterHeight);
-    const auto shearX = [&] {
-        return passes::XShear(inter, inter, {m_dShearX, 0.0, upright}, 0, 0, passes::TargetRows::Kept, m_Abort);
-    };
-    const auto shearY = [&] { return passes::YShear(inter, {m_dShearY, 0.0, slanted}, m_Abort); };
-    if (!GuardShear("XShear", upright, __LINE__, shearX) || !GuardShear("YShear", slanted, __LINE__, shearY))
-        return kNotDone;
-    m_Cache = std::move(m_Work);
+    return {spanX / 2, picture.bottom - 1, spanX / 2 + m_nTurnedWidth + spanX + 2, picture.top + 1};
+}
+
+passes::Planes CRotateFilter::Intermediate(RowSpan rows) const {
+    return {m_Rows.data() + rows.first, m_MaskRows.data() + rows.first, m_nInterWidth, rows.count};
+}
+
+FilterResult CRotateFilter::MakeIntermediate(const PixelRequest& request) {
+    if (!WorksInBands()) m_Cache.reset();
+    if (!OnlySlants()) return TurnAndSlant();
+    const RowSpan wanted =
+        WorksInBands() ? IntermediateRows({request.srcY, request.height}) : RowSpan{0, m_nInterHeight};
+    if (!m_Cache || wanted.End() > m_Held.End() || wanted.End() < m_Held.first) m_Held = {wanted.End(), 0};
+    HoldRows(WorksInBands() ? request.height + 2 * RowsAround() : m_nInterHeight);
+    const RowSpan held = std::exchange(m_Held, {});  // none until the others are made
+    const int first = std::min(wanted.first, held.first);
+    if (const FilterResult made = SlantRows({first, held.first - first}); !made.Ok()) return made;
+    m_Held = {first, std::min(held.End() - first, m_Cache->Height())};
     return kDone;
 }
 
+void CRotateFilter::HoldRows(std::int64_t count) {
+    constexpr int kMore = 16;  // bands differ by some rows
+    const int kept = static_cast<int>(std::min<std::int64_t>(count + kMore, m_nInterHeight));
+    if (m_Cache && m_Cache->Height() >= std::min<std::int64_t>(count, m_nInterHeight)) return;
+    if (!m_Columns) m_Columns = passes::YShear({m_dShearY, 0.0, SlantedPicture()}, m_nInterWidth, m_nInterHeight);
+    auto cache = std::make_unique<CWorkImage>(m_nInterWidth, kept);
+    const auto place = [&](int y) { return y % cache->Height(); };
+    for (int y = m_Held.first; m_Cache && y < m_Held.End(); ++y) {
+        std::copy_n(m_Rows[static_cast<std::size_t>(y)], 3 * std::ptrdiff_t{m_nInterWidth}, cache->Rows()[place(y)]);
+        std::copy_n(m_MaskRows[static_cast<std::size_t>(y)], m_nInterWidth, cache->MaskRows()[place(y)]);
+    }
+    m_Rows.clear();
+    m_MaskRows.clear();
+    for (int y = 0; y < m_nInterHeight; ++y) {
+        m_Rows.push_back(cache->Rows()[place(y)]);
+        m_MaskRows.push_back(cache->MaskRows()[place(y)]);
+    }
+    m_Cache = std::move(cache);
+}
+
+FilterResult CRotateFilter::SlantRows(RowSpan rows) {
+    constexpr int kShared = 16;  // bands that several threads shear together
+    const passes::Area picture = UprightPicture();
+    const int band = BandRows(m_InActive.Width) * (HelperThreads::Count() > 1 ? kShared : 1);
+    const int step = kestrel::ServesBands(m_Upstream.get()) ? band : std::max(rows.count, 1);
+    const bool opaque = kestrel::IsOpaque(m_Upstream.get());
+    for (int first = rows.first; first < rows.End(); first += std::min(step, rows.End() - first)) {
+        const RowSpan part{first, std::min(step, rows.End() - first)};
+        const int from = std::clamp(picture.bottom, part.first, part.End());
+        const int end = std::clamp(picture.top, from, part.End());
+        const passes::Area filled{picture.left, from - first, picture.right, end - first};
+        if (!ClearAround(Intermediate(part), opaque ? filled : passes::Area{}, m_Abort)) return kNotDone;
+        if (from < end) {
+            const FilterResult fetched = FetchUpstream({picture.left, from, 0, from - picture.bottom, m_InActive.Width,
+                                                        end - from, m_Rows.data(), m_MaskRows.data()});
+            if (!fetched.Ok()) return fetched;
+        }
+        if (!ShearRows(part)) return kNotDone;
+    }
+    return kDone;
+}
+
+FilterResult CRotateFilter::TurnAndSlant() {
+    EnsureWorkImages(m_InActive.Width, m_InActive.Height, 0, 0);
+    if (const FilterResult fetched = FetchWhole(*m_Work, 0, 0, true); !fetched.Ok()) return fetched;
+    HoldRows(m_nInterHeight);
+    const RowSpan all{0, m_nInterHeight};
+    const passes::Area picture = UprightPicture();
+    const passes::Planes source = passes::PlanesOf(*m_Work, m_InActive.Width, m_InActive.Height);
+    return passes::TurnQuarter(source, Intermediate(all), m_nQuarterTurns, Active().mirror, picture.left,
+                               picture.bottom, m_Abort) &&
+                   ClearAround(Intermediate(all), picture, m_Abort) && ShearRows(all)
+               ? kDone
+               : kNotDone;
+}
+
+bool CRotateFilter::ShearRows(RowSpan rows) {
+    const passes::Area picture = UprightPicture();
+    const passes::Area upright{picture.left - 1, picture.bottom, picture.right + 1, picture.top};
+    return GuardShear("XShear", upright, __LINE__, [&] {
+        return passes::XShear(Intermediate({0, m_nInterHeight}), Intermediate(rows), {m_dShearX, 0.0, upright}, 0,
+                              rows.first, passes::TargetRows::Kept, m_Abort);
+    });
+}
+
 FilterResult CRotateFilter::Shear(const PixelRequest& part) {
+    const int band = std::min(BandRows(m_nInterWidth), part.height);
+    const auto shear = [&](std::int64_t from, std::int64_t end, const CWorkImage& slanted) {
+        for (; from < end; from += band)
+            if (!ShearPart(part.Part(static_cast<int>(from), static_cast<int>(std::min(from + band, end))), slanted))
+                return false;
+        return true;
+    };
+    if (HelperThreads::Count() == 1 || band == part.height) {
+        EnsureWorkImages(m_nInterWidth, band, 0, 0);  // kept for the next part
+        return shear(0, part.height, *m_Work) ? kDone : kNotDone;
+    }
+    const bool done = ShareRows(0, part.height, [&](std::int64_t from, std::int64_t end) {
+        return shear(from, end, CWorkImage(m_nInterWidth, band));
+    });
+    return done ? kDone : kNotDone;
+}
+
+bool CRotateFilter::ShearPart(const PixelRequest& part, const CWorkImage& slanted) const {
     const int spanX = std::abs(m_nSpanX);
     const int spanY = std::abs(m_nSpanY);
     const int cut = TruncateToInt(std::abs(m_dShearY) / 2 * (spanX - m_nTurnedWidth));
     const passes::Area whole{0, spanY / 2 + cut + 1, m_nInterWidth, spanY / 2 + m_nTurnedHeight + 5 - cut};
-    const auto shear = [&] {
+    // The rows of the intermediate picture that those of the part are, and what of them has pixels that move.
+    const int bottom = m_nCropY + part.srcY;
+    const int first = std::max(bottom, 0);
+    const int end = std::clamp(bottom + part.height, first, std::max(m_nInterHeight, first));
+    const int from = std::clamp(whole.bottom, first, end);
+    const int count = std::clamp(whole.top, from, end) - from;
+    const passes::Planes columns{slanted.Rows() + (from - first), slanted.MaskRows() + (from - first), m_nInterWidth,
+                                 count};
+    if (!GuardShear("YShear", SlantedPicture(), __LINE__, [&] {
+            return m_Columns(Intermediate({0, m_nInterHeight}), columns, from, m_Abort);
+        }))
+        return false;
+    return GuardShear("XShear", whole, __LINE__, [&] {
         std::vector<std::uint8_t*> rows, maskRows;
         for (int h = 0; h < part.height; ++h) {
             rows.push_back(part.Pixels(h).data());
             maskRows.push_back(part.Mask(h).data());
         }
+        const passes::Area moved{whole.left, whole.bottom - first, whole.right, whole.top - first};
         // Only this one moves by the centre's fraction.
-        return passes::XShear(passes::PlanesOf(*m_Cache, m_nInterWidth, m_nInterHeight),
-                              {rows.data(), maskRows.data(), part.width, part.height}, {m_dShearX, m_dFracX, whole},
-                              m_nCropX + part.srcX, m_nCropY + part.srcY, passes::TargetRows::Cleared, m_Abort);
-    };
-    return GuardShear("XShear", whole, __LINE__, shear) ? kDone : kNotDone;
+        return passes::XShear(passes::PlanesOf(slanted, m_nInterWidth, end - first),
+                              {rows.data(), maskRows.data(), part.width, part.height}, {m_dShearX, m_dFracX, moved},
+                              m_nCropX + part.srcX, bottom - first, passes::TargetRows::Cleared, m_Abort);
+    });
 }
 
 }  // namespace kestrel

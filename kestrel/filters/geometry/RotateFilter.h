@@ -1,4 +1,7 @@
 #pragma once
+#include <optional>
+#include <vector>
+
 #include "kestrel/framework/TwinFilter.h"
 #include "kestrel/passes/Shear.h"
 
@@ -42,6 +45,8 @@ inline constexpr Description kRotate{.progId = "TMFilter.Rotate.1",
                                      .icon = "icons_rotate",
                                      .help = "HLP_DREH",
                                      .summary = "Turns the picture by any angle, with an optional mirror.",
+                                     .reach = kSlantedRows,
+                                     .hides = true,
                                      .lengths = Lengths::Stay};
 
 /// Quarter turns move each pixel once. The rest of an angle, -45 to below 45 degrees, is three shears through an
@@ -52,6 +57,9 @@ public:
 
     HRESULT CommitChanges() override;
     HRESULT GetRequiredSize(int* width, int* height, double aspect) override;
+    /// Those that the slant of the rows crosses, of a picture that only slants.
+    std::optional<RowSpan> InputRows(RowSpan output) const override;
+    bool KeepsRows() const override { return OnlySlants(); }
 
 protected:
     FilterResult MakePixels(const PixelRequest& request) override;
@@ -63,15 +71,31 @@ private:
     bool IsRightAngle() const { return m_nMarginX == 0; }
     /// The pass of a right angle, into the cache.
     FilterResult TurnQuarters();
-    /// Any other angle takes three shears, along rows, along columns and along rows again. The cache holds what two of
-    /// them make; `Shear` makes a part of the output of that.
-    FilterResult ShearTwice();
+    /// Is the rotation one of up to 45 degrees, without a mirror?
+    bool OnlySlants() const { return !IsRightAngle() && m_nQuarterTurns == 0 && !Active().mirror; }
+    /// Any other angle takes three shears, along rows, along columns and along rows again, through an intermediate
+    /// picture: the input after its quarter turns, hidden black around it. The cache holds rows of it after the first
+    /// shear, row y in its place y modulo the cache's height; `Shear` makes a part of the output of them.
+    FilterResult MakeIntermediate(const PixelRequest& request);
     FilterResult Shear(const PixelRequest& part);
-    /// Makes the work picture the one that is sheared: the input after its quarter turns, hidden black around it. An
-    /// input that does not turn is fetched to where it is sheared.
-    FilterResult MakeIntermediate();
-    /// Where in it the input stands.
+    /// The same for a part that is no higher than `slanted`, which takes it after the second shear.
+    bool ShearPart(const PixelRequest& part, const CWorkImage& slanted) const;
+    /// Makes rows of the intermediate picture of an input that only slants: it is fetched to where it is sheared.
+    FilterResult SlantRows(RowSpan rows);
+    /// Fetches the whole input and turns it into the intermediate picture.
+    FilterResult TurnAndSlant();
+    bool ShearRows(RowSpan rows);
+    /// Has the cache hold so many rows; those that it holds stay.
+    void HoldRows(std::int64_t count);
+    /// The rows of the intermediate picture that rows of the output are made of.
+    RowSpan IntermediateRows(RowSpan output) const;
+    /// How many of them are above and below the place of a row.
+    std::int64_t RowsAround() const;
+    passes::Planes Intermediate(RowSpan rows) const;
+    /// Where in the intermediate picture the input stands.
     passes::Area UprightPicture() const;
+    /// What of the intermediate picture is sheared along columns.
+    passes::Area SlantedPicture() const;
 
     double m_dRoundedAngle = 0;
     int m_nQuarterTurns = 0;
@@ -94,6 +118,9 @@ private:
     int m_nInterHeight = 0;
     int m_nOutWidth = 0;
     int m_nOutHeight = 0;
+    RowSpan m_Held;                                 ///< rows of the intermediate picture that the cache holds
+    std::vector<std::uint8_t*> m_Rows, m_MaskRows;  ///< where each row of it lies in the cache
+    passes::ColumnShear m_Columns;
 };
 
 }  // namespace kestrel
