@@ -57,17 +57,34 @@ namespace kestrel::kernels::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
 #if HWY_TARGET != HWY_SCALAR
-/// Three neighbouring columns of a row, widened to the lanes of `d`.
+/// Three neighbouring columns of a row in the lanes of a number.
 template <class D>
 struct Three {
     hn::Vec<D> left, middle, right;
-    HWY_INLINE Three(D d, const std::uint8_t* at) {
-        const hn::Rebind<std::uint8_t, D> d8;
-        left = hn::PromoteTo(d, hn::LoadU(d8, at));
-        middle = hn::PromoteTo(d, hn::LoadU(d8, at + 1));
-        right = hn::PromoteTo(d, hn::LoadU(d8, at + 2));
-    }
     HWY_INLINE hn::Vec<D> Ends() const { return hn::Add(left, right); }
+};
+
+/// Columns of a row widened to lanes.
+template <class D>
+HWY_INLINE Three<D> Columns(D d, const std::uint8_t* at) {
+    const hn::Rebind<std::uint8_t, D> d8;
+    return {hn::PromoteTo(d, hn::LoadU(d8, at)), hn::PromoteTo(d, hn::LoadU(d8, at + 1)),
+            hn::PromoteTo(d, hn::LoadU(d8, at + 2))};
+}
+
+/// The even columns of a vector of bytes, and the odd ones, in lanes of 16 bits. Bytes are taken from wide lanes and
+/// put back without crossing them, and what is right of one column is left of another: two loads make six vectors.
+template <class D>
+struct Pairs {
+    Three<D> even, odd;
+    HWY_INLINE Pairs(D d, const std::uint8_t* at) {
+        const hn::Repartition<std::uint8_t, D> d8;
+        const auto first = hn::BitCast(d, hn::LoadU(d8, at));
+        const auto second = hn::BitCast(d, hn::LoadU(d8, at + 2));
+        const auto low = hn::Set(d, 255);
+        even = {hn::And(first, low), hn::ShiftRight<8>(first), hn::And(second, low)};
+        odd = {even.middle, even.right, hn::ShiftRight<8>(second)};
+    }
 };
 
 /// Lanes that hold 0..255 as bytes.
@@ -88,7 +105,15 @@ HWY_INLINE void MapMask([[maybe_unused]] const MaskStarts& rows, Row out, [[mayb
     std::size_t x = 0;
 #if HWY_TARGET != HWY_SCALAR
     const hn::ScalableTag<Number> d;
-    using Columns = Three<decltype(d)>;
+    if constexpr (sizeof(Number) == 2) {
+        const hn::Repartition<std::uint8_t, decltype(d)> d8;
+        for (; x + hn::Lanes(d8) <= out.size(); x += hn::Lanes(d8)) {
+            const Pairs below(d, rows.below + x), row(d, rows.row + x), above(d, rows.above + x);
+            const auto even = wide(d, below.even, row.even, above.even);
+            const auto odd = wide(d, below.odd, row.odd, above.odd);
+            hn::StoreU(hn::BitCast(d8, hn::Or(even, hn::ShiftLeft<8>(odd))), d8, to + x);
+        }
+    }
     for (; x + hn::Lanes(d) <= out.size(); x += hn::Lanes(d))
         StoreBytes(d, wide(d, Columns(d, rows.below + x), Columns(d, rows.row + x), Columns(d, rows.above + x)),
                    to + x);

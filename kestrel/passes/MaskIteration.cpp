@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "kestrel/foundation/HelperThreads.h"
+#include "kestrel/foundation/Prefetch.h"
 
 namespace kestrel::passes {
 
@@ -92,6 +93,9 @@ void MaskIteration::MakePiece(Strip& strip, const MaskArea& area, std::int64_t y
     const std::int64_t to = std::min(area.right, Right(piece));
     const auto count = static_cast<std::size_t>(to - from);
     std::uint8_t* const old = strip.row.bytes.data();
+    // Open pieces of neighbouring rows lie near one another, but too far for the processor to see the next one coming.
+    constexpr std::int64_t kAhead = 8;
+    PrefetchToWrite({rows_[std::min(y + kAhead, height_ - 1)] + from, count});
     // What the piece before it was is kept already; the columns that are not made count as kept, too.
     const bool follows = piece > 0 && IsSet(strip.row.pieces.data(), piece - 1);
     const std::int64_t left = follows ? Left(piece) : std::max<std::int64_t>(Left(piece) - 1, 0);
