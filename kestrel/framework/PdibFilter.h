@@ -157,12 +157,11 @@ protected:
 
     /// Cached-whole pattern: while the cached picture is out of date (always, when the filter works in bands),
     /// `compute()` makes it, with the help of `FetchIntoCache` or `FetchIntoWork`, and returns `S_OK` when done; the
-    /// work picture is released afterwards. Then the rows of the request that lie inside the output picture are copied,
-    /// from the last to the first.
+    /// work picture is released afterwards. Then the rows of the request that lie inside the output picture are copied.
     template <class Compute>
     FilterResult CachedWhole(const PixelRequest& request, const Compute& compute);
-    /// The same, with a rule for the copies: `prepare()` is called after `compute()` and returns `rule(pixels)`, which
-    /// each delivered row goes through.
+    /// The same, with a rule for the copies: `prepare()` is called after `compute()` and returns `rule(RowPair)`, which
+    /// makes the pixels of a delivered row of those in the cache.
     template <class Compute, class Prepare>
     FilterResult CachedWhole(const PixelRequest& request, const Compute& compute, const Prepare& prepare);
     /// The same for a filter that makes its rows one after the other: `compute(made)` calls `made(end)` whenever the
@@ -264,16 +263,17 @@ private:
     int FetchedAtOnce() const { return inBands_ ? std::max(fetched_.count, 1) : BandRows(m_InActive.Width); }
     /// The part of a request that lies inside the output picture; empty when its corner lies outside.
     PixelRequest InsideOutput(PixelRequest request) const;
-    /// Copies what a request asks for from the cache, from the last row to the first, each row through `rule(pixels)`.
+    /// Makes what a request asks for of the cache, the pixels of each row by `rule(RowPair)`.
     template <class RowRule>
     FilterResult CopyCached(PixelRequest inside, const RowRule& rule) const;
     /// The neighbour upstream if it lends all rows of the request, otherwise null.
     const RowLender* LenderOf(const PixelRequest& request) const;
     /// Is the output the end of its line and larger than caches, so that its rows have left them when they are read?
     bool OutlivesCaches() const;
-    /// Makes the rows of a request of lent ones, in the order in which they lie in memory.
-    template <class RowRule>
-    FilterResult MapLentRows(const PixelRequest& request, const RowLender& lender, const RowRule& rule) const;
+    /// Makes the rows of a request of those that `lend(y)` lends, in the order in which they lie in memory, which is
+    /// much faster than the other one. Not done when aborted, or when a row is not lent.
+    template <class Lend, class RowRule>
+    FilterResult MapRows(const PixelRequest& request, const Lend& lend, const RowRule& rule) const;
     /// Keeps or remakes one picture, as `EnsureWorkImages` says; true when a new one was made, of undefined bytes.
     static bool EnsureImage(std::unique_ptr<CWorkImage>& image, int width, int height);
     /// Drops the pictures upstream where nobody will ask for them again.
@@ -297,7 +297,8 @@ FilterResult CPdibFilter::InPlace(const PixelRequest& request, const RowRule& ru
                            std::is_invocable_v<RowRule, int, kernels::RowPair, std::span<std::uint8_t>>;
     if constexpr (kMaps)
         if (const RowLender* const lender = LenderOf(request)) {
-            const FilterResult mapped = MapLentRows(request, *lender, rule);
+            const auto lend = [&](int y) { return lender->Lend(request.srcX, y, request.width); };
+            const FilterResult mapped = MapRows(request, lend, rule);
             return mapped.Ok() ? Finished(S_OK) : mapped;
         }
     FilterResult result = FetchUpstream(request);
@@ -305,11 +306,11 @@ FilterResult CPdibFilter::InPlace(const PixelRequest& request, const RowRule& ru
     return result.Ok() ? Finished(S_OK) : result;
 }
 
-template <class RowRule>
-FilterResult CPdibFilter::MapLentRows(const PixelRequest& request, const RowLender& lender, const RowRule& rule) const {
+template <class Lend, class RowRule>
+FilterResult CPdibFilter::MapRows(const PixelRequest& request, const Lend& lend, const RowRule& rule) const {
     const bool large = OutlivesCaches();
     for (int h = 0; h < request.height; ++h) {
-        const LentRow from = lender.Lend(request.srcX, request.srcY + h, request.width);
+        const LentRow from = lend(request.srcY + h);
         if (!from.pixels || Aborted()) return kNotDone;
         const std::span<std::uint8_t> to = request.Pixels(h);
         const bool streams = large && from.pixels != to.data();
@@ -338,7 +339,7 @@ FilterResult CPdibFilter::InPlacePasses(const PixelRequest& request, const Passe
 
 template <class Compute>
 FilterResult CPdibFilter::CachedWhole(const PixelRequest& request, const Compute& compute) {
-    return CachedWhole(request, compute, [] { return [](std::span<std::uint8_t>) {}; });
+    return CachedWhole(request, compute, [] { return kernels::CopyRow; });
 }
 
 template <class Compute, class Deliver>
@@ -379,7 +380,7 @@ FilterResult CPdibFilter::CachedByRows(const PixelRequest& request, const Comput
         const int count = std::min(end - inside.srcY, inside.height);
         if (inside.width <= 0 || first >= count) return kDone;
         copied = inside.srcY + count;
-        return CopyCached(inside.Part(first, count), [](std::span<std::uint8_t>) {});
+        return CopyCached(inside.Part(first, count), kernels::CopyRow);
     };
     return CachedPass(
         request, [&] { return compute([&](int end) { return copyBelow(cachedFrom_ + end); }); },
@@ -391,11 +392,11 @@ FilterResult CPdibFilter::CopyCached(PixelRequest inside, const RowRule& rule) c
     inside.width = std::min(inside.width, m_Cache->Width() - inside.srcX);
     inside.height = std::min(inside.height, m_Cache->Height() - (inside.srcY - cachedFrom_));
     if (inside.width <= 0) return kDone;
-    return WalkRows(inside, [&](int y, std::span<std::uint8_t> pixels, std::span<std::uint8_t> mask) {
-        std::copy_n(m_Cache->Rows()[y - cachedFrom_] + std::ptrdiff_t{inside.srcX} * 3, pixels.size(), pixels.begin());
-        std::copy_n(m_Cache->MaskRows()[y - cachedFrom_] + inside.srcX, mask.size(), mask.begin());
-        rule(pixels);
-    });
+    const auto cached = [&](int y) {
+        return LentRow{m_Cache->Rows()[y - cachedFrom_] + std::ptrdiff_t{inside.srcX} * 3,
+                       m_Cache->MaskRows()[y - cachedFrom_] + inside.srcX};
+    };
+    return MapRows(inside, cached, rule);
 }
 
 template <class Rows>

@@ -46,7 +46,10 @@ FilterResult CAdoptColorFilter::MakePixels(const PixelRequest& request) {
     if (Active().intensity == 0) return CachedWhole(request, analyse);
     return CachedWhole(request, analyse, [this] {
         return [colouring = kernels::Colouring{color_, Scale, Offset, Active().intensity / 100.0}](
-                   std::span<std::uint8_t> pixels) { kernels::ColourRow(pixels, colouring); };
+                   const kernels::RowPair& row) {
+            kernels::CopyRow({row.from, row.to, false});
+            kernels::ColourRow(row.to, colouring);
+        };
     });
 }
 

@@ -70,9 +70,7 @@ FilterResult CTonwertFilter::MakePixels(const PixelRequest& request) {
     return CachedWhole(
         request, [&] { return Measure(request); },
         [&] {
-            return [tables = Tables(request)](std::span<std::uint8_t> pixels) {
-                kernels::ChannelTablesRow(pixels, tables);
-            };
+            return [tables = Tables(request)](const kernels::RowPair& row) { kernels::ChannelTablesRow(row, tables); };
         });
 }
 
