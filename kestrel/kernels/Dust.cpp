@@ -17,8 +17,11 @@ namespace kestrel::kernels {
 /// The rows of the window from the middle one outward: where they are alike, the first of them decides.
 constexpr std::size_t kDustOrder[kDustWindow] = {5, 4, 6, 3, 7, 2, 8, 1, 9, 0, 10};
 
-/// Up to so many pixels of a vector are looked at one by one.
-constexpr int kFew = 8;
+/// The places of a row of the window in a vector.
+alignas(32) constexpr std::int16_t kInside[16] = {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
+
+/// Pixels that are worked on at a time; whole vectors.
+constexpr int kDustBlock = 1024;
 
 /// A rule with the same answers whose numbers fit 16 bits: no difference of two sums is above 765, no count above 121.
 constexpr DustRule Narrowed(DustRule rule) {
@@ -66,18 +69,21 @@ public:
     /// The number of near pixels around one.
     HWY_INLINE int Count(int x) const {
         const hn::CappedTag<std::int16_t, 16> d;  // a row of the window
+        const hn::Repartition<std::uint8_t, decltype(d)> d8;
+        const hn::Repartition<std::uint64_t, decltype(d)> d64;
         const int lanes = static_cast<int>(hn::Lanes(d));
-        const auto shift = hn::Set(d, hn::GetLane(shift_)), limit = hn::Set(d, hn::GetLane(limit_));
-        const auto base = hn::Add(hn::Set(d, rows_[kDustReach][x + kDustReach]), shift);
-        auto count = hn::Zero(d);
+        const auto base =
+            hn::Set(d, static_cast<std::int16_t>(rows_[kDustReach][x + kDustReach] + hn::GetLane(shift_)));
+        const auto limit = hn::Set(d, hn::GetLane(limit_));
+        auto sums = hn::Zero(d64);
         for (int dx = 0; dx < kDustWindow; dx += lanes) {
-            const auto inside = hn::FirstN(d, static_cast<std::size_t>(kDustWindow - dx));
-            auto here = hn::Zero(d);
+            auto count = hn::Zero(d);
             for (const std::int16_t* const row : rows_)
-                here = hn::Sub(here, hn::VecFromMask(d, hn::Lt(hn::Sub(hn::LoadU(d, row + x + dx), base), limit)));
-            count = hn::Add(count, hn::IfThenElseZero(inside, here));
+                count = hn::Sub(count, hn::VecFromMask(d, hn::Lt(hn::Sub(hn::LoadU(d, row + x + dx), base), limit)));
+            const auto inside = hn::LoadU(d, kInside + dx);
+            sums = hn::Add(sums, hn::SumsOf8(hn::BitCast(d8, hn::And(count, inside))));
         }
-        return hn::GetLane(hn::SumOfLanes(d, count));
+        return static_cast<int>(hn::GetLane(hn::SumOfLanes(d64, sums)));
     }
 
 private:
@@ -103,19 +109,20 @@ public:
         for (std::size_t i = 0; i < kDustWindow; ++i) rows_[i] = window[i]->quarters.data();
     }
 
-    /// A bit for each of the pixels from `x` on, the lowest for the first: may it be a speck?
-    HWY_INLINE std::uint64_t MayBeSpecks(int x) const {
+    /// Adds to the counts of the pixels from `x` on those of the rows `from` to `end` - 1 of `kDustOrder`, and returns
+    /// a bit for each pixel, the lowest for the first: may it be a speck?
+    HWY_INLINE std::uint64_t Add(int x, std::size_t from, std::size_t end, std::int8_t* HWY_RESTRICT counts) const {
         const auto base = hn::Add(Load(kDustReach, x + kDustReach), shift_);
-        auto count = hn::Zero(d_);
-        for (const std::size_t row : kDustOrder) {
+        auto count = hn::Load(d_, counts);
+        for (std::size_t i = from; i < end; ++i) {
             auto other = hn::Zero(d_);  // two sums side by side wait less for each other
             for (int dx = 0; dx < kDustWindow; ++dx) {
                 auto& sum = dx % 2 ? other : count;
-                sum = CountIf(sum, hn::Lt(hn::Sub(Load(row, x + dx), base), limit_));
+                sum = CountIf(sum, hn::Lt(hn::Sub(Load(kDustOrder[i], x + dx), base), limit_));
             }
             count = hn::Add(count, other);
-            if (hn::AllTrue(d_, hn::Gt(count, maxRegion_))) return 0;
         }
+        hn::Store(count, d_, counts);
         std::uint64_t few = 0;
         hn::StoreMaskBits(d_, hn::Not(hn::Gt(count, maxRegion_)), reinterpret_cast<std::uint8_t*>(&few));
         return few;
@@ -146,6 +153,50 @@ private:
 };
 #endif
 
+#if HWY_TARGET != HWY_SCALAR
+/// Tells which of up to `kDustBlock` pixels are specks. All vectors take a step before any takes the next one: to
+/// branch on what each vector is like costs more than a row of the window, since nobody can foresee it.
+void FindInBlock(const CertainCount& certain, const ExactCount& exact, DustRule rule, int begin, int end,
+                 std::uint8_t* specks) {
+    HWY_ALIGN std::int8_t counts[kDustBlock] = {};
+    std::uint64_t few[kDustBlock / 16];  // of a vector, which has 16 lanes or more: the pixels that may be specks
+    std::uint16_t places[kDustBlock];    // first of vectors where many may be, then of single pixels
+    const int step = CertainCount::Lanes();
+    const int many = step / 4;  // from here on one more step for all pixels of a vector is faster than single ones
+    const int vectors = (end - begin + step - 1) / step;
+    const auto add = [&](int v, std::size_t from, std::size_t to)
+                         HWY_ATTR { few[v] = certain.Add(begin + v * step, from, to, counts + v * step); };
+    // As many rows as a pixel needs when all that is around it is near, and one more. Most have got enough then.
+    const auto flat = static_cast<std::size_t>(std::clamp(rule.maxRegion / kDustWindow + 1, 1, kDustWindow - 1));
+    for (int v = 0; v < vectors; ++v) {
+        add(v, 0, flat);
+        if (few[v] != 0) add(v, flat, flat + 1);
+    }
+    int count = 0;
+    for (int v = 0; v < vectors; ++v) {
+        places[count] = static_cast<std::uint16_t>(v);
+        count += std::popcount(few[v]) > many;
+    }
+    for (int i = 0; i < count; ++i) add(places[i], flat + 1, kDustWindow);
+    if (const int last = end - begin - (vectors - 1) * step; last < 64)
+        few[vectors - 1] &= (std::uint64_t{1} << last) - 1;
+
+    std::memset(specks + begin, 0, static_cast<std::size_t>(vectors * step));
+    count = 0;
+    for (int v = 0; v < vectors; ++v) {
+        if (std::popcount(few[v]) > many)
+            for (int x = v * step; x < (v + 1) * step; x += ExactCount::Lanes()) exact.Find(begin + x, specks);
+        else
+            for (std::uint64_t left = few[v]; left != 0; left &= left - 1)
+                places[count++] = static_cast<std::uint16_t>(v * step + std::countr_zero(left));
+    }
+    for (int i = 0; i < count; ++i) {
+        const int x = begin + places[i];
+        specks[x] = exact.Count(x) <= rule.maxRegion;
+    }
+}
+#endif
+
 void FindSpecks(const DustWindow& window, DustRule rule, Row specks) {
 #if HWY_TARGET == HWY_SCALAR
     FindSpecksPlain(window, rule, specks);
@@ -157,19 +208,8 @@ void FindSpecks(const DustWindow& window, DustRule rule, Row specks) {
         return;
     }
     const CertainCount certain(window, rule);
-    const int step = CertainCount::Lanes();
-    for (int x = 0; x < width; x += step) {
-        std::uint64_t few = certain.MayBeSpecks(x);
-        if (std::popcount(few) > kFew) {
-            for (int k = x; k < x + step; k += ExactCount::Lanes()) exact.Find(k, specks.data());
-            continue;
-        }
-        std::memset(specks.data() + x, 0, static_cast<std::size_t>(step));
-        for (; few != 0; few &= few - 1) {
-            const int k = x + std::countr_zero(few);
-            if (k < width) specks[static_cast<std::size_t>(k)] = exact.Count(k) <= rule.maxRegion;
-        }
-    }
+    for (int x = 0; x < width; x += kDustBlock)
+        FindInBlock(certain, exact, rule, x, std::min(x + kDustBlock, width), specks.data());
 #endif
 }
 

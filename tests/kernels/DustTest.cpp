@@ -7,6 +7,7 @@
 
 #include <array>
 #include <climits>
+#include <numeric>
 #include <random>
 #include <vector>
 
@@ -16,14 +17,16 @@ namespace {
 struct DustTest : hwy::TestWithParamTarget {};
 HWY_TARGET_INSTANTIATE_TEST_SUITE_P(DustTest);
 
-/// Eleven rows of brightness, `missing` of them outside the picture.
+/// Eleven rows of brightness, `missing` of them outside the picture, in stretches of noise and of flat colour.
 struct Band {
     Band(int pixels, int missing, int spread, unsigned seed) : width(pixels) {
         std::mt19937 random(seed);
         for (int i = 0; i < kDustWindow; ++i) {
             DustRow& row = rows.emplace_back(width);
             std::vector<std::uint8_t> bytes(static_cast<std::size_t>(width) * 3);
-            for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random() % static_cast<unsigned>(spread));
+            for (std::size_t b = 0; b < bytes.size(); ++b)
+                bytes[b] = b / 400 % 3 == 2 && random() % 64 ? std::uint8_t{99}
+                                                             : static_cast<std::uint8_t>(random() % unsigned(spread));
             if (i >= missing) row.Measure(bytes);
         }
         for (std::size_t i = 0; i < rows.size(); ++i) window[i] = &rows[i];
@@ -47,7 +50,10 @@ struct Band {
 
 TEST_P(DustTest, SpecksAreThoseWithFewOfTheirKindAround) {
     unsigned seed = 1;
-    for (int width = 1; width <= 70; ++width)
+    std::vector<int> widths(70);
+    std::iota(widths.begin(), widths.end(), 1);
+    for (const int width : {1023, 1024, 1025, 2100}) widths.push_back(width);  // blocks
+    for (const int width : widths)
         for (const int spread : {1, 20, 256})
             for (const DustRule rule : {DustRule{5, 45},
                                         {0, 1},
