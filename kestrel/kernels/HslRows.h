@@ -32,17 +32,31 @@ struct Colouring {
     double offset;
     double intensity;  ///< share of the new colour; 1 leaves nothing of the old one
 };
-constexpr Bgr ColourPixel(Bgr p, const Colouring& c) {
+constexpr Bgr ColourOf(double lightness, const Colouring& c) {
     constexpr double kBrightest = 2.0;  // two, not one: beyond white the byte wraps
-    const double l = RgbToHsl(p.red, p.green, p.blue).lightness * c.scale + c.offset;
-    const Bgr over = HslToRgb(c.colour.hue, l > kBrightest ? kBrightest : l < 0.0 ? 0.0 : l, c.colour.saturation);
+    const double l = lightness * c.scale + c.offset;
+    return HslToRgb(c.colour.hue, l > kBrightest ? kBrightest : l < 0.0 ? 0.0 : l, c.colour.saturation);
+}
+constexpr Bgr ColourPixel(Bgr p, const Colouring& c) {
+    const Bgr over = ColourOf(RgbToHsl(p.red, p.green, p.blue).lightness, c);
     if (c.intensity == 1.0) return over;
     const auto mix = [&](int a, int b) {
         return static_cast<std::uint8_t>(TruncateToInt(a * c.intensity + b * (1.0 - c.intensity)));
     };
     return {mix(over.blue, p.blue), mix(over.green, p.green), mix(over.red, p.red)};
 }
-void ColourRow(Row row, const Colouring& colouring);
+/// A colouring with the new colour of each sum of a pixel's extremes, 0..510.
+struct ColourTable {
+    explicit ColourTable(const Colouring& made);
+
+    Colouring colouring;
+    struct Over {
+        Bgr color;
+        std::uint8_t open;  ///< 1 where rounding the lightness decides the colour
+    };
+    std::array<Over, 511> over;
+};
+void ColourRow(Row row, const ColourTable& table);
 
 /// Paints dark areas in one colour and bright areas in another.
 struct TwoColours {
@@ -50,19 +64,37 @@ struct TwoColours {
     Hsl bright;  ///< its lightness is counted from white
     double intensity;
 };
-constexpr Bgr TwoColourPixel(Bgr p, const TwoColours& duo) {
-    const double l = RgbToHsl(p.red, p.green, p.blue).lightness;
+/// The two colours at the tone of a lightness, and their weights.
+struct WeighedColours {
+    Bgr first, second;
+    double w1, w2;
+};
+constexpr WeighedColours WeighColours(double l, const TwoColours& duo) {
     // Dark pixels rise by the lightness of the first colour, bright ones fall by the darkness of the second.
     const double tone = std::clamp((1.0 - l) * (l + duo.dark.lightness) + (l - duo.bright.lightness) * l, 0.0, 1.0);
-    const Bgr first = HslToRgb(duo.dark.hue, tone, duo.dark.saturation);
-    const Bgr second = HslToRgb(duo.bright.hue, tone, duo.bright.saturation);
-    const double w1 = (1.0 - l) * duo.intensity;
-    const double w2 = l * duo.intensity;
+    return {HslToRgb(duo.dark.hue, tone, duo.dark.saturation), HslToRgb(duo.bright.hue, tone, duo.bright.saturation),
+            (1.0 - l) * duo.intensity, l * duo.intensity};
+}
+constexpr Bgr TwoColourPixel(Bgr p, const TwoColours& duo) {
+    const auto [first, second, w1, w2] = WeighColours(RgbToHsl(p.red, p.green, p.blue).lightness, duo);
     const double w0 = 1.0 - duo.intensity;
-    const auto mix = [&](int a, int b, int old) { return ClampToByte(TruncateToInt(a * w1 + b * w2 + old * w0)); };
+    const auto mix = [=, w1 = w1, w2 = w2](int a, int b, int old) {
+        return ClampToByte(TruncateToInt(a * w1 + b * w2 + old * w0));
+    };
     return {mix(first.blue, second.blue, p.blue), mix(first.green, second.green, p.green),
             mix(first.red, second.red, p.red)};
 }
-void TwoColourRow(Row row, const TwoColours& duo);
+/// Two colours with what they add to a pixel, by the sum of its extremes, 0..510.
+struct TwoColourTable {
+    explicit TwoColourTable(const TwoColours& made);
+
+    TwoColours colours;
+    struct Part {
+        float blue, green, red;
+        float open;  ///< not 0 where rounding the lightness decides a byte of a colour
+    };
+    alignas(16) std::array<Part, 511> parts;
+};
+void TwoColourRow(Row row, const TwoColourTable& duo);
 
 }  // namespace kestrel::kernels

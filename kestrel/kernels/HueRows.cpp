@@ -112,8 +112,7 @@ void EstimateHues(PartPlanes& planes, std::size_t pixels, bool keepsGreys, const
         auto made = floats.moves
                         ? MovedUnits(d, extremes, hn::Add(hn::Load(d, found.hue + at), turn), factor, brightness)
                         : SaturatedUnits(d, extremes, p, factor);
-        // A blue without a fraction is never sure.
-        made.blue = hn::IfThenElse(hn::Ne(differs, hn::Zero(d)), hn::Set(d, kWholeFloats), made.blue);
+        made.blue = UnlessOpen(d, differs, made.blue);
         return made;
     };
     EstimateHsl(planes, pixels, keepsGreys, units, open);

@@ -231,6 +231,12 @@ HWY_INLINE hn::Mask<DI> CutEstimates(D /*d*/, BgrLanes<hn::Vec<D>> units, PartPl
     return hn::RebindMask(DI(), hn::Eq(hn::Min(hn::Min(blue, green), red), hn::Zero(du)));
 }
 
+/// An estimate that is not sure where `open` is not 0: one without a fraction.
+template <class D, class V>
+HWY_INLINE V UnlessOpen(D d, V open, V units) {
+    return hn::IfThenElse(hn::Eq(open, hn::Zero(d)), units, hn::Set(d, kWholeFloats));
+}
+
 /// Bytes of three planes as floats.
 template <class D>
 HWY_INLINE BgrLanes<hn::Vec<D>> FloatLanes(D d, const std::uint8_t (&planes)[3][kPart], std::size_t at) {
@@ -241,22 +247,6 @@ HWY_INLINE BgrLanes<hn::Vec<D>> FloatLanes(D d, const std::uint8_t (&planes)[3][
     return {widen(planes[0]), widen(planes[1]), widen(planes[2])};
 }
 #endif
-
-/// Pixels as vectors of doubles: `wide(d, BgrLanes)` returns channels whose truncation fits 32 bits and whose low
-/// byte is the result, `plain(Bgr)` does one pixel.
-template <class Wide, class Plain>
-void MapDoubles(Row row, [[maybe_unused]] Wide wide, Plain plain) {
-#if HWY_TARGET == HWY_SCALAR
-    MapPixels(row, plain);
-#else
-    const hn::ScalableTag<double> d;
-    const auto part = [&](PartPlanes& planes, std::size_t pixels, std::size_t /*at*/) HWY_ATTR {
-        NarrowPlanes(d, planes, 0, pixels,
-                     [&](std::size_t k) HWY_ATTR { return wide(d, WidenLanes(d, planes.from, k)); });
-    };
-    MapParts(row, part, plain);
-#endif
-}
 
 }  // namespace kestrel::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();

@@ -90,9 +90,9 @@ const std::vector<Form>& Forms() {
          [](auto row, int) { SaturateRow(row, std::numeric_limits<double>::infinity()); },
          [](Bgr p, int) { return SaturatePixel(p, std::numeric_limits<double>::infinity()); },
          {0}},
-        {"Colour", [](auto row, int v) { ColourRow(row, ColouringOf(v)); },
+        {"Colour", [](auto row, int v) { ColourRow(row, ColourTable(ColouringOf(v))); },
          [](Bgr p, int v) { return ColourPixel(p, ColouringOf(v)); }, Settings(-3, 103, {INT_MAX})},
-        {"TwoColours", [](auto row, int v) { TwoColourRow(row, TwoColoursOf(v)); },
+        {"TwoColours", [](auto row, int v) { TwoColourRow(row, TwoColourTable(TwoColoursOf(v))); },
          [](Bgr p, int v) { return TwoColourPixel(p, TwoColoursOf(v)); }, Settings(-3, 103, {INT_MIN, INT_MAX})},
     };
     return forms;

@@ -45,10 +45,10 @@ FilterResult CAdoptColorFilter::MakePixels(const PixelRequest& request) {
     const auto analyse = [this] { return Analyse(); };
     if (Active().intensity == 0) return CachedWhole(request, analyse);
     return CachedWhole(request, analyse, [this] {
-        return [colouring = kernels::Colouring{color_, Scale, Offset, Active().intensity / 100.0}](
+        return [table = kernels::ColourTable({color_, Scale, Offset, Active().intensity / 100.0})](
                    const kernels::RowPair& row) {
             kernels::CopyRow({row.from, row.to, false});
-            kernels::ColourRow(row.to, colouring);
+            kernels::ColourRow(row.to, table);
         };
     });
 }

@@ -1,7 +1,5 @@
 #include "kestrel/filters/tone/DuoColorFilter.h"
 
-#include "kestrel/kernels/HslRows.h"
-
 namespace kestrel {
 namespace {
 
@@ -14,14 +12,17 @@ kernels::TwoColours Derive(const DuoColorParameters& p) {
 
 }  // namespace
 
+CDuoColorFilter::CDuoColorFilter() : table_(Derive(Active())) {}
+
+void CDuoColorFilter::RebuildTables() { table_ = kernels::TwoColourTable(Derive(Active())); }
+
 FilterResult CDuoColorFilter::MakePixels(const PixelRequest& request) {
-    return InPlace(request,
-                   [duo = Derive(Active())](std::span<std::uint8_t> pixels) { kernels::TwoColourRow(pixels, duo); });
+    return InPlace(request, [this](std::span<std::uint8_t> pixels) { kernels::TwoColourRow(pixels, table_); });
 }
 
 HRESULT CDuoColorFilter::TransformColor(unsigned char* pixel) {
     const HRESULT result = CPdibFilter::TransformColor(pixel);
-    kernels::Store(pixel, kernels::TwoColourPixel(kernels::Load(pixel), Derive(Active())));
+    kernels::Store(pixel, kernels::TwoColourPixel(kernels::Load(pixel), table_.colours));
     return result;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 #include "kestrel/framework/TwinFilter.h"
+#include "kestrel/kernels/HslRows.h"
 
 namespace kestrel {
 
@@ -44,10 +45,16 @@ inline constexpr Description kDuoColor{.progId = "TMFilter.DuoColor.1",
 
 class CDuoColorFilter final : public TwinFilter<DuoColorParameters, kDuoColorText, kDuoColor> {
 public:
+    CDuoColorFilter();
+
+    void RebuildTables() override;
     HRESULT TransformColor(unsigned char* pixel) override;
 
 protected:
     FilterResult MakePixels(const PixelRequest& request) override;
+
+private:
+    kernels::TwoColourTable table_;
 };
 
 }  // namespace kestrel
