@@ -1,6 +1,7 @@
 #include "kestrel/kernels/HslRows.h"  // plain headers first: nothing shared may be compiled for one target
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 
@@ -9,6 +10,18 @@
 #include <hwy/foreach_target.h>  // compiles this file once for each instruction set
 
 #include "kestrel/kernels/Hsl-inl.h"
+
+#ifndef KESTREL_KERNELS_HSL_ROWS_ONCE
+#define KESTREL_KERNELS_HSL_ROWS_ONCE
+namespace kestrel::kernels {
+
+/// The power of two at or below a positive number.
+constexpr double LowestOfBinade(double number) {
+    return std::bit_cast<double>(std::bit_cast<std::uint64_t>(number) & std::uint64_t{0x7ff} << 52);
+}
+
+}  // namespace kestrel::kernels
+#endif
 
 HWY_BEFORE_NAMESPACE();
 namespace kestrel::kernels::HWY_NAMESPACE {
@@ -161,6 +174,69 @@ void TwoColourRow(Row row, const TwoColourTable& table) {
 #endif
 }
 
+#if HWY_TARGET != HWY_SCALAR
+/// Adds numbers of 0 to 255, as one after the other would. A sum in [2^k, 2^(k + 1)) takes of each what is left of it
+/// when it is rounded to the last bit of such a sum, and of that in any order; only halves of that bit, and a sum that
+/// leaves the range, need the order.
+void AddInOrder(const double* numbers, std::size_t count, double& sum) {
+    const hn::ScalableTag<double> d;
+    const double power = sum < 256.0 ? 0.0 : LowestOfBinade(sum);
+    const auto base = hn::Set(d, power);
+    const auto half = hn::Set(d, power * 0x1p-53);
+    auto total = hn::Zero(d);
+    auto worst = hn::Zero(d);
+    for (std::size_t k = 0; k < count; k += hn::Lanes(d)) {
+        const auto number = hn::Load(d, numbers + k);
+        const auto rounded = hn::Sub(hn::Add(number, base), base);
+        total = hn::Add(total, rounded);
+        worst = hn::Max(worst, hn::Abs(hn::Sub(number, rounded)));
+    }
+    const double whole = sum + hn::GetLane(hn::SumOfLanes(d, total));
+    if (power != 0.0 && whole < 2 * power && hn::AllTrue(d, hn::Lt(worst, half))) {
+        sum = whole;
+        return;
+    }
+    for (std::size_t k = 0; k < count; ++k) sum += numbers[k];
+}
+#endif
+
+void MeasureLightness(ConstRow pixels, ConstRow mask, Lightnesses& found) {
+    std::size_t i = 0;
+#if HWY_TARGET != HWY_SCALAR
+    const hn::ScalableTag<double> d;
+    HWY_ALIGN std::uint8_t maxima[kChunk];
+    HWY_ALIGN std::uint8_t minima[kChunk];
+    HWY_ALIGN double weighted[kChunk];
+    auto maximum = hn::Set(d, found.maximum);
+    auto minimum = hn::Set(d, found.minimum);
+    const std::size_t end = mask.size() / kBlock * kBlock;
+    while (i < end) {
+        const std::size_t count = std::min(kChunk, end - i);
+        ForBytes(count, [&](auto d8, std::size_t k) HWY_ATTR {
+            hn::Vec<decltype(d8)> blue, green, red;
+            hn::LoadInterleaved3(d8, pixels.data() + 3 * (i + k), blue, green, red);
+            hn::Store(hn::Max(hn::Max(red, green), blue), d8, maxima + k);
+            hn::Store(hn::Min(hn::Min(red, green), blue), d8, minima + k);
+        });
+        for (std::size_t k = 0; k < count; k += hn::Lanes(d)) {
+            const auto sum =
+                hn::Add(ShareLanes(d, WidenLanes(d, maxima + k)), ShareLanes(d, WidenLanes(d, minima + k)));
+            const auto lightness = hn::Mul(sum, hn::Set(d, 0.5));
+            maximum = hn::Max(maximum, lightness);
+            minimum = hn::Min(minimum, lightness);
+            const auto weight = hn::Sub(hn::Set(d, 255.0), WidenLanes(d, mask.data() + i + k));
+            hn::Store(hn::Mul(weight, lightness), d, weighted + k);
+        }
+        AddInOrder(weighted, count, found.weighted);
+        for (std::size_t k = i; k < i + count; ++k) found.weights += 255 - mask[k];
+        i += count;
+    }
+    found.maximum = hn::GetLane(hn::MaxOfLanes(d, maximum));
+    found.minimum = hn::GetLane(hn::MinOfLanes(d, minimum));
+#endif
+    for (; i < mask.size(); ++i) found.Add(Load(&pixels[3 * i]), mask[i]);
+}
+
 }  // namespace kestrel::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -207,6 +283,11 @@ ColourTable::ColourTable(const Colouring& made) : colouring(made) {
             if (ColourOf(l, made) != over[sum].color) over[sum].open = 1;
         });
     }
+}
+
+HWY_EXPORT(MeasureLightness);
+void MeasureLightness(ConstRow pixels, ConstRow mask, Lightnesses& found) {
+    HWY_DYNAMIC_DISPATCH(MeasureLightness)(pixels, mask, found);
 }
 
 HWY_EXPORT(ColourRow);

@@ -25,6 +25,26 @@ constexpr Bgr SaturatePixel(Bgr p, double factor) {
 }
 void SaturateRow(Row row, double factor);
 
+/// What the lightnesses of a picture amount to. The order in which they are added decides the last bits of the sum.
+struct Lightnesses {
+    double weighted = 0.0;     ///< sum of the lightnesses, each times 255 less its mask
+    std::int64_t weights = 0;  ///< sum of 255 less each mask
+    double maximum = 0.0;      ///< of all pixels, whatever their masks
+    double minimum = 1.0;
+
+    constexpr void Add(Bgr p, std::uint8_t mask) {
+        const double lightness = RgbToHsl(p.red, p.green, p.blue).lightness;
+        const int weight = 255 - mask;
+        weighted += weight * lightness;
+        weights += weight;
+        maximum = std::max(maximum, lightness);
+        minimum = std::min(minimum, lightness);
+    }
+    bool operator==(const Lightnesses&) const = default;
+};
+/// Adds the pixels of a row, from left to right.
+void MeasureLightness(ConstRow pixels, ConstRow mask, Lightnesses& found);
+
 /// Gives a pixel a hue and a saturation; its lightness becomes l × `scale` + `offset`.
 struct Colouring {
     Hsl colour;  ///< its lightness is not used

@@ -141,6 +141,24 @@ TEST_P(ColourRowsTest, EveryTailAndNothingBeyond) {
     }
 }
 
+/// The sum has the last bits of one that goes from pixel to pixel: numbers half way between two sums, flat pictures
+/// and masks, and enough rows for several powers of two.
+TEST_P(ColourRowsTest, LightnessesAddUpInOrder) {
+    for (const int kind : {0, 1, 2, 3}) {
+        SCOPED_TRACE(kind);
+        Lightnesses want, got;
+        for (unsigned y = 0; y < 40; ++y) {
+            const std::size_t width = 1 + y * 67 % 1500;
+            Row pixels = RandomRow(3 * width, y);
+            Row mask = kind == 0 ? RandomRow(width, y + 1) : Row(width);
+            for (auto& byte : pixels) byte = kind == 1 ? 128 : kind == 2 ? std::uint8_t(byte % 2 * 255) : byte;
+            for (std::size_t x = 0; x < width; ++x) want.Add(Load(&pixels[3 * x]), mask[x]);
+            MeasureLightness(pixels, mask, got);
+            ASSERT_EQ(got, want) << y;
+        }
+    }
+}
+
 // The rules themselves, in another form.
 TEST(ColourRules, QuotientsCutTowardZero) {
     for (int p = 0; p < 256; ++p)

@@ -1,32 +1,20 @@
 #include "kestrel/filters/tone/AdoptColorFilter.h"
 
-#include <algorithm>
-
 #include "kestrel/kernels/HslRows.h"
 
 namespace kestrel {
 
 FilterResult CAdoptColorFilter::Analyse() {
     color_ = kernels::RgbToHsl(Active().colorRed, Active().colorGreen, Active().colorBlue);
-    MeanLightness = 0.0;
-    MaxLightness = 0.0;
-    MinLightness = 1.0;
+    kernels::Lightnesses found;
     if (const FilterResult result = FetchIntoCache(); result.Failed()) return result;
-
-    std::int64_t weights = 0;
     const auto measure = [&](std::span<const std::uint8_t> pixels, std::span<const std::uint8_t> mask) {
-        for (std::size_t x = 0; x < mask.size(); ++x) {
-            const auto [minimum, maximum] = std::minmax({pixels[3 * x], pixels[3 * x + 1], pixels[3 * x + 2]});
-            const double lightness = (maximum / 255.0 + minimum / 255.0) / 2.0;
-            const int weight = 255 - mask[x];
-            MeanLightness += weight * lightness;
-            weights += weight;
-            MaxLightness = std::max(MaxLightness, lightness);
-            MinLightness = std::min(MinLightness, lightness);
-        }
+        kernels::MeasureLightness(pixels, mask, found);
     };
     if (WalkRows(CachedPixels(m_InActive.Width, m_InActive.Height), measure) != S_OK) return kNotDone;
-    if (weights != 0) MeanLightness /= static_cast<double>(weights);
+    MaxLightness = found.maximum;
+    MinLightness = found.minimum;
+    MeanLightness = found.weights == 0 ? 0.0 : found.weighted / static_cast<double>(found.weights);
 
     // The mean lands on the colour's lightness; an extreme that would leave the range lands on its end.
     Offset = color_.lightness - MeanLightness;
