@@ -324,7 +324,7 @@ const RowLender* CPdibFilter::LenderOf(const PixelRequest& request) const {
 
 bool CPdibFilter::OutlivesCaches() const {
     constexpr std::int64_t kCaches = 32 << 20;
-    return !inBands_ && std::int64_t{4} * m_Out.Width * m_Out.Height >= kCaches &&
+    return !inBands_ && !oneShot_ && std::int64_t{4} * m_Out.Width * m_Out.Height >= kCaches &&
            dynamic_cast<const LineSink*>(m_Downstream.get());
 }
 

@@ -268,7 +268,8 @@ private:
     FilterResult CopyCached(PixelRequest inside, const RowRule& rule) const;
     /// The neighbour upstream if it lends all rows of the request, otherwise null.
     const RowLender* LenderOf(const PixelRequest& request) const;
-    /// Is the output the end of its line and larger than caches, so that its rows have left them when they are read?
+    /// Is the output the end of its line and larger than caches, so that its rows have left them when they are read? A
+    /// host that asks for each row once is taken to use it at once.
     bool OutlivesCaches() const;
     /// Makes the rows of a request of those that `lend(y)` lends, in the order in which they lie in memory, which is
     /// much faster than the other one. Not done when aborted, or when a row is not lent.
