@@ -14,12 +14,12 @@ namespace {
 void AddSearch(Worker& worker, const char* name, unsigned minimum, unsigned spread) {
     struct Work {
         std::vector<kernels::DustRow> rows;
-        std::vector<std::uint8_t> specks;
+        std::vector<std::int32_t> room;
     };
     const int width = BenchPicture().Width();
     const int height = BenchPicture().Height();
     const auto work = std::make_shared<Work>();
-    work->specks.resize(static_cast<std::size_t>(width) + kernels::kDustSlack);
+    work->room.resize(static_cast<std::size_t>(width) + 1);
     std::mt19937 random(1);
     std::vector<std::uint8_t> bytes(static_cast<std::size_t>(width) * 3);
     work->rows.assign(kernels::kDustWindow, kernels::DustRow(width));
@@ -32,7 +32,7 @@ void AddSearch(Worker& worker, const char* name, unsigned minimum, unsigned spre
         for (int y = 0; y < height; ++y) {
             for (std::size_t i = 0; i < work->rows.size(); ++i)
                 rows[i] = &work->rows[(i + static_cast<std::size_t>(y)) % work->rows.size()];
-            kernels::FindSpecks(rows, {5, 45}, work->specks);
+            kernels::FindSpecks(rows, {5, 45}, work->room);
         }
     });
 }

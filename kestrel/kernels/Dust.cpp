@@ -23,12 +23,18 @@ alignas(32) constexpr std::int16_t kInside[16] = {-1, -1, -1, -1, -1, -1, -1, -1
 /// Pixels that are worked on at a time; whole vectors.
 constexpr int kDustBlock = 1024;
 
+/// x * kNinth >> 16 is x / 9 for sums of nine bytes.
+constexpr std::uint16_t kNinth = 7282;
+static_assert([] {
+    for (unsigned x = 0; x <= 9 * 255; ++x)
+        if ((x * kNinth) >> 16 != x / 9) return false;
+    return true;
+}());
+
 /// A rule with the same answers whose numbers fit 16 bits: no difference of two sums is above 765, no count above 121.
 constexpr DustRule Narrowed(DustRule rule) {
     return {std::clamp(rule.maxRegion, -1, kDustWindow * kDustWindow), std::clamp(rule.tolerance, 0, 766)};
 }
-
-inline int PixelsOf(ConstRow specks) { return static_cast<int>(specks.size()) - kDustSlack; }
 
 }  // namespace kestrel::kernels
 #endif
@@ -51,8 +57,8 @@ public:
     }
     static int Lanes() { return static_cast<int>(hn::Lanes(D())); }
 
-    /// Tells which of the pixels from `x` on are specks.
-    HWY_INLINE void Find(int x, std::uint8_t* specks) const {
+    /// A bit for each of the pixels from `x` on, the lowest for the first: is it a speck?
+    HWY_INLINE std::uint64_t Specks(int x) const {
         const auto base = hn::Add(hn::LoadU(d_, rows_[kDustReach] + x + kDustReach), shift_);
         auto count = hn::Zero(d_);
         for (const std::size_t row : kDustOrder) {
@@ -60,10 +66,11 @@ public:
                 const auto near = hn::Lt(hn::Sub(hn::LoadU(d_, rows_[row] + x + dx), base), limit_);
                 count = hn::Sub(count, hn::VecFromMask(d_, near));  // a true lane is -1
             }
-            if (hn::AllTrue(d_, hn::Gt(count, maxRegion_))) break;
+            if (hn::AllTrue(d_, hn::Gt(count, maxRegion_))) return 0;
         }
-        const auto few = hn::IfThenElse(hn::Gt(count, maxRegion_), hn::Zero(d_), hn::Set(d_, 1));
-        hn::StoreU(hn::DemoteTo(hn::Rebind<std::uint8_t, D>(), few), hn::Rebind<std::uint8_t, D>(), specks + x);
+        std::uint64_t few = 0;
+        hn::StoreMaskBits(d_, hn::Not(hn::Gt(count, maxRegion_)), reinterpret_cast<std::uint8_t*>(&few));
+        return few;
     }
 
     /// The number of near pixels around one.
@@ -154,10 +161,27 @@ private:
 #endif
 
 #if HWY_TARGET != HWY_SCALAR
-/// Tells which of up to `kDustBlock` pixels are specks. All vectors take a step before any takes the next one: to
-/// branch on what each vector is like costs more than a row of the window, since nobody can foresee it.
+/// The bits of the first `pixels` pixels.
+inline std::uint64_t Below(std::uint64_t bits, int pixels) {
+    return pixels < 64 ? bits & ((std::uint64_t{1} << pixels) - 1) : bits;
+}
+
+/// Appends the places of bits, the lowest of which stands for `x`.
+template <class Place>
+HWY_INLINE void AppendBits(std::uint64_t bits, int x, Place* places, std::size_t& count) {
+    for (; bits != 0; bits &= bits - 1) places[count++] = static_cast<Place>(x + std::countr_zero(bits));
+}
+
+/// Appends the specks of the pixels `begin` to `end` - 1, counted exactly.
+void FindExactly(const ExactCount& exact, int begin, int end, std::int32_t* specks, std::size_t& count) {
+    for (int x = begin; x < end; x += ExactCount::Lanes())
+        AppendBits(Below(exact.Specks(x), end - x), x, specks, count);
+}
+
+/// Appends the specks of up to `kDustBlock` pixels. All vectors take a step before any takes the next one: to branch on
+/// what each vector is like costs more than a row of the window, since nobody can foresee it.
 void FindInBlock(const CertainCount& certain, const ExactCount& exact, DustRule rule, int begin, int end,
-                 std::uint8_t* specks) {
+                 std::int32_t* specks, std::size_t& count) {
     HWY_ALIGN std::int8_t counts[kDustBlock] = {};
     std::uint64_t few[kDustBlock / 16];  // of a vector, which has 16 lanes or more: the pixels that may be specks
     std::uint16_t places[kDustBlock];    // first of vectors where many may be, then of single pixels
@@ -172,45 +196,77 @@ void FindInBlock(const CertainCount& certain, const ExactCount& exact, DustRule 
         add(v, 0, flat);
         if (few[v] != 0) add(v, flat, flat + 1);
     }
-    int count = 0;
+    std::size_t unsure = 0;
     for (int v = 0; v < vectors; ++v) {
-        places[count] = static_cast<std::uint16_t>(v);
-        count += std::popcount(few[v]) > many;
+        places[unsure] = static_cast<std::uint16_t>(v);
+        unsure += std::popcount(few[v]) > many;
     }
-    for (int i = 0; i < count; ++i) add(places[i], flat + 1, kDustWindow);
-    if (const int last = end - begin - (vectors - 1) * step; last < 64)
-        few[vectors - 1] &= (std::uint64_t{1} << last) - 1;
+    for (std::size_t i = 0; i < unsure; ++i) add(places[i], flat + 1, kDustWindow);
+    few[vectors - 1] = Below(few[vectors - 1], end - begin - (vectors - 1) * step);
 
-    std::memset(specks + begin, 0, static_cast<std::size_t>(vectors * step));
-    count = 0;
+    unsure = 0;
     for (int v = 0; v < vectors; ++v) {
+        const int x = begin + v * step;
         if (std::popcount(few[v]) > many)
-            for (int x = v * step; x < (v + 1) * step; x += ExactCount::Lanes()) exact.Find(begin + x, specks);
+            FindExactly(exact, x, std::min(x + step, end), specks, count);
         else
-            for (std::uint64_t left = few[v]; left != 0; left &= left - 1)
-                places[count++] = static_cast<std::uint16_t>(v * step + std::countr_zero(left));
+            AppendBits(few[v], v * step, places, unsure);
     }
-    for (int i = 0; i < count; ++i) {
-        const int x = begin + places[i];
-        specks[x] = exact.Count(x) <= rule.maxRegion;
+    for (std::size_t i = 0; i < unsure; ++i) {
+        specks[count] = begin + places[i];
+        count += exact.Count(begin + places[i]) <= rule.maxRegion;
     }
 }
 #endif
 
-void FindSpecks(const DustWindow& window, DustRule rule, Row specks) {
+SpeckPlaces FindSpecks(const DustWindow& window, DustRule rule, std::span<std::int32_t> room) {
 #if HWY_TARGET == HWY_SCALAR
-    FindSpecksPlain(window, rule, specks);
+    return FindSpecksPlain(window, rule, room);
 #else
     const ExactCount exact(window, rule);
-    const int width = PixelsOf(specks);
+    const int width = window[kDustReach]->Width();
+    std::size_t count = 0;
     if (!CertainCount::Applies(rule)) {
-        for (int x = 0; x < width; x += ExactCount::Lanes()) exact.Find(x, specks.data());
-        return;
+        FindExactly(exact, 0, width, room.data(), count);
+    } else {
+        const CertainCount certain(window, rule);
+        for (int x = 0; x < width; x += kDustBlock)
+            FindInBlock(certain, exact, rule, x, std::min(x + kDustBlock, width), room.data(), count);
     }
-    const CertainCount certain(window, rule);
-    for (int x = 0; x < width; x += kDustBlock)
-        FindInBlock(certain, exact, rule, x, std::min(x + kDustBlock, width), specks.data());
+    return room.first(count);
 #endif
+}
+
+void MeanAroundSpecks(const std::array<ConstRow, 3>& rows, SpeckPlaces specks, std::uint8_t* HWY_RESTRICT means) {
+    const auto last = static_cast<std::int32_t>(rows[1].size() / 3) - 1;
+    for (const std::int32_t x : specks) {
+        const std::ptrdiff_t at = std::ptrdiff_t{x} * 3;
+#if HWY_TARGET != HWY_SCALAR
+        if (x > 0 && x < last - 1) {  // a vector reads two bytes more than three pixels
+            const hn::FixedTag<std::uint8_t, 8> d8;
+            const hn::FixedTag<std::uint16_t, 8> d16;
+            const auto sum = [&](std::ptrdiff_t first) HWY_ATTR {
+                const auto row = [&](ConstRow bytes)
+                                     HWY_ATTR { return hn::PromoteTo(d16, hn::LoadU(d8, bytes.data() + first)); };
+                return hn::Add(hn::Add(row(rows[0]), row(rows[1])), row(rows[2]));
+            };
+            const auto here = sum(at);
+            const auto all = hn::Add(hn::Add(sum(at - 3), here), hn::ShiftRightLanes<3>(d16, here));
+            const auto mean = hn::MulHigh(all, hn::Set(d16, kNinth));
+            hn::StoreU(hn::DemoteTo(d8, hn::BitCast(hn::RebindToSigned<decltype(d16)>(), mean)), d8, means);
+            means += 3;
+            continue;
+        }
+#endif
+        for (std::ptrdiff_t b = at; b < at + 3; ++b) {
+            int sum = 0;
+            if (x > 0 && x < last)
+                for (const ConstRow row : rows) sum += row.data()[b - 3] + row.data()[b] + row.data()[b + 3];
+            else
+                sum = 9 * rows[1].data()[b];
+            *means++ = static_cast<std::uint8_t>(sum / 9);
+        }
+    }
 }
 
 void SumPixels(ConstRow row, std::int16_t* HWY_RESTRICT out) {
@@ -258,39 +314,36 @@ void DustRow::Measure(ConstRow row) {
     HWY_DYNAMIC_DISPATCH(QuarterSums)(out, quarters.data());
 }
 
-void FindSpecksPlain(const DustWindow& rows, DustRule rule, Row specks) {
+SpeckPlaces FindSpecksPlain(const DustWindow& rows, DustRule rule, std::span<std::int32_t> room) {
     rule = Narrowed(rule);
-    const auto width = static_cast<std::size_t>(PixelsOf(specks));
-    for (std::size_t x = 0; x < width; ++x) {
-        const int own = rows[kDustReach]->sums[x + kDustReach];
+    std::size_t specks = 0;
+    for (int x = 0; x < rows[kDustReach]->Width(); ++x) {
+        const auto left = static_cast<std::size_t>(x);
+        const int own = rows[kDustReach]->sums[left + kDustReach];
         int count = 0;
         for (std::size_t i = 0; i < kDustWindow && count <= rule.maxRegion; ++i)
             for (std::size_t dx = 0; dx < kDustWindow && count <= rule.maxRegion; ++dx)
-                if (std::abs(rows[kDustOrder[i]]->sums[x + dx] - own) < rule.tolerance) ++count;
-        specks[x] = count <= rule.maxRegion;
+                if (std::abs(rows[kDustOrder[i]]->sums[left + dx] - own) < rule.tolerance) ++count;
+        if (count <= rule.maxRegion) room[specks++] = x;
     }
+    return room.first(specks);
 }
 
 HWY_EXPORT(FindSpecks);
-void FindSpecks(const DustWindow& rows, DustRule rule, Row specks) {
-    HWY_DYNAMIC_DISPATCH(FindSpecks)(rows, Narrowed(rule), specks);
+SpeckPlaces FindSpecks(const DustWindow& rows, DustRule rule, std::span<std::int32_t> room) {
+    return HWY_DYNAMIC_DISPATCH(FindSpecks)(rows, Narrowed(rule), room);
 }
 
-void RepairSpecks(const std::array<ConstRow, 3>& rows, ConstRow specks, Row out) {
-    if (out.size() < 9) return;  // no pixel has one on either side
-    const std::uint8_t* const begin = specks.data();
-    const std::uint8_t* const end = begin + out.size() / 3 - 1;
-    const std::uint8_t* speck = begin + 1;
-    while (speck < end) {
-        speck = static_cast<const std::uint8_t*>(std::memchr(speck, 1, static_cast<std::size_t>(end - speck)));
-        if (!speck) return;
-        const auto left = static_cast<std::size_t>(speck - begin - 1) * 3;
-        for (std::size_t channel = left; channel < left + 3; ++channel) {
-            int sum = 0;
-            for (const ConstRow row : rows) sum += row[channel] + row[channel + 3] + row[channel + 6];
-            out[channel + 3] = static_cast<std::uint8_t>(sum / 9);
-        }
-        ++speck;
+HWY_EXPORT(MeanAroundSpecks);
+void MeanAroundSpecks(const std::array<ConstRow, 3>& rows, SpeckPlaces specks, Row means) {
+    HWY_DYNAMIC_DISPATCH(MeanAroundSpecks)(rows, specks, means.data());
+}
+
+void ReplaceSpecks(SpeckPlaces specks, ConstRow means, Row out) {
+    const std::uint8_t* mean = means.data();
+    for (const std::int32_t x : specks) {
+        std::copy_n(mean, 3, out.data() + std::ptrdiff_t{x} * 3);
+        mean += 3;
     }
 }
 

@@ -21,7 +21,7 @@ inline constexpr int kDustWindow = 2 * kDustReach + 1;
 inline constexpr std::int16_t kDustOutside = 0x4000;
 /// The same in quarters of brightness.
 inline constexpr std::uint8_t kDustOutsideQuarter = 224;
-/// Pixels beyond the end of a row that `FindSpecks` may read and write, for vectors that reach over it.
+/// Pixels beyond the end of a row that `FindSpecks` may read, for vectors that reach over it.
 inline constexpr int kDustSlack = 64;
 
 /// The brightness (red + green + blue) of a row's pixels, framed by what is outside: by the reach of the window, and on
@@ -33,6 +33,7 @@ struct DustRow {
           quarters(sums.size(), kDustOutsideQuarter) {}
     /// Measures a row of as many pixels.
     void Measure(ConstRow row);
+    int Width() const { return static_cast<int>(sums.size()) - 2 * kDustReach - kDustSlack; }
 
     std::vector<std::int16_t> sums;
     std::vector<std::uint8_t> quarters;  ///< of the sums, cut
@@ -41,14 +42,20 @@ struct DustRow {
 /// The rows of a window, the lowest first.
 using DustWindow = std::array<const DustRow*, kDustWindow>;
 
-/// Tells for each pixel of the middle row whether it is a speck (1) or not (0). `specks` has `kDustSlack` places more
-/// than pixels. Same bytes on every CPU.
-void FindSpecks(const DustWindow& rows, DustRule rule, Row specks);
-/// The rule pixel by pixel, which defines the bytes of `FindSpecks`.
-void FindSpecksPlain(const DustWindow& rows, DustRule rule, Row specks);
+/// Columns of a row, one for each speck, in any order.
+using SpeckPlaces = std::span<const std::int32_t>;
 
-/// Replaces each speck in `out` by the mean of the nine pixels around it in the three `rows`, the lowest first. The
-/// first and the last pixel stay.
-void RepairSpecks(const std::array<ConstRow, 3>& rows, ConstRow specks, Row out);
+/// Finds the specks of the middle row. Returns the first part of `room`, which is one longer than the row; the rest of
+/// it is undefined. The same specks on every CPU.
+SpeckPlaces FindSpecks(const DustWindow& rows, DustRule rule, std::span<std::int32_t> room);
+/// The rule pixel by pixel, which defines what `FindSpecks` finds.
+SpeckPlaces FindSpecksPlain(const DustWindow& rows, DustRule rule, std::span<std::int32_t> room);
+
+/// The mean of the nine pixels around each speck in the three `rows`, the lowest first, cut: three bytes after the
+/// other in `means`, which has `kMeansSlack` places more. The first and the last pixel of a row stay as they are.
+inline constexpr std::size_t kMeansSlack = 5;
+void MeanAroundSpecks(const std::array<ConstRow, 3>& rows, SpeckPlaces specks, Row means);
+/// Puts these in place of the specks.
+void ReplaceSpecks(SpeckPlaces specks, ConstRow means, Row out);
 
 }  // namespace kestrel::kernels

@@ -72,17 +72,17 @@ TEST_P(DustTest, SpecksAreThoseWithFewOfTheirKindAround) {
                                         {8, INT_MAX}}) {
                 const Band band(width, static_cast<int>(seed % 6), spread, seed);
                 ++seed;
-                std::vector<std::uint8_t> specks(static_cast<std::size_t>(width) + kDustSlack + 16, 0xA5);
-                FindSpecks(band.window, rule, Row(specks).first(specks.size() - 16));
-                std::vector<std::uint8_t> plain(specks.size() - 16);
-                FindSpecksPlain(band.window, rule, plain);
-                for (int x = 0; x < width; ++x) {
-                    const int want = band.Count(x, rule.tolerance) <= rule.maxRegion;
-                    ASSERT_EQ(int{specks[static_cast<std::size_t>(x)]}, want)
-                        << "width " << width << " x " << x << " rule " << rule.maxRegion << ", " << rule.tolerance;
-                    ASSERT_EQ(int{plain[static_cast<std::size_t>(x)]}, want);
-                }
-                for (std::size_t i = specks.size() - 16; i < specks.size(); ++i) ASSERT_EQ(specks[i], 0xA5);
+                const auto flags = [&](decltype(&FindSpecks) find) {
+                    std::vector<std::int32_t> room(static_cast<std::size_t>(width) + 1);
+                    std::vector<int> found(static_cast<std::size_t>(width));
+                    for (const std::int32_t x : find(band.window, rule, room)) ++found.at(static_cast<std::size_t>(x));
+                    return found;
+                };
+                std::vector<int> want;
+                for (int x = 0; x < width; ++x) want.push_back(band.Count(x, rule.tolerance) <= rule.maxRegion);
+                ASSERT_EQ(flags(FindSpecks), want)
+                    << "width " << width << " rule " << rule.maxRegion << ", " << rule.tolerance;
+                ASSERT_EQ(flags(FindSpecksPlain), want);
             }
 }
 
@@ -105,20 +105,29 @@ TEST_P(DustTest, BrightnessIsTheSumOfThreeBytesInAFrame) {
     }
 }
 
-TEST(Dust, RepairsSpecksButForTheEnds) {
-    const std::vector<std::uint8_t> low{9, 0, 0, 9, 0, 0, 9, 0, 0, 0, 0, 0};
-    const std::vector<std::uint8_t> middle{9, 0, 255, 10, 90, 255, 9, 8, 255, 0, 0, 0};
-    const std::vector<std::uint8_t> high{9, 0, 0, 9, 0, 255, 9, 0, 0, 7, 0, 0};
-    const std::array<ConstRow, 3> rows{low, middle, high};
-    const std::vector<std::uint8_t> specks{1, 1, 0, 1};
-    std::vector<std::uint8_t> out = middle;
-    RepairSpecks(rows, specks, out);
-    // blue (8 * 9 + 10) / 9, green (90 + 8) / 9, red 4 * 255 / 9; the pixel that is no speck and both ends stay
-    EXPECT_EQ(out, (std::vector<std::uint8_t>{9, 0, 255, 9, 10, 113, 9, 8, 255, 0, 0, 0}));
-    for (const std::size_t width : {1u, 2u}) {
-        std::vector<std::uint8_t> few = middle;
-        RepairSpecks(rows, specks, Row(few).first(width * 3));
-        EXPECT_EQ(few, middle);
+TEST_P(DustTest, SpecksBecomeTheMeanOfNineButForTheEnds) {
+    std::mt19937 random(4);
+    for (int width = 1; width <= 12; ++width) {
+        std::vector<std::uint8_t> rows[3];
+        for (auto& row : rows) {
+            row.resize(static_cast<std::size_t>(width) * 3);
+            for (auto& byte : row) byte = static_cast<std::uint8_t>(random() % 4 ? random() : 255);
+        }
+        std::vector<std::int32_t> specks;
+        std::vector<std::uint8_t> want = rows[1], out = rows[1];
+        for (int x = width - 1; x >= 0; --x) {
+            if (random() % 4 == 0) continue;
+            specks.push_back(x);
+            for (std::size_t b = static_cast<std::size_t>(x) * 3, end = b + 3; b < end && x > 0 && x < width - 1; ++b) {
+                int sum = 0;
+                for (const auto& row : rows) sum += row[b - 3] + row[b] + row[b + 3];
+                want[b] = static_cast<std::uint8_t>(sum / 9);
+            }
+        }
+        std::vector<std::uint8_t> means(specks.size() * 3 + kMeansSlack);
+        MeanAroundSpecks({rows[0], rows[1], rows[2]}, specks, means);
+        ReplaceSpecks(specks, means, out);
+        EXPECT_EQ(out, want) << "width " << width;
     }
 }
 

@@ -12,7 +12,11 @@ FilterResult CStaubFilter::MakePixels(const PixelRequest& request) {
     return CachedByRows(request, [&](const auto& made) {
         std::optional<passes::DustRepair> repair;  // made when the cache is there
         return FetchIntoCache([&](int, int end) -> FilterResult {
-            if (!repair) repair.emplace(passes::PlanesOf(*m_Cache, m_InActive.Width, FetchedRows().count), rule);
+            if (!repair) {
+                const RowSpan fetched = FetchedRows(), wanted = WantedRows(request);
+                repair.emplace(passes::PlanesOf(*m_Cache, m_InActive.Width, fetched.count), rule,
+                               RowSpan{wanted.first - fetched.first, wanted.count});
+            }
             return repair->Continue(end, m_Abort) ? made(repair->Done()) : kNotDone;
         });
     });
