@@ -16,8 +16,9 @@ namespace {
 
 Picture picture, cutOut, half;
 
-void Save(const std::string& path, const Dib* image, const Dib* mask) {
-    const CodecError error = ImageLoader::Save(path, image, mask, {.pngCompression = 0});
+void Save(const std::string& path, const Dib* image, const Dib* mask,
+          const SaveOptions& options = {.pngCompression = 0}) {
+    const CodecError error = ImageLoader::Save(path, image, mask, options);
     if (error) throw std::runtime_error(path + ": " + error.text);
 }
 
@@ -44,6 +45,7 @@ void MakePictures(const std::string& folder, int width, int height) {
     Save(folder + "/picture.png", whole.get(), nullptr);
     Save(folder + "/half.png", Tile(tile.get(), width / 2, height / 2).get(), nullptr);
     Save(folder + "/picture.jpg", whole.get(), nullptr);
+    Save(folder + "/chroma420.jpg", whole.get(), nullptr, {.chroma = ChromaSampling::S420});
     Save(folder + "/cutout.png", whole.get(), Surroundings(width, height).get());
     Save(folder + "/large.jpg", Tile(tile.get(), 2 * width, 2 * height).get(), nullptr);
     Save(folder + "/pixel.png", Tile(tile.get(), 1, 1).get(), nullptr);

@@ -19,15 +19,15 @@ void AddScale(Worker& worker, const char* name, int width, int height) {
 }
 
 /// Encoding from the picture's rows into memory, and decoding what that made.
-void AddCodec(Worker& worker, ImageFormat format) {
+void AddCodec(Worker& worker, const SaveOptions& options) {
     const auto file = std::make_shared<std::vector<std::uint8_t>>();
     const auto encode = [=] {
         file->clear();
-        const CodecError error = ImageLoader::Save(*file, BenchPicture().image.get(), nullptr, {.format = format});
+        const CodecError error = ImageLoader::Save(*file, BenchPicture().image.get(), nullptr, options);
         if (error) throw std::runtime_error(error.text);
     };
-    worker.Add(std::string("codec/encode ") + FormatName(format), "ImageLoader::Save", encode);
-    worker.Add(std::string("codec/decode ") + FormatName(format), "ImageLoader::Load", [=] {
+    worker.Add(std::string("codec/encode ") + FormatName(options.format), "ImageLoader::Save", encode);
+    worker.Add(std::string("codec/decode ") + FormatName(options.format), "ImageLoader::Load", [=] {
         if (file->empty()) encode();
         const LoadResult loaded = ImageLoader::Load(*file);
         if (!loaded) throw std::runtime_error(loaded.error.text);
@@ -46,7 +46,8 @@ void AddPictures(Worker& worker) {
     AddScale(worker, "scale/half", picture->biWidth / 2, picture->biHeight / 2);
     AddScale(worker, "scale/eighth", picture->biWidth / 8, picture->biHeight / 8);
     AddScale(worker, "scale/up by a third", picture->biWidth * 4 / 3, picture->biHeight * 4 / 3);
-    for (const ImageFormat format : {ImageFormat::Jpeg, ImageFormat::Png}) AddCodec(worker, format);
+    AddCodec(worker, {.format = ImageFormat::Jpeg, .chroma = ChromaSampling::S420});
+    AddCodec(worker, {.format = ImageFormat::Png});
 }
 
 }  // namespace kestrel::bench

@@ -159,7 +159,9 @@ void AddAll(Worker& worker) {
     add("quarter turn", "rot90", [=] { return Made([&](auto** out) { return vips_rot90(p, out, nullptr); }); });
     add("flatten", "flatten", [] { return Made([](auto** out) { return vips_flatten(cutOut.get(), out, nullptr); }); });
     worker.Add("codec/encode jpeg", "jpegsave_buffer", [=] {
-        Encode([&](auto** bytes, auto* size) { return vips_jpegsave_buffer(p, bytes, size, "Q", 92, nullptr); });
+        Encode([&](auto** bytes, auto* size) {
+            return vips_jpegsave_buffer(p, bytes, size, "Q", 92, "subsample_mode", VIPS_FOREIGN_SUBSAMPLE_ON, nullptr);
+        });
     });
     worker.Add("codec/encode png", "pngsave_buffer", [=] {
         Encode([&](auto** bytes, auto* size) {
@@ -167,7 +169,8 @@ void AddAll(Worker& worker) {
                                        nullptr);
         });
     });
-    worker.Add("codec/decode jpeg", "jpegload", [folder = worker.Given().folder] { Loaded(folder + "/picture.jpg"); });
+    worker.Add("codec/decode jpeg", "jpegload",
+               [folder = worker.Given().folder] { Loaded(folder + "/chroma420.jpg"); });
 }
 
 void RunJob(const std::string& name, const std::string& in, const std::string& out) {

@@ -61,8 +61,8 @@ def encoded(picture, form, **options):
 def operations(folder):
     picture = Image.open(folder + "/picture.png").convert("RGB")
     alpha = Image.open(folder + "/cutout.png").getchannel("A")
-    jpeg = encoded(picture, "JPEG", quality=92, subsampling=0)
-    png = folder + "/picture.png"
+    jpeg = encoded(picture, "JPEG", quality=92, subsampling=2)
+    png = encoded(picture, "PNG", compress_level=6)
     half = Image.open(folder + "/half.png").convert("RGB")
     double = (2 * half.width, 2 * half.height)
     return {
@@ -86,7 +86,7 @@ def operations(folder):
         "line/quarter turn": ("transpose", lambda: picture.transpose(Image.ROTATE_90)),
         "line/shadow, ten rounds": ("BoxBlur, paste", lambda: shadow(picture, alpha)),
         "line/flatten": ("paste", lambda: flatten(picture, alpha)),
-        "codec/encode jpeg": ("save", lambda: encoded(picture, "JPEG", quality=92, subsampling=0)),
+        "codec/encode jpeg": ("save", lambda: encoded(picture, "JPEG", quality=92, subsampling=2)),
         "codec/encode png": ("save", lambda: encoded(picture, "PNG", compress_level=6)),
         "codec/decode jpeg": ("open, load", lambda: Image.open(jpeg).load()),
         "codec/decode png": ("open, load", lambda: Image.open(png).load()),
