@@ -22,7 +22,7 @@ elseif(KESTREL_BUILD_DIALOGS)
     set(KESTREL_WITH_DIALOGS ON)
 endif()
 
-# Loaded at run time, by the first file or text that needs them.
+# Loaded at run time, by the first file, text or settings that need them.
 find_library(KESTREL_TEXT_FILE NAMES pangocairo-1.0 REQUIRED)
 pkg_check_modules(LIBTIFF REQUIRED libtiff-4)
 pkg_check_modules(LIBRAW REQUIRED libraw_r)
@@ -39,3 +39,4 @@ find_library(KESTREL_WEBP_FILE NAMES webp REQUIRED)
 find_library(KESTREL_WEBPDEMUX_FILE NAMES webpdemux REQUIRED)
 find_library(KESTREL_HEIF_FILE NAMES heif REQUIRED)
 find_library(KESTREL_PROFILE_FILE NAMES lcms2 REQUIRED)
+find_library(KESTREL_SETTINGS_FILE NAMES sqlite3 REQUIRED)

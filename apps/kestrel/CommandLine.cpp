@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <new>
+#include <string_view>
 
 #include "apps/kestrel/Console.h"
 #include "kestrel/diagnostics/LogSink.h"
@@ -20,6 +21,15 @@ CLI::Validator NotEmpty() {
 
 /// The command line as it was given; options of later arguments may hold anything, so that `Log` shows it plainly.
 std::string commandAsGiven;
+
+/// Which commands the command line may mean. A command that it does not name is one of a list: what belongs to it is
+/// not declared, which takes longer than to invert a small picture.
+struct NamedCommands {
+    std::vector<std::string_view> words;
+    bool all = false;  ///< one is named that tells about all of them
+
+    bool Has(std::string_view name) const { return all || std::ranges::find(words, name) != words.end(); }
+} named;
 
 /// Refuses a word in the place of a command that is none, and says which one may have been meant.
 void CheckCommandNames(CLI::App& program, int argc, char** argv) {
@@ -100,50 +110,57 @@ int Parse(CLI::App& program, int argc, char** argv) {
 }  // namespace
 
 Command Command::Subcommand(const char* name, const char* text) const {
+    if (!declares_) return *this;
     app_->require_subcommand(1);
-    return Command(*app_->add_subcommand(name, text));
+    return Command(*app_->add_subcommand(name, text), named.Has(name));
 }
 
 Command Command::HiddenSubcommand(const char* name, const char* text) const {
+    named.all = named.all || named.Has(name);
     const Command hidden = Subcommand(name, text);
     hidden.app_->group("");
     return hidden;
 }
 
 void Command::Argument(const char* name, std::string& value, const char* text) const {
-    app_->add_option(name, value, text)->required()->type_name("");
+    if (declares_) app_->add_option(name, value, text)->required()->type_name("");
 }
 
 void Command::OptionalArgument(const char* name, std::string& value, const char* text) const {
-    app_->add_option(name, value, text)->type_name("");
+    if (declares_) app_->add_option(name, value, text)->type_name("");
 }
 
 void Command::Words(const char* name, std::vector<std::string>& values, const char* text) const {
-    app_->add_option(name, values, text)->type_name("");
+    if (declares_) app_->add_option(name, values, text)->type_name("");
 }
 
 void Command::Arguments(const char* name, std::vector<std::string>& values, const char* text) const {
-    app_->add_option(name, values, text)->required()->type_name("");
+    if (declares_) app_->add_option(name, values, text)->required()->type_name("");
 }
 
 void Command::Option(const char* names, std::string& value, const char* type, const char* text) const {
-    app_->add_option(names, value, text)->type_name(type)->check(NotEmpty());
+    if (declares_) app_->add_option(names, value, text)->type_name(type)->check(NotEmpty());
 }
 
 void Command::Repeatable(const char* names, std::vector<std::string>& values, int words, const char* type,
                          const char* text) const {
-    app_->add_option(names, values, text)->type_name(type)->type_size(words)->allow_extra_args(false);
+    if (declares_) app_->add_option(names, values, text)->type_name(type)->type_size(words)->allow_extra_args(false);
 }
 
-void Command::Flag(const char* names, bool& value, const char* text) const { app_->add_flag(names, value, text); }
+void Command::Flag(const char* names, bool& value, const char* text) const {
+    if (declares_) app_->add_flag(names, value, text);
+}
 
 void Command::FlagWithValue(const char* name, std::string& value, const char* usual, const char* text) const {
-    app_->add_flag(fmt::format("{}{{{}}}", name, usual), value, text);
+    if (declares_) app_->add_flag(fmt::format("{}{{{}}}", name, usual), value, text);
 }
 
-void Command::Footer(const char* text) const { app_->footer(text); }
+void Command::Footer(const char* text) const {
+    if (declares_) app_->footer(text);
+}
 
 void Command::Run(Log log, std::function<int()> run) const {
+    if (!declares_) return;
     app_->final_callback([log, run = std::move(run)] {
         if (log == Log::kYes)
             console::StartLog(commandAsGiven);
@@ -158,6 +175,7 @@ OutlinedCommand Command::Outline() const { return OutlineOf(*app_); }
 int RunCommandLine(int argc, char** argv, const std::vector<void (*)(const Command& program)>& commands) {
     commandAsGiven = "kestrel";
     for (int i = 1; i < argc; ++i) commandAsGiven.append(" ").append(argv[i]);
+    named = {{argv + std::min(argc, 1), argv + argc}};
     try {
         CLI::App program{
             "Kestrel turns pictures into pictures: exact, repeatable filters, and chains of them that are\n"
@@ -170,7 +188,7 @@ int RunCommandLine(int argc, char** argv, const std::vector<void (*)(const Comma
             "\"kestrel COMMAND --help\" tells a command's options, \"man kestrel-COMMAND\" too.\n\n"
             "Exit codes: 0 done; 1 the work failed, or some of it; 2 the command was wrong;\n"
             "3 the output was written, but the input was damaged; 130 and 143 interrupted.");
-        for (const auto add : commands) add(Command(program));
+        for (const auto add : commands) add(Command(program, true));
         return Parse(program, argc, argv);
     } catch (const console::UsageError& error) {
         console::Error(error.message);

@@ -13,10 +13,12 @@ class App;
 /// reading of the command line. Values stay where the caller keeps them and must live until the command has run.
 class Command {
 public:
-    explicit Command(CLI::App& app) : app_(&app) {}
+    /// `declares`: what belongs to the command may be used; otherwise its name is all that is known of it.
+    Command(CLI::App& app, bool declares) : app_(&app), declares_(declares) {}
 
     Command Subcommand(const char* name, const char* text) const;
-    /// A command for other programs, which `--help` does not list.
+    /// A command for other programs, which `--help` does not list, and which may tell about all others: they are added
+    /// after it.
     Command HiddenSubcommand(const char* name, const char* text) const;
     /// A word at its place in the command; required.
     void Argument(const char* name, std::string& value, const char* text) const;
@@ -46,6 +48,7 @@ public:
 
 private:
     CLI::App* app_;
+    bool declares_;
 };
 
 /// Lets each of `commands` add itself to the program, reads the command line and runs the command that it names. Every

@@ -25,8 +25,8 @@ int main(int argc, char** argv) {
     signal(SIGXFSZ, SIG_IGN);  // become errors of writing, which are reported
     interrupt::Listen();
     const int code = RunCommandLine(argc, argv,
-                                    {AddApply, AddInfo, AddFilters, AddFormats, AddDescribe, AddDialog, AddColor,
-                                     AddStrings, AddBox, AddStore, AddSettings, AddLog, AddComplete, AddManual});
+                                    {AddComplete, AddManual, AddApply, AddInfo, AddFilters, AddFormats, AddDescribe,
+                                     AddDialog, AddColor, AddStrings, AddBox, AddStore, AddSettings, AddLog});
     console::ClearProgress();
     return code;
 }

@@ -3,8 +3,8 @@
 
 namespace kestrel {
 
-/// A shared library that is loaded by the first file or text that needs it: the long tail of formats, and the drawing
-/// of text, would otherwise make every start of the program wait for some eighty libraries. It stays loaded.
+/// A shared library that is loaded by the first file, text or settings that need it: the long tail of formats, and the
+/// drawing of text, would otherwise make every start of the program wait for some eighty libraries. It stays loaded.
 /// Not installed.
 class SharedLibrary {
 public:

@@ -16,11 +16,9 @@ CPdibFilterCreator::CPdibFilterCreator() {
         if (!row.IsFilter()) continue;
         Entry entry;
         if (GetClassObject(row.description->clsid, IClassFactory::kIid, entry.Factory.Out()) != S_OK) continue;
-        Ref<IFilterObject> sample;
-        if (entry.Factory->CreateInstance(nullptr, IFilterObject::kIid, sample.Out()) != S_OK) continue;
         entry.ProgID = row.description->progId;
-        sample->GetCost(&entry.Cost);
-        sample->GetFilterId(&entry.FilterId);
+        entry.Cost = row.description->cost;
+        entry.FilterId = row.description->id;
         entries_.push_back(std::move(entry));
     }
     GetClassObject(kChain.clsid, IClassFactory::kIid, ChainFactory.Out());  // a failure leaves it null

@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <system_error>
 
+#include "kestrel/foundation/SharedLibrary.h"
+
 namespace kestrel {
 namespace {
 
@@ -26,39 +28,64 @@ constexpr const char* kSchema =
     "  PRIMARY KEY(key, name)) WITHOUT ROWID;"
     "INSERT OR IGNORE INTO key VALUES(1, NULL, '');";
 
+struct SqliteLibrary : SharedLibrary {
+    SqliteLibrary() : SharedLibrary(KESTREL_SETTINGS_LIBRARY) {}
+
+    KESTREL_LATE(sqlite3_bind_blob64);
+    KESTREL_LATE(sqlite3_bind_int64);
+    KESTREL_LATE(sqlite3_bind_text64);
+    KESTREL_LATE(sqlite3_busy_timeout);
+    KESTREL_LATE(sqlite3_close);
+    KESTREL_LATE(sqlite3_column_blob);
+    KESTREL_LATE(sqlite3_column_bytes);
+    KESTREL_LATE(sqlite3_column_int64);
+    KESTREL_LATE(sqlite3_exec);
+    KESTREL_LATE(sqlite3_finalize);
+    KESTREL_LATE(sqlite3_open_v2);
+    KESTREL_LATE(sqlite3_prepare_v2);
+    KESTREL_LATE(sqlite3_step);
+};
+
+/// Loaded by the first call, which a program without settings does without. From any thread.
+const SqliteLibrary& Sqlite() {
+    static const SqliteLibrary library;
+    return library;
+}
+
 /// A prepared statement; parameters are bound from 1 on.
 class Statement {
 public:
     Statement(sqlite3* database, const char* sql, Status onFailure) : onFailure_(onFailure) {
-        Check(sqlite3_prepare_v2(database, sql, -1, &statement_, nullptr));
+        Check(Sqlite().sqlite3_prepare_v2(database, sql, -1, &statement_, nullptr));
     }
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
-    ~Statement() { sqlite3_finalize(statement_); }
+    ~Statement() { Sqlite().sqlite3_finalize(statement_); }
 
     Statement& Bind(int index, std::int64_t value) {
-        Check(sqlite3_bind_int64(statement_, index, value));
+        Check(Sqlite().sqlite3_bind_int64(statement_, index, value));
         return *this;
     }
     Statement& Bind(int index, std::string_view text) {
-        Check(sqlite3_bind_text64(statement_, index, Bytes(text), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8));
+        Check(Sqlite().sqlite3_bind_text64(statement_, index, Bytes(text), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8));
         return *this;
     }
     Statement& BindData(int index, std::string_view bytes) {
-        Check(sqlite3_bind_blob64(statement_, index, Bytes(bytes), bytes.size(), SQLITE_TRANSIENT));
+        Check(Sqlite().sqlite3_bind_blob64(statement_, index, Bytes(bytes), bytes.size(), SQLITE_TRANSIENT));
         return *this;
     }
 
     /// True when there is a row.
     bool Step() {
-        const int result = sqlite3_step(statement_);
+        const int result = Sqlite().sqlite3_step(statement_);
         if (result != SQLITE_ROW && result != SQLITE_DONE) throw StoreError{onFailure_};
         return result == SQLITE_ROW;
     }
-    std::int64_t Integer(int column) const { return sqlite3_column_int64(statement_, column); }
+    std::int64_t Integer(int column) const { return Sqlite().sqlite3_column_int64(statement_, column); }
     std::string Data(int column) const {
-        const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_, column));
-        return bytes ? std::string(bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))) : "";
+        const auto* bytes = static_cast<const char*>(Sqlite().sqlite3_column_blob(statement_, column));
+        return bytes ? std::string(bytes, static_cast<std::size_t>(Sqlite().sqlite3_column_bytes(statement_, column)))
+                     : "";
     }
 
 private:
@@ -92,13 +119,14 @@ void OpenForEverybody(const std::filesystem::path& file) { (void)chmod(file.c_st
 
 }  // namespace
 
-void Store::Closer::operator()(sqlite3* database) const { sqlite3_close(database); }
+void Store::Closer::operator()(sqlite3* database) const { Sqlite().sqlite3_close(database); }
 
 Store::Store(const std::filesystem::path& file, Access access, bool forEverybody) : write_(access == Access::kWrite) {
     const bool write = write_;
     const Status onFailure = write ? kKeyNotCreated : kKeyUnreadable;
     const bool missing = IsAbsent(file);
     if (missing && !write) return;
+    if (!Sqlite().IsThere()) throw StoreError{onFailure};
     if (missing) {
         std::error_code error;
         std::filesystem::create_directories(file.parent_path(), error);
@@ -109,10 +137,10 @@ Store::Store(const std::filesystem::path& file, Access access, bool forEverybody
     // Where everybody may make files, a link could lead a write elsewhere.
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (write ? SQLITE_OPEN_CREATE : 0) |
                       (forEverybody ? SQLITE_OPEN_NOFOLLOW : 0);
-    const int result = sqlite3_open_v2(file.c_str(), &database, flags, nullptr);
+    const int result = Sqlite().sqlite3_open_v2(file.c_str(), &database, flags, nullptr);
     database_.reset(database);
     if (result != SQLITE_OK) throw StoreError{onFailure};
-    sqlite3_busy_timeout(database, kBusyWait);
+    Sqlite().sqlite3_busy_timeout(database, kBusyWait);
     if (write) {
         Execute("PRAGMA foreign_keys = ON; BEGIN IMMEDIATE", onFailure);
         if (forEverybody) OpenForEverybody(file);
@@ -128,7 +156,8 @@ Store::Store(const std::filesystem::path& file, Access access, bool forEverybody
 Store::~Store() = default;  // closing rolls an open transaction back
 
 void Store::Execute(const char* sql, Status onFailure) const {
-    if (sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) throw StoreError{onFailure};
+    if (Sqlite().sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+        throw StoreError{onFailure};
 }
 
 void Store::Commit() { Execute("COMMIT", kKeyNotWritable); }
