@@ -49,10 +49,13 @@ void MeasureHues(const PartPlanes& planes, std::size_t pixels, const HueFloats& 
         const auto start = hn::IfThenElseZero(hn::Not(redMax), hn::IfThenElse(greenMax, set(120.0f), set(240.0f)));
         auto hue = hn::Add(hn::Div(hn::Mul(difference, set(60.0f)), hn::Max(extremes.spread, set(1.0f))), start);
         hue = hn::IfThenElse(hn::Lt(hue, zero), hn::Add(hue, set(360.0f)), hue);
-        // Fractions of a degree are 1/255 to 254/255, so that this rounds down; the lowest bits are the number.
-        const auto rounded = hn::Add(hn::Sub(hue, set(0.498f)), set(kWholeFloats));
-        const auto degree = hn::And(hn::BitCast(di, rounded), hn::Set(di, 511));
-        const auto whole = hn::Eq(hn::Sub(rounded, set(kWholeFloats)), hue);
+        // Fractions of a degree are 1/255 to 254/255, so that this rounds down; the lowest bits are the number. A
+        // little more than the first whole floats, since below them there are halves.
+        constexpr int kDegrees = 512;
+        const auto base = set(kWholeFloats + kDegrees);
+        const auto rounded = hn::Add(hn::Sub(hue, set(0.498f)), base);
+        const auto degree = hn::And(hn::BitCast(di, rounded), hn::Set(di, kDegrees - 1));
+        const auto whole = hn::Eq(hn::Sub(rounded, base), hue);
         const auto less =
             hn::And(whole, hn::And(hn::Ne(difference, zero), hn::Ne(hn::Abs(difference), extremes.spread)));
         const auto record =

@@ -5,9 +5,11 @@
 #include <hwy/highway.h>
 #include <hwy/tests/hwy_gtest.h>
 
+#include <array>
 #include <functional>
 #include <limits>
 #include <random>
+#include <string_view>
 #include <vector>
 
 #include "kestrel/kernels/BalanceRow.h"
@@ -31,6 +33,8 @@ struct Numbers {
         return least + static_cast<int>(engine() % static_cast<unsigned>(greatest - least + 1));
     }
     double Double(double least, double greatest) { return least + (greatest - least) * (Int(0, 1 << 20) / 1048576.0); }
+    /// Degrees next to each other that are changed alike; where all differ, little is left to an estimate.
+    std::size_t AlikeDegrees() { return Int(0, 2) == 0 ? 1 : static_cast<std::size_t>(Int(2, 120)); }
     ByteTable Table() {
         ByteTable table;
         for (auto& entry : table) entry = static_cast<std::uint8_t>(engine());
@@ -107,15 +111,20 @@ const std::vector<Form>& Forms() {
         {"Tuning",
          [](Numbers n) {
              TuningFactors f;
-             for (auto& factor : f) factor = n.Double(0, 3);
+             const std::size_t alike = n.AlikeDegrees();
+             for (std::size_t i = 0; i < f.size(); ++i) f[i] = i % alike == 0 ? n.Double(0, 3) : f[i - 1];
              return std::pair{[t = Tuning(f)](auto row) { TuningRow(row, t); },
                               [=](Bgr p) { return TuningPixel(p, f); }};
          }},
         {"Hsb",
          [](Numbers n) {
              HsbChanges c;
-             for (auto& change : c)
-                 change = {static_cast<double>(n.Int(-180, 180)), n.Double(0, 3), n.Int(-100, 100) / 100.0};
+             const std::size_t alike = n.AlikeDegrees();
+             const bool moves = n.Int(0, 1) == 0;
+             for (std::size_t i = 0; i < c.size(); ++i)
+                 c[i] = i % alike != 0 ? c[i - 1]
+                        : moves        ? HsbChange{n.Int(-180, 180) * 1.0, n.Double(0, 3), n.Int(-100, 100) / 100.0}
+                                       : HsbChange{.saturation = n.Double(0, 3)};
              c[360].brightness = n.Int(-1000000, 1000000);  // of the greys: not held
              return std::pair{[h = Hsb(c)](auto row) { HsbRow(row, h); }, [=](Bgr p) { return HsbPixel(p, c); }};
          }},
@@ -167,6 +176,24 @@ TEST_P(ToneRowsTest, RandomSettings) {
     for (std::size_t i = 0; i < 300; ++i) row[3 * 256 + i] = (i * 7 / 3) % 2 == 0 ? 255 : 0;
     for (const Form& form : Forms())
         for (unsigned seed = 0; seed < 40; ++seed) ExpectRowIsRule(form, seed, row, 0, row.size());
+}
+
+/// Whole degrees of hue, where a color may belong to one or the next, and a little of everything between.
+TEST_P(ToneRowsTest, HuesOfWholeDegrees) {
+    Row row;
+    for (const int max : {3, 61, 120, 180, 255})
+        for (int min = 0; min < max; min += 1 + max / 9)
+            for (int middle = min; middle <= max; middle += 1 + (max - min) / 12)
+                for (const auto& [blue, green, red] : {std::array{min, middle, max},
+                                                       {middle, min, max},
+                                                       {max, min, middle},
+                                                       {max, middle, min},
+                                                       {min, max, middle},
+                                                       {middle, max, min}})
+                    for (const int byte : {blue, green, red}) row.push_back(static_cast<std::uint8_t>(byte));
+    for (const Form& form : Forms())
+        if (form.name == std::string_view("Hsb") || form.name == std::string_view("Tuning"))
+            for (unsigned seed = 0; seed < 60; ++seed) ExpectRowIsRule(form, seed, row, 0, row.size());
 }
 
 TEST_P(ToneRowsTest, EveryTailAndNothingBeyond) {
