@@ -1,6 +1,7 @@
 #include "kestrel/kernels/Convolve3x3.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
@@ -227,12 +228,8 @@ HWY_INLINE V PixelAfter(D /*d*/, V here, V /*there*/) {
 }
 #endif
 
-/// So many vectors of sums are made side by side: a line of the nearest cache where the registers hold their states.
-#if HWY_TARGET <= HWY_AVX3
-constexpr std::size_t kAbreast = 8;
-#else
+/// So many vectors of sums are made side by side: their states fit the registers.
 constexpr std::size_t kAbreast = 4;
-#endif
 
 #if HWY_TARGET <= HWY_AVX3
 /// Two vectors of sums as 32-bit numbers, a lane of each in turn.
@@ -244,13 +241,18 @@ HWY_INLINE __m512i Pair(D /*d*/, V even, V odd) {
 /// Stores pairs as bytes; what is beyond a byte is held to it.
 template <class D>
 HWY_INLINE void StorePairs(D /*d*/, const __m512i (&pairs)[kAbreast / 2], std::uint8_t* to) {
-    const __m512i mixed =
-        _mm512_packus_epi16(_mm512_packs_epi32(pairs[0], pairs[1]), _mm512_packs_epi32(pairs[2], pairs[3]));
-    const __m512i inBlock = _mm512_broadcast_i32x4(_mm_setr_epi8(0, 2, 1, 3, 4, 6, 5, 7, 8, 10, 9, 11, 12, 14, 13, 15));
-    alignas(64) static constexpr std::uint16_t kBlocks[32] = {0,  8,  16, 24, 1,  9,  17, 25, 2,  10, 18,
-                                                              26, 3,  11, 19, 27, 4,  12, 20, 28, 5,  13,
-                                                              21, 29, 6,  14, 22, 30, 7,  15, 23, 31};
-    _mm512_storeu_si512(to, _mm512_permutexvar_epi16(_mm512_load_si512(kBlocks), _mm512_shuffle_epi8(mixed, inBlock)));
+    alignas(64) static constexpr auto kOrder = [] {
+        std::array<std::uint16_t, 32> order{};
+        for (unsigned i = 0; i < 32; ++i) {  // lane i % 8 of vector i / 8
+            const unsigned block = i % 8 / 2, pair = i / 16, lane = i % 2, odd = i / 8 % 2;
+            order[i] = static_cast<std::uint16_t>(8 * block + 4 * pair + 2 * lane + odd);
+        }
+        return order;
+    }();
+    const __m512i words =
+        _mm512_permutexvar_epi16(_mm512_load_si512(kOrder.data()), _mm512_packs_epi32(pairs[0], pairs[1]));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(to),
+                        _mm512_cvtusepi16_epi8(_mm512_max_epi16(words, _mm512_setzero_si512())));
 }
 #else
 template <class D>
