@@ -50,10 +50,12 @@ void BandPipeline::SetEnds(RowFeed feed, RowTaker take) {
     take_ = std::move(take);
 }
 
-void BandPipeline::Work(const MakeBand& make) {
+void BandPipeline::Work(const MakeBand& make, bool alone) {
     Lock lock(guard_);
     while (!Ended()) {
-        if (MayWrite())
+        if (make && alone && MayMake())
+            Make(lock, make);
+        else if (MayWrite())
             Write(lock);
         else if (MayRead())
             Read(lock);

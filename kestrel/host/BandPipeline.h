@@ -42,9 +42,10 @@ public:
     /// Frees the rows that came in, all of which have been used.
     void DropInput() { held_ = {}; }
 
-    /// Takes part until all is done or something failed; without `make` only in reading and writing. Exceptions of
+    /// Takes part until all is done or something failed; without `make` only in reading and writing. `alone`: no other
+    /// thread makes bands, so that this one leaves the rest to them as long as it has bands to make. Exceptions of
     /// feed, taker and `make` end the run; the one that came first is thrown again by `Result`.
-    void Work(const MakeBand& make);
+    void Work(const MakeBand& make, bool alone = false);
     /// What came of it, once all threads are back: `E_FAIL` when the taker took no more.
     FilterResult Result() const;
 

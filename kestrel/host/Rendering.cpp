@@ -604,19 +604,20 @@ HRESULT Rendering::RenderRows(RowSpan rows, const RowFeed& feed, const RowTaker&
 }
 
 FilterResult Rendering::RunBands(BandPipeline& pipeline, int width, bool inBands) {
-    const auto work = [&](const Rendering& line) {
-        pipeline.Work([&](RowSpan band, std::uint8_t* const* rows, std::uint8_t* const* masks) -> FilterResult {
+    const auto makes = [&](const Rendering& line) {
+        return [&](RowSpan band, std::uint8_t* const* rows, std::uint8_t* const* masks) -> FilterResult {
             if (aborted_) return S_FALSE;
             return line.sink_->Upstream()->TransformArea(0, 0, 0, band.first, width, band.count, rows, masks);
-        });
+        };
     };
     if (inBands && !MakesBandsInOrder()) {
-        WithHelpers(CanBeFollowed() && !servedByHost_ ? threads_ - 1 : 0, true, work);
+        WithHelpers(CanBeFollowed() && !servedByHost_ ? threads_ - 1 : 0, true,
+                    [&](const Rendering& line) { pipeline.Work(makes(line)); });
     } else {
         constexpr int kEnds = 2;  // one thread reads, one writes
         const HelperThreads passes(inBands ? threads_ - kEnds : threads_);
         RunBeside(
-            std::min(threads_ - 1, kEnds), [&] { pipeline.Work({}); }, [&] { work(*this); });
+            std::min(threads_ - 1, kEnds), [&] { pipeline.Work({}); }, [&] { pipeline.Work(makes(*this), true); });
     }
     return pipeline.Result();
 }
