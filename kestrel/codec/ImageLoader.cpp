@@ -1,5 +1,6 @@
 #include "kestrel/codec/ImageLoader.h"
 
+#include <cstring>
 #include <new>
 
 #include "kestrel/codec/Codecs.h"

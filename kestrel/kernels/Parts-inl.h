@@ -144,7 +144,7 @@ private:
     static constexpr hn::CappedTag<std::int32_t, 8> kNumbers{};
     static constexpr std::size_t kAtOnce = hn::MaxLanes(kNumbers);  ///< pixels of a byte of bits
 
-    std::uint8_t bits_[kPart / 4];
+    std::uint8_t bits_[kPart / 4 + 8];  // up to 8 bytes are stored
     std::size_t count_ = 0;
     std::int32_t pixels_[kPart + 8];  // whole vectors are stored
 };
