@@ -54,15 +54,14 @@ void Gain(PartPlanes& planes, std::size_t pixels, const LuminanceGains& gains) {
 #endif
 
 void GainRow(Row row, const LuminanceGains& gains) {
-    const auto plain = [&gains](Bgr p) { return GainPixel(p, gains); };
 #if HWY_TARGET == HWY_SCALAR
-    MapPixels(row, plain);
+    MapPixels(row, [&gains](Bgr p) { return GainPixel(p, gains); });
 #else
     MapEstimated(
         row,
         [&gains](PartPlanes& planes, std::size_t pixels, OpenPixels& open)
             HWY_ATTR { EstimateGained(planes, pixels, gains, open); },
-        [&gains](PartPlanes& planes, std::size_t pixels) HWY_ATTR { Gain(planes, pixels, gains); }, plain);
+        [&gains](PartPlanes& planes, std::size_t pixels) HWY_ATTR { Gain(planes, pixels, gains); });
 #endif
 }
 

@@ -27,9 +27,8 @@ HWY_BEFORE_NAMESPACE();
 namespace kestrel::kernels::HWY_NAMESPACE {
 
 void SaturateRow(Row row, double factor) {
-    const auto plain = [factor](Bgr p) { return SaturatePixel(p, factor); };
 #if HWY_TARGET == HWY_SCALAR
-    MapPixels(row, plain);
+    MapPixels(row, [factor](Bgr p) { return SaturatePixel(p, factor); });
 #else
     const auto change = [factor](auto d, auto& hsl) HWY_ATTR {
         hsl.saturation = hn::Min(hn::Max(hn::Mul(hsl.saturation, hn::Set(d, factor)), hn::Zero(d)), hn::Set(d, 1.0));
@@ -40,7 +39,7 @@ void SaturateRow(Row row, double factor) {
         row,
         [&estimate](PartPlanes& planes, std::size_t pixels, OpenPixels& open)
             HWY_ATTR { EstimateHsl(planes, pixels, true, estimate, open); },
-        [&change](PartPlanes& planes, std::size_t pixels) HWY_ATTR { ChangeHsl(planes, pixels, true, change); }, plain);
+        [&change](PartPlanes& planes, std::size_t pixels) HWY_ATTR { ChangeHsl(planes, pixels, true, change); });
 #endif
 }
 
@@ -73,9 +72,8 @@ HWY_INLINE void MakePart(PartPlanes& planes, std::size_t pixels, const Wide& wid
 
 void ColourRow(Row row, const ColourTable& table) {
     const Colouring& c = table.colouring;
-    const auto plain = [&c](Bgr p) { return ColourPixel(p, c); };
 #if HWY_TARGET == HWY_SCALAR
-    MapPixels(row, plain);
+    MapPixels(row, [&c](Bgr p) { return ColourPixel(p, c); });
 #else
     const auto mix = [&](auto d, auto a, auto b) HWY_ATTR {
         return hn::Add(hn::Mul(a, hn::Set(d, c.intensity)), hn::Mul(b, hn::Set(d, 1.0 - c.intensity)));
@@ -117,15 +115,14 @@ void ColourRow(Row row, const ColourTable& table) {
             return over;
         });
     };
-    MapEstimated(row, estimate, exact, plain);
+    MapEstimated(row, estimate, exact);
 #endif
 }
 
 void TwoColourRow(Row row, const TwoColourTable& table) {
     const TwoColours& duo = table.colours;
-    const auto plain = [&duo](Bgr p) { return TwoColourPixel(p, duo); };
 #if HWY_TARGET == HWY_SCALAR
-    MapPixels(row, plain);
+    MapPixels(row, [&duo](Bgr p) { return TwoColourPixel(p, duo); });
 #else
     const auto estimate = [&](PartPlanes& planes, std::size_t pixels, OpenPixels& open) HWY_ATTR {
         HWY_ALIGN TwoColourTable::Part found[kPart];
@@ -170,7 +167,7 @@ void TwoColourRow(Row row, const TwoColourTable& table) {
                                                    mix(first.red, second.red, p.red)};
         });
     };
-    MapEstimated(row, estimate, exact, plain);
+    MapEstimated(row, estimate, exact);
 #endif
 }
 

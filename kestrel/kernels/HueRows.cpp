@@ -123,9 +123,8 @@ void EstimateHues(PartPlanes& planes, std::size_t pixels, bool keepsGreys, const
 #endif
 
 void TuningRow(Row row, const Tuning& tuning) {
-    const auto plain = [&](Bgr p) { return TuningPixel(p, tuning.factors); };
 #if HWY_TARGET == HWY_SCALAR
-    MapPixels(row, plain);
+    MapPixels(row, [&](Bgr p) { return TuningPixel(p, tuning.factors); });
 #else
     const auto change = [&](auto d, auto& hsl) HWY_ATTR {
         const auto factor = hn::GatherIndex(d, tuning.factors.data(), DegreeLanes(d, hsl.hue));
@@ -135,15 +134,14 @@ void TuningRow(Row row, const Tuning& tuning) {
         row,
         [&](PartPlanes& planes, std::size_t pixels, OpenPixels& open)
             HWY_ATTR { EstimateHues(planes, pixels, true, tuning.floats, open); },
-        [&](PartPlanes& planes, std::size_t pixels) HWY_ATTR { ChangeHsl(planes, pixels, true, change); }, plain);
+        [&](PartPlanes& planes, std::size_t pixels) HWY_ATTR { ChangeHsl(planes, pixels, true, change); });
 #endif
 }
 
 void HsbRow(Row row, const Hsb& hsb) {
     const HsbChanges& changes = hsb.changes;
-    const auto plain = [&](Bgr p) { return HsbPixel(p, changes); };
 #if HWY_TARGET == HWY_SCALAR
-    MapPixels(row, plain);
+    MapPixels(row, [&](Bgr p) { return HsbPixel(p, changes); });
 #else
     static_assert(sizeof(HsbChange) == 3 * sizeof(double));  // three doubles a record are gathered one by one
     const auto change = [&changes](auto d, auto& hsl) HWY_ATTR {
@@ -167,7 +165,7 @@ void HsbRow(Row row, const Hsb& hsb) {
         row,
         [&](PartPlanes& planes, std::size_t pixels, OpenPixels& open)
             HWY_ATTR { EstimateHues(planes, pixels, false, hsb.floats, open); },
-        [&](PartPlanes& planes, std::size_t pixels) HWY_ATTR { ChangeHsl(planes, pixels, false, change); }, plain);
+        [&](PartPlanes& planes, std::size_t pixels) HWY_ATTR { ChangeHsl(planes, pixels, false, change); });
 #endif
 }
 

@@ -6,6 +6,8 @@
 #else
 #define KESTREL_KERNELS_PARTS_INL_H
 #endif
+#include <algorithm>
+
 #include "kestrel/kernels/Rows-inl.h"
 #include "kestrel/kernels/WidenLanes-inl.h"
 
@@ -47,14 +49,11 @@ HWY_INLINE void ForBytes(std::size_t size, const Step& step) {
 }
 
 /// Pixels by parts: `part(planes, pixels, at)` makes `to` from `from` for a multiple of `kBlock` pixels of the row,
-/// from `at` on, `plain(Bgr)` does one pixel.
-template <class Part, class Plain>
-void MapParts(Row row, const Part& part, const Plain& plain) {
+/// from `at` on. Where the row ends within a block, its last pixel stands for those beyond it.
+template <class Part>
+void MapParts(Row row, const Part& part) {
     PartPlanes planes;
-    std::size_t i = 0;
-    for (std::size_t left = row.size() / (3 * kBlock) * kBlock; left > 0;) {
-        const std::size_t pixels = left < kPart ? left : kPart;
-        std::uint8_t* const bytes = row.data() + i;
+    const auto make = [&](std::uint8_t* bytes, std::size_t pixels, std::size_t at) HWY_ATTR {
         ForBytes(pixels, [&](auto d, std::size_t k) HWY_ATTR {
             hn::Vec<decltype(d)> blue, green, red;
             hn::LoadInterleaved3(d, bytes + 3 * k, blue, green, red);
@@ -62,15 +61,21 @@ void MapParts(Row row, const Part& part, const Plain& plain) {
             hn::Store(green, d, planes.from[1] + k);
             hn::Store(red, d, planes.from[2] + k);
         });
-        part(planes, pixels, i / 3);
+        part(planes, pixels, at);
         ForBytes(pixels, [&](auto d, std::size_t k) HWY_ATTR {
             hn::StoreInterleaved3(hn::Load(d, planes.to[0] + k), hn::Load(d, planes.to[1] + k),
                                   hn::Load(d, planes.to[2] + k), d, bytes + 3 * k);
         });
-        i += 3 * pixels;
-        left -= pixels;
-    }
-    MapPixels(row.subspan(i), plain);
+    };
+    const std::size_t size = row.size() / 3;
+    const std::size_t whole = size / kBlock * kBlock;
+    std::size_t at = 0;
+    for (; at < whole; at += std::min(kPart, whole - at)) make(&row[3 * at], std::min(kPart, whole - at), at);
+    if (at == size) return;
+    std::uint8_t block[3 * kBlock];
+    for (std::size_t k = 0; k < kBlock; ++k) Store(block + 3 * k, Load(&row[3 * std::min(at + k, size - 1)]));
+    make(block, kBlock, at);
+    std::copy_n(block, 3 * (size - at), &row[3 * at]);
 }
 
 /// Bytes of three planes as doubles.
@@ -153,7 +158,7 @@ private:
 template <class Exact>
 class WaitingPixels {
 public:
-    WaitingPixels(std::uint8_t* row, const Exact& exact) : row_(row), exact_(exact) {}
+    WaitingPixels(Row row, const Exact& exact) : row_(row), exact_(exact) {}
 
     /// Takes the open ones of a part that begins at pixel `at` of the row and is not yet written to it.
     void Add(const PartPlanes& part, const OpenPixels& open, std::size_t at) {
@@ -162,7 +167,7 @@ public:
             const std::size_t from = open[k];
             for (std::size_t channel = 0; channel < 3; ++channel)
                 planes_.from[channel][count_ + k] = part.from[channel][from];
-            places_[count_ + k] = row_ + 3 * (at + from);
+            places_[count_ + k] = std::min(at + from, row_.size() / 3 - 1);
         }
         count_ += open.Count();
     }
@@ -171,26 +176,26 @@ public:
         if (count_ == 0) return;
         exact_(planes_, (count_ + kBlock - 1) / kBlock * kBlock);  // the last ones are left from before
         for (std::size_t k = 0; k < count_; ++k)
-            Store(places_[k], {planes_.to[0][k], planes_.to[1][k], planes_.to[2][k]});
+            Store(&row_[3 * places_[k]], {planes_.to[0][k], planes_.to[1][k], planes_.to[2][k]});
         count_ = 0;
     }
 
 private:
-    std::uint8_t* row_;
+    Row row_;
     const Exact& exact_;
     PartPlanes planes_{};
-    std::uint8_t* places_[kPart];
+    std::size_t places_[kPart];  ///< pixels of the row
     std::size_t count_ = 0;
 };
 
 /// Pixels by an estimate that is far cheaper than the exact form: `estimate(planes, pixels, open)` makes the pixels
 /// whose bytes it is sure of and adds the others to `open`, `exact(planes, pixels)` does these, and whole parts where
-/// the estimate leaves so many that collecting them would not pay. `plain(Bgr)` does one pixel.
-template <class Estimate, class Exact, class Plain>
-void MapEstimated(Row row, const Estimate& estimate, const Exact& exact, const Plain& plain) {
+/// the estimate leaves so many that collecting them would not pay.
+template <class Estimate, class Exact>
+void MapEstimated(Row row, const Estimate& estimate, const Exact& exact) {
     constexpr std::size_t kUnpaid = 9;  // parts that are done without an estimate after one that did not pay
     std::size_t unpaid = 0;
-    WaitingPixels<Exact> waiting(row.data(), exact);
+    WaitingPixels<Exact> waiting(row, exact);
     const auto part = [&](PartPlanes& planes, std::size_t pixels, std::size_t at) HWY_ATTR {
         if (unpaid > 0) {
             --unpaid;
@@ -203,7 +208,7 @@ void MapEstimated(Row row, const Estimate& estimate, const Exact& exact, const P
         unpaid = kUnpaid;
         exact(planes, pixels);
     };
-    MapParts(row, part, plain);
+    MapParts(row, part);
     waiting.Make();
 }
 

@@ -114,23 +114,20 @@ void LuminanceRow(Row row, const LuminanceCurve& curve) {
 #if HWY_TARGET == HWY_SCALAR
     MapPixels(row, plain);
 #else
-    MapParts(
-        row,
-        [&](PartPlanes& planes, std::size_t pixels, std::size_t /*at*/) HWY_ATTR {
-            Luminances found;
-            MeasurePart(planes, pixels, found);
-            ShiftPart(planes, pixels, curve, found);
-            Bgr old{}, made = plain(old);  // an area of one colour is made once
-            for (std::size_t i = 0; i < found.opens; ++i) {
-                const std::size_t k = found.open[i];
-                const Bgr pixel{planes.from[0][k], planes.from[1][k], planes.from[2][k]};
-                if (pixel != old) made = plain(old = pixel);
-                planes.to[0][k] = made.blue;
-                planes.to[1][k] = made.green;
-                planes.to[2][k] = made.red;
-            }
-        },
-        plain);
+    MapParts(row, [&](PartPlanes& planes, std::size_t pixels, std::size_t /*at*/) HWY_ATTR {
+        Luminances found;
+        MeasurePart(planes, pixels, found);
+        ShiftPart(planes, pixels, curve, found);
+        Bgr old{}, made = plain(old);  // an area of one colour is made once
+        for (std::size_t i = 0; i < found.opens; ++i) {
+            const std::size_t k = found.open[i];
+            const Bgr pixel{planes.from[0][k], planes.from[1][k], planes.from[2][k]};
+            if (pixel != old) made = plain(old = pixel);
+            planes.to[0][k] = made.blue;
+            planes.to[1][k] = made.green;
+            planes.to[2][k] = made.red;
+        }
+    });
 #endif
 }
 
