@@ -71,7 +71,7 @@ bool Resampler::Reduce(const Source& source, const Planes& target, RowSpan made,
         rows.taps.push_back(rowTaps_.taps[static_cast<std::size_t>(y)]);
         rows.taps.back().Start -= source.rows.first;
     }
-    Planes planes = PlanesOfSource(source);
+    ConstPlanes planes = source.planes;
     if (source.opaque) planes.maskRows = nullptr;  // need not be looked at
     return ReduceGauss(planes, target, columnTaps_, rows, sums, abort) &&
            SharpenReduced(target, columns_.factor, rows_.factor, abort);
@@ -83,7 +83,7 @@ bool Resampler::ScaleByCubic(const Source& source, const Planes& target, RowSpan
         rows.push_back(CubicTapOf(rows_.inSize, OutHeight(), y));
         rows.back().base -= source.rows.first;
     }
-    return ScaleCubic(PlanesOfSource(source), target, rows, abort);
+    return ScaleCubic(source.planes, target, rows, abort);
 }
 
 }  // namespace kestrel::passes

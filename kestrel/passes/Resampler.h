@@ -34,9 +34,9 @@ public:
 
     /// Makes the tap tables of all passes, once. Throws `std::bad_alloc` for passes that are beyond memory or patience.
     void Prepare();
-    /// Rows of the input, in a picture that begins with the first of them.
+    /// Rows of the input, in planes that begin with the first of them.
     struct Source {
-        const CWorkImage& image;
+        ConstPlanes planes;  ///< a reduction of an opaque input does without a mask
         RowSpan rows;
         bool opaque = false;  ///< the whole input is known to have no transparency
     };
@@ -53,10 +53,6 @@ private:
     bool Reduce(const Source& source, const Planes& target, RowSpan made, kernels::OpaqueSums sums,
                 const AbortFlag& abort) const;
     bool ScaleByCubic(const Source& source, const Planes& target, RowSpan made, const AbortFlag& abort) const;
-    Planes PlanesOfSource(const Source& source) const {
-        return PlanesOf(source.image, columns_.inSize, source.rows.count);
-    }
-
     static constexpr double kGaussLambda = 5.0;  ///< fall of the weights per squared output pixel
     ScaleAxis columns_;
     ScaleAxis rows_;

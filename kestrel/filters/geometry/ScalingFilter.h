@@ -1,7 +1,10 @@
 #pragma once
 #include <algorithm>
+#include <cstdint>
 #include <optional>
+#include <vector>
 
+#include "kestrel/framework/RowLender.h"
 #include "kestrel/framework/TwinFilter.h"
 #include "kestrel/passes/Resampler.h"
 
@@ -54,10 +57,20 @@ protected:
         return this->CachedWhole(request, [&]() -> FilterResult {
             const RowSpan wanted = this->WantedRows(request), made = resampler_.MadeRows(wanted);
             resampler_.Prepare();
-            if (const FilterResult result = this->FetchIntoWork(this->m_Out.Width, made.count); result.Failed())
-                return result;
+            const RowSpan rows = this->FetchedRows();
+            const int width = this->m_InActive.Width;
+            passes::Resampler::Source source{{nullptr, nullptr, width, rows.count}, rows, HasOpaqueInput()};
+            const std::vector<const std::uint8_t*> lent =
+                source.opaque && resampler_.AsksForTransparency() ? LentRows(rows) : std::vector<const std::uint8_t*>();
+            if (!lent.empty()) {
+                this->EnsureWorkImages(0, 0, this->m_Out.Width, made.count);
+                source.planes.rows = lent.data();
+            } else {
+                if (const FilterResult result = this->FetchIntoWork(this->m_Out.Width, made.count); result.Failed())
+                    return result;
+                source.planes = passes::PlanesOf(*this->m_Work, width, rows.count);
+            }
             this->SetCachedFrom(made.first);
-            const passes::Resampler::Source source{*this->m_Work, this->FetchedRows(), HasOpaqueInput()};
             const bool done =
                 run([&] { return resampler_.Calculate(source, *this->m_Cache, wanted, sums, this->m_Abort); });
             return done ? this->kDone : this->kNotDone;
@@ -65,6 +78,17 @@ protected:
     }
 
 private:
+    /// Where rows of the input lie; none where one of them would have to be made.
+    std::vector<const std::uint8_t*> LentRows(RowSpan rows) const {
+        std::vector<const std::uint8_t*> lent;
+        const auto* const lender = dynamic_cast<const RowLender*>(this->m_Upstream.get());
+        for (int y = rows.first; lender && y < rows.End(); ++y) {
+            lent.push_back(lender->Lend(0, y, this->m_InActive.Width).pixels);
+            if (!lent.back()) return {};
+        }
+        return lent;
+    }
+
     passes::Resampler resampler_;
 };
 
