@@ -193,19 +193,21 @@ private:
 /// the estimate leaves so many that collecting them would not pay.
 template <class Estimate, class Exact>
 void MapEstimated(Row row, const Estimate& estimate, const Exact& exact) {
+    constexpr std::size_t kSample = 128;
     constexpr std::size_t kUnpaid = 9;  // parts that are done without an estimate after one that did not pay
     std::size_t unpaid = 0;
+    bool paid = false;  // did it for the part before? If not, a sample is tried first.
     WaitingPixels<Exact> waiting(row, exact);
     const auto part = [&](PartPlanes& planes, std::size_t pixels, std::size_t at) HWY_ATTR {
-        if (unpaid > 0) {
-            --unpaid;
-            return exact(planes, pixels);
-        }
         OpenPixels open;
-        estimate(planes, pixels, open);
-        open.Collect(pixels);
-        if (open.Count() <= pixels * 3 / 8) return waiting.Add(planes, open, at);
-        unpaid = kUnpaid;
+        const auto pays = [&](std::size_t count) HWY_ATTR {
+            estimate(planes, count, open);
+            open.Collect(count);
+            return open.Count() <= count * 3 / 8;
+        };
+        paid = unpaid == 0 && (paid || pays(std::min(pixels, kSample))) && pays(pixels);
+        if (paid) return waiting.Add(planes, open, at);
+        unpaid = unpaid == 0 ? kUnpaid : unpaid - 1;
         exact(planes, pixels);
     };
     MapParts(row, part);
