@@ -189,6 +189,8 @@ private:
 
 /// Columns that are walked together.
 constexpr int kStrip = 1024;
+/// Rows that a strip's walk asks for ahead of itself.
+constexpr int kRowsAhead = 8;
 
 /// What stands before the pixels of a strip's first row.
 constexpr auto kNothingBytes = [] {
@@ -230,6 +232,7 @@ public:
         Gather(source, n - 1, *walk.line);
         for (int i = 0; i < target.height; ++i) {
             if (abort.IsSet()) return false;
+            if (IsTall(target)) PrefetchRow(source, n + i + maxReach_ + kRowsAhead);
             std::swap(walk.line, walk.previous);
             Gather(source, n + i, *walk.line);
             const std::int64_t row = forward_ ? target.height - 1 - i : i;
@@ -239,7 +242,7 @@ public:
         return true;
     }
 
-    /// Asks for what `Make` looks at: pixels that are used together lie in different rows.
+    /// Asks for what `Make` looks at of few rows: pixels that are used together lie in different rows.
     void Prefetch(const ConstPlanes& source, int first, int rows) const {
         const std::int64_t n = FirstNumber(first, rows);
         std::size_t pixelLine = 0, maskLine = 0;
@@ -259,6 +262,9 @@ public:
             }
         }
     }
+
+    /// Is a picture so high that rows are better asked for whole, in the order of the walk?
+    static bool IsTall(const Planes& target) { return target.height > kStrip; }
 
 private:
     /// Columns that go equally far.
@@ -294,6 +300,13 @@ private:
         return forward_ ? begin_ - (std::int64_t{first} + rows - 1) : first - begin_;
     }
 
+    void PrefetchRow(const ConstPlanes& source, std::int64_t n) const {
+        if (n < 0 || n >= rows_) return;
+        const std::int64_t y = forward_ ? begin_ - n : begin_ + n;
+        PrefetchToRead({source.rows[y] + Bytes(left_), static_cast<std::size_t>(count_) * 3});
+        PrefetchToRead({source.maskRows[y] + left_, static_cast<std::size_t>(count_)});
+    }
+
     /// Gathers the pixels that land in row `n`. Of columns that have no pixel left for it, nothing is used.
     void Gather(const ConstPlanes& source, std::int64_t n, HeldRow& line) const {
         const std::int64_t rows = rows_;  // in locals: any byte that is stored could be a part of this object
@@ -326,13 +339,15 @@ private:
     void MakeRow(Walk& walk, std::int64_t n, const Line& own, const OutLine& to) const {
         const auto columns = static_cast<std::size_t>(count_);
         const bool landsEverywhere = n + minReach_ >= 0 && n + maxReach_ < rows_;
-        if (!landsEverywhere || keeps_) {
+        if ((!landsEverywhere || keeps_) && to.pixels != own.pixels) {
             std::memcpy(to.pixels, own.pixels, columns * 3);
             std::memcpy(to.masks, own.masks, columns);
         }
         if (landsEverywhere && !keeps_) return Blend(walk, to);
-        std::memcpy(walk.made.pixels, own.pixels, columns * 3);
-        Blend(walk, {walk.made.pixels, walk.made.masks});
+        if (n + maxReach_ >= 0 && n + minReach_ < rows_) {
+            std::memcpy(walk.made.pixels, own.pixels, columns * 3);
+            Blend(walk, {walk.made.pixels, walk.made.masks});
+        }
         for (const Run& run : runs_) {
             const bool lands = n + run.reach >= 0 && n + run.reach < rows_;
             if (!lands && !Leaves(run, n)) continue;
@@ -440,12 +455,17 @@ ColumnShear YShear(const Shear& shear, int width, int height) {
                 std::memcpy(target.maskRows[row] + left, source.maskRows[first + row] + left, size);
             }
         };
-        copy(0, strips.empty() ? target.width : inside.left);
+        const bool inPlace = target.height > 0 && target.rows[0] == source.rows[first];
+        if (!inPlace) copy(0, strips.empty() ? target.width : inside.left);
+        if (!inPlace && !strips.empty()) copy(inside.right, target.width);
+        if (Strip::IsTall(target))
+            return HelperThreads::Share(static_cast<int>(strips.size()), [&](int i) {
+                return strips[static_cast<std::size_t>(i)].Make(source, target, first, abort);
+            });
         for (std::size_t i = 0; i < strips.size(); ++i) {
             if (i + 1 < strips.size()) strips[i + 1].Prefetch(source, first, target.height);
             if (!strips[i].Make(source, target, first, abort)) return false;
         }
-        if (!strips.empty()) copy(inside.right, target.width);
         return true;
     };
 }

@@ -38,7 +38,8 @@ enum class TargetRows { Kept, Cleared };
                           TargetRows targetRows, const AbortFlag& abort);
 
 /// Makes rows of a sheared picture, row `first` to the one that is as many above as `target` has; `source` and `target`
-/// are of its width. False when aborted, which is looked for before each row. From any number of threads.
+/// are of its width, or one and the same picture, all of which is made. False when aborted, which is looked for before
+/// each row. From any number of threads.
 using ColumnShear =
     std::function<bool(const ConstPlanes& source, const Planes& target, int first, const AbortFlag& abort)>;
 

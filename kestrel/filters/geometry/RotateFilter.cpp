@@ -208,13 +208,30 @@ passes::Area CRotateFilter::SlantedPicture() const {
     return {spanX / 2, picture.bottom - 1, spanX / 2 + m_nTurnedWidth + spanX + 2, picture.top + 1};
 }
 
+passes::Area CRotateFilter::MovedRows() const {
+    const int spanX = std::abs(m_nSpanX);
+    const int spanY = std::abs(m_nSpanY);
+    const int cut = TruncateToInt(std::abs(m_dShearY) / 2 * (spanX - m_nTurnedWidth));
+    return {0, spanY / 2 + cut + 1, m_nInterWidth, spanY / 2 + m_nTurnedHeight + 5 - cut};
+}
+
 passes::Planes CRotateFilter::Intermediate(RowSpan rows) const {
     return {m_Rows.data() + rows.first, m_MaskRows.data() + rows.first, m_nInterWidth, rows.count};
 }
 
 FilterResult CRotateFilter::MakeIntermediate(const PixelRequest& request) {
     if (!WorksInBands()) m_Cache.reset();
-    if (!OnlySlants()) return TurnAndSlant();
+    const FilterResult made = OnlySlants() ? MakeSlanted(request) : TurnAndSlant();
+    return made.Ok() && !WorksInBands() ? ShearColumns() : made;
+}
+
+FilterResult CRotateFilter::ShearColumns() {
+    const passes::Planes all = Intermediate({0, m_nInterHeight});
+    const bool done = GuardShear("YShear", SlantedPicture(), __LINE__, [&] { return m_Columns(all, all, 0, m_Abort); });
+    return done ? kDone : kNotDone;
+}
+
+FilterResult CRotateFilter::MakeSlanted(const PixelRequest& request) {
     const RowSpan wanted =
         WorksInBands() ? IntermediateRows({request.srcY, request.height}) : RowSpan{0, m_nInterHeight};
     if (!m_Cache || wanted.End() > m_Held.End() || wanted.End() < m_Held.first) m_Held = {wanted.End(), 0};
@@ -292,6 +309,7 @@ bool CRotateFilter::ShearRows(RowSpan rows) {
 }
 
 FilterResult CRotateFilter::Shear(const PixelRequest& part) {
+    if (!WorksInBands()) return ShearRowsAgain(part, Intermediate({0, m_nInterHeight}), 0) ? kDone : kNotDone;
     const int band = std::min(BandRows(m_nInterWidth), part.height);
     const auto shear = [&](std::int64_t from, std::int64_t end, const CWorkImage& slanted) {
         for (; from < end; from += band)
@@ -310,10 +328,7 @@ FilterResult CRotateFilter::Shear(const PixelRequest& part) {
 }
 
 bool CRotateFilter::ShearPart(const PixelRequest& part, const CWorkImage& slanted) const {
-    const int spanX = std::abs(m_nSpanX);
-    const int spanY = std::abs(m_nSpanY);
-    const int cut = TruncateToInt(std::abs(m_dShearY) / 2 * (spanX - m_nTurnedWidth));
-    const passes::Area whole{0, spanY / 2 + cut + 1, m_nInterWidth, spanY / 2 + m_nTurnedHeight + 5 - cut};
+    const passes::Area whole = MovedRows();
     // The rows of the intermediate picture that those of the part are, and what of them has pixels that move.
     const int bottom = m_nCropY + part.srcY;
     const int first = std::max(bottom, 0);
@@ -326,17 +341,22 @@ bool CRotateFilter::ShearPart(const PixelRequest& part, const CWorkImage& slante
             return m_Columns(Intermediate({0, m_nInterHeight}), columns, from, m_Abort);
         }))
         return false;
-    return GuardShear("XShear", whole, __LINE__, [&] {
+    return ShearRowsAgain(part, passes::PlanesOf(slanted, m_nInterWidth, end - first), first);
+}
+
+bool CRotateFilter::ShearRowsAgain(const PixelRequest& part, const passes::Planes& sheared, int first) const {
+    const passes::Area moved = MovedRows();
+    return GuardShear("XShear", moved, __LINE__, [&] {
         std::vector<std::uint8_t*> rows, maskRows;
         for (int h = 0; h < part.height; ++h) {
             rows.push_back(part.Pixels(h).data());
             maskRows.push_back(part.Mask(h).data());
         }
-        const passes::Area moved{whole.left, whole.bottom - first, whole.right, whole.top - first};
+        const passes::Area area{moved.left, moved.bottom - first, moved.right, moved.top - first};
         // Only this one moves by the centre's fraction.
-        return passes::XShear(passes::PlanesOf(slanted, m_nInterWidth, end - first),
-                              {rows.data(), maskRows.data(), part.width, part.height}, {m_dShearX, m_dFracX, moved},
-                              m_nCropX + part.srcX, bottom - first, passes::TargetRows::Cleared, m_Abort);
+        return passes::XShear(sheared, {rows.data(), maskRows.data(), part.width, part.height},
+                              {m_dShearX, m_dFracX, area}, m_nCropX + part.srcX, m_nCropY + part.srcY - first,
+                              passes::TargetRows::Cleared, m_Abort);
     });
 }
 

@@ -80,6 +80,12 @@ private:
     FilterResult Shear(const PixelRequest& part);
     /// The same for a part that is no higher than `slanted`, which takes it after the second shear.
     bool ShearPart(const PixelRequest& part, const CWorkImage& slanted) const;
+    /// The second shear of the whole intermediate picture, in its place, which is faster than by bands.
+    FilterResult ShearColumns();
+    /// The third shear of the rows of a part, out of the sheared rows from `first` of the intermediate picture on.
+    bool ShearRowsAgain(const PixelRequest& part, const passes::Planes& sheared, int first) const;
+    /// Has the cache hold what a request needs of an input that only slants.
+    FilterResult MakeSlanted(const PixelRequest& request);
     /// Makes rows of the intermediate picture of an input that only slants: it is fetched to where it is sheared.
     FilterResult SlantRows(RowSpan rows);
     /// Fetches the whole input and turns it into the intermediate picture.
@@ -96,6 +102,8 @@ private:
     passes::Area UprightPicture() const;
     /// What of the intermediate picture is sheared along columns.
     passes::Area SlantedPicture() const;
+    /// What of it is sheared along rows again.
+    passes::Area MovedRows() const;
 
     double m_dRoundedAngle = 0;
     int m_nQuarterTurns = 0;
