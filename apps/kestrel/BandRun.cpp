@@ -17,12 +17,6 @@ struct OtherAlpha {};
 
 constexpr const char* kOfBoxes = "a picture box takes and gives whole pictures";
 
-bool Hides(const std::uint8_t* mask, int width) {
-    std::uint8_t any = 0;
-    for (int x = 0; x < width; ++x) any |= mask[x];
-    return any != 0;
-}
-
 }  // namespace
 
 std::string NeedsAll(const std::string& filter) { return filter.empty() ? "" : filter + " needs all of it at once"; }
@@ -129,7 +123,7 @@ kestrel::CodecError BandRun::WriteTo(std::FILE* stream, bool alpha) {
 
 bool BandRun::Put(kestrel::RowEncoder& encoder, bool alpha, std::uint8_t* pixels, const std::uint8_t* mask) {
     const Rgba& under = job_.background;
-    const bool hides = holdsAlpha_ ? Hides(mask, part_.width)
+    const bool hides = holdsAlpha_ ? kestrel::MaskRowHidesAnything(mask, part_.width)
                                    : kestrel::FlattenRow(pixels, mask, part_.width, under.red, under.green, under.blue);
     hides_ = hides_ || hides;
     if (holdsAlpha_ && hides && !alpha) throw OtherAlpha();

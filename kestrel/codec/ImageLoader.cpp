@@ -102,13 +102,15 @@ CodecError ImageLoader::Save(std::FILE* stream, const Dib* image, const Dib* mas
 
 bool MaskHidesAnything(const Dib* mask) {
     if (!mask || DibBitsPerPixel(mask) != 8) return false;
-    for (int row = 0; row < mask->biHeight; ++row) {
-        const std::uint8_t* bytes = DibRow(mask, row);
-        std::uint8_t any = 0;
-        for (int x = 0; x < mask->biWidth; ++x) any |= bytes[x];
-        if (any) return true;
-    }
+    for (int row = 0; row < mask->biHeight; ++row)
+        if (MaskRowHidesAnything(DibRow(mask, row), mask->biWidth)) return true;
     return false;
+}
+
+bool MaskRowHidesAnything(const std::uint8_t* mask, int width) {
+    std::uint8_t any = 0;
+    for (int x = 0; x < width; ++x) any |= mask[x];
+    return any != 0;
 }
 
 void Flatten(Dib* image, const Dib* mask, std::uint8_t red, std::uint8_t green, std::uint8_t blue) {

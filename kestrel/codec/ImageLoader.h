@@ -198,6 +198,8 @@ private:
 
 /// Whether any byte of the mask is not 0; false for null.
 KESTREL_API bool MaskHidesAnything(const Dib* mask);
+/// The same of a row of `width` pixels.
+KESTREL_API bool MaskRowHidesAnything(const std::uint8_t* mask, int width);
 
 /// Lays the picture over a colour, in place: what the mask hides becomes the background, partly hidden pixels are
 /// mixed and rounded. Null or another size of the mask leaves the picture as it is.

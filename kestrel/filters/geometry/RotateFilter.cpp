@@ -247,8 +247,9 @@ void CRotateFilter::HoldRows(std::int64_t count) {
     constexpr int kMore = 16;  // bands differ by some rows
     const int kept = static_cast<int>(std::min<std::int64_t>(count + kMore, m_nInterHeight));
     if (m_Cache && m_Cache->Height() >= std::min<std::int64_t>(count, m_nInterHeight)) return;
-    if (!m_Columns) m_Columns = passes::YShear({m_dShearY, 0.0, SlantedPicture()}, m_nInterWidth, m_nInterHeight);
     auto cache = std::make_unique<CWorkImage>(m_nInterWidth, kept);
+    // Only of rows that are in memory is it known that the places in the picture are no larger than an int.
+    if (!m_Columns) m_Columns = passes::YShear({m_dShearY, 0.0, SlantedPicture()}, m_nInterWidth, m_nInterHeight);
     const auto place = [&](int y) { return y % cache->Height(); };
     for (int y = m_Held.first; m_Cache && y < m_Held.End(); ++y) {
         std::copy_n(m_Rows[static_cast<std::size_t>(y)], 3 * std::ptrdiff_t{m_nInterWidth}, cache->Rows()[place(y)]);
