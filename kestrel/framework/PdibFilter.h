@@ -145,8 +145,8 @@ protected:
     /// In-place pattern: asks upstream first, then passes each row of the request, from the last to the first, to
     /// `rule(pixels)`, `rule(pixels, mask)` or `rule(y, pixels, mask)`: spans over the caller's rows, and the number of
     /// the row in the picture. A rule that takes `kernels::RowPair` for the pixels makes them of others where upstream
-    /// lends its rows, and is not to read what the caller's rows hold. Allocates nothing. An abort between rows leaves
-    /// the flags as they are.
+    /// lends its rows, in the order of memory, and is not to read what the caller's rows hold. Allocates nothing. An
+    /// abort between rows leaves the flags as they are.
     template <class RowRule>
     FilterResult InPlace(const PixelRequest& request, const RowRule& rule);
 
@@ -310,6 +310,12 @@ FilterResult CPdibFilter::InPlace(const PixelRequest& request, const RowRule& ru
 template <class Lend, class RowRule>
 FilterResult CPdibFilter::MapRows(const PixelRequest& request, const Lend& lend, const RowRule& rule) const {
     const bool large = OutlivesCaches();
+    const struct Stream {  // also when aborted: another thread may make the rows anew
+        const bool used;
+        ~Stream() {
+            if (used) kernels::FinishStream();
+        }
+    } stream{large};
     for (int h = 0; h < request.height; ++h) {
         const LentRow from = lend(request.srcY + h);
         if (!from.pixels || Aborted()) return kNotDone;
@@ -328,7 +334,6 @@ FilterResult CPdibFilter::MapRows(const PixelRequest& request, const Lend& lend,
         else
             rule(pixels);
     }
-    if (large) kernels::FinishStream();
     return kDone;
 }
 

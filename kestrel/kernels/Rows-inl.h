@@ -1,5 +1,3 @@
-// Runners that own the lane loop and the tail of a row; a kernel gives the vector step and the plain step. The tail is
-// done by the plain step: rows are rewritten in place, so no lane may be done twice.
 // Runners that own the loop over a row and its tail; a kernel gives the step.
 #if defined(KESTREL_KERNELS_ROWS_INL_H) == defined(HWY_TARGET_TOGGLE)  // once for each instruction set
 #ifdef KESTREL_KERNELS_ROWS_INL_H

@@ -189,6 +189,8 @@ private:
 
 /// Columns that are walked together.
 constexpr int kStrip = 1024;
+/// Rows from which on a strip is walked in one go: it asks for whole rows ahead of itself.
+constexpr int kTall = 1024;
 /// Rows that a strip's walk asks for ahead of itself.
 constexpr int kRowsAhead = 8;
 
@@ -264,7 +266,7 @@ public:
     }
 
     /// Is a picture so high that rows are better asked for whole, in the order of the walk?
-    static bool IsTall(const Planes& target) { return target.height > kStrip; }
+    static bool IsTall(const Planes& target) { return target.height >= kTall; }
 
 private:
     /// Columns that go equally far.

@@ -15,6 +15,7 @@
 
 #include "kestrel/kernels/Histogram.h"
 #include "kestrel/kernels/HslRows.h"
+#include "tests/kernels/RandomBytes.h"
 
 namespace kestrel::kernels {
 namespace {
@@ -25,13 +26,6 @@ HWY_TARGET_INSTANTIATE_TEST_SUITE_P(ColourRowsTest);
 using Row = std::vector<std::uint8_t>;
 using RowForm = std::function<void(std::span<std::uint8_t>)>;
 using PixelRule = std::function<Bgr(Bgr)>;
-
-Row RandomRow(std::size_t size, unsigned seed) {
-    std::mt19937 random(seed);
-    Row row(size);
-    for (auto& byte : row) byte = static_cast<std::uint8_t>(random());
-    return row;
-}
 
 void ExpectRowIsRule(Row row, std::size_t offset, std::size_t size, const RowForm& form, const PixelRule& rule) {
     Row want = row;
@@ -101,7 +95,7 @@ const std::vector<Form>& Forms() {
 }
 
 TEST_P(ColourRowsTest, EverySetting) {
-    Row row = RandomRow(3 * 700, 11);
+    Row row = RandomBytes(3 * 700, 11);
     for (std::size_t i = 0; i < 256; ++i) row[3 * i] = row[3 * i + 1] = row[3 * i + 2] = static_cast<std::uint8_t>(i);
     for (std::size_t i = 0; i < 30; ++i) row[3 * 256 + i] = i % 3 == 1 ? 255 : 0;
     for (const Form& form : Forms()) {
@@ -138,7 +132,7 @@ TEST_P(ColourRowsTest, EveryTailAndNothingBeyond) {
         for (std::size_t offset = 0; offset < 4; ++offset)
             for (std::size_t pixels = 0; pixels <= 140; ++pixels)
                 ExpectRowIsRule(
-                    RandomRow(4 + 3 * 140 + 64, static_cast<unsigned>(pixels)), offset, pixels * 3,
+                    RandomBytes(4 + 3 * 140 + 64, static_cast<unsigned>(pixels)), offset, pixels * 3,
                     [&](auto r) { form.row(r, 73); }, [&](Bgr p) { return form.rule(p, 73); });
     }
 }
@@ -151,8 +145,8 @@ TEST_P(ColourRowsTest, LightnessesAddUpInOrder) {
         Lightnesses want, got;
         for (unsigned y = 0; y < 40; ++y) {
             const std::size_t width = 1 + y * 67 % 1500;
-            Row pixels = RandomRow(3 * width, y);
-            Row mask = kind == 0 ? RandomRow(width, y + 1) : Row(width);
+            Row pixels = RandomBytes(3 * width, y);
+            Row mask = kind == 0 ? RandomBytes(width, y + 1) : Row(width);
             if (kind == 1) std::ranges::fill(pixels, std::uint8_t{128});
             if (kind == 2) TableRow(std::span(pixels), LevelsTable(127, 128));  // black and white
             for (std::size_t x = 0; x < width; ++x) want.Add(Load(&pixels[3 * x]), mask[x]);

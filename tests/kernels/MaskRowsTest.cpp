@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "kestrel/kernels/FadeRow.h"
+#include "tests/kernels/RandomBytes.h"
 
 namespace kestrel::kernels {
 namespace {
@@ -22,16 +23,6 @@ HWY_TARGET_INSTANTIATE_TEST_SUITE_P(MaskRowsTest);
 using Bytes = std::vector<std::uint8_t>;
 
 /// Random bytes, of which every fourth or so is at an end of its range.
-Bytes RandomBytes(std::size_t size, unsigned seed) {
-    std::mt19937 random(seed);
-    Bytes bytes(size);
-    for (auto& byte : bytes) {
-        const auto number = random();
-        byte = static_cast<std::uint8_t>(number % 8 == 0 ? 0 : number % 8 == 1 ? 255 : number >> 8);
-    }
-    return bytes;
-}
-
 using Window = std::array<std::array<int, 3>, 3>;
 int Weighted(const Window& window, const Window& weights) {
     int sum = 0;

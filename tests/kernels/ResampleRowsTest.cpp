@@ -1,5 +1,6 @@
 // Every compiled instruction set gives the bytes of the one-byte rules: all tails, nothing beyond.
 #include "kestrel/kernels/ResampleRows.h"
+#include "tests/kernels/RandomBytes.h"
 
 #include <gtest/gtest.h>
 #include <hwy/highway.h>
@@ -18,12 +19,6 @@ struct ResampleRowsTest : hwy::TestWithParamTarget {};
 HWY_TARGET_INSTANTIATE_TEST_SUITE_P(ResampleRowsTest);
 
 using Bytes = std::vector<std::uint8_t>;
-
-Bytes RandomRow(std::mt19937& random, std::size_t size) {
-    Bytes row(size);
-    for (auto& byte : row) byte = static_cast<std::uint8_t>(random());
-    return row;
-}
 
 TEST_P(ResampleRowsTest, BlendingEveryPairOfBytesByEveryShare) {
     for (std::int16_t share = 0; share < 32; ++share) {
@@ -44,7 +39,7 @@ TEST_P(ResampleRowsTest, BlendingEveryPairOfBytesByEveryShare) {
 TEST_P(ResampleRowsTest, BlendingEveryTail) {
     std::mt19937 random(2);
     for (std::size_t size = 0; size < 200; ++size) {
-        const Bytes previous = RandomRow(random, size), bytes = RandomRow(random, size);
+        const Bytes previous = RandomBytes(size, random), bytes = RandomBytes(size, random);
         std::vector<std::int16_t> shares(size);
         for (auto& share : shares) share = static_cast<std::int16_t>(random() % 32);
         const auto even = static_cast<std::int16_t>(random() % 32);
@@ -65,7 +60,7 @@ TEST_P(ResampleRowsTest, WeighingFourRows) {
     for (const CubicTap& tap : passes::BuildCubicTaps(50, 977)) {
         const std::size_t size = random() % 150;
         Bytes rows[4], to(size + 1, 77);
-        for (Bytes& row : rows) row = RandomRow(random, size);
+        for (Bytes& row : rows) row = RandomBytes(size, random);
         if (random() % 4 == 0)  // a line of one row, which overshoots on both sides
             for (std::size_t k = 0; k < 4; ++k) std::fill(rows[k].begin(), rows[k].end(), k == 1 ? 255 : 0);
         CubicRow(tap, {rows[0], rows[1], rows[2], rows[3]}, Row(to).first(size));
@@ -86,7 +81,7 @@ TEST_P(ResampleRowsTest, WeighingFourPixels) {
     for (const int width : {3, 4, 40, 150})
         for (int result = 1; result < 200; result += 1 + result / 40) {
             const CubicLine line(passes::BuildCubicTaps(width, result));
-            Bytes from = RandomRow(random, static_cast<std::size_t>(width + 3) * 3 + kCubicPadding);
+            Bytes from = RandomBytes(static_cast<std::size_t>(width + 3) * 3 + kCubicPadding, random);
             if (result % 4 == 0)  // overshoots on both sides
                 for (std::size_t i = 0; i < from.size(); ++i) from[i] = i % 7 < 3 ? 255 : 0;
             Bytes to(static_cast<std::size_t>(result) * 3 + 1, 77);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "kestrel/kernels/ColourRows.h"
+#include "tests/kernels/RandomBytes.h"
 
 namespace kestrel::kernels {
 namespace {
@@ -19,12 +20,6 @@ struct RowTest : hwy::TestWithParamTarget {};
 HWY_TARGET_INSTANTIATE_TEST_SUITE_P(RowTest);
 
 using Bytes = std::vector<std::uint8_t>;
-
-Bytes RandomBytes(std::size_t size, std::mt19937& random) {
-    Bytes bytes(size);
-    for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random());
-    return bytes;
-}
 
 TEST_P(RowTest, RowsAreMadeOfOthersAsInPlace) {
     std::mt19937 random(19);

@@ -18,6 +18,7 @@
 #include "kestrel/kernels/HueRows.h"
 #include "kestrel/kernels/MixerRow.h"
 #include "kestrel/kernels/YiqRows.h"
+#include "tests/kernels/RandomBytes.h"
 
 namespace kestrel::kernels {
 namespace {
@@ -153,13 +154,6 @@ const std::vector<Form>& Forms() {
     return forms;
 }
 
-Row RandomRow(std::size_t size, unsigned seed) {
-    std::mt19937 random(seed);
-    Row row(size);
-    for (auto& byte : row) byte = static_cast<std::uint8_t>(random());
-    return row;
-}
-
 void ExpectRowIsRule(const Form& form, unsigned seed, Row row, std::size_t offset, std::size_t size) {
     const auto [rowForm, rule] = form.make(Numbers{std::mt19937(seed)});
     Row want = row;
@@ -171,7 +165,7 @@ void ExpectRowIsRule(const Form& form, unsigned seed, Row row, std::size_t offse
 }
 
 TEST_P(ToneRowsTest, RandomSettings) {
-    Row row = RandomRow(3 * 1200, 5);
+    Row row = RandomBytes(3 * 1200, 5);
     for (std::size_t i = 0; i < 256; ++i) row[3 * i] = row[3 * i + 1] = row[3 * i + 2] = static_cast<std::uint8_t>(i);
     for (std::size_t i = 0; i < 300; ++i) row[3 * 256 + i] = (i * 7 / 3) % 2 == 0 ? 255 : 0;
     for (const Form& form : Forms())
@@ -200,7 +194,8 @@ TEST_P(ToneRowsTest, EveryTailAndNothingBeyond) {
     for (const Form& form : Forms())
         for (std::size_t offset = 0; offset < 3; ++offset)
             for (std::size_t pixels = 0; pixels <= 70; ++pixels)
-                ExpectRowIsRule(form, 3, RandomRow(4 + 3 * 70 + 64, static_cast<unsigned>(pixels)), offset, pixels * 3);
+                ExpectRowIsRule(form, 3, RandomBytes(4 + 3 * 70 + 64, static_cast<unsigned>(pixels)), offset,
+                                pixels * 3);
 }
 
 /// Integer quotients of the hue and the saturation are taken in single precision: all of them, of one greatest channel.

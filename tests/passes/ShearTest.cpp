@@ -166,6 +166,23 @@ TEST(YShear, IsTheXShearOfTheTransposedPicture) {
         }
 }
 
+TEST(YShear, MakesAPictureInItsPlaceToo) {
+    const HelperThreads help(3);
+    for (const bool tall : {false, true})
+        for (const double slope : {0.1, -0.3}) {
+            auto [picture, area] = Framed();
+            if (tall) {
+                picture = Transposed(picture);
+                area = {area.bottom, area.left, area.top, area.right};
+            }
+            const Shear shear{slope, 0.13, area};
+            const Picture expected = ShearedColumns(picture, shear, 37);
+            ASSERT_TRUE(YShear(shear, picture.Width(), picture.Height())(Of(picture), Of(picture), 0, false));
+            EXPECT_EQ(picture.Difference(expected), "") << slope << (tall ? ", tall" : "");
+            EXPECT_TRUE(picture.GuardsIntact());
+        }
+}
+
 TEST(YShear, LooksNoFartherThanAColumnMoves) {
     auto [picture, area] = Framed();
     const Shear shear{0.02, 0.13, area};  // by up to 11 pixels
