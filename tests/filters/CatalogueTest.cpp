@@ -317,6 +317,25 @@ TEST(Catalogue, AFailureInACleanStateIsNewsForTheConsumer) {
     }
 }
 
+TEST(Catalogue, AnAbortStopsCopiesFromACacheToo) {
+    int found = 0;
+    for (const Setting& setting : Settings(23)) {
+        SCOPED_TRACE(Told(setting.step, 9, 8));
+        if (!Evaluate({setting.step}, Picture(9, 8))) continue;
+        Line line(Picture(9, 8));
+        line.Add(setting.step.progId.c_str(), setting.step.text.c_str());
+        const Picture whole = line.Render();
+        const int requests = line.source->requests;
+        line.Abort(true);
+        Picture into(whole.Width(), whole.Height());
+        const HRESULT result = line.Request(into, 0, 0, 0, 0, whole.Width(), whole.Height());
+        if (line.source->requests > requests) continue;
+        ++found;
+        EXPECT_EQ(result, S_FALSE);
+    }
+    EXPECT_GT(found, 20);
+}
+
 /// The flag that a filter's passes ask.
 struct FilterAccess : CPdibFilter {
     static AbortFlag& Abort(IFilterObject& filter) { return static_cast<CPdibFilter&>(filter).*&FilterAccess::m_Abort; }
